@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds and runs every test twice: in a normal build (build/) and in an AddressSanitizer +
+# UndefinedBehaviorSanitizer build (build-asan/). Exits non-zero if any build or test fails.
+set -euo pipefail
+here=$(cd "$(dirname "$0")/.." && pwd)
+"$here/scripts/install-deps.sh"
+jobs=$(nproc)
+
+"$here/scripts/build.sh" "$here/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+(cd "$here/build" && ctest --output-on-failure --parallel "$jobs")
+
+# The sanitizer build skips the benchmarks: they are measured in the normal build only.
+"$here/scripts/build.sh" "$here/build-asan" -DCMAKE_BUILD_TYPE=Debug -DQVGEO_SANITIZE=ON \
+  -DQVGEO_BUILD_BENCH=OFF
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+(cd "$here/build-asan" && ctest --output-on-failure --parallel "$jobs" --label-exclude install)
