@@ -1,0 +1,72 @@
+// The Transverse Mercator projection about any central meridian, the UTM grid built on it (zones with the
+// Norway and Svalbard exceptions, latitude bands, scale factor 0.9996, false origins) and the UPS grid of
+// the polar caps.
+//
+// The Transverse Mercator kernel is the classic series in the longitude difference up to its eighth
+// power, without a scale factor of its own; UTM applies 0.9996 on top. It is fast and simple but, being a
+// truncated series, it loses accuracy away from the central meridian (accuracy figures measured against
+// an exact Transverse Mercator are given below the declarations of LatLongToUTM/UTMToLatLong).
+//
+// Nothing here throws or reports errors: a position outside the UTM area gives zone 0.
+#pragma once
+
+#include "geobasics/ellipsoids.h"
+
+#include <string>
+
+namespace qv {
+
+inline constexpr double UTMScaleFactor = 0.9996;
+inline constexpr double UTMFalseEasting = 500000.0;         // metres
+inline constexpr double UTMFalseNorthingSouth = 10000000.0;  // metres, southern hemisphere only
+inline constexpr double UPSScaleFactor = 0.994;
+inline constexpr double UPSFalseOrigin = 2000000.0;          // metres, both easting and northing
+
+// Length of the meridian arc from the equator to latitude Phi (radians) on the ellipsoid, in metres;
+// negative for southern latitudes.
+double ArcLengthOfMeridian(double Phi, TGeoEllipsoid Ellipsoid);
+
+// Central meridian of UTM zone Zone (1 to 60) in radians: (6·Zone − 183)°. 0 for any other zone number.
+double UTMCentralMeridian(int Zone);
+
+// Transverse Mercator kernel. Phi, Lambda: latitude and longitude (radians); Lambda0: central meridian
+// (radians). X: easting from the central meridian, Y: northing from the equator, both in metres, with
+// no scale factor and no false origin.
+void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y);
+
+// Inverse of LatLongToTM. X, Y: unscaled easting and northing (metres) relative to the central meridian
+// Lambda0 (radians) and the equator. Phi, Lambda: latitude and longitude (radians).
+void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, double& Phi, double& Lambda);
+
+// UTM zone and latitude band of a position. Lat, Long in degrees. Inside the UTM area
+// (−80 ≤ Lat ≤ 84, −180 ≤ Long < 180) Zone is 1 to 60 and Band one of "CDEFGHJKLMNPQRSTUVWX" (X runs
+// from 72° to 84° inclusive); the Norway (32V) and Svalbard (31X, 33X, 35X, 37X) exceptions apply.
+// Outside the area Zone is 0 and Band is a blank (' ').
+void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band);
+
+// The zone as text, zone number followed by the band letter ("33T"); empty outside the UTM area.
+std::string GeoToUTMZone(double Lat, double Long);
+
+// Geographic to UTM. Lat, Long in degrees. Zone: 1 to 60, from GeoToUTMZone (band discarded).
+// Easting, Northing in metres with the false easting 500000 m; a negative projected northing gets the
+// southern false northing 10000000 m added, so the hemisphere is decided by the sign of the northing
+// and is not returned. Outside the UTM area Zone is 0 and the point is still projected about the
+// Greenwich meridian: the caller must test Zone.
+void LatLongToUTM(double Lat, double Long, TGeoEllipsoid Ellipsoid, int& Zone, double& Easting,
+                  double& Northing);
+
+// UTM to geographic. Easting, Northing in metres; Zone 1 to 60 (any other value silently uses the
+// Greenwich meridian); South: the northing carries the southern false northing. Lat, Long in degrees.
+void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEllipsoid Ellipsoid, double& Lat,
+                  double& Long);
+
+// Geographic to UPS. Lat, Long in degrees; latitude 0 and above counts as the northern cap. X, Y:
+// UPS easting and northing in metres, scale factor 0.994, false origin 2000000 m. The latitude is not
+// checked to be polar.
+void LatLongToUPS(double Lat, double Long, TGeoEllipsoid Ellipsoid, double& X, double& Y);
+
+// UPS to geographic. X, Y in metres; South: southern cap. Lat, Long in degrees. The polar distance is
+// found by at most six Newton rounds from the spherical solution.
+void UPSToLatLong(double X, double Y, bool South, TGeoEllipsoid Ellipsoid, double& Lat, double& Long);
+
+}  // namespace qv
