@@ -1,0 +1,78 @@
+#include "support/math_services.h"
+
+#include <cmath>
+#include <random>
+#include <utility>
+
+namespace qv {
+
+double ProcStat = 0.0;
+std::function<void(double)> MathFeedBackProc;
+bool AbortMathProc = false;
+
+bool MathProgressStep()
+{
+    ProcStat += 1.0;
+    if (MathFeedBackProc)
+        MathFeedBackProc(ProcStat);
+    return !AbortMathProc;
+}
+
+double Round125(double x)
+{
+    if (x == 0.0 || !std::isfinite(x))
+        return x;
+    const double a = std::fabs(x);
+    double power = std::pow(10.0, std::floor(std::log10(a)));
+    // log10 of values just below a power of ten can round up; keep the mantissa in [1, 10).
+    if (a / power >= 10.0)
+        power *= 10.0;
+    else if (a / power < 1.0)
+        power /= 10.0;
+    const double m = a / power;
+    double r;
+    if (m < 1.4142135623730951)
+        r = 1.0;
+    else if (m < 3.1622776601683795)
+        r = 2.0;
+    else if (m < 7.0710678118654755)
+        r = 5.0;
+    else
+        r = 10.0;
+    return std::copysign(r * power, x);
+}
+
+double SphereGreatCircleDist(double Lat1, double Long1, double Lat2, double Long2, double Radius)
+{
+    constexpr double rad = 3.141592653589793 / 180.0;
+    const double dLat = (Lat2 - Lat1) * rad;
+    const double dLong = (Long2 - Long1) * rad;
+    const double s1 = std::sin(dLat / 2.0);
+    const double s2 = std::sin(dLong / 2.0);
+    double h = s1 * s1 + std::cos(Lat1 * rad) * std::cos(Lat2 * rad) * s2 * s2;
+    if (h > 1.0)
+        h = 1.0;
+    return 2.0 * Radius * std::asin(std::sqrt(h));
+}
+
+namespace {
+std::mt19937_64& RandomEngine()
+{
+    static std::mt19937_64 engine(0x5EED5EEDULL);
+    return engine;
+}
+}  // namespace
+
+double BRandom(double x)
+{
+    // 53 random bits give a uniform value in [0, 1).
+    const double u = static_cast<double>(RandomEngine()() >> 11) * 0x1.0p-53;
+    return u * x;
+}
+
+void BRandomize(std::uint64_t Seed) { RandomEngine().seed(Seed); }
+
+void ExChange(int& a, int& b) noexcept { std::swap(a, b); }
+void ExChange(double& a, double& b) noexcept { std::swap(a, b); }
+
+}  // namespace qv
