@@ -1,0 +1,392 @@
+// Map pixel <-> geographic position under each calibration model, the UTM grid helpers, the map's corner
+// positions and resolution, and the point-in-quadrilateral test.
+//
+// Pixels are rounded half to even. Where the formulas square pixel coordinates (biquadratic, parabolic)
+// the squares are 32-bit wrapping integer products, matching how the coefficients were fitted.
+#include "geomap/calibration.h"
+
+#include "geobasics/transverse_mercator.h"
+#include "geomap/calib_internal.h"
+#include "support/math_services.h"
+
+#include <cmath>
+
+namespace qv {
+
+using calib_detail::RoundPixel;
+using calib_detail::RoundPixelSaturated;
+using calib_detail::WrapMul;
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+constexpr double kPiQuarter = 0.7853981633974483;
+constexpr double kMillerLatInverse = 143.2394487827058;  // 2.5·180/π
+constexpr double kMillerLatStretch = 1.2566370614359172;  // 0.4·π: the Miller stretch 0.4·φ in radians per 180°
+constexpr double kEarthRadius = 6378000.0;                // metres, for the resolution only
+constexpr double kCircumference = 40074155.889191404;     // 2π·kEarthRadius
+constexpr double kHalfCircumference = 20037077.944595702;
+constexpr double kFar = 1e20;
+
+double Linear(const TLinearPars& c, double u, double v)
+{
+    return c[0] + c[1] * u + c[2] * v;
+}
+
+double QuadraticOfPixel(const TQuadraticPars& c, std::int32_t x, std::int32_t y)
+{
+    return c[0] + c[1] * x + c[2] * y + c[3] * WrapMul(x, x) + c[4] * (static_cast<double>(x) * y) +
+           c[5] * WrapMul(y, y);
+}
+
+bool ValidEllipsoid(TGeoEllipsoid e)
+{
+    return static_cast<int>(e) < NumGeoEllipsoids;
+}
+
+// The graticule matrix's row kind: 1 parallel, 0 meridian, anything else neither.
+int RowKind(const TMatrix& g, int row)
+{
+    const double k = std::nearbyint(g.GetVal(1, row));
+    return k == 1.0 ? 1 : (k == 0.0 ? 0 : -1);
+}
+
+double Parabola(const TMatrix& g, int row, std::int32_t t)
+{
+    return g.GetVal(3, row) + g.GetVal(4, row) * t + g.GetVal(5, row) * WrapMul(t, t);
+}
+
+// Nearest and second nearest rows of the kind Kind by the distance Dist(row); ties keep the earlier row.
+template <typename F>
+void TwoNearest(const TMatrix& g, double Kind, F Dist, int& r1, int& r2)
+{
+    double d1 = kFar, d2 = kFar;
+    r1 = r2 = 0;
+    for (int row = 1; row <= g.NrOfRows(); ++row) {
+        if (g.GetVal(1, row) != Kind)
+            continue;
+        const double d = Dist(row);
+        if (d < d1) {
+            d2 = d1;
+            r2 = r1;
+            d1 = d;
+            r1 = row;
+        } else if (d < d2) {
+            d2 = d;
+            r2 = row;
+        }
+    }
+}
+
+bool EnoughOfEachKind(const TMatrix& g)
+{
+    int p = 0, m = 0;
+    for (int row = 1; row <= g.NrOfRows(); ++row) {
+        const int k = RowKind(g, row);
+        p += k == 1;
+        m += k == 0;
+    }
+    return p >= 2 && m >= 2;
+}
+
+}  // namespace
+
+// ---- pixel -> geographic ------------------------------------------------------------------------------
+
+double TMapCalibration::ParabolicLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    const TMatrix& g = FGratMat;
+    if (!EnoughOfEachKind(g))
+        return 0.0;
+    int r1 = 0, r2 = 0;
+    TwoNearest(g, 1.0, [&](int row) { return std::fabs(y - Parabola(g, row, x)); }, r1, r2);
+    // Distances beyond 1e20 (or NaN) leave no pair to interpolate between.
+    if (r1 == 0 || r2 == 0)
+        return 0.0;
+    const double y1 = Parabola(g, r1, x), y2 = Parabola(g, r2, x);
+    const double v1 = g.GetVal(2, r1), v2 = g.GetVal(2, r2);
+    Valid = true;
+    return v2 + (v1 - v2) * (y - y2) / (y1 - y2);
+}
+
+double TMapCalibration::ParabolicLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    const TMatrix& g = FGratMat;
+    if (!EnoughOfEachKind(g))
+        return 0.0;
+    int r1 = 0, r2 = 0;
+    TwoNearest(g, 0.0, [&](int row) { return std::fabs(x - Parabola(g, row, y)); }, r1, r2);
+    if (r1 == 0 || r2 == 0)
+        return 0.0;
+    const double x1 = Parabola(g, r1, y), x2 = Parabola(g, r2, y);
+    const double v1 = g.GetVal(2, r1), v2 = g.GetVal(2, r2);
+    Valid = true;
+    return v2 + (v1 - v2) * (x - x2) / (x1 - x2);
+}
+
+void TMapCalibration::UTMGeo(std::int32_t x, std::int32_t y, double& Lat, double& Long) const
+{
+    const double n = Linear(FEquRectPLSP[0], x, y);
+    const double e = Linear(FEquRectPLSP[1], x, y);
+    UTMToLatLong(e, n, FCalibData.UTMZone, FCalibData.UTMSouth, FCalibData.Ellipsoid, Lat, Long);
+}
+
+double TMapCalibration::CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    Valid = false;
+    switch (FCalibModel) {
+    case cmParabolicIp:
+        return ParabolicLatitude(x, y, Valid);
+    case cmBiquadraticPn:
+        Valid = true;
+        return QuadraticOfPixel(FCalParsPLSP[0], x, y);
+    case cmConicConformal: {
+        const double dx = x - FConicPars[0], dy = y - FConicPars[1];
+        Valid = true;
+        return FConicPars[2] * std::sqrt(dx * dx + dy * dy) + FConicPars[3];
+    }
+    case cmMillerCylindrical:
+        if (FMillercylPar[0] == 0.0)
+            return 0.0;
+        Valid = true;
+        return (std::atan(std::exp((y - FMillercylPar[1]) / FMillercylPar[0])) - kPiQuarter) * kMillerLatInverse;
+    case cmEquiRect:
+        Valid = true;
+        return Linear(FEquRectPLSP[0], x, y);
+    case cmUTM: {
+        if (!ValidEllipsoid(FCalibData.Ellipsoid))
+            return 0.0;
+        double lat = 0.0, lon = 0.0;
+        UTMGeo(x, y, lat, lon);
+        Valid = true;
+        return lat;
+    }
+    case cmUndefined:
+        break;
+    }
+    return 0.0;
+}
+
+double TMapCalibration::CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    Valid = false;
+    switch (FCalibModel) {
+    case cmParabolicIp:
+        return ParabolicLongitude(x, y, Valid);
+    case cmBiquadraticPn:
+        Valid = true;
+        return QuadraticOfPixel(FCalParsPLSP[1], x, y);
+    case cmConicConformal:
+        Valid = true;
+        // The plain arctangent of dx/dy: meridians are rays below (or above) the apex, never beside it.
+        return FConicPars[4] * std::atan((x - FConicPars[0]) / (y - FConicPars[1])) + FConicPars[5];
+    case cmMillerCylindrical:
+        if (FMillercylPar[2] == 0.0)
+            return 0.0;
+        Valid = true;
+        return (x - FMillercylPar[3]) / FMillercylPar[2] / kPi * 180;
+    case cmEquiRect:
+        Valid = true;
+        return Linear(FEquRectPLSP[1], x, y);
+    case cmUTM: {
+        if (!ValidEllipsoid(FCalibData.Ellipsoid))
+            return 0.0;
+        double lat = 0.0, lon = 0.0;
+        UTMGeo(x, y, lat, lon);
+        Valid = true;
+        return lon;
+    }
+    case cmUndefined:
+        break;
+    }
+    return 0.0;
+}
+
+// ---- geographic -> pixel ------------------------------------------------------------------------------
+
+bool TMapCalibration::ConicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+{
+    const std::array<double, 6>& c = FConicPars;
+    if (c[2] == 0.0 || c[4] == 0.0) {
+        x = 0;
+        y = 0;
+        return true;
+    }
+    const double theta = (Long - c[5]) / c[4];
+    const double t = std::tan(theta);
+    const double r = (Lat - c[3]) / c[2];
+    std::int32_t ry = 0, rx = 0;
+    // Southern maps have the apex below the map.
+    const double fy = Lat < 0 ? c[1] - r / std::sqrt(t * t + 1) : c[1] + r / std::sqrt(t * t + 1);
+    if (!RoundPixel(fy, ry))
+        return false;
+    // x follows from the already rounded row.
+    if (!RoundPixel(c[0] + (ry - c[1]) * t, rx))
+        return false;
+    x = rx;
+    y = ry;
+    return true;
+}
+
+bool TMapCalibration::ParabolicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+{
+    const TMatrix& g = FGratMat;
+    if (g.NrOfRows() < 4)
+        return false;
+    int m1 = 0, m2 = 0, p1 = 0, p2 = 0;
+    TwoNearest(g, 0.0, [&](int row) { return std::fabs(Long - g.GetVal(2, row)); }, m1, m2);
+    TwoNearest(g, 1.0, [&](int row) { return std::fabs(Lat - g.GetVal(2, row)); }, p1, p2);
+    if (m1 == 0 || m2 == 0 || p1 == 0 || p2 == 0)
+        return false;
+    std::array<double, 3> P{}, M{};
+    const double pv1 = g.GetVal(2, p1), pv2 = g.GetVal(2, p2);
+    const double mv1 = g.GetVal(2, m1), mv2 = g.GetVal(2, m2);
+    for (int k = 0; k < 3; ++k) {
+        const double a2 = g.GetVal(3 + k, p2), a1 = g.GetVal(3 + k, p1);
+        P[k] = a2 + (a1 - a2) * (Lat - pv2) / (pv1 - pv2);
+        const double b2 = g.GetVal(3 + k, m2), b1 = g.GetVal(3 + k, m1);
+        M[k] = b2 + (b1 - b2) * (Long - mv2) / (mv1 - mv2);
+    }
+    // Fixed-point iteration between the interpolated parallel y(x) and meridian x(y): a fixed count of
+    // 15 rounds, no tolerance; a run-away iteration reports failure.
+    double fx = 500.0, fy = 0.0;
+    for (int it = 0; it < 15; ++it) {
+        fy = P[0] + P[1] * fx + P[2] * fx * fx;
+        fx = M[0] + M[1] * fy + M[2] * fy * fy;
+        if (std::fabs(fx) > 50000 && std::fabs(fy) > 50000)
+            return false;
+    }
+    std::int32_t rx = 0, ry = 0;
+    if (!RoundPixel(fx, rx) || !RoundPixel(fy, ry))
+        return false;
+    x = rx;
+    y = ry;
+    return true;
+}
+
+bool TMapCalibration::CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+{
+    double fx = 0.0, fy = 0.0;
+    switch (FCalibModel) {
+    case cmEquiRect:
+        fx = Linear(FEquRectSPPL[0], Lat, Long);
+        fy = Linear(FEquRectSPPL[1], Lat, Long);
+        break;
+    case cmBiquadraticPn: {
+        const std::array<double, 6> t = {1.0, Lat, Long, Lat * Lat, Long * Lat, Long * Long};
+        for (int i = 0; i < 6; ++i) {
+            fx += FCalParsSPPL[0][i] * t[i];
+            fy += FCalParsSPPL[1][i] * t[i];
+        }
+        break;
+    }
+    case cmMillerCylindrical:
+        fx = FMillercylPar[2] * (Long / 180) * kPi + FMillercylPar[3];
+        fy = FMillercylPar[0] * std::log(std::tan(Lat / 180 * kMillerLatStretch + kPiQuarter)) + FMillercylPar[1];
+        break;
+    case cmUTM: {
+        if (!ValidEllipsoid(FCalibData.Ellipsoid))
+            return false;
+        // The position is projected in its own zone, not the map's.
+        int zone = 0;
+        double e = 0.0, n = 0.0;
+        LatLongToUTM(Lat, Long, FCalibData.Ellipsoid, zone, e, n);
+        fx = Linear(FEquRectSPPL[0], n, e);
+        fy = Linear(FEquRectSPPL[1], n, e);
+        break;
+    }
+    case cmConicConformal:
+        return ConicPixel(Lat, Long, x, y);
+    case cmParabolicIp:
+        return ParabolicPixel(Lat, Long, x, y);
+    case cmUndefined:
+        return true;
+    }
+    std::int32_t rx = 0, ry = 0;
+    if (!RoundPixel(fx, rx) || !RoundPixel(fy, ry))
+        return false;
+    x = rx;
+    y = ry;
+    return true;
+}
+
+bool TMapCalibration::CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
+{
+    if (FCalibModel != cmUTM) {
+        x = 0;
+        y = 0;
+        return false;
+    }
+    std::int32_t rx = 0, ry = 0;
+    if (!RoundPixel(Linear(FEquRectSPPL[0], Northing, Easting), rx) ||
+        !RoundPixel(Linear(FEquRectSPPL[1], Northing, Easting), ry))
+        return false;
+    x = rx;
+    y = ry;
+    return true;
+}
+
+std::int32_t TMapCalibration::CalcUTMyFromNorthingX(double Northing, std::int32_t x) const
+{
+    const TLinearPars& X = FEquRectSPPL[0];
+    const TLinearPars& Y = FEquRectSPPL[1];
+    const double e = (x - X[0] - X[1] * Northing) / X[2];
+    return RoundPixelSaturated(Y[0] + Y[1] * Northing + Y[2] * e);
+}
+
+std::int32_t TMapCalibration::CalcUTMxFromEastingY(double Easting, std::int32_t y) const
+{
+    const TLinearPars& X = FEquRectSPPL[0];
+    const TLinearPars& Y = FEquRectSPPL[1];
+    const double n = (y - Y[0] - Y[2] * Easting) / Y[1];
+    return RoundPixelSaturated(X[0] + X[1] * n + X[2] * Easting);
+}
+
+// ---- corners and resolution ---------------------------------------------------------------------------
+
+void TMapCalibration::CalcExtentsAndResolution()
+{
+    std::int32_t w = 0, h = 0;
+    ImageSize(w, h);
+    bool valid = false;
+    auto at = [&](std::int32_t x, std::int32_t y) {
+        return TCoords{CalcLatitude(x, y, valid), CalcLongitude(x, y, valid)};
+    };
+    TCalibData& d = FCalibData;
+    d.Corners[gcoTopLeft] = at(0, 0);
+    d.Corners[gcoBottomLeft] = at(0, h);
+    d.Corners[gcoBottomRight] = at(w, h);
+    d.Corners[gcoTopRight] = at(w, 0);
+    if (w < 1) {
+        d.Resolution = 0.0;
+        return;
+    }
+    const TCoords left = at(0, h / 2), right = at(w, h / 2);
+    double dist = SphereGreatCircleDist(left.Latit, left.Longit, right.Latit, right.Longit, kEarthRadius);
+    // A map wider than half the globe: the great circle takes the short way round, add the rest.
+    const double dLong = right.Longit - left.Longit;
+    if (dLong > 360)
+        dist += kCircumference;
+    else if (dLong > 180)
+        dist += kHalfCircumference;
+    d.Resolution = dist / w;
+}
+
+bool TMapCalibration::IsPositionWithinMap(double Lat, double Long) const
+{
+    return PositionInMap(Lat, Long, FCalibData.Corners);
+}
+
+bool PositionInMap(double Lat, double Long, const TCornerArray& C)
+{
+    const double s = (C[3].Latit - C[0].Latit) * (C[0].Longit - Long) + (C[3].Longit - C[0].Longit) * (Lat - C[0].Latit);
+    for (int i = 0; i < 3; ++i) {
+        const double si = (C[i].Latit - C[i + 1].Latit) * (C[i + 1].Longit - Long) +
+                          (C[i].Longit - C[i + 1].Longit) * (Lat - C[i + 1].Latit);
+        if (!(si * s > 0))
+            return false;
+    }
+    return true;
+}
+
+}  // namespace qv

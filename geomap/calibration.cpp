@@ -1,0 +1,386 @@
+// TMapCalibration: owner hooks, reference-point editing and the refit sequence that follows every edit.
+#include "geomap/calibration.h"
+
+#include "geomap/calib_internal.h"
+#include "geomap/image_header.h"
+#include "support/errors.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace qv {
+
+using calib_detail::WrapMul;
+using calib_detail::WrapSub;
+
+namespace {
+
+constexpr std::string_view kWrongModelAdd =
+    "current calibration model does not support this version of AddCalibPoint";
+constexpr std::string_view kWrongModelRemove =
+    "current calibration model does not support this version of RemoveCalibPoint";
+
+bool IsQuadModel(TCalibModel m)
+{
+    return m >= cmBiquadraticPn && m <= cmUTM;
+}
+
+// Index (0-based) of the first line with exactly this kind and value, or -1.
+int FindLine(const TCalibData& D, TGratLineKind Kind, double Value)
+{
+    const int n = ValidCalLines(D);
+    for (int i = 0; i < n; ++i)
+        if (D.CalLines[i].LineType == Kind && D.CalLines[i].LineValue == Value)
+            return i;
+    return -1;
+}
+
+// Removes point p (0-based) from line l by moving the line's last point into its slot; an emptied line
+// is replaced by the last line.
+void RemoveLinePoint(TCalibData& D, int l, int p)
+{
+    TCalibLine& line = D.CalLines[l];
+    const int n = ValidLinePoints(line);
+    if (n > 0) {
+        line.CalPoints[p] = line.CalPoints[n - 1];
+        line.NumPoints = n - 1;
+    }
+    if (line.NumPoints <= 0) {
+        const int last = ValidCalLines(D) - 1;
+        D.CalLines[l] = D.CalLines[last];
+        D.NumCalLines = last;
+    }
+}
+
+}  // namespace
+
+TMapCalibration::TMapCalibration()
+{
+    FGratMat.Resize(5, 1);
+}
+
+void TMapCalibration::AssignCalibration(const TMapCalibration& Source)
+{
+    if (&Source == this)
+        return;
+    FOwnImageName = Source.FOwnImageName;
+    FOwnImageWidth = Source.FOwnImageWidth;
+    FOwnImageHeight = Source.FOwnImageHeight;
+    FCalDatName = Source.FCalDatName;
+    FCalibModel = Source.FCalibModel;
+    FCalibData = Source.FCalibData;
+    FGratMat = Source.FGratMat;
+    FEquRectSPPL = Source.FEquRectSPPL;
+    FEquRectPLSP = Source.FEquRectPLSP;
+    FCalParsPLSP = Source.FCalParsPLSP;
+    FCalParsSPPL = Source.FCalParsSPPL;
+    FMillercylPar = Source.FMillercylPar;
+    FConicPars = Source.FConicPars;
+    FParaIpOops = Source.FParaIpOops;
+    FRestoreParaIpOK = Source.FRestoreParaIpOK;
+    FBiQuadOops = Source.FBiQuadOops;
+    FRestoreBiQuadOK = Source.FRestoreBiQuadOK;
+}
+
+// ---- owner --------------------------------------------------------------------------------------------
+
+void TMapCalibration::ImageSize(std::int32_t& Width, std::int32_t& Height) const
+{
+    if (FOwner.ImageSize) {
+        FOwner.ImageSize(Width, Height);
+        return;
+    }
+    Width = FOwnImageWidth;
+    Height = FOwnImageHeight;
+}
+
+std::string TMapCalibration::ImageName() const
+{
+    return FOwner.ImageName ? FOwner.ImageName() : FOwnImageName;
+}
+
+void TMapCalibration::SetImageSize(std::int32_t Width, std::int32_t Height)
+{
+    FOwnImageWidth = Width < 0 ? 0 : Width;
+    FOwnImageHeight = Height < 0 ? 0 : Height;
+}
+
+void TMapCalibration::SetMapImgName(const std::string& FName)
+{
+    if (FOwner.LoadImage) {
+        FOwner.LoadImage(FName);
+        return;
+    }
+    std::error_code ec;
+    if (FName.empty() || !std::filesystem::is_regular_file(FName, ec)) {
+        FOwnImageName.clear();
+        FOwnImageWidth = 0;
+        FOwnImageHeight = 0;
+    } else {
+        // A file whose header cannot be read keeps the previous size, as a map control keeps its
+        // previous picture for an image type it cannot load.
+        std::int32_t w = 0, h = 0;
+        if (ReadImageSize(FName, w, h))
+            SetImageSize(w, h);
+        FOwnImageName = FName;
+    }
+    RequestRepaint();
+}
+
+void TMapCalibration::RequestRepaint() const
+{
+    if (FOwner.Repaint)
+        FOwner.Repaint();
+}
+
+void TMapCalibration::RaiseComponentError(std::string_view Text) const
+{
+    throw EXELGeoMapError(ComponentMessage(FName, Text));
+}
+
+// ---- refit --------------------------------------------------------------------------------------------
+
+void TMapCalibration::RunModelFit()
+{
+    switch (FCalibModel) {
+    case cmBiquadraticPn: CalcBiquadraticCalibration(); break;
+    case cmConicConformal: CalcConicCalibration(); break;
+    case cmMillerCylindrical: CalcMillerCylCalibration(); break;
+    case cmEquiRect:
+    case cmUTM: CalcEquiRectCalibration(); break;
+    case cmParabolicIp:
+    case cmUndefined: break;
+    }
+}
+
+void TMapCalibration::Refit(bool WithGratMat)
+{
+    if (WithGratMat)
+        RecalcGratMat();
+    RunModelFit();
+    CalcExtentsAndResolution();
+    RequestRepaint();
+}
+
+void TMapCalibration::RecalcCalibration()
+{
+    Refit(true);
+}
+
+void TMapCalibration::SetCalibModel(TCalibModel Value)
+{
+    FCalibModel = Value;
+    RecalcCalibration();
+}
+
+bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
+{
+    FCalibData = Data;
+    FCalibModel = Model;
+    const bool ok = RecalcGratMat();
+    RunModelFit();
+    return ok;
+}
+
+void TMapCalibration::SetUTMZone(std::int32_t Value)
+{
+    if (Value >= 1 && Value <= 60)
+        FCalibData.UTMZone = Value;
+}
+
+// ---- adding points ------------------------------------------------------------------------------------
+
+bool TMapCalibration::AddCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
+{
+    if (FCalibModel != cmParabolicIp)
+        RaiseComponentError(kWrongModelAdd);
+    TCalibData& d = FCalibData;
+    int l = FindLine(d, LineKind, LineValue);
+    if (l < 0 && ValidCalLines(d) < MaxCalLines) {
+        l = ValidCalLines(d);
+        d.NumCalLines = l + 1;
+        d.CalLines[l].LineType = LineKind;
+        d.CalLines[l].LineValue = LineValue;
+        d.CalLines[l].NumPoints = 0;
+    }
+    if (l >= 0) {
+        TCalibLine& line = d.CalLines[l];
+        const int n = ValidLinePoints(line);
+        if (n < MaxCalLinePoints) {
+            line.CalPoints[n] = TPoint{x, y};
+            line.NumPoints = n + 1;
+        }
+    }
+    Refit(true);
+    return false;
+}
+
+bool TMapCalibration::AddCalibPoint(double Lat, double Long, std::int32_t x, std::int32_t y)
+{
+    if (FCalibModel != cmBiquadraticPn && FCalibModel != cmConicConformal && FCalibModel != cmMillerCylindrical &&
+        FCalibModel != cmEquiRect)
+        RaiseComponentError(kWrongModelAdd);
+    const int n = ValidCalQuads(FCalibData);
+    if (n >= MaxCalQuads) {
+        RequestRepaint();
+        return false;
+    }
+    FCalibData.CalQuads[n] = TCalQuad{Lat, Long, x, y};
+    FCalibData.NumCalQuads = n + 1;
+    Refit(false);
+    return true;
+}
+
+bool TMapCalibration::AddCalibPoint(double Northing, double Easting, std::int32_t Zone, THemisphere Hemisphere,
+                                    std::int32_t x, std::int32_t y)
+{
+    if (FCalibModel != cmUTM)
+        RaiseComponentError(kWrongModelAdd);
+    if (Zone != FCalibData.UTMZone || (Hemisphere == hemiSouth) != FCalibData.UTMSouth)
+        RaiseComponentError("UTM zone parameter changed");
+    const int n = ValidCalQuads(FCalibData);
+    if (n >= MaxCalQuads) {
+        RequestRepaint();
+        return false;
+    }
+    FCalibData.UTMZone = Zone;
+    FCalibData.UTMSouth = Hemisphere == hemiSouth;
+    FCalibData.CalQuads[n] = TCalQuad{Northing, Easting, x, y};
+    FCalibData.NumCalQuads = n + 1;
+    Refit(false);
+    return true;
+}
+
+// ---- removing and restoring ---------------------------------------------------------------------------
+
+bool TMapCalibration::RemoveCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
+{
+    if (FCalibModel != cmParabolicIp)
+        RaiseComponentError(kWrongModelRemove);
+    TCalibData& d = FCalibData;
+    const int l = FindLine(d, LineKind, LineValue);
+    if (l >= 0) {
+        const int n = ValidLinePoints(d.CalLines[l]);
+        // Without a match the scan ends on the last point, which is then the one removed.
+        int p = 0;
+        while (p < n - 1 && !(d.CalLines[l].CalPoints[p] == TPoint{x, y}))
+            ++p;
+        RemoveLinePoint(d, l, p);
+    }
+    Refit(true);
+    return false;
+}
+
+bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
+{
+    TCalibData& d = FCalibData;
+    bool removed = false;
+    // Squared distances are formed in wrapping 32-bit arithmetic and then compared as floats; a wrapped
+    // (negative) value therefore wins, exactly as the stored calibrations were edited.
+    auto dist2 = [x, y](TPoint p) {
+        const std::int32_t dx = WrapSub(p.X, x), dy = WrapSub(p.Y, y);
+        return static_cast<double>(static_cast<std::int32_t>(
+            static_cast<std::uint32_t>(WrapMul(dx, dx)) + static_cast<std::uint32_t>(WrapMul(dy, dy))));
+    };
+    if (FCalibModel == cmParabolicIp) {
+        int bestLine = -1, bestPoint = -1;
+        double best = 0.0;
+        const int nl = ValidCalLines(d);
+        for (int l = 0; l < nl; ++l) {
+            const int np = ValidLinePoints(d.CalLines[l]);
+            for (int p = 0; p < np; ++p) {
+                const double dd = dist2(d.CalLines[l].CalPoints[p]);
+                if (bestLine < 0 || dd < best) {
+                    best = dd;
+                    bestLine = l;
+                    bestPoint = p;
+                }
+            }
+        }
+        if (bestLine >= 0) {
+            const TCalibLine& line = d.CalLines[bestLine];
+            FParaIpOops = TParaIpOops{line.LineType, line.LineValue, line.CalPoints[bestPoint].X,
+                                      line.CalPoints[bestPoint].Y};
+            FRestoreParaIpOK = true;
+            RemoveLinePoint(d, bestLine, bestPoint);
+            removed = true;
+        }
+    } else if (IsQuadModel(FCalibModel)) {
+        int bestQuad = -1;
+        double best = 0.0;
+        const int nq = ValidCalQuads(d);
+        for (int q = 0; q < nq; ++q) {
+            const double dd = dist2(TPoint{d.CalQuads[q].MapX, d.CalQuads[q].MapY});
+            if (bestQuad < 0 || dd < best) {
+                best = dd;
+                bestQuad = q;
+            }
+        }
+        if (bestQuad >= 0) {
+            FBiQuadOops = d.CalQuads[bestQuad];
+            FRestoreBiQuadOK = true;
+            d.CalQuads[bestQuad] = d.CalQuads[nq - 1];
+            d.NumCalQuads = nq - 1;
+            removed = true;
+        }
+    }
+    Refit(true);
+    return removed;
+}
+
+void TMapCalibration::RestoreLastDeletedCalPoint()
+{
+    if (FCalibModel == cmParabolicIp) {
+        if (FRestoreParaIpOK) {
+            AddCalibPoint(FParaIpOops.LineKind, FParaIpOops.LineValue, FParaIpOops.X, FParaIpOops.Y);
+            FRestoreParaIpOK = false;
+        }
+    } else if (IsQuadModel(FCalibModel)) {
+        // Under cmUTM the geographic overload rejects the model and raises; the point stays restorable.
+        if (FRestoreBiQuadOK) {
+            AddCalibPoint(FBiQuadOops.Latitude, FBiQuadOops.Longitude, FBiQuadOops.MapX, FBiQuadOops.MapY);
+            FRestoreBiQuadOK = false;
+        }
+    }
+}
+
+// ---- clearing -----------------------------------------------------------------------------------------
+
+void TMapCalibration::ZeroLinearAndQuadraticSets()
+{
+    FEquRectSPPL = {};
+    FEquRectPLSP = {};
+    FCalParsPLSP = {};
+    FCalParsSPPL = {};
+}
+
+void TMapCalibration::ClearCalibData()
+{
+    TCalibData& d = FCalibData;
+    d.NumCalLines = 0;
+    for (TCalibLine& line : d.CalLines)
+        line.NumPoints = 0;
+    d.Corners = {};
+    d.Resolution = 0.0;
+    d.CalQuads = {};
+    d.NumCalQuads = 0;
+    d.UTMZone = -1;
+    d.UTMSouth = false;
+    d.Ellipsoid = gelWGS84;
+    FGratMat.Resize(5, 1);
+    FGratMat.Fill(0.0);
+    ZeroLinearAndQuadraticSets();
+    RequestRepaint();
+}
+
+void TMapCalibration::Clear()
+{
+    ClearCalibData();
+    FCalibModel = cmUndefined;
+    FCalibData.MapFName.clear();
+    FCalibData.Caption.clear();
+    SetMapImgName(std::string());
+    RequestRepaint();
+}
+
+}  // namespace qv
