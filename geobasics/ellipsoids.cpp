@@ -3,6 +3,7 @@
 #include "support/errors.h"
 
 #include <cmath>
+#include <utility>
 
 namespace qv {
 
@@ -206,17 +207,22 @@ bool FindGeoEllipsoid(std::string_view Id, TGeoEllipsoid& Ellipsoid)
     return false;
 }
 
+// The parameter functions below are the textbook formulas (e² = 1 - b²/a², 1/f = 1/(1 - b/a),
+// 1/f = 1/(1 - sqrt(1 - e²))) rearranged so that nothing cancels: 1 - b/a in doubles keeps only about
+// seven significant digits of f for the Earth. a - b is exact for any two axes within a factor of two
+// of each other, so these forms are correctly rounded, and 1/f of WGS 84 comes out as 298.2572235604902.
+
 double GeoEllEccSquared(TGeoEllipsoid Ellipsoid)
 {
     const auto& e = GeoEllipsoidData[Ellipsoid];
-    return 1.0 - (e.b * e.b) / (e.a * e.a);
+    return GeoEllEccSquared(e.a, e.b);
 }
 
 double GeoEllEccSquared(double a, double b)
 {
-    if (a >= b)
-        return 1.0 - (b * b) / (a * a);
-    return 1.0 - (a * a) / (b * b);
+    if (a < b)
+        std::swap(a, b);
+    return ((a - b) * (a + b)) / (a * a);
 }
 
 double GeoEllEccSquared(double RecipFlat)
@@ -237,7 +243,7 @@ double RecipFlattening(double a, double b)
 {
     if (b == a)
         return 0.0;
-    return 1.0 / (1.0 - b / a);
+    return a / (a - b);
 }
 
 double RecipFlattening(double EccSquared)
@@ -246,7 +252,8 @@ double RecipFlattening(double EccSquared)
         return 0.0;
     // Outside 0 < e² <= 1 the result is meaningless (NaN for e² > 1, a negative figure for e² < 0);
     // by contract nothing is raised here, unlike the two semi-minor-axis functions below.
-    return 1.0 / (1.0 - std::sqrt(1.0 - EccSquared));
+    const double root = std::sqrt(1.0 - EccSquared);
+    return (1.0 + root) / EccSquared;
 }
 
 double EllipsoidMinAxFlat(double a, double RecipFlat)

@@ -44,15 +44,15 @@ double Round125(double x)
 
 double SphereGreatCircleDist(double Lat1, double Long1, double Lat2, double Long2, double Radius)
 {
+    // The atan2 form of the central angle: well conditioned everywhere, where the haversine form loses
+    // about a decimetre of an Earth-sized distance near antipodal points.
     constexpr double rad = 3.141592653589793 / 180.0;
-    const double dLat = (Lat2 - Lat1) * rad;
-    const double dLong = (Long2 - Long1) * rad;
-    const double s1 = std::sin(dLat / 2.0);
-    const double s2 = std::sin(dLong / 2.0);
-    double h = s1 * s1 + std::cos(Lat1 * rad) * std::cos(Lat2 * rad) * s2 * s2;
-    if (h > 1.0)
-        h = 1.0;
-    return 2.0 * Radius * std::asin(std::sqrt(h));
+    const double p1 = Lat1 * rad, p2 = Lat2 * rad, dl = (Long2 - Long1) * rad;
+    const double c1 = std::cos(p1), s1 = std::sin(p1), c2 = std::cos(p2), s2 = std::sin(p2);
+    const double cdl = std::cos(dl), sdl = std::sin(dl);
+    const double x = c2 * sdl;
+    const double y = c1 * s2 - s1 * c2 * cdl;
+    return Radius * std::atan2(std::sqrt(x * x + y * y), s1 * s2 + c1 * c2 * cdl);
 }
 
 namespace {

@@ -18,7 +18,7 @@ inline constexpr double uc_MinDouble = std::numeric_limits<double>::min();
 double Round125(double x);
 
 // Great-circle distance between two positions (degrees) on a sphere of the given radius, in the unit of
-// the radius (haversine formula, accurate for antipodal and coincident points alike).
+// the radius. Accurate to rounding for coincident, nearby and antipodal points alike.
 double SphereGreatCircleDist(double Lat1, double Long1, double Lat2, double Long2, double Radius);
 
 // A uniformly distributed random value in [0, x) (in (x, 0] for negative x). The sequence is

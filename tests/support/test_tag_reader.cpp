@@ -1,0 +1,139 @@
+// The tag reader of the file family and attribute picking.
+#include "support/tag_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace qv {
+namespace {
+
+constexpr std::array<std::string_view, 6> Tags = {"geomap", "/geomap", "calline", "ellipsoid", "corners",
+                                                  "invalidtag"};
+constexpr int High = 5;
+
+struct Seen {
+    int index;
+    std::string attr;
+    std::string content;
+};
+
+std::vector<Seen> ReadAll(std::istream& in, int limit = 50)
+{
+    std::vector<Seen> seen;
+    std::string attr, content;
+    for (int i = 0; i < limit; ++i) {
+        const int ix = ReadNextTagInStream(in, Tags, High, attr, content);
+        seen.push_back({ix, attr, content});
+        if (ix == High)
+            break;
+    }
+    return seen;
+}
+
+TEST(TagReader, ListedTagsAttributesContentAndEnd)
+{
+    std::istringstream in("<?xml version=\"1.0\"?>\n"
+                          "\n"
+                          "<!-- TGeoMap Calibration / Quorvanta -->\n"
+                          "<geomap sig=\"Quorvanta\" vers=\"1.0\" id=\"1\">\n"
+                          "<unknown a=\"b\">text of an unlisted element</unknown>\n"
+                          "<calline type=\"parallel\" value=\"48\" npoints=\"3\">\n"
+                          "[10,20] [30,40] [50,60] \n"
+                          "</calline>\n"
+                          "<ELLIPSOID>gelWGS84</Ellipsoid>\n"
+                          "</geomap>\n");
+    const auto seen = ReadAll(in);
+    ASSERT_EQ(seen.size(), 5u);
+    EXPECT_EQ(seen[0].index, 0);
+    EXPECT_EQ(seen[0].attr, "sig=\"Quorvanta\" vers=\"1.0\" id=\"1\"");
+    EXPECT_EQ(seen[1].index, 2);  // "calline": the unlisted element and its closing tag were passed over
+    EXPECT_EQ(seen[1].attr, "type=\"parallel\" value=\"48\" npoints=\"3\"");
+    EXPECT_EQ(seen[1].content, "[10,20] [30,40] [50,60]");  // line ends and trailing blank trimmed
+    EXPECT_EQ(seen[2].index, 3);                            // names compare case-insensitively
+    EXPECT_EQ(seen[2].content, "gelWGS84");
+    EXPECT_EQ(seen[3].index, 1);  // closing tags are listed with their slash
+    EXPECT_EQ(seen[3].attr, "");
+    EXPECT_EQ(seen[4].index, High);  // end of input
+    // Further calls keep answering the sentinel.
+    std::string attr, content;
+    EXPECT_EQ(ReadNextTagInStream(in, Tags, High, attr, content), High);
+    EXPECT_EQ(attr, "");
+    EXPECT_EQ(content, "");
+}
+
+TEST(TagReader, HeaderLinesConsumedByTheCallerFirst)
+{
+    std::istringstream in("<?xml version=\"1.0\"?>\n<geomap id=\"a\">\n<corners>\n[1,2] \n</corners>\n");
+    std::string line;
+    std::getline(in, line);
+    std::getline(in, line);  // the caller read the geomap header itself
+    const auto seen = ReadAll(in);
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0].index, 4);
+    EXPECT_EQ(seen[0].content, "[1,2]");
+    EXPECT_EQ(seen[1].index, High);
+}
+
+TEST(TagReader, HostileInputEndsCleanly)
+{
+    struct C {
+        const char* name;
+        std::string text;
+        std::size_t calls;  // results up to and including the sentinel
+    };
+    const std::vector<C> cases = {
+        {"empty", "", 1},
+        {"no tags", std::string(100000, 'x'), 1},
+        {"unterminated tag", "<calline type=\"parallel\" value=\"4", 1},
+        {"tag at the very end", "<geomap>", 2},
+        {"stray brackets", ">>> < > <> <<calline>", 1},  // "<<calline" names "<calline": not listed
+        {"binary", std::string("\0<\xff\xfe>\x01<geomap\0x>", 16), 1},
+        {"very long attribute", "<calline " + std::string(1 << 20, 'a') + ">c", 2},
+        {"self-closing", "<corners/><geomap a=\"1\" />", 3},
+    };
+    for (const auto& c : cases) {
+        std::istringstream in(c.text);
+        const auto seen = ReadAll(in, 100);
+        EXPECT_EQ(seen.size(), c.calls) << c.name;
+        EXPECT_EQ(seen.back().index, High) << c.name;
+    }
+    std::istringstream in("<geomap a=\"1\" />");
+    const auto seen = ReadAll(in);
+    EXPECT_EQ(seen[0].attr, "a=\"1\"");
+}
+
+TEST(TagReader, HighBeyondTheListIsClamped)
+{
+    std::istringstream in("<calline>");
+    std::string attr, content;
+    EXPECT_EQ(ReadNextTagInStream(in, Tags, 99, attr, content), 2);
+    EXPECT_EQ(ReadNextTagInStream(in, Tags, 99, attr, content), 5);
+}
+
+TEST(TagAttribute, PicksValuesByName)
+{
+    const std::string attr = "sig=\"Quorvanta\" vers='1.0' ID=\" Map 1 \" myid=\"x\" caption=\"Wien > Nord\" empty=\"\"";
+    bool found = false;
+    EXPECT_EQ(TagAttribute(attr, "sig", &found), "Quorvanta");
+    EXPECT_TRUE(found);
+    EXPECT_EQ(TagAttribute(attr, "vers"), "1.0");    // single quotes
+    EXPECT_EQ(TagAttribute(attr, "id"), "Map 1");    // case-insensitive name, value trimmed, case kept
+    EXPECT_EQ(TagAttribute(attr, "myid"), "x");
+    EXPECT_EQ(TagAttribute(attr, "empty", &found), "");
+    EXPECT_TRUE(found);
+    EXPECT_EQ(TagAttribute(attr, "map", &found), "");
+    EXPECT_FALSE(found);
+    EXPECT_EQ(TagAttribute("id=\"unterminated", "id", &found), "");
+    EXPECT_FALSE(found);
+    EXPECT_EQ(TagAttribute("id = \"spaced\"", "id"), "spaced");
+    EXPECT_EQ(TagAttribute("id=bare", "id", &found), "");
+    EXPECT_FALSE(found);
+    EXPECT_EQ(TagAttribute("xid=\"1\" id=\"2\"", "id"), "2");  // whole names only
+}
+
+}  // namespace
+}  // namespace qv
