@@ -1,0 +1,95 @@
+// Datum lookup and the seven-parameter Helmert shift through WGS 84.
+//
+// The backward step out of WGS 84 is deliberately the first-order inverse (all parameters negated, the
+// translation removed after rotation and scale), not the exact inverse; results must match that form
+// bit for bit, so the expressions below keep the documented order of operations. What depends on the
+// datum alone (rotations in radians, scale factors) is computed once per datum with the same
+// expressions.
+#include "geobasics/datums.h"
+
+#include "geobasics/datum_table.h"
+#include "geobasics/geocentric.h"
+
+#include <array>
+
+namespace qv {
+
+namespace {
+
+constexpr double Pi = 3.141592653589793;
+
+struct THelmertParams {
+    double dX, dY, dZ;  // metres
+    double s;           // 1 + scale·10⁻⁶ forward, 1 − scale·10⁻⁶ backward
+    double rX, rY, rZ;  // radians, negated for the backward step
+};
+
+struct TDatumParams {
+    THelmertParams forward;   // datum -> WGS 84
+    THelmertParams backward;  // WGS 84 -> datum, first order
+};
+
+double ArcSecToRad(double ArcSec) { return ArcSec * Pi / 648000.0; }
+
+const TDatumParams& Params(int Number)
+{
+    static const std::array<TDatumParams, NumGeoDatums> table = [] {
+        std::array<TDatumParams, NumGeoDatums> t{};
+        for (int i = 0; i < NumGeoDatums; ++i) {
+            const TGeoDatum& d = detail::GeoDatumTable[i];
+            t[i].forward = {d.dX, d.dY, d.dZ, 1.0 + d.Scale * 1e-6, ArcSecToRad(d.rX), ArcSecToRad(d.rY),
+                            ArcSecToRad(d.rZ)};
+            t[i].backward = {d.dX, d.dY, d.dZ, 1.0 - d.Scale * 1e-6, ArcSecToRad(-d.rX), ArcSecToRad(-d.rY),
+                             ArcSecToRad(-d.rZ)};
+        }
+        return t;
+    }();
+    return table[Number - 1];
+}
+
+}  // namespace
+
+const TGeoDatum* GeoDatum(int Number)
+{
+    if (Number < 1 || Number > NumGeoDatums)
+        return nullptr;
+    return &detail::GeoDatumTable[Number - 1];
+}
+
+int HelmertTransform(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
+                     double& NewLong, double& NewHeight)
+{
+    int status = HelmertOk;
+    if (SrcDatum < 1 || SrcDatum > NumGeoDatums)
+        status = HelmertBadSrcDatum;
+    if (DstDatum < 1 || DstDatum > NumGeoDatums)
+        status = HelmertBadDstDatum;
+    // Written as negated ranges so that NaN is rejected too.
+    if (!(Lat >= -90.0 && Lat <= 90.0))
+        status = HelmertBadLatitude;
+    if (!(Long >= -180.0 && Long <= 180.0))
+        status = HelmertBadLongitude;
+    const TGeoDatum* src = GeoDatum(SrcDatum);
+    const TGeoDatum* dst = GeoDatum(DstDatum);
+    if (!src || !dst)
+        return status;  // never read outside the table; the outputs stay as they were
+
+    double X, Y, Z;
+    GeoToCartesian(Lat, Long, Height, src->Ellipsoid, X, Y, Z);
+
+    const THelmertParams& f = Params(SrcDatum).forward;
+    const double X1 = f.dX + f.s * (X - f.rZ * Y + f.rY * Z);
+    const double Y1 = f.dY + f.s * (f.rZ * X + Y - f.rX * Z);
+    const double Z1 = f.dZ + f.s * (-f.rY * X + f.rX * Y + Z);
+
+    // b.rX etc. are the negated rotations, so these lines read as the forward step with −r.
+    const THelmertParams& b = Params(DstDatum).backward;
+    const double X2 = -b.dX + b.s * (X1 - b.rZ * Y1 + b.rY * Z1);
+    const double Y2 = -b.dY + b.s * (b.rZ * X1 + Y1 - b.rX * Z1);
+    const double Z2 = -b.dZ + b.s * (-b.rY * X1 + b.rX * Y1 + Z1);
+
+    CartesianToGeo(X2, Y2, Z2, dst->Ellipsoid, NewLat, NewLong, NewHeight);
+    return status;
+}
+
+}  // namespace qv
