@@ -1,0 +1,751 @@
+// TGeoDB items: adding (one by one or in a bulk bracket), replacing, updating and deleting items, BLOB
+// storage and retrieval, polygons, locations and the rectangle search.
+//
+// Write order of an addition: the points or BLOB bytes are appended to ".xelgdd" first, then the header
+// (HighestID), then the record that points to the appended bytes, then the indexes. A failure at any step
+// leaves a set that opens: at worst unreferenced bytes at the end of ".xelgdd", or index files that the
+// next opening finds out of step.
+#include "geodb/geodb.h"
+
+#include "geodb/binary_io.h"
+#include "geodb/indexes.h"
+#include "support/errors.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <istream>
+#include <iterator>
+#include <limits>
+#include <ostream>
+
+namespace qv {
+
+namespace {
+
+constexpr std::int64_t MaxOffset = std::numeric_limits<std::int32_t>::max();
+
+// Extent of an interval in degrees, rounded up a little so that it never under-estimates what the
+// float corners span; NaN corners give 0 (such items never meet a rectangle anyway).
+double ExtentOf(float Low, float High)
+{
+    const double e = static_cast<double>(High) - static_cast<double>(Low);
+    if (!(e > 0))
+        return 0;
+    return e * (1 + 1e-12) + 1e-12;
+}
+
+// Days since 1899-12-30 of the present moment (UTC).
+double NowAsDateTime()
+{
+    using namespace std::chrono;
+    const double secs = duration<double>(system_clock::now().time_since_epoch()).count();
+    return 25569.0 + secs / 86400.0;  // 25569 = days from 1899-12-30 to 1970-01-01
+}
+
+std::vector<std::uint8_t> EncodePoints(std::span<const TSCoords> Points)
+{
+    std::vector<std::uint8_t> out(Points.size() * gdbSCoordsSize);
+    for (std::size_t i = 0; i < Points.size(); ++i)
+        EncodeSCoords(Points[i], std::span<std::uint8_t, gdbSCoordsSize>(out.data() + i * gdbSCoordsSize,
+                                                                          gdbSCoordsSize));
+    return out;
+}
+
+void WriteRecordInto(TChunkWriter& w, const TgdbData& d)
+{
+    EncodeGdbData(d, std::span<std::uint8_t, gdbDataSize>(w.Reserve(gdbDataSize), gdbDataSize));
+}
+
+}  // namespace
+
+void TGeoDB::RecalcExtents()
+{
+    FMaxLatExtent = FMaxLongExtent = 0;
+    for (const auto& d : FData) {
+        FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
+        FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+    }
+}
+
+void TGeoDB::WriteRecordAt(int RecNo0, const TgdbData& Data)
+{
+    TBinFile f;
+    f.OpenOrThrow(FDataFName, TBinFile::omReadWrite);
+    std::array<std::uint8_t, gdbDataSize> rec{};
+    EncodeGdbData(Data, rec);
+    f.WriteAt(static_cast<std::int64_t>(RecNo0) * gdbDataSize, rec);
+    f.Close();
+}
+
+TgdbData TGeoDB::PrepareItem(std::string_view Op, const TgdbData& Data, std::span<const TSCoords> Points,
+                             std::vector<std::uint8_t>& Payload) const
+{
+    TgdbData d = Data;
+    if (d.Name.size() > static_cast<std::size_t>(gdbNameLen))
+        d.Name.resize(gdbNameLen);
+    if (Points.size() > static_cast<std::size_t>((MaxOffset - gdbSystemDataSize) / gdbSCoordsSize))
+        Raise(Op, "too many points.");
+    for (const auto& p : Points)
+        if (!std::isfinite(p.Latit) || !std::isfinite(p.Longit))
+            Raise(Op, "invalid coordinates.");
+    if (!Points.empty()) {
+        d.LatLow = d.LatHigh = Points[0].Latit;
+        d.LongLow = d.LongHigh = Points[0].Longit;
+        for (const auto& p : Points) {
+            d.LatLow = std::min(d.LatLow, p.Latit);
+            d.LatHigh = std::max(d.LatHigh, p.Latit);
+            d.LongLow = std::min(d.LongLow, p.Longit);
+            d.LongHigh = std::max(d.LongHigh, p.Longit);
+        }
+    }
+    d.NumPoints = static_cast<std::int32_t>(Points.size());
+    d.BlobOffset = -1;
+    Payload = EncodePoints(Points);
+    return d;
+}
+
+int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std::uint8_t> Payload)
+{
+    CheckWritable(Op);
+    if (FSysData.HighestID == std::numeric_limits<std::int32_t>::max())
+        Raise(Op, "no item identifier is left.");
+    TgdbData d = Data;
+    if (FUpdateDepth > 0) {
+        if (!FHasPending) {
+            FPendingBlobStart = FileSizeOf(FBlobFName);
+            if (FPendingBlobStart < gdbSystemDataSize)
+                RaiseCannotOpen(Op);
+            FPendingFrom = FNumEntries;
+            FPendingHighestID = FSysData.HighestID;
+            FPendingBlob.clear();
+            FHasPending = true;
+        }
+        const std::int64_t off = FPendingBlobStart + static_cast<std::int64_t>(FPendingBlob.size());
+        if (off + static_cast<std::int64_t>(Payload.size()) > MaxOffset)
+            Raise(Op, "the data file would exceed 2 GiB.");
+        d.BlobOffset = Payload.empty() ? -1 : static_cast<std::int32_t>(off);
+        d.ItemId = ++FSysData.HighestID;
+        FPendingBlob.insert(FPendingBlob.end(), Payload.begin(), Payload.end());
+        FData.push_back(d);
+        ++FNumEntries;
+        const auto r = static_cast<std::int32_t>(FNumEntries - 1);
+        FIxItemID.push_back(TIxItemIDRec{d.ItemId, r});
+        for (int k = 1; k <= 4; ++k)
+            FIxLL[static_cast<std::size_t>(k - 1)].push_back(TIxLLRec{IndexKeyOf(d, k), r});
+    } else {
+        d.ItemId = FSysData.HighestID + 1;
+        try {
+            TBinFile dd;
+            dd.OpenOrThrow(FBlobFName, TBinFile::omReadWrite);
+            const std::int64_t off = dd.Size();
+            if (off < gdbSystemDataSize)
+                throw TFileError("header missing");
+            if (off + static_cast<std::int64_t>(Payload.size()) > MaxOffset)
+                Raise(Op, "the data file would exceed 2 GiB.");
+            if (!Payload.empty()) {
+                dd.WriteAt(off, Payload);
+                d.BlobOffset = static_cast<std::int32_t>(off);
+            } else {
+                d.BlobOffset = -1;
+            }
+            TgdbSystemData sys = FSysData;
+            sys.HighestID = d.ItemId;
+            std::array<std::uint8_t, gdbSystemDataSize> hdr{};
+            EncodeSystemData(sys, hdr);
+            dd.WriteAt(0, hdr);
+            dd.Close();
+            WriteRecordAt(FNumEntries, d);
+        } catch (const TFileError&) {
+            RaiseCannotOpen(Op);
+        }
+        FSysData.HighestID = d.ItemId;
+        FData.push_back(d);
+        ++FNumEntries;
+        SettleIndexes();
+        FIxItemID.emplace_back();
+        for (auto& ix : FIxLL)
+            ix.emplace_back();
+        InsertIntoIndex(FNumEntries, d);
+        if (!FLazyWrite)
+            SaveAllIndexes(Op);
+    }
+    FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
+    FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+    Data = d;
+    return FNumEntries;
+}
+
+int TGeoDB::AddData(TgdbData& Data, std::span<const TSCoords> Points)
+{
+    std::vector<std::uint8_t> payload;
+    TgdbData d = PrepareItem("AddData", Data, Points, payload);
+    const int recNo = AppendItem("AddData", d, payload);
+    Data = d;
+    return recNo;
+}
+
+int TGeoDB::AddTyped(TgdbItem Kind, bool Closed, std::string_view Name, std::span<const TSCoords> Points)
+{
+    TgdbData d;
+    d.Name = std::string(Name);
+    d.ItemKind = Kind;
+    d.Closed = Closed;
+    d.Date = NowAsDateTime();
+    return AddData(d, Points);
+}
+
+int TGeoDB::AddBorder(std::string_view Name, std::span<const TSCoords> Points)
+{
+    return AddTyped(gitBorder, true, Name, Points);
+}
+int TGeoDB::AddLake(std::string_view Name, std::span<const TSCoords> Points)
+{
+    return AddTyped(gitLake, true, Name, Points);
+}
+int TGeoDB::AddRiver(std::string_view Name, std::span<const TSCoords> Points)
+{
+    return AddTyped(gitRiver, false, Name, Points);
+}
+int TGeoDB::AddRoad(std::string_view Name, std::span<const TSCoords> Points)
+{
+    return AddTyped(gitRoad, false, Name, Points);
+}
+int TGeoDB::AddRoute(std::string_view Name, std::span<const TSCoords> Points)
+{
+    return AddTyped(gitRoute, false, Name, Points);
+}
+
+int TGeoDB::AddTown(std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
+    TgdbData d;
+    d.Name = std::string(Name);
+    d.ItemKind = gitTown;
+    d.Altitude = static_cast<float>(Altitude);
+    d.Date = NowAsDateTime();
+    return AddData(d, std::span<const TSCoords>(&p, 1));
+}
+
+int TGeoDB::AddCity(std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
+    TgdbData d;
+    d.Name = std::string(Name);
+    d.ItemKind = gitCity;
+    d.Altitude = static_cast<float>(Altitude);
+    d.Date = NowAsDateTime();
+    return AddData(d, std::span<const TSCoords>(&p, 1));
+}
+
+// ---- replacing, updating, deleting ------------------------------------------------------------------
+
+void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::span<const TSCoords> Points)
+{
+    FlushPending();
+    CheckWritable(Op);
+    const int r = CheckRecNo(Op, RecNo);
+    std::vector<std::uint8_t> payload;
+    TgdbData d = PrepareItem(Op, Data, Points, payload);
+    d.ItemId = FData[static_cast<std::size_t>(r)].ItemId;
+    try {
+        if (!payload.empty()) {
+            TBinFile dd;
+            dd.OpenOrThrow(FBlobFName, TBinFile::omReadWrite);
+            const std::int64_t off = dd.Size();
+            if (off < gdbSystemDataSize)
+                throw TFileError("header missing");
+            if (off + static_cast<std::int64_t>(payload.size()) > MaxOffset)
+                Raise(Op, "the data file would exceed 2 GiB.");
+            dd.WriteAt(off, payload);
+            dd.Close();
+            d.BlobOffset = static_cast<std::int32_t>(off);
+        }
+        WriteRecordAt(r, d);
+    } catch (const TFileError&) {
+        RaiseCannotOpen(Op);
+    }
+    FData[static_cast<std::size_t>(r)] = d;
+    RemoveIndexEntries(RecNo);
+    InsertIntoIndex(RecNo, d);
+    FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
+    FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+    if (!FLazyWrite)
+        SaveAllIndexes(Op);
+    Data = d;
+}
+
+void TGeoDB::ReplaceData(int RecNo, TgdbData& Data, std::span<const TSCoords> Points)
+{
+    ReplaceItem("ReplaceData", RecNo, Data, Points);
+}
+
+void TGeoDB::ReplaceTyped(int RecNo, TgdbItem Kind, bool Closed, std::string_view Name,
+                          std::span<const TSCoords> Points)
+{
+    TgdbData d = GetSumdata(RecNo);
+    d.Name = std::string(Name);
+    d.ItemKind = Kind;
+    d.Closed = Closed;
+    d.Date = NowAsDateTime();
+    ReplaceItem("ReplaceData", RecNo, d, Points);
+}
+
+void TGeoDB::ReplaceBorder(int RecNo, std::string_view Name, std::span<const TSCoords> Points)
+{
+    ReplaceTyped(RecNo, gitBorder, true, Name, Points);
+}
+void TGeoDB::ReplaceLake(int RecNo, std::string_view Name, std::span<const TSCoords> Points)
+{
+    ReplaceTyped(RecNo, gitLake, true, Name, Points);
+}
+void TGeoDB::ReplaceRiver(int RecNo, std::string_view Name, std::span<const TSCoords> Points)
+{
+    ReplaceTyped(RecNo, gitRiver, false, Name, Points);
+}
+void TGeoDB::ReplaceRoad(int RecNo, std::string_view Name, std::span<const TSCoords> Points)
+{
+    ReplaceTyped(RecNo, gitRoad, false, Name, Points);
+}
+void TGeoDB::ReplaceRoute(int RecNo, std::string_view Name, std::span<const TSCoords> Points)
+{
+    ReplaceTyped(RecNo, gitRoute, false, Name, Points);
+}
+
+void TGeoDB::ReplaceTown(int RecNo, std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
+    TgdbData d = GetSumdata(RecNo);
+    d.Name = std::string(Name);
+    d.ItemKind = gitTown;
+    d.Closed = false;
+    d.Altitude = static_cast<float>(Altitude);
+    d.Date = NowAsDateTime();
+    ReplaceItem("ReplaceData", RecNo, d, std::span<const TSCoords>(&p, 1));
+}
+
+void TGeoDB::ReplaceCity(int RecNo, std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
+    TgdbData d = GetSumdata(RecNo);
+    d.Name = std::string(Name);
+    d.ItemKind = gitCity;
+    d.Closed = false;
+    d.Altitude = static_cast<float>(Altitude);
+    d.Date = NowAsDateTime();
+    ReplaceItem("ReplaceData", RecNo, d, std::span<const TSCoords>(&p, 1));
+}
+
+void TGeoDB::UpdateBasicData(int RecNo, const TgdbData& Data)
+{
+    FlushPending();
+    CheckWritable("UpdateBasicData");
+    const int r = CheckRecNo("UpdateBasicData", RecNo);
+    TgdbData d = FData[static_cast<std::size_t>(r)];
+    d.Name = Data.Name.substr(0, gdbNameLen);
+    d.Altitude = Data.Altitude;
+    d.ClassFlag = Data.ClassFlag;
+    d.Tag = Data.Tag;
+    d.Date = Data.Date;
+    d.StateFlag = Data.StateFlag;
+    try {
+        WriteRecordAt(r, d);
+    } catch (const TFileError&) {
+        RaiseCannotOpen("UpdateBasicData");
+    }
+    FData[static_cast<std::size_t>(r)] = d;
+}
+
+void TGeoDB::DeleteData(int RecNo)
+{
+    FlushPending();
+    CheckWritable("DeleteData");
+    const int r = CheckRecNo("DeleteData", RecNo);
+    try {
+        ReplaceFileAtomically(FDataFName, [&](TChunkWriter& w) {
+            for (int i = 0; i < FNumEntries; ++i)
+                if (i != r)
+                    WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
+        });
+    } catch (const TFileError&) {
+        RaiseCannotOpen("DeleteData");
+    }
+    RemoveIndexEntries(RecNo);
+    FData.erase(FData.begin() + r);
+    --FNumEntries;
+    const auto n = static_cast<std::size_t>(FNumEntries);
+    FIxItemID.resize(n);
+    for (auto& e : FIxItemID)
+        if (e.index > r)
+            --e.index;
+    for (auto& ix : FIxLL) {
+        ix.resize(n);
+        for (auto& e : ix)
+            if (e.index > r)
+                --e.index;
+    }
+    FIxSorted = n;
+    if (!FLazyWrite)
+        SaveAllIndexes("DeleteData");
+}
+
+// ---- BLOBs ----------------------------------------------------------------------------------------------
+
+int TGeoDB::AddBLOBBytes(TgdbData& Data, std::span<const std::uint8_t> Bytes, const TMetaInfo& MetaInfo)
+{
+    if (Bytes.size() > static_cast<std::size_t>(MaxOffset - gdbSystemDataSize - gdbMetaInfoSize))
+        Raise("AddData", "the BLOB is too large.");
+    TgdbData d = Data;
+    if (d.Name.size() > static_cast<std::size_t>(gdbNameLen))
+        d.Name.resize(gdbNameLen);
+    d.ItemKind = gitBLOB;
+    d.Closed = false;
+    d.SetSize(static_cast<std::int32_t>(Bytes.size()));
+    std::vector<std::uint8_t> payload(gdbMetaInfoSize + Bytes.size());
+    EncodeMetaInfo(MetaInfo, std::span<std::uint8_t, gdbMetaInfoSize>(payload.data(), gdbMetaInfoSize));
+    std::copy(Bytes.begin(), Bytes.end(), payload.begin() + gdbMetaInfoSize);
+    const int recNo = AppendItem("AddData", d, payload);
+    Data = d;
+    return recNo;
+}
+
+int TGeoDB::AddBLOB(TgdbData& Data, const std::string& FileName)
+{
+    TMetaInfo meta;
+    meta.FilePath = FileName.substr(0, 127);
+    return AddBLOB(Data, FileName, meta);
+}
+
+int TGeoDB::AddBLOB(TgdbData& Data, const std::string& FileName, const TMetaInfo& MetaInfo)
+{
+    std::vector<std::uint8_t> bytes;
+    try {
+        TBinFile f;
+        f.OpenOrThrow(FileName, TBinFile::omRead);
+        const std::int64_t size = f.Size();
+        if (size > MaxOffset)
+            throw TFileError("too large");
+        bytes.resize(static_cast<std::size_t>(size));
+        f.ReadAt(0, bytes);
+        f.Close();
+    } catch (const TFileError&) {
+        Raise("AddBLOB", "invalid filename.");
+    }
+    return AddBLOBBytes(Data, bytes, MetaInfo);
+}
+
+int TGeoDB::AddBLOB(TgdbData& Data, std::span<const std::uint8_t> Buffer)
+{
+    return AddBLOBBytes(Data, Buffer, TMetaInfo{});
+}
+
+int TGeoDB::AddBLOB(TgdbData& Data, std::span<const std::uint8_t> Buffer, const TMetaInfo& MetaInfo)
+{
+    return AddBLOBBytes(Data, Buffer, MetaInfo);
+}
+
+int TGeoDB::AddBLOB(TgdbData& Data, std::istream& Stream, const TMetaInfo& MetaInfo)
+{
+    std::vector<std::uint8_t> bytes;
+    char buf[65536];
+    while (Stream.read(buf, sizeof buf) || Stream.gcount() > 0) {
+        bytes.insert(bytes.end(), buf, buf + Stream.gcount());
+        if (bytes.size() > static_cast<std::size_t>(MaxOffset))
+            Raise("AddData", "the BLOB is too large.");
+    }
+    return AddBLOBBytes(Data, bytes, MetaInfo);
+}
+
+const TgdbData& TGeoDB::BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo)
+{
+    FlushPending();
+    const int r = CheckRecNo(Op, RecNo);
+    const TgdbData& rec = FData[static_cast<std::size_t>(r)];
+    if (rec.ItemKind != gitBLOB || rec.BlobOffset < 0 || rec.Size() < 0)
+        Raise(Op, "item " + std::to_string(RecNo) + " is not a BLOB.");
+    try {
+        TBinFile f;
+        f.OpenOrThrow(FBlobFName, TBinFile::omRead);
+        if (rec.BlobOffset < gdbSystemDataSize ||
+            static_cast<std::int64_t>(rec.BlobOffset) + gdbMetaInfoSize + rec.Size() > f.Size())
+            Raise(Op, "the item's data lies outside the data file.");
+        std::array<std::uint8_t, gdbMetaInfoSize> buf{};
+        f.ReadAt(rec.BlobOffset, buf);
+        f.Close();
+        MetaInfo = DecodeMetaInfo(buf);
+    } catch (const TFileError&) {
+        RaiseCannotOpen(Op);
+    }
+    return rec;
+}
+
+std::vector<std::uint8_t> TGeoDB::ReadBlobBytes(std::string_view Op, const TgdbData& Rec) const
+{
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(Rec.Size()));
+    try {
+        TBinFile f;
+        f.OpenOrThrow(FBlobFName, TBinFile::omRead);
+        f.ReadAt(static_cast<std::int64_t>(Rec.BlobOffset) + gdbMetaInfoSize, bytes);
+        f.Close();
+    } catch (const TFileError&) {
+        RaiseCannotOpen(Op);
+    }
+    return bytes;
+}
+
+void TGeoDB::RetrieveBLOB(int RecNo, const std::string& FileName, TMetaInfo& MetaInfo)
+{
+    if (FileName.empty())
+        Raise("RetrieveBLOB", "invalid filename.");
+    const TgdbData& rec = BlobRecord("RetrieveBLOB", RecNo, MetaInfo);
+    const std::vector<std::uint8_t> bytes = ReadBlobBytes("RetrieveBLOB", rec);
+    try {
+        ReplaceFileAtomically(FileName, [&](TChunkWriter& w) { w.Put(bytes); });
+    } catch (const TFileError&) {
+        Raise("RetrieveBLOB", "invalid filename.");
+    }
+}
+
+std::int32_t TGeoDB::RetrieveBLOB(int RecNo, std::span<std::uint8_t> Buffer, TMetaInfo& MetaInfo)
+{
+    const TgdbData& rec = BlobRecord("RetrieveBLOB", RecNo, MetaInfo);
+    if (static_cast<std::size_t>(rec.Size()) > Buffer.size())
+        Raise("RetrieveBLOB", "BLOB to be retrieved is larger than SizeOfBlobData.");
+    try {
+        TBinFile f;
+        f.OpenOrThrow(FBlobFName, TBinFile::omRead);
+        f.ReadAt(static_cast<std::int64_t>(rec.BlobOffset) + gdbMetaInfoSize,
+                 Buffer.first(static_cast<std::size_t>(rec.Size())));
+        f.Close();
+    } catch (const TFileError&) {
+        RaiseCannotOpen("RetrieveBLOB");
+    }
+    return rec.Size();
+}
+
+void TGeoDB::RetrieveBLOB(int RecNo, std::ostream& Stream, TMetaInfo& MetaInfo)
+{
+    const TgdbData& rec = BlobRecord("RetrieveBLOB", RecNo, MetaInfo);
+    const std::vector<std::uint8_t> bytes = ReadBlobBytes("RetrieveBLOB", rec);
+    Stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!Stream)
+        Raise("RetrieveBLOB", "cannot write to the stream.");
+}
+
+TMetaInfo TGeoDB::GetMetaInfo(int RecNo)
+{
+    TMetaInfo meta;
+    BlobRecord("GetMetaInfo", RecNo, meta);
+    return meta;
+}
+
+void TGeoDB::UpdateMetaInfo(int RecNo, const TMetaInfo& MetaInfo)
+{
+    FlushPending();
+    CheckWritable("UpdateMetaInfo");
+    TMetaInfo old;
+    const TgdbData rec = BlobRecord("UpdateMetaInfo", RecNo, old);
+    // The new meta data goes behind a fresh copy of the bytes, so the record is switched only once both
+    // are on disk.
+    const std::vector<std::uint8_t> bytes = ReadBlobBytes("UpdateMetaInfo", rec);
+    TgdbData d = rec;
+    try {
+        TBinFile dd;
+        dd.OpenOrThrow(FBlobFName, TBinFile::omReadWrite);
+        const std::int64_t off = dd.Size();
+        if (off + gdbMetaInfoSize + static_cast<std::int64_t>(bytes.size()) > MaxOffset)
+            Raise("UpdateMetaInfo", "the data file would exceed 2 GiB.");
+        std::vector<std::uint8_t> payload(gdbMetaInfoSize + bytes.size());
+        EncodeMetaInfo(MetaInfo, std::span<std::uint8_t, gdbMetaInfoSize>(payload.data(), gdbMetaInfoSize));
+        std::copy(bytes.begin(), bytes.end(), payload.begin() + gdbMetaInfoSize);
+        dd.WriteAt(off, payload);
+        dd.Close();
+        d.BlobOffset = static_cast<std::int32_t>(off);
+        WriteRecordAt(RecNo - 1, d);
+    } catch (const TFileError&) {
+        RaiseCannotOpen("UpdateMetaInfo");
+    }
+    FData[static_cast<std::size_t>(RecNo - 1)] = d;
+}
+
+// ---- polygons, locations ------------------------------------------------------------------------------
+
+TgdbPolygon TGeoDB::RetrievePolygon(int RecNo)
+{
+    FlushPending();
+    const int r = CheckRecNo("RetrievePolygon", RecNo);
+    const TgdbData& rec = FData[static_cast<std::size_t>(r)];
+    if (rec.BlobOffset < 0 || rec.ItemKind == gitBLOB || rec.NumPoints <= 0)
+        return {};
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(rec.NumPoints) * gdbSCoordsSize);
+    try {
+        TBinFile f;
+        f.OpenOrThrow(FBlobFName, TBinFile::omRead);
+        if (rec.BlobOffset < gdbSystemDataSize ||
+            static_cast<std::int64_t>(rec.BlobOffset) + static_cast<std::int64_t>(bytes.size()) > f.Size())
+            Raise("RetrievePolygon", "the item's points lie outside the data file.");
+        f.ReadAt(rec.BlobOffset, bytes);
+        f.Close();
+    } catch (const TFileError&) {
+        RaiseCannotOpen("RetrievePolygon");
+    }
+    TgdbPolygon poly(static_cast<std::size_t>(rec.NumPoints));
+    for (std::size_t i = 0; i < poly.size(); ++i)
+        poly[i] = DecodeSCoords(
+            std::span<const std::uint8_t, gdbSCoordsSize>(bytes.data() + i * gdbSCoordsSize, gdbSCoordsSize));
+    return poly;
+}
+
+TPositionData TGeoDB::ExtractLocation(int RecNo) const
+{
+    const int r = CheckRecNo("ExtractLocation", RecNo);
+    const TgdbData& d = FData[static_cast<std::size_t>(r)];
+    // Halves first, so that the sum of two large corners cannot overflow.
+    return TPositionData{static_cast<double>(d.LatLow) / 2 + static_cast<double>(d.LatHigh) / 2,
+                         static_cast<double>(d.LongLow) / 2 + static_cast<double>(d.LongHigh) / 2,
+                         static_cast<double>(d.Altitude)};
+}
+
+// ---- rectangle search -------------------------------------------------------------------------------------
+
+namespace {
+
+// Positions [first, last) of the entries whose keys lie in [Lo, Hi] (doubles; keys widened).
+std::pair<std::size_t, std::size_t> KeyRange(const TIxLLRecArray& Ix, std::size_t N, double Lo, double Hi)
+{
+    const auto begin = Ix.begin();
+    const auto end = Ix.begin() + static_cast<std::ptrdiff_t>(N);
+    // Both predicates are false for NaN keys, which sort last, so each partitions the array.
+    const auto first = std::partition_point(begin, end, [&](const TIxLLRec& e) {
+        return static_cast<double>(e.LLValue) < Lo;
+    });
+    const auto last = std::partition_point(first, end, [&](const TIxLLRec& e) {
+        return static_cast<double>(e.LLValue) <= Hi;
+    });
+    return {static_cast<std::size_t>(first - begin), static_cast<std::size_t>(last - begin)};
+}
+
+double Widen(double v, double delta, int dir)
+{
+    const double w = v + dir * delta;
+    return w + dir * (std::fabs(w) * 1e-12 + 1e-12);
+}
+
+}  // namespace
+
+std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh) const
+{
+    return SearchData(LatLow, LongLow, LatHigh, LongHigh, gitUndefined);
+}
+
+std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh,
+                                    TgdbItem Kind) const
+{
+    std::vector<int> found;
+    SettleIndexes();
+    const std::size_t n = std::min(static_cast<std::size_t>(std::max(FNumEntries, 0)), FIxItemID.size());
+    if (n == 0)
+        return found;
+    // An item meets the rectangle when its low corners are not above the rectangle's high edges and its
+    // high corners not below the low edges. Each index gives the candidates whose key lies in a band that
+    // every such item's key must lie in (the rectangle widened by the largest extent of any item); the
+    // narrowest band is scanned and its candidates tested in full.
+    const std::array<std::pair<std::size_t, std::size_t>, 4> ranges = {
+        KeyRange(FIxLL[0], n, Widen(LatLow, FMaxLatExtent, -1), LatHigh),
+        KeyRange(FIxLL[1], n, LatLow, Widen(LatHigh, FMaxLatExtent, +1)),
+        KeyRange(FIxLL[2], n, Widen(LongLow, FMaxLongExtent, -1), LongHigh),
+        KeyRange(FIxLL[3], n, LongLow, Widen(LongHigh, FMaxLongExtent, +1)),
+    };
+    std::size_t best = 0;
+    for (std::size_t k = 1; k < 4; ++k)
+        if (ranges[k].second - ranges[k].first < ranges[best].second - ranges[best].first)
+            best = k;
+    const TIxLLRecArray& ix = FIxLL[best];
+    for (std::size_t i = ranges[best].first; i < ranges[best].second; ++i) {
+        const std::int32_t r = ix[i].index;
+        if (r < 0 || static_cast<std::size_t>(r) >= FData.size())
+            continue;
+        const TgdbData& d = FData[static_cast<std::size_t>(r)];
+        if (static_cast<double>(d.LatLow) <= LatHigh && static_cast<double>(d.LatHigh) >= LatLow &&
+            static_cast<double>(d.LongLow) <= LongHigh && static_cast<double>(d.LongHigh) >= LongLow &&
+            (Kind == gitUndefined || d.ItemKind == Kind))
+            found.push_back(r + 1);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+// ---- bulk bracket -------------------------------------------------------------------------------------
+
+void TGeoDB::BeginUpdate() { ++FUpdateDepth; }
+
+void TGeoDB::EndUpdate()
+{
+    if (FUpdateDepth == 0)
+        return;
+    if (--FUpdateDepth == 0)
+        FlushPending();
+}
+
+void TGeoDB::FlushPending()
+{
+    if (!FHasPending)
+        return;
+    FHasPending = false;
+    const int from = FPendingFrom;
+    const int count = FNumEntries - from;
+    try {
+        TBinFile dd;
+        dd.OpenOrThrow(FBlobFName, TBinFile::omReadWrite);
+        dd.WriteAt(FPendingBlobStart, FPendingBlob);
+        std::array<std::uint8_t, gdbSystemDataSize> hdr{};
+        EncodeSystemData(FSysData, hdr);
+        dd.WriteAt(0, hdr);
+        dd.Close();
+        TBinFile ds;
+        ds.OpenOrThrow(FDataFName, TBinFile::omReadWrite);
+        TChunkWriter w(ds, static_cast<std::int64_t>(from) * gdbDataSize);
+        double nextReport = 0;
+        for (int i = from; i < FNumEntries; ++i) {
+            WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
+            const double pct = 100.0 * (i - from + 1) / count;
+            if (pct >= nextReport && pct < 100) {
+                Progress(pct);
+                nextReport = pct + 1;
+            }
+        }
+        w.Flush();
+        ds.Close();
+    } catch (const TFileError&) {
+        // Back to the state before the bracket; the record file is cut back so that the set opens clean.
+        FData.resize(static_cast<std::size_t>(from));
+        FNumEntries = from;
+        FSysData.HighestID = FPendingHighestID;
+        const auto stale = [from](const auto& e) { return e.index >= from; };
+        std::erase_if(FIxItemID, stale);
+        for (auto& ix : FIxLL)
+            std::erase_if(ix, stale);
+        FIxSorted = FIxItemID.size();
+        FPendingBlob.clear();
+        TBinFile ds;
+        if (ds.Open(FDataFName, TBinFile::omReadWrite)) {
+            try {
+                if (ds.Size() > static_cast<std::int64_t>(from) * gdbDataSize)
+                    ds.Truncate(static_cast<std::int64_t>(from) * gdbDataSize);
+                ds.Close();
+            } catch (const TFileError&) {
+                // Extra records beyond the indexes are reported by the next opening.
+            }
+        }
+        RecalcExtents();
+        RaiseCannotOpen("AddData");
+    }
+    FPendingBlob.clear();
+    FPendingBlob.shrink_to_fit();
+    SettleIndexes();
+    if (!FLazyWrite)
+        SaveAllIndexes("AddData");
+    Progress(100);
+}
+
+}  // namespace qv
