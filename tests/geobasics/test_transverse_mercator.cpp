@@ -209,8 +209,8 @@ TEST_P(UTMAgainstExact, ForwardAndInverseGrid)
                                                        UTMScaleFactor);
     int points = 0;
     // Every zone, both hemispheres, the widened Norway and Svalbard zones.
-    for (double lat = -80.0; lat <= 84.0; lat += 0.83) {
-        for (double lon = -180.0; lon < 180.0; lon += 0.47) {
+    for (double lat = -80.0; lat <= 84.0; lat += 1.31) {
+        for (double lon = -180.0; lon < 180.0; lon += 0.73) {
             int zone;
             double e, n;
             LatLongToUTM(lat, lon, ell, zone, e, n);
@@ -230,7 +230,7 @@ TEST_P(UTMAgainstExact, ForwardAndInverseGrid)
             ++points;
         }
     }
-    EXPECT_GT(points, 150000);
+    EXPECT_GT(points, 60000);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ellipsoids, UTMAgainstExact, ::testing::Values(gelWGS84, gelInt24, gelBess41, gelClrk66));
