@@ -1,0 +1,505 @@
+// The landmark store: the template, the five add forms, finding, the removal orders, growth of the
+// array, the add/remove question and repaint requests, the highlight.
+#include "geomap/landmark_store.h"
+
+#include "support/errors.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include <string>
+#include <vector>
+
+using namespace qv;
+
+namespace {
+
+// A store holding landmarks whose Tag is their original number 1..n, on a diagonal (i, i), class from
+// the list (cycled) or 0.
+TLandMarkStore MakeStore(int n, const std::vector<std::uint8_t>& classes = {})
+{
+    TLandMarkStore store;
+    for (int i = 1; i <= n; ++i) {
+        const std::uint8_t cls = classes.empty() ? 0 : classes[static_cast<std::size_t>(i - 1) % classes.size()];
+        store.AddLandMark(i, i, 0, lmCross, cls, "", 0, i, 0, 0, 7, false, 0, 10);
+    }
+    return store;
+}
+
+std::vector<int> Tags(const TLandMarkStore& store)
+{
+    std::vector<int> tags;
+    for (const auto& lm : store.LandMarks())
+        tags.push_back(lm.Tag);
+    return tags;
+}
+
+// Counts the hook calls of a store and vetoes the Tags listed.
+struct Recorder {
+    int repaints = 0;
+    std::vector<std::pair<TLandMarkAction, int>> asked;  // action, Tag
+    std::vector<int> veto;
+
+    void Attach(TLandMarkStore& store)
+    {
+        store.RepaintHook = [this] { ++repaints; };
+        store.LandMarkActionHook = [this](bool& allowed, TLandMarkAction action, const TLandMark& lm) {
+            EXPECT_TRUE(allowed);
+            asked.emplace_back(action, lm.Tag);
+            for (int t : veto)
+                if (t == lm.Tag)
+                    allowed = false;
+        };
+    }
+};
+
+}  // namespace
+
+TEST(LandMarkStore, TemplateDefaults)
+{
+    TLandMarkStore store;
+    const TLandMark& d = store.DefaultLandMark();
+    EXPECT_EQ(d.Latitude, 0.0);
+    EXPECT_EQ(d.Longitude, 0.0);
+    EXPECT_EQ(d.Altitude, 0.0);
+    EXPECT_EQ(d.ClassFlag, 0);
+    EXPECT_EQ(d.Tag, 0);
+    EXPECT_EQ(d.SymbolProps.Kind, lmCross);
+    EXPECT_EQ(d.SymbolProps.Size, 7);
+    EXPECT_EQ(d.SymbolProps.FGColor, 0xFF0000u);
+    EXPECT_EQ(d.SymbolProps.BGColor, 0xFFFFFFu);
+    EXPECT_FALSE(d.SymbolProps.Transparent);
+    EXPECT_EQ(d.SymbolProps.Direction, 0);
+    EXPECT_EQ(d.SymbolProps.Length, 10);
+    EXPECT_EQ(d.Caption.Text, "");
+    EXPECT_EQ(d.Caption.Size, 8);
+    EXPECT_EQ(d.Caption.FontName, "MS Sans Serif");
+    EXPECT_TRUE(d.Caption.FontStyles.Empty());
+    EXPECT_EQ(d.Caption.FGColor, 0x000000u);
+    EXPECT_EQ(d.Caption.BGColor, 0xFFFFFFu);
+    EXPECT_TRUE(d.Caption.Transparent);
+    EXPECT_EQ(d.Caption.dx, 0);
+    EXPECT_EQ(d.Caption.dy, 8);
+    EXPECT_EQ(d.Caption.Direction, 0);
+    EXPECT_EQ(d.Caption.HAlignment, haCenter);
+    EXPECT_EQ(d.Caption.VAlignment, vaTop);
+    EXPECT_EQ(d.Identifier, "");
+    EXPECT_EQ(d.Time, 0.0);
+
+    EXPECT_EQ(store.NumLandMarks(), 0);
+    EXPECT_EQ(store.LandMarkCapacity(), 1000);
+    EXPECT_EQ(store.HighLM(), 0);
+    EXPECT_EQ(store.HighLMColFG(), 0xFF0000u);
+    EXPECT_EQ(store.HighLMColBG(), 0x00FFFFu);
+    EXPECT_FALSE(store.HighLMTrans());
+    for (int c = 0; c < 256; ++c)
+        EXPECT_TRUE(store.GetClassVisibility(static_cast<std::uint8_t>(c)));
+}
+
+TEST(LandMarkStore, AddFormsTakeTheRestFromTheTemplate)
+{
+    TLandMarkStore store;
+    TLandMark tmpl = DefaultLandMarkRecord();
+    tmpl.ClassFlag = 9;
+    tmpl.Tag = 77;
+    tmpl.Identifier = "tmpl";
+    tmpl.Time = 5;
+    tmpl.Caption.Text = "template caption";
+    tmpl.Caption.Size = 11;
+    tmpl.Caption.FGColor = 0x123456;
+    tmpl.Caption.dx = 3;
+    tmpl.SymbolProps.Kind = lmCircle;
+    tmpl.SymbolProps.Size = 4;
+    store.SetDefaultLandMark(tmpl);
+
+    ASSERT_EQ(store.AddLandMark(48.2, 16.3, 170), 1);
+    ASSERT_EQ(store.AddLandMark(1, 2, 3, "ident", 44000.5), 2);
+    ASSERT_EQ(store.AddLandMark(4, 5, 6, "caption", 14, 0x00FF00u), 3);
+    ASSERT_EQ(store.AddLandMark(7, 8, 9, "both", 44001.25, "cap4", 15, 0x0000FFu), 4);
+    ASSERT_EQ(store.AddLandMark(10, 11, 12, lmArrowTo, 200, "sym", 44002, -5, 0xAAu, 0xBBu, 21, true, 270, 33), 5);
+
+    TLandMark e1 = tmpl;
+    e1.Latitude = 48.2, e1.Longitude = 16.3, e1.Altitude = 170;
+    TLandMark e2 = tmpl;
+    e2.Latitude = 1, e2.Longitude = 2, e2.Altitude = 3, e2.Identifier = "ident", e2.Time = 44000.5;
+    TLandMark e3 = tmpl;
+    e3.Latitude = 4, e3.Longitude = 5, e3.Altitude = 6;
+    e3.Caption.Text = "caption", e3.Caption.Size = 14, e3.Caption.FGColor = 0x00FF00u;
+    TLandMark e4 = tmpl;
+    e4.Latitude = 7, e4.Longitude = 8, e4.Altitude = 9, e4.Identifier = "both", e4.Time = 44001.25;
+    e4.Caption.Text = "cap4", e4.Caption.Size = 15, e4.Caption.FGColor = 0x0000FFu;
+    TLandMark e5 = tmpl;  // the caption, text included, stays the template's
+    e5.Latitude = 10, e5.Longitude = 11, e5.Altitude = 12, e5.SymbolProps.Kind = lmArrowTo, e5.ClassFlag = 200;
+    e5.Identifier = "sym", e5.Time = 44002, e5.Tag = -5, e5.SymbolProps.FGColor = 0xAA;
+    e5.SymbolProps.BGColor = 0xBB, e5.SymbolProps.Size = 21, e5.SymbolProps.Transparent = true;
+    e5.SymbolProps.Direction = 270, e5.SymbolProps.Length = 33;
+
+    const TLandMark expected[] = {e1, e2, e3, e4, e5};
+    for (int i = 1; i <= 5; ++i)
+        EXPECT_EQ(store.GetLandMarkData(i), expected[i - 1]) << "landmark " << i;
+}
+
+TEST(LandMarkStore, ShortStringsAreCut)
+{
+    TLandMarkStore store;
+    const std::string ident(20, 'i');
+    const std::string caption(100, 'c');
+    store.AddLandMark(0, 0, 0, ident, 0, caption, 8, 0);
+    EXPECT_EQ(store.GetLandMarkData(1).Identifier, std::string(15, 'i'));
+    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text, std::string(80, 'c'));
+
+    TLandMark lm = store.GetLandMarkData(1);
+    lm.Identifier = ident;
+    lm.Caption.Text = caption;
+    store.SetLandMarkData(1, lm);
+    EXPECT_EQ(store.GetLandMarkData(1).Identifier.size(), 15u);
+    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text.size(), 80u);
+    store.SetDefaultLandMark(lm);
+    EXPECT_EQ(store.DefaultLandMark().Identifier.size(), 15u);
+
+    // "Wien-Mitte Straße" is 18 bytes; byte 15 is the second byte of "ß", which is dropped whole.
+    store.AddLandMark(0, 0, 0, "Wien-Mitte Stra\xC3\x9F" "e", 0);
+    EXPECT_EQ(store.GetLandMarkData(2).Identifier, "Wien-Mitte Stra");
+    EXPECT_EQ(CutShortString("abc\xC3\x9F", 4), "abc");
+    EXPECT_EQ(CutShortString("abc\xC3\x9F", 5), "abc\xC3\x9F");
+    EXPECT_EQ(CutShortString("\xE2\x82\xAC\xE2\x82\xAC", 5), "\xE2\x82\xAC");
+}
+
+TEST(LandMarkStore, RemoveOneByNumberMovesTheLast)
+{
+    struct Case {
+        int n, index;
+        std::vector<int> expected;
+    };
+    const Case cases[] = {
+        {5, 2, {1, 5, 3, 4}},
+        {5, 5, {1, 2, 3, 4}},
+        {5, 1, {5, 2, 3, 4}},
+        {1, 1, {}},
+        {3, 0, {1, 2, 3}},   // out of range: ignored
+        {3, 4, {1, 2, 3}},
+        {3, -1, {1, 2, 3}},
+        {0, 1, {}},
+    };
+    for (const auto& c : cases) {
+        TLandMarkStore store = MakeStore(c.n);
+        const int expectedRemoved = c.n - static_cast<int>(c.expected.size());
+        EXPECT_EQ(store.RemoveLandMark(c.index), expectedRemoved) << c.n << " remove " << c.index;
+        EXPECT_EQ(Tags(store), c.expected) << c.n << " remove " << c.index;
+    }
+}
+
+TEST(LandMarkStore, RemoveManyFillsHolesFromTheEnd)
+{
+    struct Case {
+        int n;
+        std::vector<std::uint8_t> classes;  // class 1 is removed
+        std::vector<int> expected;
+    };
+    const Case cases[] = {
+        {6, {0, 1, 1, 0, 0, 0}, {1, 6, 5, 4}},
+        {6, {1, 0, 0, 0, 0, 1}, {5, 2, 3, 4}},
+        {5, {0, 1, 0, 1, 0}, {1, 5, 3}},
+        {5, {0, 1, 1, 1, 1}, {1}},
+        {3, {1, 0, 0}, {3, 2}},
+        {4, {0, 0, 0, 1}, {1, 2, 3}},
+        {4, {0, 0, 0, 0}, {1, 2, 3, 4}},
+        {4, {1, 1, 1, 1}, {}},
+        {7, {1, 0, 1, 0, 1, 0, 0}, {7, 2, 6, 4}},
+    };
+    for (const auto& c : cases) {
+        TLandMarkStore store = MakeStore(c.n, c.classes);
+        const int removed = store.RemoveAllLandMarks(std::uint8_t{1});
+        EXPECT_EQ(removed, c.n - static_cast<int>(c.expected.size()));
+        EXPECT_EQ(Tags(store), c.expected) << "case with " << c.n << " landmarks";
+    }
+}
+
+TEST(LandMarkStore, RemoveLast)
+{
+    TLandMarkStore store = MakeStore(3);
+    EXPECT_EQ(store.RemoveLastLandMark(), 1);
+    EXPECT_EQ(Tags(store), (std::vector<int>{1, 2}));
+    store.RemoveLastLandMark();
+    store.RemoveLastLandMark();
+    EXPECT_EQ(store.NumLandMarks(), 0);
+    EXPECT_EQ(store.RemoveLastLandMark(), 0);
+}
+
+TEST(LandMarkStore, ArrayGrowsByThousandsAndResetsWhenEmpty)
+{
+    TLandMarkStore store = MakeStore(1000);
+    EXPECT_EQ(store.LandMarkCapacity(), 1000);
+    store.AddLandMark(0, 0, 0);
+    EXPECT_EQ(store.NumLandMarks(), 1001);
+    EXPECT_EQ(store.LandMarkCapacity(), 2000);
+    for (int i = 0; i < 1000; ++i)
+        store.AddLandMark(0, 0, 0);
+    EXPECT_EQ(store.LandMarkCapacity(), 3000);
+    // Never shrinks while landmarks remain...
+    while (store.NumLandMarks() > 1)
+        store.RemoveLastLandMark();
+    EXPECT_EQ(store.LandMarkCapacity(), 3000);
+    // ...and returns to 1000 when the count drops to 0, by any removal.
+    store.RemoveLandMark(1);
+    EXPECT_EQ(store.LandMarkCapacity(), 1000);
+
+    TLandMarkStore byClass = MakeStore(1500);
+    EXPECT_EQ(byClass.LandMarkCapacity(), 2000);
+    EXPECT_EQ(byClass.RemoveAllLandMarks(std::uint8_t{0}), 1500);
+    EXPECT_EQ(byClass.LandMarkCapacity(), 1000);
+
+    TLandMarkStore all = MakeStore(1001);
+    all.RemoveAllLandMarks();
+    EXPECT_EQ(all.NumLandMarks(), 0);
+    EXPECT_EQ(all.LandMarkCapacity(), 1000);
+}
+
+TEST(LandMarkStore, FindNearestTiesAndClasses)
+{
+    TLandMarkStore store;
+    store.AddLandMark(0, 1, 0, lmCross, 3, "", 0, 1, 0, 0, 7, false, 0, 10);   // 1
+    store.AddLandMark(0, -1, 0, lmCross, 4, "", 0, 2, 0, 0, 7, false, 0, 10);  // 2, same distance from (0,0)
+    store.AddLandMark(5, 5, 0, lmCross, 7, "", 0, 3, 0, 0, 7, false, 0, 10);   // 3
+    struct Case {
+        double lat, lon;
+        int cls, expected;
+    };
+    const Case cases[] = {
+        {0, 0, -1, 1},   // tie between 1 and 2: the lower number
+        {0, 0, 4, 2},    // only class 4
+        {0, 0, 7, 3},
+        {0, 0, 8, 0},    // no landmark of the class
+        {0, 0, 300, 1},  // out of range: all classes
+        {0, 0, -7, 1},
+        {0, -0.9, 256, 2},
+        {4, 4, -1, 3},
+        {2e5, 0, -1, 0},  // d^2 >= 1e10 is never found
+        {99999, 1, 3, 1},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(store.FindLandMark(c.lat, c.lon, c.cls), c.expected) << c.lat << "," << c.lon << " class " << c.cls;
+    EXPECT_EQ(TLandMarkStore().FindLandMark(0, 0, -1), 0);
+}
+
+TEST(LandMarkStore, RemoveNearest)
+{
+    TLandMarkStore store = MakeStore(4, {0, 1, 0, 1});  // at (1,1) (2,2) (3,3) (4,4)
+    EXPECT_EQ(store.RemoveLandMark(2.9, 2.9, 1), 1);  // nearest of class 1 is 2
+    EXPECT_EQ(Tags(store), (std::vector<int>{1, 4, 3}));
+    EXPECT_EQ(store.RemoveLandMark(0.0, 0.0, 5), 0);
+    EXPECT_EQ(store.RemoveLandMark(0.0, 0.0, 999), 1);  // all classes: landmark 1
+    EXPECT_EQ(Tags(store), (std::vector<int>{3, 4}));
+}
+
+TEST(LandMarkStore, RemoveByDistanceIsStrict)
+{
+    // Landmarks at (1,1) ... (5,5); distances from (3,3) in degrees: 2.83, 1.41, 0, 1.41, 2.83.
+    struct Case {
+        double distance;
+        int cls;
+        std::vector<int> expected;
+    };
+    const Case cases[] = {
+        {1.0, -1, {1, 2, 5, 4}},
+        {2.0, -1, {1, 5}},
+        {3.0, -1, {}},
+        {0.0, -1, {1, 2, 3, 4, 5}},  // exactly 0 away is not nearer than 0
+        {-2.0, -1, {1, 5}},          // the distance is squared
+        {2.0, 1, {1, 2, 3, 5}},      // only class 1: landmark 4
+    };
+    for (const auto& c : cases) {
+        TLandMarkStore store = MakeStore(5, {0, 0, 0, 1, 0});
+        store.RemoveLandMark(3.0, 3.0, c.cls, c.distance);
+        EXPECT_EQ(Tags(store), c.expected) << "distance " << c.distance;
+    }
+    // Exactly Distance away stays: (0,3) from (0,0) with Distance 3.
+    TLandMarkStore edge;
+    edge.AddLandMark(0, 3, 0);
+    edge.AddLandMark(0, 2.999, 0);
+    EXPECT_EQ(edge.RemoveLandMark(0.0, 0.0, -1, 3.0), 1);
+    EXPECT_EQ(edge.GetLandMarkData(1).Longitude, 3.0);
+}
+
+TEST(LandMarkStore, RemoveByRectangleIsStrict)
+{
+    TLandMarkStore store;
+    const double pts[][2] = {{5, 5}, {10, 5}, {5, 0}, {0, 5}, {5, 10}, {9.99, 0.01}, {11, 5}, {5, -1}};
+    for (int i = 0; i < 8; ++i)
+        store.AddLandMark(pts[i][0], pts[i][1], 0, lmCross, 0, "", 0, i + 1, 0, 0, 7, false, 0, 10);
+    // Left/Right are longitudes 0..10, Top/Bottom latitudes 10..0.
+    EXPECT_EQ(store.RemoveLandMark(TRectDouble{0, 10, 10, 0}, -1), 2);
+    EXPECT_EQ(Tags(store), (std::vector<int>{8, 2, 3, 4, 5, 7}));
+    // A rectangle given upside down (Top south of Bottom) holds nothing.
+    EXPECT_EQ(store.RemoveLandMark(TRectDouble{-20, -20, 20, 20}, -1), 0);
+    EXPECT_EQ(store.RemoveLandMark(TRectDouble{-20, 20, 20, -20}, 3), 0);
+}
+
+TEST(LandMarkStore, VetoAndRepaint)
+{
+    TLandMarkStore store;
+    Recorder rec;
+    rec.Attach(store);
+    store.LandMarkActionHook = [&](bool& allowed, TLandMarkAction action, const TLandMark& lm) {
+        rec.asked.emplace_back(action, lm.Tag);
+        allowed = action != lmaAdd || lm.Latitude >= 0;
+    };
+    EXPECT_EQ(store.AddLandMark(-1, 0, 0), 0);
+    EXPECT_EQ(store.NumLandMarks(), 0);
+    EXPECT_EQ(rec.repaints, 0);
+    ASSERT_EQ(rec.asked.size(), 1u);
+    EXPECT_EQ(rec.asked[0].first, lmaAdd);
+    EXPECT_EQ(store.AddLandMark(1, 0, 0), 1);
+    EXPECT_EQ(rec.repaints, 1);
+}
+
+TEST(LandMarkStore, VetoSkipsOneLandmarkOfMany)
+{
+    TLandMarkStore store = MakeStore(6, {0, 0, 0, 0, 0, 1});
+    Recorder rec;
+    rec.veto = {2, 4};
+    rec.Attach(store);
+    EXPECT_EQ(store.RemoveAllLandMarks(std::uint8_t{0}), 3);
+    // Asked once for each landmark of class 0, in number order.
+    ASSERT_EQ(rec.asked.size(), 5u);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(rec.asked[static_cast<std::size_t>(i)].first, lmaRemove);
+        EXPECT_EQ(rec.asked[static_cast<std::size_t>(i)].second, i + 1);
+    }
+    EXPECT_EQ(Tags(store), (std::vector<int>{6, 2, 4}));
+    EXPECT_EQ(rec.repaints, 1);
+
+    // A vetoed single removal leaves the list alone.
+    rec.asked.clear();
+    rec.veto = {6};
+    EXPECT_EQ(store.RemoveLandMark(1), 0);
+    EXPECT_EQ(store.RemoveLastLandMark(), 1);
+    EXPECT_EQ(Tags(store), (std::vector<int>{6, 2}));
+    EXPECT_EQ(rec.asked.size(), 2u);
+
+    // Removing everything does not ask.
+    rec.asked.clear();
+    store.RemoveAllLandMarks();
+    EXPECT_TRUE(rec.asked.empty());
+    EXPECT_EQ(store.NumLandMarks(), 0);
+}
+
+TEST(LandMarkStore, HookSeesTheRecordAndCannotChangeTheList)
+{
+    TLandMarkStore store = MakeStore(3);
+    int calls = 0;
+    store.LandMarkActionHook = [&](bool&, TLandMarkAction, const TLandMark& lm) {
+        ++calls;
+        EXPECT_EQ(store.GetLandMarkData(lm.Tag).Tag, lm.Tag);
+        // Changes from inside the question are refused.
+        EXPECT_EQ(store.AddLandMark(0, 0, 0), 0);
+        EXPECT_EQ(store.RemoveLandMark(1), 0);
+        store.RemoveAllLandMarks();
+        std::istringstream file("<gmlandmarks sig=\"Quorvanta\" id=\"a\">\n<landmark lat=\"1\" />\n");
+        EXPECT_FALSE(store.ReadLandMarksFromOpenXMLFile(file, ""));
+    };
+    EXPECT_EQ(store.RemoveAllLandMarks(std::uint8_t{0}), 3);
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(store.NumLandMarks(), 0);
+
+    // A throwing hook leaves the store usable and unchanged.
+    TLandMarkStore other = MakeStore(2);
+    other.LandMarkActionHook = [](bool&, TLandMarkAction, const TLandMark&) { throw std::runtime_error("no"); };
+    EXPECT_THROW(other.RemoveLandMark(1), std::runtime_error);
+    other.LandMarkActionHook = nullptr;
+    EXPECT_EQ(other.RemoveLandMark(1), 1);
+    EXPECT_EQ(Tags(other), (std::vector<int>{2}));
+}
+
+TEST(LandMarkStore, GetAndSetData)
+{
+    TLandMarkStore store = MakeStore(2);
+    EXPECT_EQ(store.GetLandMarkData(0), store.DefaultLandMark());
+    EXPECT_EQ(store.GetLandMarkData(3), store.DefaultLandMark());
+    EXPECT_EQ(store.GetLandMarkData(-100000), store.DefaultLandMark());
+    EXPECT_EQ(store.GetLandMarkData(999), store.DefaultLandMark());  // inside the array, beyond the count
+
+    Recorder rec;
+    rec.Attach(store);
+    TLandMark lm = store.GetLandMarkData(2);
+    lm.Caption.Text = "changed";
+    store.SetLandMarkData(3, lm);
+    store.SetLandMarkData(0, lm);
+    EXPECT_EQ(rec.repaints, 0);
+    store.SetLandMarkData(2, lm);
+    EXPECT_EQ(rec.repaints, 1);
+    EXPECT_EQ(store.GetLandMarkData(2).Caption.Text, "changed");
+    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text, "");
+}
+
+TEST(LandMarkStore, HighlightAndVisibility)
+{
+    TLandMarkStore store = MakeStore(3);
+    Recorder rec;
+    rec.Attach(store);
+    struct Step {
+        int index, expectedHigh, expectedRepaints;
+    };
+    const Step steps[] = {
+        {2, 2, 1}, {2, 2, 1},    // unchanged: no repaint
+        {3, 3, 2}, {0, 0, 3},
+        {4, 0, 3},               // out of range with nothing highlighted: nothing happens
+        {1, 1, 4}, {-1, 0, 5},   // out of range clears the highlight
+        {3, 3, 6}, {7, 0, 7},
+    };
+    for (const auto& s : steps) {
+        store.SetHighLM(s.index);
+        EXPECT_EQ(store.HighLM(), s.expectedHigh) << "SetHighLM(" << s.index << ")";
+        EXPECT_EQ(rec.repaints, s.expectedRepaints) << "SetHighLM(" << s.index << ")";
+    }
+    store.SetHighLM(3);
+    store.RemoveAllLandMarks();
+    EXPECT_EQ(store.HighLM(), 3);  // removals keep it
+
+    const int before = rec.repaints;
+    store.SetHighLightProperties(0x010203, 0x040506, true);
+    EXPECT_EQ(store.HighLMColFG(), 0x010203u);
+    EXPECT_EQ(store.HighLMColBG(), 0x040506u);
+    EXPECT_TRUE(store.HighLMTrans());
+    store.SetClassVisibility(255, false);
+    EXPECT_FALSE(store.GetClassVisibility(255));
+    EXPECT_TRUE(store.GetClassVisibility(254));
+    EXPECT_EQ(rec.repaints, before + 2);
+}
+
+TEST(LandMarkStore, HiddenClassesAreStillFoundAndRemoved)
+{
+    TLandMarkStore store = MakeStore(2, {5, 6});
+    store.SetClassVisibility(5, false);
+    EXPECT_EQ(store.FindLandMark(1, 1, 5), 1);
+    EXPECT_EQ(store.RemoveAllLandMarks(std::uint8_t{5}), 1);
+}
+
+TEST(LandMarkStore, AssignCopiesListAndSettingsButNotHooks)
+{
+    TLandMarkStore source = MakeStore(1500, {1, 2});
+    source.SetClassVisibility(2, false);
+    source.SetHighLM(7);
+    source.SetHighLightProperties(1, 2, true);
+    TLandMark tmpl = DefaultLandMarkRecord();
+    tmpl.Caption.Text = "t";
+    source.SetDefaultLandMark(tmpl);
+    source.RemoveAllLandMarks(std::uint8_t{2});  // 750 left, the array stays 2000 long
+
+    TLandMarkStore dest;
+    int repaints = 0;
+    dest.RepaintHook = [&] { ++repaints; };
+    dest.AssignLandMarks(source);
+    EXPECT_EQ(dest.NumLandMarks(), 750);
+    EXPECT_EQ(dest.LandMarkCapacity(), 1000);
+    EXPECT_TRUE(std::equal(dest.LandMarks().begin(), dest.LandMarks().end(), source.LandMarks().begin()));
+    EXPECT_FALSE(dest.GetClassVisibility(2));
+    EXPECT_EQ(dest.HighLM(), 7);
+    EXPECT_EQ(dest.HighLMColBG(), 2u);
+    EXPECT_EQ(dest.DefaultLandMark().Caption.Text, "t");
+    EXPECT_TRUE(static_cast<bool>(dest.RepaintHook));
+    EXPECT_EQ(repaints, 0);
+}

@@ -1,0 +1,271 @@
+// The symbol repository: entries and their numbering, backup and restore, the exact catalogue file and
+// its reader.
+#include "geomap/symbol_repository.h"
+
+#include "support/errors.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+#include <sstream>
+#include <string>
+
+using namespace qv;
+
+namespace {
+
+TSymbol Sym(TLandMarkElement kind, std::string name, std::int32_t category, TColor fg, TColor bg, int size, bool transp,
+            int dir, int len)
+{
+    TSymbol s;
+    s.Properties = {kind, size, fg, bg, transp, dir, len};
+    s.Name = std::move(name);
+    s.Category = category;
+    return s;
+}
+
+std::string Store(const TSymbolRepository& repo, std::string_view id)
+{
+    std::ostringstream out;
+    repo.StoreOnStream(out, id);
+    return out.str();
+}
+
+bool Read(TSymbolRepository& repo, const std::string& text, std::string_view id)
+{
+    std::istringstream in(text);
+    return repo.ReadFromOpenXMLFile(in, id);
+}
+
+}  // namespace
+
+TEST(SymbolRepository, DefaultsAndNames)
+{
+    const TSymbol d = DefaultSymbolRecord();
+    EXPECT_EQ(d, Sym(lmCross, "", 0, 0, 255, 8, false, 90, 40));
+    const char* names[] = {"Plus", "Square", "Triangle", "Circle", "ArrowFrom", "ArrowTo", "CrossBox", "Spade", "Cross",
+                           "User-Defined"};
+    for (int i = 0; i < NumLandMarkElements; ++i)
+        EXPECT_EQ(LMTypeNames[static_cast<std::size_t>(i)], names[i]);
+
+    TSymbolRepository repo;
+    EXPECT_EQ(repo.NumEntries(), 0);
+    EXPECT_EQ(repo.NumBackupEntries(), 0);
+    EXPECT_EQ(repo.Capacity(), 1000);
+}
+
+TEST(SymbolRepository, EntriesAreNumberedFromOne)
+{
+    TSymbolRepository repo;
+    repo.SetNEntries(3);
+    const TSymbol a = Sym(lmSquare, "a", 1, 2, 3, 4, true, 5, 6);
+    const TSymbol b = Sym(lmSpade, std::string(50, 'n'), -7, 0xFFFFFFFF, 0, -1, false, -90, 0);
+    repo.SetValues(1, a);
+    repo.SetValues(3, b);
+    repo.SetValues(0, b);
+    repo.SetValues(4, b);
+    EXPECT_EQ(repo.GetValues(1), a);
+    EXPECT_EQ(repo.GetValues(2), DefaultSymbolRecord());
+    EXPECT_EQ(repo.GetValues(3).Name, std::string(40, 'n'));
+    EXPECT_EQ(repo.GetValues(0), DefaultSymbolRecord());
+    EXPECT_EQ(repo.GetValues(4), DefaultSymbolRecord());
+    EXPECT_EQ(repo.GetValues(-1), DefaultSymbolRecord());
+
+    repo.SetNEntries(-1);
+    EXPECT_EQ(repo.NumEntries(), 3);
+    repo.SetNEntries(1);
+    EXPECT_EQ(repo.Capacity(), 1);
+    repo.SetNEntries(3);  // entries that come back are defaults, not the old ones
+    EXPECT_EQ(repo.GetValues(1), a);
+    EXPECT_EQ(repo.GetValues(3), DefaultSymbolRecord());
+
+    repo.SetValues(2, b);
+    repo.Clear();
+    EXPECT_EQ(repo.NumEntries(), 3);
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_EQ(repo.GetValues(i), DefaultSymbolRecord());
+}
+
+TEST(SymbolRepository, BackupRestoreAssign)
+{
+    TSymbolRepository repo;
+    repo.Restore();  // without a backup: empty
+    EXPECT_EQ(repo.NumEntries(), 0);
+    repo.SetNEntries(2);
+    repo.SetValues(1, Sym(lmCircle, "one", 1, 0, 0, 1, false, 0, 0));
+    repo.SetNEntries(2);
+    repo.Restore();
+    EXPECT_EQ(repo.NumEntries(), 0);
+
+    repo.SetNEntries(2);
+    repo.SetValues(1, Sym(lmCircle, "one", 1, 0, 0, 1, false, 0, 0));
+    repo.Backup();
+    EXPECT_EQ(repo.NumBackupEntries(), 2);
+    repo.SetValues(1, Sym(lmTriangle, "changed", 1, 0, 0, 1, false, 0, 0));
+    repo.SetNEntries(5);
+    repo.Restore();
+    EXPECT_EQ(repo.NumEntries(), 2);
+    EXPECT_EQ(repo.GetValues(1).Name, "one");
+
+    TSymbolRepository copy;
+    copy.SetName("Copy");
+    copy.Assign(repo);
+    EXPECT_EQ(copy.NumEntries(), 2);
+    EXPECT_EQ(copy.NumBackupEntries(), 2);
+    EXPECT_EQ(copy.GetValues(1).Name, "one");
+    EXPECT_EQ(copy.Name(), "Copy");
+    copy.SetValues(1, DefaultSymbolRecord());
+    copy.Restore();  // the backup came along
+    EXPECT_EQ(copy.GetValues(1).Name, "one");
+
+    TSymbolRepository other;
+    repo.AssignTo(other);
+    EXPECT_EQ(other.NumEntries(), 2);
+}
+
+TEST(SymbolRepository, StoreOutputIsExact)
+{
+    TSymbolRepository repo;
+    repo.SetNEntries(3);
+    repo.SetValues(1, Sym(lmArrowFrom, "North arrow", 2, 0x0000FF, 0xFFFFFF, 6, true, 0, 30));
+    repo.SetValues(2, Sym(lmPlus, "a \"quoted\" name", -3, 0xDEADBEEF, 0, -1, false, -45, 0));
+    repo.SetValues(3, DefaultSymbolRecord());
+    const std::string expected =
+        "<?xml version=\"1.0\"?>\n"
+        "\n"
+        "<!-- TGeoMap Landmark Repository / Quorvanta -->\n"
+        "<lmsymbols sig=\"Quorvanta\" vers=\"1.0\" id=\"Palette\">\n"
+        "<symbol element=\"ArrowFrom\" name=\"North arrow\" category=\"2\" colorfg=\"000000FF\" colorbg=\"00FFFFFF\" "
+        "size=\"6\" transp=\"TRUE\" dir=\"0\" leng=\"30\" />\n"
+        "<symbol element=\"Plus\" name=\"a \"quoted\" name\" category=\"-3\" colorfg=\"DEADBEEF\" colorbg=\"00000000\" "
+        "size=\"-1\" transp=\"FALSE\" dir=\"-45\" leng=\"0\" />\n"
+        "<symbol element=\"Cross\" name=\"\" category=\"0\" colorfg=\"00000000\" colorbg=\"000000FF\" size=\"8\" "
+        "transp=\"FALSE\" dir=\"90\" leng=\"40\" />\n"
+        "</lmsymbols>\n";
+    EXPECT_EQ(Store(repo, "Palette"), expected);
+
+    TSymbolRepository empty;
+    EXPECT_EQ(Store(empty, ""),
+              "<?xml version=\"1.0\"?>\n\n<!-- TGeoMap Landmark Repository / Quorvanta -->\n"
+              "<lmsymbols sig=\"Quorvanta\" vers=\"1.0\" id=\"\">\n</lmsymbols>\n");
+}
+
+TEST(SymbolRepository, RoundTripKeepsAllButPlusAndUserDef)
+{
+    TSymbolRepository repo;
+    repo.SetNEntries(NumLandMarkElements);
+    for (int k = 0; k < NumLandMarkElements; ++k)
+        repo.SetValues(k + 1, Sym(static_cast<TLandMarkElement>(k), "Symbol " + std::to_string(k), k * 100 - 300,
+                                  0x01000000u * static_cast<TColor>(k) + 0xABCDEF, 0xFFFFFFFFu - static_cast<TColor>(k),
+                                  k - 2, k % 2 == 1, k * 45, -k));
+    TSymbolRepository back;
+    ASSERT_TRUE(Read(back, Store(repo, "r"), "R"));
+    ASSERT_EQ(back.NumEntries(), NumLandMarkElements);
+    for (int i = 1; i <= NumLandMarkElements; ++i) {
+        TSymbol expected = repo.GetValues(i);
+        if (expected.Properties.Kind == lmPlus || expected.Properties.Kind == lmUserDef)
+            expected.Properties.Kind = lmCross;
+        EXPECT_EQ(back.GetValues(i), expected) << "entry " << i;
+    }
+}
+
+TEST(SymbolRepository, ReaderRules)
+{
+    const std::string body =
+        "<symbol name=\"" + std::string(50, 'x') + "\" element=\"SPADE\" />\n"
+        "<symbol />\n"
+        "<symbol element=\"User-Defined\" transp=\"nottrue\" size=\"12px\" colorfg=\"0000ff\" />\n"
+        "<landmark lat=\"1\" />\n"
+        "</lmsymbols>\n"
+        "<lmsymbols sig=\"Quorvanta\" id=\"second\">\n"
+        "<symbol name=\"from the second\" />\n"
+        "</geomap>\n"
+        "<symbol name=\"after geomap\" />\n";
+    const std::string file = "<?xml version=\"1.0\"?>\n<lmsymbols sig=\"Quorvanta\" vers=\"1.0\" id=\"first\">\n" + body;
+
+    TSymbolRepository repo;
+    ASSERT_TRUE(Read(repo, file, ""));
+    ASSERT_EQ(repo.NumEntries(), 4);  // the closing tag does not end the catalogue; </geomap> does
+    EXPECT_EQ(repo.GetValues(1).Name, std::string(40, 'x'));
+    EXPECT_EQ(repo.GetValues(1).Properties.Kind, lmSpade);
+    // Absent attributes read as an empty text would: 0, not the default symbol's values.
+    EXPECT_EQ(repo.GetValues(2), Sym(lmCross, "", 0, 0, 0, 0, false, 0, 0));
+    EXPECT_EQ(repo.GetValues(3).Properties.Kind, lmCross);
+    EXPECT_TRUE(repo.GetValues(3).Properties.Transparent);
+    EXPECT_EQ(repo.GetValues(3).Properties.Size, 12);
+    EXPECT_EQ(repo.GetValues(3).Properties.FGColor, 0xFFu);
+    EXPECT_EQ(repo.GetValues(4).Name, "from the second");
+
+    ASSERT_TRUE(Read(repo, file, "SECOND"));
+    EXPECT_EQ(repo.NumEntries(), 1);
+
+    repo.Backup();
+    EXPECT_FALSE(Read(repo, file, "third"));
+    EXPECT_EQ(repo.NumEntries(), 1);
+    EXPECT_FALSE(Read(repo, "", ""));
+    EXPECT_FALSE(Read(repo, "<lmsymbols id=\"first\">\n<symbol/>\n", ""));
+    EXPECT_EQ(repo.NumEntries(), 1);
+    EXPECT_EQ(repo.NumBackupEntries(), 1);
+}
+
+TEST(SymbolRepository, TwentyFiveHundredSymbolsLoad)
+{
+    std::string text = "<lmsymbols sig=\"Quorvanta\" vers=\"1.0\" id=\"big\">\n";
+    for (int i = 1; i <= 2500; ++i)
+        text += "<symbol name=\"s" + std::to_string(i) + "\" category=\"" + std::to_string(i) + "\" />\n";
+    text += "</lmsymbols>\n";
+    TSymbolRepository repo;
+    ASSERT_TRUE(Read(repo, text, "big"));
+    ASSERT_EQ(repo.NumEntries(), 2500);
+    EXPECT_EQ(repo.Capacity(), 3001);  // 1000, then 2001 at the 1001st, 3001 at the 2001st
+    for (int i = 1; i <= 2500; ++i)
+        ASSERT_EQ(repo.GetValues(i).Category, i);
+}
+
+TEST(SymbolRepository, HostileInput)
+{
+    const std::string header = "<lmsymbols sig=\"Quorvanta\" id=\"h\">\n";
+    const std::string huge(1 << 20, 'Z');
+    const std::string bodies[] = {
+        "<symbol name=\"" + huge + "\" />",
+        "<symbol name=\"unterminated />\n<symbol",
+        "<symbol size=\"" + std::string(4000, '9') + "\" category=\"-" + std::string(4000, '9') + "\" />",
+        std::string(50000, '<') + ">",
+        "<symbol " + huge,
+    };
+    for (const auto& body : bodies) {
+        TSymbolRepository repo;
+        ASSERT_TRUE(Read(repo, header + body, "h"));
+        for (int i = 1; i <= repo.NumEntries(); ++i)
+            EXPECT_LE(repo.GetValues(i).Name.size(), SymbolNameCapacity);
+    }
+    TSymbolRepository repo;
+    ASSERT_TRUE(Read(repo, header + bodies[2], "h"));
+    EXPECT_EQ(repo.GetValues(1).Properties.Size, std::numeric_limits<std::int32_t>::max());
+    EXPECT_EQ(repo.GetValues(1).Category, std::numeric_limits<std::int32_t>::min());
+}
+
+TEST(SymbolRepository, FilesOnDisk)
+{
+    const auto dir = std::filesystem::temp_directory_path() / "qvgeo_symfile_test";
+    std::filesystem::create_directories(dir);
+    const std::string name = (dir / "symbols.xml").string();
+    TSymbolRepository repo;
+    repo.SetName("Symbols1");
+    repo.SetNEntries(1);
+    repo.SetValues(1, Sym(lmCircle, "Well", 4, 0xFF, 0xFF00, 5, false, 0, 0));
+    repo.StoreOnFile(name, "w");
+    TSymbolRepository back;
+    EXPECT_TRUE(back.LoadFromFile(name, "W"));
+    EXPECT_EQ(back.GetValues(1), repo.GetValues(1));
+    EXPECT_FALSE(back.LoadFromFile((dir / "missing.xml").string(), ""));
+    const std::string bad = (dir / "none" / "x.xml").string();
+    try {
+        repo.StoreOnFile(bad, "w");
+        ADD_FAILURE() << "no error";
+    } catch (const EXELGeoMapError& e) {
+        EXPECT_EQ(std::string(e.what()), "Component \"Symbols1\": cannot write file \"" + bad + "\"");
+    }
+    std::filesystem::remove_all(dir);
+}
