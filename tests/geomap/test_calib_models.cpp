@@ -1,0 +1,440 @@
+// The six calibration models recover known ground truths: synthetic maps are built from a known relation
+// between pixels and places, fitted from their reference points, and checked in both directions.
+// Degenerate inputs behave as documented and never crash.
+#include "geobasics/transverse_mercator.h"
+#include "geomap/calib_internal.h"
+#include "geomap/calibration.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+namespace qv {
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+constexpr int kW = 1000, kH = 800;
+
+TMapCalibration MakeMap(TCalibModel model)
+{
+    TMapCalibration cal;
+    cal.SetName("Synth");
+    cal.SetImageSize(kW, kH);
+    cal.SetCalibModel(model);
+    return cal;
+}
+
+using GeoOfPixel = std::function<TCoords(int x, int y)>;
+
+// Quads on a 5 x 4 grid of pixels covering the image.
+void AddGridQuads(TMapCalibration& cal, const GeoOfPixel& truth)
+{
+    for (int i = 0; i < 5; ++i)
+        for (int j = 0; j < 4; ++j) {
+            const int x = 37 + i * 230, y = 21 + j * 250;
+            const TCoords g = truth(x, y);
+            ASSERT_TRUE(cal.AddCalibPoint(g.Latit, g.Longit, x, y));
+        }
+}
+
+// Checks pixel -> place against the truth (tolerance in degrees) and place -> pixel back to the pixel.
+void CheckBothWays(const TMapCalibration& cal, const GeoOfPixel& truth, double tolDeg, int tolPx)
+{
+    for (int x = 0; x <= kW; x += 125)
+        for (int y = 0; y <= kH; y += 100) {
+            SCOPED_TRACE(testing::Message() << "pixel " << x << "," << y);
+            const TCoords g = truth(x, y);
+            bool v1 = false, v2 = false;
+            EXPECT_NEAR(cal.CalcLatitude(x, y, v1), g.Latit, tolDeg);
+            EXPECT_NEAR(cal.CalcLongitude(TPoint{x, y}, v2), g.Longit, tolDeg);
+            EXPECT_TRUE(v1 && v2);
+            std::int32_t px = -1, py = -1;
+            ASSERT_TRUE(cal.CalcPixelCoords(g.Latit, g.Longit, px, py));
+            EXPECT_NEAR(px, x, tolPx);
+            EXPECT_NEAR(py, y, tolPx);
+        }
+}
+
+TEST(CalibModels, EquiRectRecoversAnAffineMap)
+{
+    const GeoOfPixel truth = [](int x, int y) {
+        return TCoords{48.5 - 0.001 * y + 0.00002 * x, 16.0 + 0.0015 * x + 0.00001 * y};
+    };
+    TMapCalibration cal = MakeMap(cmEquiRect);
+    AddGridQuads(cal, truth);
+    CheckBothWays(cal, truth, 1e-9, 0);
+    const TLinearPars& lat = cal.EquRectPLSP()[0];
+    EXPECT_NEAR(lat[0], 48.5, 1e-10);
+    EXPECT_NEAR(lat[1], 0.00002, 1e-13);
+    EXPECT_NEAR(lat[2], -0.001, 1e-13);
+    double qx = -1, qy = -1;
+    cal.CalibQuality(qx, qy);
+    EXPECT_EQ(qx, 0.0);
+    EXPECT_EQ(qy, 0.0);
+    // Corners and resolution follow the image size: 1.5 m per 0.0015° at this latitude.
+    const TCalibData& d = cal.CalibData();
+    EXPECT_NEAR(d.Corners[gcoTopLeft].Latit, 48.5, 1e-9);
+    EXPECT_NEAR(d.Corners[gcoBottomRight].Longit, 16.0 + 1.5 + 0.008, 1e-9);
+    EXPECT_NEAR(d.Corners[gcoTopRight].Latit, 48.52, 1e-9);
+    const double rowLat = 48.5 - 0.4;  // middle row y = 400, at the left edge
+    const double expectRes = 6378000.0 * 1.5 * kPi / 180 * std::cos(rowLat * kPi / 180) / kW;
+    EXPECT_NEAR(d.Resolution, expectRes, 0.1);  // the middle row is not quite a parallel
+    EXPECT_TRUE(cal.IsPositionWithinMap(48.2, 16.7));
+    EXPECT_FALSE(cal.IsPositionWithinMap(48.2, 15.9));
+}
+
+TEST(CalibModels, UTMRecoversAnAffineGridMap)
+{
+    // 12.5 m per pixel, north up, zone 33 north; the truth is the UTM inverse of the affine grid.
+    const double n0 = 5340000.0, e0 = 590000.0, res = 12.5;
+    TMapCalibration cal = MakeMap(cmUTM);
+    cal.SetUTMZone(33);
+    cal.SetUTMHemisphere(hemiNorth);
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 3; ++j) {
+            const int x = 50 + 300 * i, y = 40 + 350 * j;
+            ASSERT_TRUE(cal.AddCalibPoint(n0 - res * y, e0 + res * x, 33, hemiNorth, x, y));
+        }
+    const GeoOfPixel truth = [&](int x, int y) {
+        TCoords g;
+        UTMToLatLong(e0 + res * x, n0 - res * y, 33, false, gelWGS84, g.Latit, g.Longit);
+        return g;
+    };
+    CheckBothWays(cal, truth, 1e-9, 0);
+    std::int32_t x = 0, y = 0;
+    ASSERT_TRUE(cal.CalcPixelCoordsUTM(n0 - res * 333, e0 + res * 444, x, y));
+    EXPECT_EQ(x, 444);
+    EXPECT_EQ(y, 333);
+    EXPECT_EQ(cal.CalcUTMyFromNorthingX(n0 - res * 250, 17), 250);
+    EXPECT_EQ(cal.CalcUTMxFromEastingY(e0 + res * 610, 99), 610);
+    EXPECT_NEAR(cal.CalibData().Resolution, res, 0.2);  // scale factor and sphere: close, not equal
+    // Under any other model the UTM pixel function reports failure with (0, 0).
+    TMapCalibration other = MakeMap(cmEquiRect);
+    x = y = 7;
+    EXPECT_FALSE(other.CalcPixelCoordsUTM(n0, e0, x, y));
+    EXPECT_EQ(x, 0);
+    EXPECT_EQ(y, 0);
+}
+
+TEST(CalibModels, MillerRecoversTheCylindricalStretch)
+{
+    // x = xs·λ(rad) + xo, y = ys·ln tan(π/4 + 0.4·φ(rad)) + yo, with y growing southwards.
+    const double xs = 2000.0, xo = -300.0, ys = -2500.0, yo = 2100.0;
+    const GeoOfPixel truth = [&](int x, int y) {
+        const double lat = (std::atan(std::exp((y - yo) / ys)) - kPi / 4) * 2.5 * 180 / kPi;
+        const double lon = (x - xo) / xs * 180 / kPi;
+        return TCoords{lat, lon};
+    };
+    TMapCalibration cal = MakeMap(cmMillerCylindrical);
+    AddGridQuads(cal, truth);
+    EXPECT_NEAR(cal.MillercylPar()[0], ys, 1e-6);
+    EXPECT_NEAR(cal.MillercylPar()[1], yo, 1e-6);
+    EXPECT_NEAR(cal.MillercylPar()[2], xs, 1e-6);
+    EXPECT_NEAR(cal.MillercylPar()[3], xo, 1e-6);
+    CheckBothWays(cal, truth, 1e-9, 0);
+}
+
+TEST(CalibModels, ConicFindsTheApexAndRecoversTheCone)
+{
+    // Apex above the map; latitude falls with the distance from it, longitude grows with the angle.
+    const double ax = 430.0, ay = -2700.0, latK = -0.004, latD = 60.0, lonK = 25.0, lonD = 15.0;
+    const GeoOfPixel truth = [&](int x, int y) {
+        const double r = std::hypot(x - ax, y - ay);
+        return TCoords{latK * r + latD, lonK * std::atan((x - ax) / (y - ay)) + lonD};
+    };
+    TMapCalibration cal = MakeMap(cmConicConformal);
+    AddGridQuads(cal, truth);
+    // The search walks an integer grid of apexes with a shrinking 5 x 5 pattern; it may stop a pixel or
+    // two from the true apex, which costs well under a tenth of a pixel inside the map
+    // (0.004° per pixel of latitude here).
+    const auto& c = cal.ConicPars();
+    EXPECT_NEAR(c[0], ax, 2.0);
+    EXPECT_NEAR(c[1], ay, 2.0);
+    EXPECT_NEAR(c[2], latK, 1e-7);
+    EXPECT_NEAR(c[4], lonK, 0.05);
+    CheckBothWays(cal, truth, 0.05 * 0.004, 1);
+}
+
+TEST(CalibModels, BiquadraticRecoversAQuadraticMap)
+{
+    // The pixel -> place polynomial is exact; place -> pixel is a quadratic approximation of its inverse.
+    const GeoOfPixel truth = [](int x, int y) {
+        const double fx = x, fy = y;
+        return TCoords{48.5 - 0.001 * fy + 0.00001 * fx + 2e-8 * fx * fx - 1e-8 * fx * fy + 3e-8 * fy * fy,
+                       16.0 + 0.0015 * fx - 0.00002 * fy + 1e-8 * fx * fx + 2e-8 * fx * fy - 1e-8 * fy * fy};
+    };
+    TMapCalibration cal = MakeMap(cmBiquadraticPn);
+    AddGridQuads(cal, truth);
+    EXPECT_NEAR(cal.CalParsPLSP()[0][3], 2e-8, 1e-14);
+    EXPECT_NEAR(cal.CalParsPLSP()[1][4], 2e-8, 1e-14);
+    CheckBothWays(cal, truth, 1e-8, 1);  // 1e-8° is about a millimetre
+    double qx = 0, qy = 0;
+    cal.CalibQuality(qx, qy);
+    EXPECT_LT(qx, 0.8);
+    EXPECT_LT(qy, 0.8);
+}
+
+TEST(CalibModels, BiquadraticUsesWrappingPixelSquares)
+{
+    // Beyond 46340 pixels x² wraps in 32 bits; the fit and the transform wrap alike, so the quads are
+    // still reproduced by the fitted polynomial.
+    TMapCalibration cal = MakeMap(cmBiquadraticPn);
+    const int xs[] = {0, 20000, 50000, 60000, 0, 30000, 55000};
+    const int ys[] = {0, 100, 200, 300, 400, 500, 600};
+    for (int i = 0; i < 7; ++i)
+        cal.AddCalibPoint(40.0 + 0.001 * ys[i], 10.0 + 0.0001 * xs[i], xs[i], ys[i]);
+    for (int i = 0; i < 7; ++i) {
+        bool v = false;
+        EXPECT_NEAR(cal.CalcLongitude(xs[i], ys[i], v), 10.0 + 0.0001 * xs[i], 1e-6);
+    }
+}
+
+// Graticule parabolas through integer points: parallels y = Y + 0.0001·(x − 500)², meridians
+// x = X + 0.0001·(y − 400)², three of each.
+struct Graticule {
+    static constexpr double parY[3] = {100, 400, 700};
+    static constexpr double parLat[3] = {49, 48, 47};
+    static constexpr double merX[3] = {200, 500, 800};
+    static constexpr double merLon[3] = {16, 17, 18};
+    static double ParallelY(int i, double x) { return parY[i] + 0.0001 * (x - 500) * (x - 500); }
+    static double MeridianX(int i, double y) { return merX[i] + 0.0001 * (y - 400) * (y - 400); }
+};
+
+void AddGraticule(TMapCalibration& cal)
+{
+    for (int i = 0; i < 3; ++i)
+        for (int x = 0; x <= 1000; x += 100)
+            cal.AddCalibPoint(gtlParallel, Graticule::parLat[i], x, static_cast<int>(std::lround(Graticule::ParallelY(i, x))));
+    for (int i = 0; i < 3; ++i)
+        for (int y = 0; y <= 800; y += 100)
+            cal.AddCalibPoint(gtlMeridian, Graticule::merLon[i], static_cast<int>(std::lround(Graticule::MeridianX(i, y))), y);
+}
+
+TEST(CalibModels, ParabolicInterpolatesBetweenGraticuleParabolas)
+{
+    TMapCalibration cal = MakeMap(cmParabolicIp);
+    AddGraticule(cal);
+    ASSERT_TRUE(cal.RecalcGratMat());
+    const TMatrix& g = cal.GratMat();
+    ASSERT_EQ(g.NrOfRows(), 6);
+    EXPECT_NEAR(g.GetVal(5, 1), 0.0001, 1e-12);
+    EXPECT_NEAR(g.GetVal(3, 1), 100 + 25, 1e-8);
+    // On a parallel the latitude is its value; halfway between two parallels it is the mean.
+    for (int x : {0, 300, 500, 900}) {
+        bool v = false;
+        EXPECT_NEAR(cal.CalcLatitude(x, static_cast<int>(std::lround(Graticule::ParallelY(1, x))), v), 48.0, 1e-9);
+        EXPECT_TRUE(v);
+        const double mid = (Graticule::ParallelY(0, x) + Graticule::ParallelY(1, x)) / 2;
+        EXPECT_NEAR(cal.CalcLatitude(x, static_cast<int>(std::lround(mid)), v), 48.5, 1e-9);
+    }
+    for (int y : {0, 400, 700}) {
+        bool v = false;
+        EXPECT_NEAR(cal.CalcLongitude(static_cast<int>(std::lround(Graticule::MeridianX(2, y))), y, v), 18.0, 1e-9);
+        EXPECT_NEAR(cal.CalcLongitude(static_cast<int>(std::lround(Graticule::MeridianX(0, y))) + 150, y, v), 16.5, 1e-9);
+    }
+    // Pixels -> places -> pixels within a pixel.
+    for (int x = 150; x <= 850; x += 100)
+        for (int y = 150; y <= 650; y += 100) {
+            bool v1 = false, v2 = false;
+            const double lat = cal.CalcLatitude(x, y, v1), lon = cal.CalcLongitude(x, y, v2);
+            std::int32_t px = 0, py = 0;
+            ASSERT_TRUE(cal.CalcPixelCoords(lat, lon, px, py));
+            EXPECT_NEAR(px, x, 1) << x << "," << y;
+            EXPECT_NEAR(py, y, 1) << x << "," << y;
+        }
+    // A position far outside the graticule makes the iteration run away.
+    std::int32_t px = 0, py = 0;
+    EXPECT_FALSE(cal.CalcPixelCoords(-80.0, 170.0, px, py));
+}
+
+TEST(CalibModels, GratMatNeedsTwoFittedLinesOfEachKind)
+{
+    TMapCalibration cal = MakeMap(cmParabolicIp);
+    for (double lat : {47.0, 48.0, 49.0})
+        for (int x : {10, 20})
+            cal.AddCalibPoint(gtlParallel, lat, x, static_cast<int>(lat));
+    for (double lon : {16.0, 17.0})
+        for (int y : {10, 20, 30})
+            cal.AddCalibPoint(gtlMeridian, lon, static_cast<int>(lon), y);
+    EXPECT_FALSE(cal.RecalcGratMat());
+    const TMatrix& g = cal.GratMat();
+    ASSERT_EQ(g.NrOfRows(), 1);
+    for (int c = 1; c <= 5; ++c)
+        EXPECT_EQ(g.GetVal(c, 1), 0.0);
+    bool v = true;
+    EXPECT_EQ(cal.CalcLatitude(5, 5, v), 0.0);
+    EXPECT_FALSE(v);
+    std::int32_t x = 3, y = 4;
+    EXPECT_FALSE(cal.CalcPixelCoords(48, 16, x, y));
+}
+
+TEST(CalibModels, EquiRectWithOneQuadGivesTheMinimumNormSolution)
+{
+    TMapCalibration cal = MakeMap(cmEquiRect);
+    cal.AddCalibPoint(48.0, 16.0, 3, 4);
+    // c = [1, x, y]·b / (1 + x² + y²): the offset and the x and y terms share the value.
+    const TLinearPars& lat = cal.EquRectPLSP()[0];
+    EXPECT_NEAR(lat[0], 48.0 / 26, 1e-12);
+    EXPECT_NEAR(lat[1], 3 * 48.0 / 26, 1e-12);
+    EXPECT_NEAR(lat[2], 4 * 48.0 / 26, 1e-12);
+    bool v = false;
+    EXPECT_NEAR(cal.CalcLatitude(3, 4, v), 48.0, 1e-12);
+}
+
+TEST(CalibModels, DegenerateInputsNeverCrash)
+{
+    for (TCalibModel m : {cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect}) {
+        SCOPED_TRACE(static_cast<int>(m));
+        TMapCalibration cal = MakeMap(m);
+        cal.RecalcCalibration();  // no points
+        // Collinear quads, then all on one pixel row, then all on one pixel.
+        for (int i = 0; i < 5; ++i)
+            cal.AddCalibPoint(48.0 + 0.01 * i, 16.0 + 0.01 * i, 100 * i, 80 * i);
+        cal.ClearCalibData();
+        for (int i = 0; i < 5; ++i)
+            cal.AddCalibPoint(48.0, 16.0 + 0.01 * i, 100 * i, 300);
+        cal.ClearCalibData();
+        for (int i = 0; i < 4; ++i)
+            cal.AddCalibPoint(48.0, 16.0, 5, 5);
+        bool v = false;
+        cal.CalcLatitude(5, 5, v);
+        cal.CalcLongitude(5, 5, v);
+        std::int32_t x = 0, y = 0;
+        cal.CalcPixelCoords(48.0, 16.0, x, y);
+        double qx = 0, qy = 0;
+        cal.CalibQuality(qx, qy);
+    }
+}
+
+TEST(CalibModels, EquiRectCollinearQuadsStillReproduceTheirLine)
+{
+    TMapCalibration cal = MakeMap(cmEquiRect);
+    cal.AddCalibPoint(48.0, 16.0, 0, 0);
+    cal.AddCalibPoint(47.0, 17.0, 400, 300);
+    bool v = false;
+    EXPECT_NEAR(cal.CalcLatitude(200, 150, v), 47.5, 1e-9);
+    EXPECT_NEAR(cal.CalcLongitude(800, 600, v), 18.0, 1e-9);
+}
+
+TEST(CalibModels, MillerAndConicKeepPreviousCoefficientsWithTooFewQuads)
+{
+    TMapCalibration miller = MakeMap(cmMillerCylindrical);
+    bool v = true;
+    EXPECT_EQ(miller.CalcLatitude(1, 1, v), 0.0);  // unset: slope 0
+    EXPECT_FALSE(v);
+    EXPECT_EQ(miller.CalcLongitude(1, 1, v), 0.0);
+    EXPECT_FALSE(v);
+    for (int i = 0; i < 3; ++i)
+        miller.AddCalibPoint(40.0 + i, 10.0 + 2 * i, 100 * i, 500 - 90 * i);
+    const auto pars = miller.MillercylPar();
+    ASSERT_NE(pars[0], 0.0);
+    miller.RemoveCalibPoint(0, 500);  // two quads left
+    EXPECT_EQ(miller.MillercylPar(), pars);
+    miller.ClearCalibData();  // does not zero the Miller set
+    EXPECT_EQ(miller.MillercylPar(), pars);
+
+    TMapCalibration conic = MakeMap(cmConicConformal);
+    std::int32_t x = 9, y = 9;
+    EXPECT_TRUE(conic.CalcPixelCoords(48.0, 16.0, x, y));  // zero slopes: (0, 0) and true
+    EXPECT_EQ(x, 0);
+    EXPECT_EQ(y, 0);
+    conic.AddCalibPoint(48.0, 16.0, 10, 10);
+    conic.AddCalibPoint(47.0, 17.0, 500, 400);
+    EXPECT_EQ(conic.ConicPars(), (std::array<double, 6>{}));
+}
+
+TEST(CalibModels, ConicSkipsQuadsOnTheApexRow)
+{
+    // All quads on one row: candidate apexes on that row have no angles; the fit still completes and
+    // the latitude part is a valid distance fit.
+    TMapCalibration cal = MakeMap(cmConicConformal);
+    for (int i = 0; i < 6; ++i)
+        cal.AddCalibPoint(48.0 - 0.001 * i * i, 16.0 + 0.1 * i, 100 + 150 * i, 300);
+    for (double p : cal.ConicPars())
+        EXPECT_TRUE(std::isfinite(p));
+}
+
+TEST(CalibModels, UndefinedModelLeavesPixelsAndReportsInvalid)
+{
+    TMapCalibration cal = MakeMap(cmUndefined);
+    std::int32_t x = 12, y = 34;
+    EXPECT_TRUE(cal.CalcPixelCoords(48.0, 16.0, x, y));
+    EXPECT_EQ(x, 12);
+    EXPECT_EQ(y, 34);
+    bool v = true;
+    EXPECT_EQ(cal.CalcLatitude(1, 2, v), 0.0);
+    EXPECT_FALSE(v);
+    double qx = -1, qy = -1;
+    cal.CalibQuality(qx, qy);
+    EXPECT_EQ(qx, 0.0);
+    EXPECT_EQ(qy, 0.0);
+}
+
+TEST(CalibModels, PixelRoundingIsHalfToEvenAndRefusesUnrepresentablePixels)
+{
+    using calib_detail::RoundPixel;
+    using calib_detail::RoundPixelSaturated;
+    struct Case {
+        double v;
+        bool ok;
+        std::int32_t r;
+    };
+    const Case cases[] = {{0.5, true, 0},          {1.5, true, 2},          {2.5, true, 2},
+                          {-0.5, true, 0},         {-1.5, true, -2},        {2.4999999, true, 2},
+                          {2147483647.4, true, INT32_MAX}, {-2147483648.4, true, INT32_MIN},
+                          {2147483647.5, false, 0}, {-2147483648.6, false, 0}, {NAN, false, 0},
+                          {INFINITY, false, 0}};
+    for (const Case& c : cases) {
+        std::int32_t r = 12345;
+        EXPECT_EQ(RoundPixel(c.v, r), c.ok) << c.v;
+        EXPECT_EQ(r, c.ok ? c.r : 12345) << c.v;
+    }
+    EXPECT_EQ(RoundPixelSaturated(NAN), 0);
+    EXPECT_EQ(RoundPixelSaturated(1e12), INT32_MAX);
+    EXPECT_EQ(RoundPixelSaturated(-INFINITY), INT32_MIN);
+
+    // A position whose pixel is beyond 32 bits reports failure instead of a wrapped pixel.
+    TMapCalibration cal = MakeMap(cmEquiRect);
+    cal.AddCalibPoint(0.0, 0.0, 0, 0);
+    cal.AddCalibPoint(0.0, 100.0, 200, 0);
+    cal.AddCalibPoint(100.0, 0.0, 0, 200);
+    std::int32_t x = 5, y = 5;
+    EXPECT_FALSE(cal.CalcPixelCoords(1e300, 0.0, x, y));
+    EXPECT_EQ(x, 5);
+    EXPECT_TRUE(cal.CalcPixelCoords(10.0, 20.0, x, y));
+    EXPECT_EQ(x, 40);
+    EXPECT_EQ(y, 20);
+}
+
+TEST(CalibModels, ResolutionAddsHalfACircumferenceBeyond180Degrees)
+{
+    // A world map: 0.5 px per degree east-west, 200° across the middle row.
+    TMapCalibration cal;
+    cal.SetImageSize(400, 200);
+    cal.SetCalibModel(cmEquiRect);
+    cal.AddCalibPoint(0.0, -100.0, 0, 100);
+    cal.AddCalibPoint(0.0, 100.0, 400, 100);
+    cal.AddCalibPoint(50.0, -100.0, 0, 0);
+    const double arc = 6378000.0 * 160 * kPi / 180;  // the short way round, 160°
+    EXPECT_NEAR(cal.CalibData().Resolution, (arc + 20037077.944595702) / 400, 1e-3);
+    cal.SetImageSize(0, 200);
+    cal.CalcExtentsAndResolution();
+    EXPECT_EQ(cal.CalibData().Resolution, 0.0);
+}
+
+TEST(CalibModels, PositionInMapIsStrictlyInside)
+{
+    const TCornerArray c = {TCoords{49, 16}, TCoords{48, 16}, TCoords{48, 17}, TCoords{49, 17}};
+    struct Case {
+        double lat, lon;
+        bool inside;
+    };
+    const Case cases[] = {{48.5, 16.5, true}, {48.0001, 16.9999, true}, {48.0, 16.5, false}, {48.5, 17.0, false},
+                          {49.5, 16.5, false}, {48.5, 15.0, false}, {47.0, 18.0, false}};
+    for (const Case& k : cases)
+        EXPECT_EQ(PositionInMap(k.lat, k.lon, c), k.inside) << k.lat << " " << k.lon;
+}
+
+}  // namespace
+}  // namespace qv
