@@ -487,7 +487,7 @@ const TIxLLRecArray& TGeoDB::IxLLArray(int IndexNo) const
 
 void TGeoDB::InsertIntoIndex(int RecNo, const TgdbData& Data)
 {
-    SettleIndexes();
+    // No settling here: the caller has lengthened the arrays, and the free last slot must stay last.
     const std::int32_t r = RecNo - 1;
     SortIxItemIDInto(FIxItemID, TIxItemIDRec{Data.ItemId, r});
     for (int k = 1; k <= 4; ++k)
@@ -511,7 +511,6 @@ void RemoveEntryOf(std::vector<Entry>& Ix, int NumEntries, std::int32_t r)
 
 void TGeoDB::RemoveIndexEntries(int RecNo)
 {
-    SettleIndexes();
     const std::int32_t r = RecNo - 1;
     RemoveEntryOf(FIxItemID, FNumEntries, r);
     for (auto& ix : FIxLL)

@@ -266,6 +266,7 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
         RaiseCannotOpen(Op);
     }
     FData[static_cast<std::size_t>(r)] = d;
+    SettleIndexes();
     RemoveIndexEntries(RecNo);
     InsertIntoIndex(RecNo, d);
     FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
@@ -370,6 +371,7 @@ void TGeoDB::DeleteData(int RecNo)
     } catch (const TFileError&) {
         RaiseCannotOpen("DeleteData");
     }
+    SettleIndexes();
     RemoveIndexEntries(RecNo);
     FData.erase(FData.begin() + r);
     --FNumEntries;
