@@ -1,0 +1,520 @@
+// The calibration file: byte-exact output, read-back equality, the readers' documented quirks and hostile
+// input (which must give a clear error or a documented fallback, never a crash or an overrun).
+#include "geomap/calibration.h"
+#include "geomap/calibration_file.h"
+#include "support/errors.h"
+#include "support/math_services.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace qv {
+namespace {
+
+// The example calibration: a UTM map of Vienna with two quads.
+TCalibData ViennaData()
+{
+    TCalibData d;
+    d.MapFName = "c:\\maps\\vienna.bmp";
+    d.Caption = "Vienna";
+    d.Corners = {TCoords{48.3, 16.2}, TCoords{48.1, 16.2}, TCoords{48.1, 16.5}, TCoords{48.3, 16.5}};
+    d.Resolution = 12.5;
+    d.UTMZone = 33;
+    d.UTMSouth = false;
+    d.Ellipsoid = gelWGS84;
+    d.NumCalQuads = 2;
+    d.CalQuads[0] = TCalQuad{5340000.0, 600000.0, 10, 20};
+    d.CalQuads[1] = TCalQuad{5330000.0, 610000.0, 810, 820};
+    return d;
+}
+
+const char* const kViennaFile =
+    "<?xml version=\"1.0\"?>\n"
+    "\n"
+    "<!-- TGeoMap Calibration / Quorvanta -->\n"
+    "<geomap sig=\"Quorvanta\" vers=\"1.0\" id=\"1\" model=\"utm\" map=\"c:\\maps\\vienna.bmp\" caption=\"Vienna\">\n"
+    "<corners>\n"
+    "[48.30000,16.20000] [48.10000,16.20000] [48.10000,16.50000] [48.30000,16.50000] \n"
+    "</corners>\n"
+    "<resolution>12.500</resolution>\n"
+    "<utmzone>33</utmzone>\n"
+    "<utmsouth>FALSE</utmsouth>\n"
+    "<ellipsoid>gelWGS84</ellipsoid>\n"
+    "<calquads npoints=\"2\">\n"
+    "[5340000.00000,600000.00000,10,20] [5330000.00000,610000.00000,810,820] \n"
+    "</calquads>\n"
+    "</geomap>\n";
+
+std::string Written(const TCalibData& d, TCalibModel m, bool header = true, std::string_view id = "1")
+{
+    std::ostringstream s;
+    WriteRawCalDataToOpenXMLFile(s, header, id, d, m);
+    return s.str();
+}
+
+std::string ErrorOf(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const EXELGeoMapError& e) {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+bool Parse(const std::string& text, std::string_view id, TCalibData& d, TCalibModel& m)
+{
+    std::istringstream in(text);
+    return ParseCalibData(in, id, d, m);
+}
+
+TMapCalibration NamedMap()
+{
+    TMapCalibration cal;
+    cal.SetName("GeoMap1");
+    return cal;
+}
+
+bool Load(TMapCalibration& cal, const std::string& text, std::string_view id)
+{
+    std::istringstream in(text);
+    return cal.LoadCalDataFromXML(in, id);
+}
+
+TEST(CalibFile, WriterReproducesTheExampleByteForByte)
+{
+    EXPECT_EQ(Written(ViennaData(), cmUTM), kViennaFile);
+    // Without the header the file starts with the empty line.
+    EXPECT_EQ(Written(ViennaData(), cmUTM, false), std::string(kViennaFile).substr(22));
+}
+
+TEST(CalibFile, WriterOmitsWhatIsUnsetAndZone60)
+{
+    TCalibData d = ViennaData();
+    d.Resolution = 0.0;
+    d.UTMZone = 60;
+    d.NumCalQuads = 0;
+    d.Ellipsoid = gelBess41;
+    const std::string s = Written(d, cmEquiRect);
+    EXPECT_EQ(s.find("<resolution>"), std::string::npos);
+    EXPECT_EQ(s.find("<utmzone>"), std::string::npos);
+    EXPECT_EQ(s.find("<calquads"), std::string::npos);
+    EXPECT_NE(s.find("<ellipsoid>gelBess41</ellipsoid>\n"), std::string::npos);
+    EXPECT_NE(s.find("model=\"equirect\""), std::string::npos);
+    d.Ellipsoid = static_cast<TGeoEllipsoid>(200);
+    EXPECT_EQ(ErrorOf([&] { Written(d, cmEquiRect); }), "WriteRawCalDataToOpenXMLFile: invalid ellipsoid ordinal 200");
+}
+
+TEST(CalibFile, GraticuleLinesAreWrittenWithTheirPoints)
+{
+    TCalibData d;
+    d.NumCalLines = 2;
+    d.CalLines[0] = TCalibLine{gtlParallel, 48.5, 3, {TPoint{1, 2}, TPoint{3, 4}, TPoint{-5, 6}}};
+    d.CalLines[1] = TCalibLine{gtlMeridian, 16.0, 1, {TPoint{7, 8}}};
+    d.Corners[gcoTopLeft] = TCoords{-0.000001, -0.5};
+    const std::string s = Written(d, cmParabolicIp);
+    EXPECT_NE(s.find("[0.00000,-0.50000] [0.00000,0.00000] "), std::string::npos);
+    EXPECT_NE(s.find("<calline type=\"parallel\" value=\"48.5\" npoints=\"3\">\n[1,2] [3,4] [-5,6] \n</calline>\n"
+                     "<calline type=\"meridian\" value=\"16\" npoints=\"1\">\n[7,8] \n</calline>\n</geomap>\n"),
+              std::string::npos)
+        << s;
+}
+
+TEST(CalibFile, NumberFormats)
+{
+    struct Case {
+        double v;
+        const char *f5, *g;
+    };
+    const Case cases[] = {
+        {48.208333, "48.20833", "48.208333"},  {-0.5, "-0.50000", "-0.5"},
+        {16.0, "16.00000", "16"},              {2.5e-6, "0.00000", "2.5E-6"},
+        {-2e-7, "0.00000", "-2E-7"},           {1e20, "100000000000000000000.00000", "1E20"},
+        {0.1, "0.10000", "0.1"},               {123456789.123456789, "123456789.12346", "123456789.123457"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(FormatF5(c.v), c.f5) << c.v;
+        EXPECT_EQ(FormatG(c.v), c.g) << c.v;
+    }
+    EXPECT_EQ(FormatF3(12.5), "12.500");
+    EXPECT_EQ(FormatF3(-2e-7), "0.000");
+    EXPECT_EQ(FormatF3(0.0005), "0.001");  // 0.0005 is stored just above one half of the last digit
+}
+
+TEST(CalibFile, GFormatUsesTheLocalesDecimalSeparator)
+{
+    const std::string old = std::setlocale(LC_NUMERIC, nullptr);
+    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8") && !std::setlocale(LC_NUMERIC, "de_DE"))
+        GTEST_SKIP() << "no comma locale installed";
+    const std::string g = FormatG(16.5);
+    std::setlocale(LC_NUMERIC, old.c_str());
+    EXPECT_EQ(g, "16,5");
+}
+
+TEST(CalibFile, CommaDecimalsAndExponentsAreReadWhereAllowed)
+{
+    const std::string text =
+        "<geomap sig=\"Quorvanta\" id=\"x\" model=\"parabolicip\">\n"
+        "<corners>\n[48,5;16.25] [4.8E1,1,6e1] [-1.5e+1,2] \n</corners>\n"
+        "<resolution>1,25E1</resolution>\n"
+        "<calline type=\"Parallel\" value=\"16,5\" npoints=\"3\">\n[1,2] [ 3, -4] [+5,6]\n</calline>\n"
+        "<calquads npoints=\"2\">\n[48,5,16.5,1,2] [1.5E2,2.5,3,4]\n</calquads>\n"
+        "</geomap>\n";
+    TCalibData d;
+    TCalibModel m = cmUndefined;
+    ASSERT_TRUE(Parse(text, "", d, m));
+    EXPECT_EQ(m, cmParabolicIp);
+    EXPECT_EQ(d.Corners[0].Latit, 48.0);  // the item is split at its first comma
+    EXPECT_EQ(d.Corners[1].Latit, 48.0);
+    EXPECT_EQ(d.Corners[1].Longit, 16.0);  // "1,6e1": a comma decimal with an exponent
+    EXPECT_EQ(d.Corners[2].Latit, -15.0);
+    EXPECT_EQ(d.Resolution, 12.5);
+    ASSERT_EQ(d.NumCalLines, 1);
+    EXPECT_EQ(d.CalLines[0].LineType, gtlParallel);
+    EXPECT_EQ(d.CalLines[0].LineValue, 16.5);
+    EXPECT_EQ(d.CalLines[0].CalPoints[1], (TPoint{3, -4}));
+    EXPECT_EQ(d.CalLines[0].CalPoints[2], (TPoint{5, 6}));
+    // Quads accept neither commas nor exponents in their latitude and longitude.
+    ASSERT_EQ(d.NumCalQuads, 2);
+    EXPECT_EQ(d.CalQuads[0], (TCalQuad{48.0, 5.0, 16, 1}));
+    EXPECT_EQ(d.CalQuads[1], (TCalQuad{1.5, 2.5, 3, 4}));
+}
+
+TEST(CalibFile, ParseReadsBackWhatWasWrittenForEveryModel)
+{
+    TCalibData d = ViennaData();
+    d.NumCalLines = 2;
+    d.CalLines[0] = TCalibLine{gtlParallel, 48.125, 3, {TPoint{1, 2}, TPoint{3, 4}, TPoint{5, 6}}};
+    d.CalLines[1] = TCalibLine{gtlMeridian, -16.75, 1, {TPoint{7, 8}}};
+    d.UTMSouth = true;
+    d.Ellipsoid = gelNahrwan29;
+    d.Caption = "Wien Süd & <Umgebung>";  // written as it is: no escaping
+    for (int m = 0; m < NumCalibModels; ++m) {
+        SCOPED_TRACE(m);
+        const std::string text = Written(d, static_cast<TCalibModel>(m), true, "Map-7");
+        TCalibData back;
+        TCalibModel model = cmUndefined;
+        ASSERT_TRUE(Parse(text, "MAP-7", back, model));
+        EXPECT_EQ(model, static_cast<TCalibModel>(m));
+        TCalibData expect = d;
+        expect.MapFName = "c:\\maps\\vienna.bmp";
+        EXPECT_EQ(back, expect);
+        EXPECT_EQ(Written(back, model, true, "Map-7"), text);
+    }
+}
+
+TEST(CalibFile, MapReaderQuirks)
+{
+    TCalibData d = ViennaData();
+    d.MapFName = "Maps/Vienna.BMP";
+    d.Caption = "Wien MITTE";
+    d.NumCalLines = 1;
+    d.CalLines[0] = TCalibLine{gtlParallel, 48.0, 2, {TPoint{1, 2}, TPoint{3, 4}}};
+    const std::string text = Written(d, cmParabolicIp);
+
+    TMapCalibration cal = NamedMap();
+    std::string requested;
+    TCalibrationOwner owner;
+    owner.LoadImage = [&](const std::string& name) { requested = name; };
+    cal.SetOwner(owner);
+    cal.SetCalibModel(cmEquiRect);
+    // Only the model keywords of the five fitted models select a model here: parabolicip gives cmUndefined.
+    // The result is RecalcGratMat's: false without two fitted lines of each kind.
+    EXPECT_FALSE(Load(cal, text, ""));
+    EXPECT_EQ(cal.CalibModel(), cmUndefined);
+    EXPECT_EQ(cal.CalibData().MapFName, "maps/vienna.bmp");
+    EXPECT_EQ(requested, "maps/vienna.bmp");
+    EXPECT_EQ(cal.CalibData().Caption, "Wien MITTE");
+    EXPECT_EQ(cal.CalibData().NumCalLines, 0);  // npoints="2": dropped on reading
+    EXPECT_EQ(cal.CalibData().NumCalQuads, 2);
+    EXPECT_EQ(cal.CalibData().Corners, d.Corners);  // corners and resolution as read, not recomputed
+    EXPECT_EQ(cal.CalibData().Resolution, 12.5);
+
+    TCalibData parsed;
+    TCalibModel model = cmUndefined;
+    ASSERT_TRUE(Parse(text, "", parsed, model));
+    EXPECT_EQ(model, cmParabolicIp);
+    EXPECT_EQ(parsed.NumCalLines, 1);  // kept by ParseCalibData
+}
+
+TEST(CalibFile, MapReaderFitsTheModelAndReturnsTheGraticuleResult)
+{
+    TMapCalibration src = NamedMap();
+    src.SetImageSize(1000, 800);
+    src.SetCalibModel(cmEquiRect);
+    src.AddCalibPoint(48.5, 16.0, 0, 0);
+    src.AddCalibPoint(48.0, 17.0, 1000, 0);
+    src.AddCalibPoint(47.7, 16.0, 0, 800);
+    std::ostringstream out;
+    src.WriteCalDataToOpenXMLFile(out, true, "a");
+    TMapCalibration dst = NamedMap();
+    EXPECT_FALSE(Load(dst, out.str(), "A"));
+    EXPECT_EQ(dst.CalibModel(), cmEquiRect);
+    bool v = false;
+    EXPECT_NEAR(dst.CalcLatitude(1000, 0, v), 48.0, 1e-9);
+    EXPECT_TRUE(v);
+
+    // A parabolic calibration with two fitted lines of each kind reads with true (but as cmUndefined).
+    TCalibData d;
+    d.NumCalLines = 4;
+    d.CalLines[0] = TCalibLine{gtlParallel, 48.0, 3, {TPoint{0, 10}, TPoint{50, 11}, TPoint{100, 10}}};
+    d.CalLines[1] = TCalibLine{gtlParallel, 47.0, 3, {TPoint{0, 90}, TPoint{50, 91}, TPoint{100, 90}}};
+    d.CalLines[2] = TCalibLine{gtlMeridian, 16.0, 3, {TPoint{10, 0}, TPoint{11, 50}, TPoint{10, 100}}};
+    d.CalLines[3] = TCalibLine{gtlMeridian, 17.0, 3, {TPoint{90, 0}, TPoint{91, 50}, TPoint{90, 100}}};
+    TMapCalibration p = NamedMap();
+    EXPECT_TRUE(Load(p, Written(d, cmParabolicIp), ""));
+    EXPECT_EQ(p.GratMat().NrOfRows(), 4);
+}
+
+TEST(CalibFile, IdsAreMatchedCaseInsensitivelyAndHeadersApplyOnTheWay)
+{
+    TCalibData a = ViennaData(), b = ViennaData();
+    a.Caption = "First";
+    b.Caption = "Second";
+    b.CalQuads[0].MapX = 99;
+    const std::string text = Written(a, cmEquiRect, true, "a") + Written(b, cmConicConformal, false, "b");
+    struct Case {
+        const char* id;
+        bool found;
+        const char* caption;
+        TCalibModel model;
+    };
+    const Case cases[] = {{"B", true, "Second", cmConicConformal}, {"", true, "First", cmEquiRect},
+                          {"a", true, "First", cmEquiRect},       {"c", false, "Second", cmConicConformal}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        TMapCalibration cal = NamedMap();
+        EXPECT_FALSE(Load(cal, text, c.id));  // no graticule: false in every case
+        EXPECT_EQ(cal.CalibData().Caption, c.caption);
+        EXPECT_EQ(cal.CalibModel(), c.model);
+        TCalibData d;
+        TCalibModel m = cmUTM;
+        EXPECT_EQ(Parse(text, c.id, d, m), c.found);
+        if (c.found) {
+            EXPECT_EQ(m, c.model);
+            EXPECT_EQ(d.CalQuads[0].MapX, c.caption[0] == 'S' ? 99 : 10);
+        } else {
+            EXPECT_EQ(m, cmUTM);  // the model is set only by a matching header
+        }
+    }
+}
+
+TEST(CalibFile, HeaderRecognition)
+{
+    const std::string body = "<corners>\n[1,2] [3,4] [5,6] [7,8] \n</corners>\n</geomap>\n";
+    struct Case {
+        const char* header;
+        bool found;
+    };
+    const Case cases[] = {
+        {"<GEOMAP SIG=\"QUORVANTA\" id=\"1\">\n", true},
+        {"  <geomap id=\"1\" note=\"quorvanta\">\n", true},      // the signature may stand anywhere
+        {"<geomap sig=\"Quorvanta\"\n id=\"1\">\n", false},      // split over two lines
+        {"<geomap sig=\"Other\" id=\"1\">\n", false},
+        {"<!-- quorvanta --> <geomaps id=\"1\">\n", true},        // a plain text test, not a parser
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.header);
+        TCalibData d;
+        TCalibModel m = cmUndefined;
+        EXPECT_EQ(Parse(std::string(c.header) + body, "1", d, m), c.found);
+        if (c.found) {
+            EXPECT_EQ(m, cmBiquadraticPn);  // no model attribute
+            EXPECT_EQ(d.Corners[3], (TCoords{7, 8}));
+        }
+    }
+}
+
+TEST(CalibFile, ParseClearsOnlyTheLineCount)
+{
+    TCalibData d = ViennaData();
+    d.NumCalLines = 5;
+    TCalibModel m = cmUndefined;
+    ASSERT_TRUE(Parse("<geomap quorvanta model=\"nonsense\">\n<resolution>3</resolution></geomap>", "", d, m));
+    EXPECT_EQ(m, cmUndefined);  // an unknown keyword
+    EXPECT_EQ(d.NumCalLines, 0);
+    EXPECT_EQ(d.NumCalQuads, 2);
+    EXPECT_EQ(d.UTMZone, 33);
+    EXPECT_EQ(d.Resolution, 3.0);
+    EXPECT_EQ(d.MapFName, "");  // attributes of the header: absent gives empty
+}
+
+TEST(CalibFile, StreamWriterDifferences)
+{
+    TMapCalibration cal = NamedMap();
+    cal.SetCalibModel(cmEquiRect);
+    cal.SetUTMZone(33);
+    cal.CalibData().Caption = "C";
+    std::ostringstream s;
+    cal.SaveCalDataAsXML(s, "id1");
+    EXPECT_EQ(s.str(),
+              "<?xml version=\"1.0\"?>\n\n<!-- TGeoMap Calibration / Quorvanta -->\n"
+              "<geomap sig=\"Quorvanta\" vers=\"1.0\" id=\"id1\" model=\"equirect\" map=\"\" caption=\"C\">\n"
+              "<corners>\n[0.00000,0.00000] [0.00000,0.00000] [0.00000,0.00000] [0.00000,0.00000] \n</corners>\n"
+              "<resolution>0.000</resolution>\n"
+              "<calquads npoints=\"0\">\n\n</calquads>\n"
+              "</geomap>\n");
+    // It reads back with the cleared zone and WGS 84.
+    TMapCalibration back = NamedMap();
+    Load(back, s.str(), "ID1");
+    EXPECT_EQ(back.UTMZone(), -1);
+    EXPECT_EQ(back.CalibData().NumCalQuads, 0);
+}
+
+TEST(CalibFile, FileWriterAndLoaderRoundTrip)
+{
+    const auto dir = std::filesystem::temp_directory_path() / "qvgeo_calib_file_test";
+    std::filesystem::create_directories(dir);
+    const std::string fname = (dir / "round.xml").string();
+    TMapCalibration cal = NamedMap();
+    cal.SetImageSize(600, 400);
+    cal.SetCalibModel(cmMillerCylindrical);
+    cal.AddCalibPoint(40.0, 10.0, 0, 400);
+    cal.AddCalibPoint(50.0, 10.0, 0, 0);
+    cal.AddCalibPoint(45.0, 20.0, 600, 200);
+    cal.SaveCalDataAsXML(fname, "m");
+
+    TMapCalibration back = NamedMap();
+    back.SetImageSize(600, 400);
+    EXPECT_FALSE(back.LoadCalDataFromXML(fname, "M"));
+    EXPECT_EQ(back.CalibModel(), cmMillerCylindrical);
+    EXPECT_EQ(back.MillercylPar(), cal.MillercylPar());
+    EXPECT_FALSE(back.LoadCalDataFromXML((dir / "missing.xml").string(), ""));
+    EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML((dir / "no" / "such" / "dir.xml").string(), "m"); }),
+              "Component \"GeoMap1\": cannot create file \"" + (dir / "no" / "such" / "dir.xml").string() + "\"");
+
+    TMapCalibration viaName = NamedMap();
+    viaName.SetCalDatName(fname);
+    EXPECT_EQ(viaName.CalDatName(), fname);
+    EXPECT_EQ(viaName.CalibData().NumCalQuads, 3);
+    std::filesystem::remove_all(dir);
+}
+
+TEST(CalibFile, BadContentRaisesTheDocumentedMessages)
+{
+    const std::string head = "<geomap sig=\"Quorvanta\" id=\"1\">\n";
+    struct Case {
+        const char* body;
+        const char* text;  // after the prefix
+    };
+    const Case cases[] = {
+        {"<calline type=\"Diagonal\" value=\"1\" npoints=\"0\">\n</calline>",
+         "invalid type of graticule line: type=\"Diagonal"},
+        {"<calline type=\"meridian\" value=\"1\" npoints=\"3\">\n[1,2] [3,4]\n</calline>",
+         "specified number of calibration points and actual number does not match"},
+        {"<calquads npoints=\"1\">\n[1,2,3,4] [5,6,7,8]\n</calquads>",
+         "specified number of calibration points and actual number does not match"},
+        {"<calquads npoints=\"2000000000\">\n[1,2,3,4]\n</calquads>",
+         "specified number of calibration points and actual number does not match"},
+        {"<calquads npoints=\"-1\">\n</calquads>", "specified number of calibration points and actual number does not match"},
+        {"<calquads npoints=\"2\">\n[1,2,3,4] [5,6,7,8\n</calquads>",  // a missing bracket
+         "specified number of calibration points and actual number does not match"},
+        {"<ellipsoid>gelWGS85</ellipsoid>", "unknown ellipsoid identifier \"gelWGS85\""},
+        {"<ellipsoid>gelwgs84</ellipsoid>", "unknown ellipsoid identifier \"gelwgs84\""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.body);
+        const std::string text = head + c.body + "\n</geomap>\n";
+        TMapCalibration cal = NamedMap();
+        EXPECT_EQ(ErrorOf([&] { Load(cal, text, ""); }), std::string("Component \"GeoMap1\": ") + c.text);
+        TCalibData d;
+        TCalibModel m;
+        EXPECT_EQ(ErrorOf([&] { Parse(text, "", d, m); }), std::string("ParseCalibData: ") + c.text);
+    }
+}
+
+std::string Repeat(const std::string& s, int n)
+{
+    std::string r;
+    for (int i = 0; i < n; ++i)
+        r += s;
+    return r;
+}
+
+TEST(CalibFile, LimitsAreEnforcedWithoutOverrun)
+{
+    const std::string head = "<geomap sig=\"Quorvanta\" id=\"1\">\n";
+    const std::string line3 = "<calline type=\"meridian\" value=\"1\" npoints=\"3\">\n[1,2] [3,4] [5,6]\n</calline>\n";
+    struct Case {
+        std::string body;
+        const char* text;
+    };
+    const Case cases[] = {
+        {Repeat(line3, 26), "more than 25 graticule lines"},
+        {"<calline type=\"meridian\" value=\"1\" npoints=\"11\">\n" + Repeat("[1,2] ", 11) + "\n</calline>\n",
+         "more than 10 points on a graticule line"},
+        {"<calquads npoints=\"201\">\n" + Repeat("[1.0,2.0,3,4] ", 201) + "\n</calquads>\n",
+         "more than 200 calibration quads"},
+    };
+    for (const Case& c : cases) {
+        TMapCalibration cal = NamedMap();
+        EXPECT_EQ(ErrorOf([&] { Load(cal, head + c.body + "</geomap>\n", ""); }),
+                  std::string("Component \"GeoMap1\": ") + c.text);
+        TCalibData d;
+        TCalibModel m;
+        EXPECT_EQ(ErrorOf([&] { Parse(head + c.body + "</geomap>\n", "", d, m); }),
+                  std::string("ParseCalibData: ") + c.text);
+    }
+    // Exactly at the limits everything loads.
+    TCalibData d;
+    TCalibModel m;
+    const std::string full = head + Repeat(line3, 25) + "<calquads npoints=\"200\">\n" +
+                             Repeat("[1.0,2.0,3,4] ", 200) + "\n</calquads>\n</geomap>\n";
+    ASSERT_TRUE(Parse(full, "", d, m));
+    EXPECT_EQ(d.NumCalLines, 25);
+    EXPECT_EQ(d.NumCalQuads, 200);
+    // Corner items beyond the fourth are ignored.
+    ASSERT_TRUE(Parse(head + "<corners>" + Repeat("[9,9] ", 100) + "</corners></geomap>", "", d, m));
+    EXPECT_EQ(d.Corners[3], (TCoords{9, 9}));
+}
+
+TEST(CalibFile, HostileInputEndsCleanly)
+{
+    const std::string head = "<geomap sig=\"Quorvanta\" id=\"1\">\n";
+    std::string garbage;
+    for (int i = 0; i < 20000; ++i)
+        garbage.push_back(static_cast<char>((i * 7919 + 13) % 256));
+    const std::string inputs[] = {
+        "",
+        head,                                                  // truncated after the header
+        head + "<corners>\n[1,2] [3",                          // truncated inside a list
+        head + "<calline type=\"meridian\" value=\"1\" npoints=\"3\"",  // a tag never closed
+        head + garbage,
+        garbage + "\n" + head + garbage,
+        head + "<corners>" + std::string(1 << 20, '[') + "</corners></geomap>",   // a very long line
+        head + "<resolution>" + std::string(100000, '9') + "E99999999</resolution></geomap>",
+        head + "<utmzone>99999999999999</utmzone><utmsouth>TRUE</utmsouth></geomap>",
+        "<geomap quorvanta id=\"" + std::string(100000, 'x'),
+        head + "<calquads npoints=\"1\">[" + std::string(200000, ',') + "]</calquads></geomap>",
+    };
+    for (const std::string& in : inputs) {
+        TMapCalibration cal = NamedMap();
+        cal.SetImageSize(100, 100);
+        try {
+            Load(cal, in, "");
+            cal.SetCalibModel(cmUTM);  // whatever was read must survive a refit
+        } catch (const EXELGeoMapError&) {
+        }
+        TCalibData d;
+        TCalibModel m;
+        try {
+            Parse(in, "", d, m);
+        } catch (const EXELGeoMapError&) {
+        }
+        EXPECT_LE(d.NumCalQuads, MaxCalQuads);
+        EXPECT_LE(cal.CalibData().NumCalLines, MaxCalLines);
+    }
+    // Huge numbers are clamped to the double range.
+    TCalibData d;
+    TCalibModel m;
+    ASSERT_TRUE(Parse(inputs[7], "", d, m));
+    EXPECT_EQ(d.Resolution, uc_MaxDouble);
+}
+
+}  // namespace
+}  // namespace qv
