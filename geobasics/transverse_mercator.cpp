@@ -105,9 +105,16 @@ double ArcLengthOfMeridian(double Phi, TGeoEllipsoid Ellipsoid)
 
 double UTMCentralMeridian(int Zone)
 {
+    // Evaluated at compile time with the same IEEE operations as at run time: identical bits.
+    static constexpr std::array<double, 61> meridians = [] {
+        std::array<double, 61> m{};
+        for (int z = 1; z <= 60; ++z)
+            m[z] = (6.0 * z - 183.0) * Pi / 180.0;
+        return m;
+    }();
     if (Zone < 1 || Zone > 60)
         return 0.0;
-    return DegToRad(6.0 * Zone - 183.0);
+    return meridians[Zone];
 }
 
 void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y)
@@ -186,7 +193,9 @@ void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band)
     // Written as positive tests so that NaN falls outside as well.
     if (!(Lat >= -80.0 && Lat <= 84.0 && Long >= -180.0 && Long < 180.0))
         return;
-    int k = static_cast<int>(std::floor(Lat + 80.0)) / 8;
+    // Every argument of floor here is non-negative inside the area, where truncation toward zero is
+    // floor; the cast avoids a library call on targets without a rounding instruction.
+    int k = static_cast<int>(Lat + 80.0) / 8;
     if (k >= 6)
         ++k;  // no band I
     if (k >= 12)
@@ -194,11 +203,11 @@ void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band)
     if (k >= 21)
         k = 21;  // X stretches to 84° inclusive
     Band = static_cast<char>(67 + k);
-    Zone = static_cast<int>(std::floor((Long + 180.0) / 6.0)) + 1;
+    Zone = static_cast<int>((Long + 180.0) / 6.0) + 1;
     if (Band == 'V' && Long >= 3.0 && Long < 12.0)
         Zone = 32;
     if (Band == 'X' && Long >= 0.0 && Long < 42.0)
-        Zone = 2 * static_cast<int>(std::floor((Long + 3.0) / 12.0)) + 31;
+        Zone = 2 * static_cast<int>((Long + 3.0) / 12.0) + 31;
 }
 
 std::string GeoToUTMZone(double Lat, double Long)

@@ -93,6 +93,9 @@ TEST(UTMCentralMeridian, Table)
     EXPECT_DOUBLE_EQ(UTMCentralMeridian(60), 177.0 * Deg);
     EXPECT_DOUBLE_EQ(UTMCentralMeridian(33), 15.0 * Deg);
     EXPECT_DOUBLE_EQ(UTMCentralMeridian(31), 3.0 * Deg);
+    // The documented expression, bit for bit (the meridians are tabulated).
+    for (int z = 1; z <= 60; ++z)
+        EXPECT_TRUE(SameBits(UTMCentralMeridian(z), (6.0 * z - 183.0) * Pi / 180.0)) << z;
     for (int bad : {0, 61, -1, 1000, -2147483647})
         EXPECT_EQ(UTMCentralMeridian(bad), 0.0) << bad;
 }
