@@ -211,7 +211,7 @@ std::string TempNameFor(const std::string& Path) { return Path + ".tmp"; }
 
 void RemoveFileQuietly(const std::string& Path) noexcept { ::unlink(Path.c_str()); }
 
-void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write)
+void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync)
 {
     const std::string tmp = TempNameFor(Path);
     // A temporary file left by an earlier failure is ours to overwrite.
@@ -222,7 +222,8 @@ void WriteTempFile(const std::string& Path, const std::function<void(TChunkWrite
         TChunkWriter w(f, 0);
         Write(w);
         w.Flush();
-        f.Sync();
+        if (Sync)
+            f.Sync();
         f.Close();
     } catch (...) {
         RemoveFileQuietly(tmp);
@@ -240,9 +241,9 @@ void RenameTempOver(const std::string& Path)
     }
 }
 
-void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write)
+void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync)
 {
-    WriteTempFile(Path, Write);
+    WriteTempFile(Path, Write, Sync);
     RenameTempOver(Path);
 }
 

@@ -79,13 +79,16 @@ private:
 // The name of the temporary file through which Path is replaced.
 std::string TempNameFor(const std::string& Path);
 
-// Writes a new file beside Path (TempNameFor(Path)), syncs it, and renames it over Path, so that Path
-// holds either its old or its complete new contents whatever happens. Write receives the new file,
-// positioned at offset 0. On failure the temporary file is removed and the error rethrown.
-void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write);
+// Writes a new file beside Path (TempNameFor(Path)), optionally syncs it, and renames it over Path, so
+// that after a crash of the program Path holds either its old or its complete new contents. Sync also
+// covers a power loss, at the price of a disk flush (milliseconds); it is skipped for files that can be
+// rebuilt, such as the indexes. Write receives the new file, positioned at offset 0. On failure the
+// temporary file is removed and the error rethrown.
+void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write,
+                           bool Sync = true);
 // Writes the complete temporary file only, leaving the rename to the caller (several files that must be
 // switched together).
-void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write);
+void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync = true);
 void RenameTempOver(const std::string& Path);
 void RemoveFileQuietly(const std::string& Path) noexcept;
 

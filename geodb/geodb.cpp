@@ -297,7 +297,7 @@ void TGeoDB::WriteIndexTemp(int IndexNo)
             else
                 EncodeIxLLRec(FIxLL[static_cast<std::size_t>(IndexNo - 1)][i], out);
         }
-    });
+    }, /*Sync=*/false);  // indexes are checked on every opening and can be rebuilt from the table
 }
 
 void TGeoDB::SaveIndex(int IndexNo)

@@ -170,7 +170,8 @@ public:
     TPositionData ExtractLocation(int RecNo) const;
 
     // Record numbers (ascending) of the items whose bounding box meets the rectangle, edges included,
-    // optionally only of one kind. Plain latitude/longitude rectangles: no wrap at the antimeridian.
+    // optionally only of one kind. Plain latitude/longitude rectangles: no wrap at the antimeridian; a
+    // rectangle whose low edge lies above its high edge meets nothing.
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh) const;
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh,
                                 TgdbItem Kind) const;

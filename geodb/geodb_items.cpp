@@ -502,7 +502,7 @@ void TGeoDB::RetrieveBLOB(int RecNo, const std::string& FileName, TMetaInfo& Met
     const TgdbData& rec = BlobRecord("RetrieveBLOB", RecNo, MetaInfo);
     const std::vector<std::uint8_t> bytes = ReadBlobBytes("RetrieveBLOB", rec);
     try {
-        ReplaceFileAtomically(FileName, [&](TChunkWriter& w) { w.Put(bytes); });
+        ReplaceFileAtomically(FileName, [&](TChunkWriter& w) { w.Put(bytes); }, /*Sync=*/false);
     } catch (const TFileError&) {
         Raise("RetrieveBLOB", "invalid filename.");
     }
@@ -646,7 +646,8 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
     std::vector<int> found;
     SettleIndexes();
     const std::size_t n = std::min(static_cast<std::size_t>(std::max(FNumEntries, 0)), FIxItemID.size());
-    if (n == 0)
+    // An inverted (or NaN) rectangle is no rectangle: it meets nothing, not even an item spanning it.
+    if (n == 0 || !(LatLow <= LatHigh && LongLow <= LongHigh))
         return found;
     // An item meets the rectangle when its low corners are not above the rectangle's high edges and its
     // high corners not below the low edges. Each index gives the candidates whose key lies in a band that
