@@ -1,0 +1,518 @@
+// geotool calib: the command-line calibration workbench — show a calibration, convert pixels to places
+// and back through it, and fit a new calibration from a list of control points.
+//
+// Calibration files are read with ParseCalibData, so every model keyword (parabolic included) works. The
+// image size, which corners and resolution depend on, comes from --size WxH or from the header of the
+// image the calibration names (looked up as written, then beside the calibration file).
+#include "command.h"
+#include "line_io.h"
+
+#include "geobasics/ellipsoids.h"
+#include "geomap/calibration.h"
+#include "geomap/calibration_file.h"
+#include "geomap/image_header.h"
+#include "support/text.h"
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using geotool::RecordWriter;
+using geotool::UsageError;
+using Fields = std::vector<std::string_view>;
+
+constexpr int DegDecimals = 10;
+
+struct ImageSize {
+    std::int32_t w = 0, h = 0;
+    std::string source;  // how the size was learnt, for `show`
+};
+
+bool ParseSize(const std::string& text, std::int32_t& w, std::int32_t& h)
+{
+    const auto x = text.find_first_of("xX");
+    if (x == std::string::npos)
+        return false;
+    long long a = 0, b = 0;
+    if (!geotool::ParseInt(std::string_view(text).substr(0, x), a) ||
+        !geotool::ParseInt(std::string_view(text).substr(x + 1), b) || a < 1 || b < 1 || a > 1000000 || b > 1000000)
+        return false;
+    w = static_cast<std::int32_t>(a);
+    h = static_cast<std::int32_t>(b);
+    return true;
+}
+
+// The image file a calibration names: as written (relative to the working directory or absolute), else
+// beside the calibration file, else its bare name beside the calibration file (names written on other
+// systems carry foreign directories such as "c:\maps\"). Empty when none exists.
+std::string FindImage(const std::string& calFile, const std::string& mapName)
+{
+    if (mapName.empty())
+        return {};
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::path(calFile).parent_path();
+    std::error_code ec;
+    for (const fs::path& p : {fs::path(mapName), dir / mapName, dir / qv::StripPath(mapName)})
+        if (fs::is_regular_file(p, ec))
+            return p.string();
+    return {};
+}
+
+ImageSize SizeOption(geotool::Args& args, bool required)
+{
+    ImageSize s;
+    bool found = false;
+    const std::string text = args.Option("--size", "", &found);
+    if (found) {
+        if (!ParseSize(text, s.w, s.h))
+            throw UsageError{"--size wants WIDTHxHEIGHT in pixels, e.g. 800x600"};
+        s.source = "--size";
+    } else if (required) {
+        throw UsageError{"--size WIDTHxHEIGHT is required"};
+    }
+    return s;
+}
+
+struct Loaded {
+    qv::TMapCalibration cal;
+    qv::TCalibModel model = qv::cmUndefined;
+    qv::TCalibData fileData;  // as read, with the file's corners and resolution
+    std::string file, id;
+    ImageSize size;
+    std::string imagePath;
+};
+
+// Reads FILE (the one positional word left after Extra positional words are taken) and fits its model.
+void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* extra)
+{
+    L.id = args.Option("--id", "");
+    L.size = SizeOption(args, false);
+    std::vector<std::string> pos = args.Positional();
+    if (pos.empty())
+        throw UsageError{"a calibration FILE is needed"};
+    if (!extra && pos.size() > 1)
+        throw UsageError{"only one calibration FILE is expected"};
+    L.file = pos[0];
+    if (extra)
+        extra->assign(pos.begin() + 1, pos.end());
+    qv::TCalibData d;
+    if (!qv::ParseCalibData(L.file, L.id, d, L.model)) {
+        std::ifstream probe(L.file);
+        if (!probe)
+            throw std::runtime_error("ParseCalibData: cannot open \"" + L.file + "\"");
+        throw std::runtime_error(L.id.empty() ? "no calibration in \"" + L.file + "\""
+                                              : "no calibration with id \"" + L.id + "\" in \"" + L.file + "\"");
+    }
+    L.fileData = d;
+    L.imagePath = FindImage(L.file, d.MapFName);
+    if (L.size.source.empty() && !L.imagePath.empty()) {
+        if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
+            L.size.source = "header of " + L.imagePath;
+    }
+    L.cal.SetName("calib");
+    L.cal.SetImageSize(L.size.w, L.size.h);
+    L.cal.LoadCalibData(d, L.model);
+}
+
+// ---- show ---------------------------------------------------------------------------------------------
+
+const char* const kCornerNames[4] = {"top-left", "bottom-left", "bottom-right", "top-right"};
+
+void PrintCorners(const qv::TCornerArray& c)
+{
+    for (int i = 0; i < 4; ++i)
+        std::printf("  %-13s %14.8f %14.8f\n", kCornerNames[i], c[static_cast<std::size_t>(i)].Latit,
+                    c[static_cast<std::size_t>(i)].Longit);
+}
+
+template <std::size_t N>
+void PrintSet(const char* name, const std::array<double, N>& a)
+{
+    std::printf("  %-22s", name);
+    for (double v : a)
+        std::printf(" %.12g", v);
+    std::printf("\n");
+}
+
+// Predicted pixel of a quad under the map's model: UTM quads hold northing/easting.
+bool PredictQuad(const qv::TMapCalibration& cal, const qv::TCalQuad& q, std::int32_t& x, std::int32_t& y)
+{
+    if (cal.CalibModel() == qv::cmUTM)
+        return cal.CalcPixelCoordsUTM(q.Latitude, q.Longitude, x, y);
+    return cal.CalcPixelCoords(q.Latitude, q.Longitude, x, y);
+}
+
+// RMS distance in pixels between the quads and their predicted pixels; -1 without quads.
+double QuadRms(const qv::TMapCalibration& cal)
+{
+    const qv::TCalibData& d = cal.CalibData();
+    const int n = qv::ValidCalQuads(d);
+    if (n == 0)
+        return -1;
+    double s = 0;
+    for (int i = 0; i < n; ++i) {
+        std::int32_t x = 0, y = 0;
+        PredictQuad(cal, d.CalQuads[static_cast<std::size_t>(i)], x, y);
+        const double dx = x - d.CalQuads[static_cast<std::size_t>(i)].MapX;
+        const double dy = y - d.CalQuads[static_cast<std::size_t>(i)].MapY;
+        s += dx * dx + dy * dy;
+    }
+    return std::sqrt(s / n);
+}
+
+int RunShow(geotool::Args& args)
+{
+    Loaded L;
+    LoadCalibration(args, L, nullptr);
+    const qv::TMapCalibration& cal = L.cal;
+    const qv::TCalibData& d = cal.CalibData();
+    std::printf("file          %s\n", L.file.c_str());
+    std::printf("model         %s\n", std::string(qv::CalibModelKeywords[L.model]).c_str());
+    std::printf("caption       %s\n", d.Caption.c_str());
+    std::printf("map image     %s%s\n", d.MapFName.empty() ? "(none)" : d.MapFName.c_str(),
+                !d.MapFName.empty() && L.imagePath.empty() ? " (not found)" : "");
+    if (L.size.source.empty())
+        std::printf("image size    unknown (give --size WxH)\n");
+    else
+        std::printf("image size    %d x %d px (%s)\n", L.size.w, L.size.h, L.size.source.c_str());
+    std::printf("ellipsoid     %s (%s)\n", std::string(qv::GeoEllipsoidId[d.Ellipsoid]).c_str(),
+                std::string(qv::GeoEllipsoidName[d.Ellipsoid]).c_str());
+    if (d.UTMZone >= 1 && d.UTMZone <= 60)
+        std::printf("UTM zone      %d %s\n", d.UTMZone, d.UTMSouth ? "south" : "north");
+    else
+        std::printf("UTM zone      none\n");
+    std::printf("corners (file, latitude longitude in degrees)\n");
+    PrintCorners(L.fileData.Corners);
+    std::printf("resolution    %.3f m/px (file)\n", L.fileData.Resolution);
+    if (!L.size.source.empty() && L.model != qv::cmUndefined) {
+        qv::TMapCalibration fitted;
+        fitted.AssignCalibration(cal);
+        fitted.CalcExtentsAndResolution();
+        std::printf("corners (from the fit and the image size)\n");
+        PrintCorners(fitted.CalibData().Corners);
+        std::printf("resolution    %.3f m/px (from the fit)\n", fitted.CalibData().Resolution);
+    }
+
+    std::printf("graticule lines %d\n", d.NumCalLines);
+    const qv::TMatrix& g = cal.GratMat();
+    const bool gratOk = g.NrOfRows() == qv::ValidCalLines(d) && qv::ValidCalLines(d) > 0;
+    for (int i = 0; i < qv::ValidCalLines(d); ++i) {
+        const qv::TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
+        std::printf("  %2d %-8s %-12s", i + 1, line.LineType == qv::gtlParallel ? "parallel" : "meridian",
+                    qv::FormatG(line.LineValue).c_str());
+        for (int p = 0; p < qv::ValidLinePoints(line); ++p)
+            std::printf(" [%d,%d]", line.CalPoints[static_cast<std::size_t>(p)].X,
+                        line.CalPoints[static_cast<std::size_t>(p)].Y);
+        if (gratOk && line.NumPoints >= 3)
+            std::printf("  k0 %.6g k1 %.6g k2 %.6g", g.GetVal(3, i + 1), g.GetVal(4, i + 1), g.GetVal(5, i + 1));
+        std::printf("\n");
+    }
+    if (L.model == qv::cmParabolicIp && !gratOk)
+        std::printf("  graticule not usable: it needs two parallels and two meridians of 3 points or more\n");
+
+    std::printf("quads %d%s\n", d.NumCalQuads,
+                L.model == qv::cmUTM ? " (northing easting in metres, x y, predicted x y, distance in whole pixels)"
+                                     : " (latitude longitude, x y, predicted x y, distance in whole pixels)");
+    for (int i = 0; i < qv::ValidCalQuads(d); ++i) {
+        const qv::TCalQuad& q = d.CalQuads[static_cast<std::size_t>(i)];
+        std::int32_t x = 0, y = 0;
+        const bool ok = PredictQuad(cal, q, x, y);
+        std::printf("  %3d %15.5f %15.5f %6d %6d", i + 1, q.Latitude, q.Longitude, q.MapX, q.MapY);
+        if (ok)
+            std::printf(" %6d %6d %8.2f\n", x, y, std::hypot(x - q.MapX, y - q.MapY));
+        else
+            std::printf("      -      -        -\n");
+    }
+
+    std::printf("coefficients\n");
+    switch (L.model) {
+    case qv::cmEquiRect:
+    case qv::cmUTM:
+        PrintSet("pixel->lat/northing", cal.EquRectPLSP()[0]);
+        PrintSet("pixel->lon/easting", cal.EquRectPLSP()[1]);
+        PrintSet("geo->x", cal.EquRectSPPL()[0]);
+        PrintSet("geo->y", cal.EquRectSPPL()[1]);
+        break;
+    case qv::cmBiquadraticPn:
+        PrintSet("pixel->lat", cal.CalParsPLSP()[0]);
+        PrintSet("pixel->lon", cal.CalParsPLSP()[1]);
+        PrintSet("geo->x", cal.CalParsSPPL()[0]);
+        PrintSet("geo->y", cal.CalParsSPPL()[1]);
+        break;
+    case qv::cmMillerCylindrical:
+        PrintSet("y-slope y-off x-slope x-off", cal.MillercylPar());
+        break;
+    case qv::cmConicConformal:
+        PrintSet("apex x y, lat k d, lon k d", cal.ConicPars());
+        break;
+    case qv::cmParabolicIp:
+        std::printf("  (the graticule parabolas above)\n");
+        break;
+    case qv::cmUndefined:
+        std::printf("  (none: undefined model)\n");
+        break;
+    }
+    if (L.model >= qv::cmBiquadraticPn && L.model <= qv::cmEquiRect) {
+        double qx = 0, qy = 0;
+        cal.CalibQuality(qx, qy);
+        std::printf("CalibQuality  x %.3f px, y %.3f px (rms)\n", qx, qy);
+    } else if (L.model == qv::cmUTM) {
+        std::printf("CalibQuality  not meaningful under utm (the quads hold northing/easting)\n");
+    }
+    const double rms = QuadRms(cal);
+    if (rms >= 0 && L.model != qv::cmParabolicIp && L.model != qv::cmUndefined)
+        std::printf("residual      %.3f px (rms over the quads, whole pixels)\n", rms);
+    return 0;
+}
+
+// ---- pix2geo / geo2pix --------------------------------------------------------------------------------
+
+template <class ConvertFn>
+int StreamRecords(std::string_view command, const std::vector<std::string>& extra, ConvertFn&& Convert)
+{
+    RecordWriter out(stdout);
+    std::string error;
+    if (!extra.empty()) {
+        const Fields fields(extra.begin(), extra.end());
+        if (!Convert(fields, out, error)) {
+            out.Flush();
+            std::fprintf(stderr, "geotool %.*s: %s\n", static_cast<int>(command.size()), command.data(), error.c_str());
+            return 1;
+        }
+        return 0;
+    }
+    geotool::RecordReader in(stdin);
+    Fields fields;
+    bool failed = false;
+    while (in.Next(fields)) {
+        if (!Convert(fields, out, error)) {
+            out.Flush();
+            geotool::ReportLineError(command, in.LineNumber(), error);
+            failed = true;
+        }
+    }
+    return failed ? 1 : 0;
+}
+
+bool TwoInts(const Fields& f, std::int32_t& a, std::int32_t& b, std::string& error)
+{
+    long long x = 0, y = 0;
+    if (f.size() != 2 || !geotool::ParseInt(f[0], x) || !geotool::ParseInt(f[1], y) || x < INT32_MIN ||
+        x > INT32_MAX || y < INT32_MIN || y > INT32_MAX) {
+        error = "expected two integer pixel coordinates \"x y\"";
+        return false;
+    }
+    a = static_cast<std::int32_t>(x);
+    b = static_cast<std::int32_t>(y);
+    return true;
+}
+
+int RunPix2Geo(geotool::Args& args)
+{
+    Loaded L;
+    std::vector<std::string> extra;
+    LoadCalibration(args, L, &extra);
+    return StreamRecords("calib pix2geo", extra, [&](const Fields& f, RecordWriter& out, std::string& error) {
+        std::int32_t x = 0, y = 0;
+        if (!TwoInts(f, x, y, error))
+            return false;
+        bool v1 = false, v2 = false;
+        const double lat = L.cal.CalcLatitude(x, y, v1);
+        const double lon = L.cal.CalcLongitude(x, y, v2);
+        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Int(v1 && v2 ? 1 : 0).EndLine();
+        return true;
+    });
+}
+
+int RunGeo2Pix(geotool::Args& args)
+{
+    Loaded L;
+    std::vector<std::string> extra;
+    LoadCalibration(args, L, &extra);
+    return StreamRecords("calib geo2pix", extra, [&](const Fields& f, RecordWriter& out, std::string& error) {
+        double lat = 0, lon = 0;
+        if (f.size() != 2 || !geotool::ParseDouble(f[0], lat) || !geotool::ParseDouble(f[1], lon)) {
+            error = "expected \"latitude longitude\" in degrees";
+            return false;
+        }
+        std::int32_t x = 0, y = 0;
+        const bool ok = L.cal.CalcPixelCoords(lat, lon, x, y);
+        out.Int(x).Char(' ').Int(y).Char(' ').Int(ok ? 1 : 0).EndLine();
+        return true;
+    });
+}
+
+// ---- fit ----------------------------------------------------------------------------------------------
+
+int RunFit(geotool::Args& args)
+{
+    const std::string keyword = qv::LowerCase(args.RequiredOption("--model"));
+    int ix = -1;
+    for (int i = 0; i < qv::NumCalibModels; ++i)
+        if (qv::CalibModelKeywords[static_cast<std::size_t>(i)] == keyword)
+            ix = i;
+    if (ix < 0 || ix == qv::cmUndefined)
+        throw UsageError{"unknown --model \"" + keyword +
+                         "\" (parabolicip, biquadraticpn, conicconformal, millercylindrical, equirect, utm)"};
+    const auto model = static_cast<qv::TCalibModel>(ix);
+    const ImageSize size = SizeOption(args, true);
+    bool zoneGiven = false;
+    const std::string zoneText = args.Option("--zone", "", &zoneGiven);
+    const bool south = args.Flag("--south");
+    const std::string id = args.Option("--id", "1");
+    const std::string map = args.Option("--map", "");
+    const std::string caption = args.Option("--caption", "");
+    const std::string ellText = args.Option("--ellipsoid", "gelWGS84");
+    if (!args.Positional().empty())
+        throw UsageError{"no positional arguments expected: the reference points come from standard input"};
+    qv::TGeoEllipsoid ell = qv::gelWGS84;
+    if (!qv::FindGeoEllipsoid(ellText, ell))
+        throw UsageError{"unknown ellipsoid \"" + ellText + "\" (geotool ellipsoids lists them)"};
+    long long zone = -1;
+    if (model == qv::cmUTM) {
+        if (!zoneGiven || !geotool::ParseInt(zoneText, zone) || zone < 1 || zone > 60)
+            throw UsageError{"the utm model needs --zone 1..60"};
+        if (zone == 60)
+            std::fprintf(stderr, "geotool calib fit: warning: zone 60 is not written to calibration files; "
+                                 "readers will see no zone\n");
+    } else if (zoneGiven || south) {
+        throw UsageError{"--zone and --south belong to the utm model"};
+    }
+
+    qv::TCalibData d;
+    d.MapFName = map;
+    d.Caption = caption;
+    d.UTMZone = static_cast<std::int32_t>(zone);
+    d.UTMSouth = south;
+    d.Ellipsoid = ell;
+    geotool::RecordReader in(stdin);
+    Fields f;
+    bool failed = false;
+    auto bad = [&](std::string_view msg) {
+        geotool::ReportLineError("calib fit", in.LineNumber(), msg);
+        failed = true;
+    };
+    while (in.Next(f)) {
+        if (model == qv::cmParabolicIp) {
+            double value = 0;
+            long long x = 0, y = 0;
+            const std::string kind = f.empty() ? std::string() : qv::LowerCase(f[0]);
+            if (f.size() != 4 || (kind != "parallel" && kind != "meridian") || !geotool::ParseDouble(f[1], value) ||
+                !geotool::ParseInt(f[2], x) || !geotool::ParseInt(f[3], y) || x < INT32_MIN || x > INT32_MAX ||
+                y < INT32_MIN || y > INT32_MAX) {
+                bad("expected \"parallel|meridian VALUE x y\"");
+                continue;
+            }
+            const qv::TGratLineKind k = kind == "parallel" ? qv::gtlParallel : qv::gtlMeridian;
+            int l = 0;
+            while (l < d.NumCalLines && !(d.CalLines[static_cast<std::size_t>(l)].LineType == k &&
+                                           d.CalLines[static_cast<std::size_t>(l)].LineValue == value))
+                ++l;
+            if (l == d.NumCalLines) {
+                if (l == qv::MaxCalLines) {
+                    bad("more than 25 graticule lines");
+                    continue;
+                }
+                d.CalLines[static_cast<std::size_t>(l)] = qv::TCalibLine{k, value, 0, {}};
+                ++d.NumCalLines;
+            }
+            qv::TCalibLine& line = d.CalLines[static_cast<std::size_t>(l)];
+            if (line.NumPoints == qv::MaxCalLinePoints) {
+                bad("more than 10 points on this graticule line");
+                continue;
+            }
+            line.CalPoints[static_cast<std::size_t>(line.NumPoints++)] =
+                qv::TPoint{static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)};
+        } else {
+            double a = 0, b = 0;
+            long long x = 0, y = 0;
+            if (f.size() != 4 || !geotool::ParseDouble(f[0], a) || !geotool::ParseDouble(f[1], b) ||
+                !geotool::ParseInt(f[2], x) || !geotool::ParseInt(f[3], y) || x < INT32_MIN || x > INT32_MAX ||
+                y < INT32_MIN || y > INT32_MAX) {
+                bad(model == qv::cmUTM ? "expected \"northing easting x y\"" : "expected \"latitude longitude x y\"");
+                continue;
+            }
+            if (d.NumCalQuads == qv::MaxCalQuads) {
+                bad("more than 200 reference points");
+                continue;
+            }
+            d.CalQuads[static_cast<std::size_t>(d.NumCalQuads++)] =
+                qv::TCalQuad{a, b, static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)};
+        }
+    }
+    if (failed)
+        return 1;
+
+    qv::TMapCalibration cal;
+    cal.SetName("calib");
+    cal.SetImageSize(size.w, size.h);
+    const bool gratOk = cal.LoadCalibData(d, model);
+    static constexpr int kMinQuads[] = {0, 6, 3, 3, 3, 3, 0};
+    if (model == qv::cmParabolicIp) {
+        if (!gratOk) {
+            std::fprintf(stderr, "geotool calib fit: the graticule needs two parallels and two meridians of "
+                                 "3 points or more\n");
+            return 1;
+        }
+    } else if (d.NumCalQuads < kMinQuads[model]) {
+        std::fprintf(stderr, "geotool calib fit: the %s model needs at least %d reference points, got %d\n",
+                     keyword.c_str(), kMinQuads[model], d.NumCalQuads);
+        return 1;
+    }
+    cal.CalcExtentsAndResolution();
+    qv::WriteRawCalDataToOpenXMLFile(std::cout, true, id, cal.CalibData(), model);
+    std::cout.flush();
+    if (model != qv::cmParabolicIp)
+        std::fprintf(stderr, "geotool calib fit: %d reference points, rms residual %.3f px\n", d.NumCalQuads,
+                     QuadRms(cal));
+    return std::cout ? 0 : 1;
+}
+
+const char* const kCommon =
+    "FILE is a calibration file; --id ID picks a calibration in it (default: the first). The image\n"
+    "size (needed for corners and resolution) comes from --size WxH, else from the header of the BMP\n"
+    "or JPEG image the calibration names, looked up as written and then beside FILE.\n";
+
+const geotool::Registrar regShow({"calib show", "show a calibration: model, corners, points, coefficients",
+                                  std::string("usage: geotool calib show FILE [--id ID] [--size WxH]\n\n") + kCommon +
+                                      "\nPrints the model, ellipsoid, UTM zone, the corners and resolution stored in\n"
+                                      "the file and (when the image size is known) those of the fit, the graticule\n"
+                                      "lines, the quads with their predicted pixels and residuals, the fitted\n"
+                                      "coefficients and the calibration quality.",
+                                  RunShow});
+
+const geotool::Registrar regPix({"calib pix2geo", "map pixels to latitude/longitude through a calibration",
+                                 std::string("usage: geotool calib pix2geo FILE [--id ID] [--size WxH] [X Y]\n\n") +
+                                     kCommon +
+                                     "\nReads lines \"x y\" (integer pixels, origin top-left, y down) and writes\n"
+                                     "\"latitude longitude valid\": degrees with 10 decimals, valid 1 or 0.",
+                                 RunPix2Geo});
+
+const geotool::Registrar regGeo({"calib geo2pix", "latitude/longitude to map pixels through a calibration",
+                                 std::string("usage: geotool calib geo2pix FILE [--id ID] [--size WxH] [LAT LON]\n\n") +
+                                     kCommon +
+                                     "\nReads lines \"latitude longitude\" in degrees and writes \"x y ok\": pixels\n"
+                                     "rounded half to even, ok 1 or 0.",
+                                 RunGeo2Pix});
+
+const geotool::Registrar regFit(
+    {"calib fit", "fit a calibration from control points and write its file",
+     "usage: geotool calib fit --model KEYWORD --size WxH [--zone Z [--south]] [--id ID] [--map IMAGE]\n"
+     "                         [--caption TEXT] [--ellipsoid ID]\n\n"
+     "Reads control points from standard input and writes a calibration file (with its header line)\n"
+     "to standard output; a summary with the rms residual goes to standard error.\n"
+     "  equirect, biquadraticpn, conicconformal, millercylindrical: lines \"latitude longitude x y\"\n"
+     "  utm (needs --zone, --south for the southern hemisphere): lines \"northing easting x y\" (metres)\n"
+     "  parabolicip: lines \"parallel|meridian VALUE x y\", points on drawn graticule lines\n"
+     "At most 200 points (10 per graticule line, 25 lines). Minimum: 6 points for biquadraticpn, 3 for\n"
+     "the other quad models, two parallels and two meridians of 3 points for parabolicip.\n"
+     "--size is the map image's size in pixels; --id defaults to 1, --ellipsoid to gelWGS84.",
+     RunFit});
+
+}  // namespace

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# geotool calib end to end: show, pix2geo/geo2pix round trips on the bundled calibrations, fitting a
+# synthetic map from control points, and the error paths. Usage: calib.sh GEOTOOL REPO_ROOT
+set -uo pipefail
+G=$1
+ROOT=$2
+CAL=$ROOT/data/samples/calib-vienna.xml
+TMP=$(mktemp -d)
+trap 'rm -rf "$TMP"' EXIT
+fails=0
+fail() { echo "FAIL: $*" >&2; fails=$((fails + 1)); }
+
+# show: model, size from the image header, zone.
+out=$("$G" calib show "$CAL") || fail "show exited $?"
+grep -q '^model *utm$' <<<"$out" || fail "show: model"
+grep -q '^image size *800 x 600 px (header of ' <<<"$out" || fail "show: image size from the header"
+grep -q '^UTM zone *33 north$' <<<"$out" || fail "show: zone"
+grep -q '^quads 6 ' <<<"$out" || fail "show: quads"
+"$G" calib show "$CAL" --id GRAT | grep -q '^graticule lines 8$' || fail "show: graticule lines by id"
+
+# pixels -> places -> pixels reproduces the pixels under every calibration in the file.
+printf '%s\n' "0 0" "400 300" "799 599" "123 456" "650 20" > "$TMP/pix"
+for id in utm geo grat; do
+  "$G" calib pix2geo "$CAL" --id "$id" < "$TMP/pix" > "$TMP/geo.$id" || fail "pix2geo $id"
+  awk '$3 != 1 { bad = 1 } END { exit bad }' "$TMP/geo.$id" || fail "pix2geo $id: invalid result"
+  cut -d' ' -f1,2 "$TMP/geo.$id" | "$G" calib geo2pix "$CAL" --id "$id" | cut -d' ' -f1,2 > "$TMP/back.$id"
+  diff -q "$TMP/pix" "$TMP/back.$id" >/dev/null || fail "round trip $id: $(paste -d'|' "$TMP/pix" "$TMP/back.$id" | tr '\n' ' ')"
+done
+# The three calibrations of one sheet agree on a place to a few metres (1e-4 degrees).
+paste -d' ' "$TMP/geo.utm" "$TMP/geo.geo" "$TMP/geo.grat" |
+  awk 'function a(x) { return x < 0 ? -x : x }
+       { if (a($1-$4) > 1e-4 || a($1-$7) > 1e-4 || a($2-$5) > 1e-4 || a($2-$8) > 1e-4) bad = 1 } END { exit bad }' ||
+  fail "the calibrations of the sample disagree"
+
+# fit: an exact affine map, lat = 50 - 0.001 y, lon = 10 + 0.002 x, is recovered exactly.
+printf '%s\n' "50 10 0 0" "50 12 1000 0" "49.2 10 0 800" "49.5 11 500 500" |
+  "$G" calib fit --model equirect --size 1000x800 --id t --map sheet.bmp --caption "Test sheet" > "$TMP/fit.xml" 2>"$TMP/fit.err" ||
+  fail "fit equirect"
+grep -q '^<geomap sig="Quorvanta" vers="1.0" id="t" model="equirect" map="sheet.bmp" caption="Test sheet">$' "$TMP/fit.xml" ||
+  fail "fit: header line"
+grep -qx '\[50.00000,10.00000\] \[49.20000,10.00000\] \[49.20000,12.00000\] \[50.00000,12.00000\] ' "$TMP/fit.xml" ||
+  fail "fit: corners"
+got=$("$G" calib pix2geo "$TMP/fit.xml" 250 100)
+[ "$got" = "49.9000000000 10.5000000000 1" ] || fail "fit: pix2geo gave '$got'"
+got=$("$G" calib geo2pix "$TMP/fit.xml" 49.5 11.5)
+[ "$got" = "750 500 1" ] || fail "fit: geo2pix gave '$got'"
+
+# fit under utm writes the zone and reads back; a missing zone is a usage error.
+printf '%s\n' "5342750 597250 100 100" "5342750 604750 700 100" "5337750 597250 100 500" |
+  "$G" calib fit --model utm --zone 33 --south --size 800x600 > "$TMP/utm.xml" 2>/dev/null || fail "fit utm"
+grep -qx '<utmsouth>TRUE</utmsouth>' "$TMP/utm.xml" || fail "fit utm: hemisphere"
+echo "1 2 3 4" | "$G" calib fit --model utm --size 10x10 >/dev/null 2>&1
+[ $? -eq 2 ] || fail "fit utm without --zone should be a usage error"
+echo "1 2 3 4" | "$G" calib fit --model conicconformal --size 10x10 >/dev/null 2>&1 && fail "fit with one point should fail"
+
+# Error paths: unreadable file, unknown id, a malformed file, a bad input line.
+"$G" calib show "$TMP/missing.xml" 2>"$TMP/err" && fail "missing file accepted"
+grep -q 'ParseCalibData: cannot open' "$TMP/err" || fail "missing file message: $(cat "$TMP/err")"
+"$G" calib show "$CAL" --id nosuch 2>"$TMP/err" && fail "unknown id accepted"
+grep -q 'no calibration with id "nosuch"' "$TMP/err" || fail "unknown id message"
+printf '<geomap sig="Quorvanta" id="1">\n<calline type="diagonal" value="1" npoints="0">\n</calline>\n</geomap>\n' > "$TMP/bad.xml"
+"$G" calib show "$TMP/bad.xml" 2>"$TMP/err" && fail "malformed file accepted"
+grep -q 'ParseCalibData: invalid type of graticule line: type="diagonal' "$TMP/err" || fail "malformed file message"
+out=$(printf '%s\n' "10 10" "ten 10" "20 20" | "$G" calib pix2geo "$CAL" 2>"$TMP/err")
+[ $? -eq 1 ] || fail "bad line: exit code"
+[ "$(wc -l <<<"$out")" -eq 2 ] || fail "bad line: the run should go on"
+grep -q 'line 2' "$TMP/err" || fail "bad line: line number"
+
+if [ "$fails" -ne 0 ]; then
+  echo "$fails check(s) failed" >&2
+  exit 1
+fi
+echo "calib: all checks passed"
