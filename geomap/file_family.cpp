@@ -3,6 +3,7 @@
 #include "geomap/file_tags.h"
 #include "support/text.h"
 
+#include <algorithm>
 #include <istream>
 
 namespace qv {
@@ -53,6 +54,8 @@ void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view>
     for (auto& v : Values)
         v = {};
     const std::size_t n = Attr.size();
+    const std::size_t count = std::min(Names.size(), Values.size());
+    std::size_t hint = 0;
     std::size_t i = 0;
     while (i < n) {
         while (i < n && Blank(Attr[i]))
@@ -76,10 +79,12 @@ void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view>
             return;
         const std::string_view value = Trim(Attr.substr(i + 1, close - i - 1));
         i = close + 1;
-        for (std::size_t k = 0; k < Names.size() && k < Values.size(); ++k) {
-            if (SameLowerName(name, Names[k])) {
-                if (Values[k].data() == nullptr)  // the first attribute of a name wins
-                    Values[k] = value.empty() ? std::string_view(Attr.data() + close, 0) : value;
+        // Writers put the attributes in a fixed order, so the search starts after the last name found.
+        for (std::size_t tried = 0; tried < count; ++tried, hint = hint + 1 == count ? 0 : hint + 1) {
+            if (SameLowerName(name, Names[hint])) {
+                if (Values[hint].data() == nullptr)  // the first attribute of a name wins
+                    Values[hint] = value.empty() ? std::string_view(Attr.data() + close, 0) : value;
+                hint = hint + 1 == count ? 0 : hint + 1;
                 break;
             }
         }

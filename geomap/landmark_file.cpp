@@ -228,13 +228,7 @@ bool TLandMarkStore::ReadLandMarksFromOpenXMLFile(std::istream& F, std::string_v
         // The reader's own growth rule: at counts 1001, 2001, ... the room becomes count + 1000.
         const auto count = static_cast<std::size_t>(FNumLandMarks) + 1;
         if (count > step && count % step == 1) {
-            try {
-                FLandMarks.resize(count + step);
-            } catch (const std::bad_alloc&) {
-                throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
-            } catch (const std::length_error&) {
-                throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
-            }
+            ResizeArray(count + step);
         }
         FLandMarks[count - 1] = record;
         FNumLandMarks = static_cast<std::int32_t>(count);

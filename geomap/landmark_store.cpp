@@ -3,6 +3,7 @@
 #include "support/bit_field.h"
 #include "support/errors.h"
 
+#include <algorithm>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -68,6 +69,10 @@ void TLandMarkStore::Repaint() const
 void TLandMarkStore::ResizeArray(std::size_t Length)
 {
     try {
+        // The length follows the documented steps; the allocation below it grows geometrically, so that
+        // a long run of appends does not copy the whole list at every step.
+        if (Length > FLandMarks.capacity())
+            FLandMarks.reserve(std::max(Length, 2 * FLandMarks.capacity()));
         FLandMarks.resize(Length);
     } catch (const std::bad_alloc&) {
         throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));

@@ -8,6 +8,7 @@
 #include "support/tag_reader.h"
 #include "support/text.h"
 
+#include <algorithm>
 #include <fstream>
 #include <istream>
 #include <new>
@@ -201,6 +202,9 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         const auto count = static_cast<std::size_t>(FNumEntries) + 1;
         if (count > GrowthStep && count % GrowthStep == 1) {
             try {
+                // Geometric allocation under the documented length: no copy of the whole list every 1000.
+                if (count + GrowthStep > FEntries.capacity())
+                    FEntries.reserve(std::max(count + GrowthStep, 2 * FEntries.capacity()));
                 FEntries.resize(count + GrowthStep, DefaultSymbolRecord());
             } catch (const std::bad_alloc&) {
                 throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
