@@ -4,9 +4,11 @@
 #include "geobasics/transverse_mercator.h"
 #include "geomap/calib_internal.h"
 #include "geomap/calibration.h"
+#include "support/curve_fit.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -315,6 +317,89 @@ TEST(CalibModels, EquiRectCollinearQuadsStillReproduceTheirLine)
     bool v = false;
     EXPECT_NEAR(cal.CalcLatitude(200, 150, v), 47.5, 1e-9);
     EXPECT_NEAR(cal.CalcLongitude(800, 600, v), 18.0, 1e-9);
+}
+
+// The apex search as documented, without shortcuts, with TCurveFit's line fits: 25 candidates per
+// round, step halving from 1000000, the best strictly smaller sum of squared residual means.
+std::array<double, 6> ReferenceConicSearch(const TCalibData& d, int w, int h)
+{
+    const int n = d.NumCalQuads;
+    int minX = w, minY = h, maxX = 0, maxY = 0;
+    for (int i = 0; i < n; ++i) {
+        minX = std::min(minX, d.CalQuads[i].MapX);
+        maxX = std::max(maxX, d.CalQuads[i].MapX);
+        minY = std::min(minY, d.CalQuads[i].MapY);
+        maxY = std::max(maxY, d.CalQuads[i].MapY);
+    }
+    long long cx = (minX + maxX) / 2, cy = (minY + maxY) / 2;
+    double best = 1e10;
+    std::array<double, 6> pars{};
+    for (long long step = 1000000; step > 0; step /= 2) {
+        long long bx = cx, by = cy;
+        for (int i = -2; i <= 2; ++i)
+            for (int j = -2; j <= 2; ++j) {
+                const double ax = static_cast<double>(cx + i * step), ay = static_cast<double>(cy + j * step);
+                TCurveFit fr, fa;
+                for (int q = 0; q < n; ++q) {
+                    const TCalQuad& c = d.CalQuads[q];
+                    fr.EnterStatValue(std::hypot(c.MapX - ax, c.MapY - ay), c.Latitude);
+                    if (c.MapY != ay)
+                        fa.EnterStatValue(std::atan((c.MapX - ax) / (c.MapY - ay)), c.Longitude);
+                }
+                double k1 = 0, d1 = 0, k2 = 0, d2 = 0, quality = 0;
+                fr.CalcLinFit(k1, d1, quality);
+                fa.CalcLinFit(k2, d2, quality);
+                double s1 = 0, s2 = 0;
+                for (int q = 0; q < n; ++q) {
+                    const TCalQuad& c = d.CalQuads[q];
+                    s1 += std::pow(c.Latitude - k1 * std::hypot(c.MapX - ax, c.MapY - ay) - d1, 2);
+                    if (c.MapY != ay)
+                        s2 += std::pow(c.Longitude - k2 * std::atan((c.MapX - ax) / (c.MapY - ay)) - d2, 2);
+                }
+                const double sum = s1 / n + s2 / n;
+                if (sum < best) {
+                    best = sum;
+                    pars = {ax, ay, k1, d1, k2, d2};
+                    bx = cx + i * step;
+                    by = cy + j * step;
+                }
+            }
+        cx = bx;
+        cy = by;
+    }
+    return pars;
+}
+
+TEST(CalibModels, ConicSearchMatchesTheExhaustiveDocumentedSearch)
+{
+    // Noisy cones with the apex above or below the sheet, and a flat (non-conic) sheet.
+    struct Case {
+        double ax, ay, latK, lonK, noise;
+    };
+    const Case cases[] = {{430, -2700, -0.004, 25, 1e-4}, {-200, -900, -0.01, 40, 3e-4},
+                          {600, 5200, 0.003, -30, 2e-4}, {500, -1e6, -1e-6, 1e3, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.ay);
+        TMapCalibration cal = MakeMap(cmConicConformal);
+        TCalibData& d = cal.CalibData();
+        unsigned seed = 12345;
+        auto noise = [&] {
+            seed = seed * 1103515245u + 12345u;
+            return ((seed >> 8) % 2001 - 1000) / 1000.0 * c.noise;
+        };
+        for (int i = 0; i < 40; ++i) {
+            const int x = 13 + (i * 97) % 980, y = 7 + (i * 61) % 790;
+            const double r = std::hypot(x - c.ax, y - c.ay);
+            d.CalQuads[i] = TCalQuad{c.latK * r + 50 + noise(), c.lonK * std::atan((x - c.ax) / (y - c.ay)) + 10 + noise(), x, y};
+        }
+        d.NumCalQuads = 40;
+        cal.CalcConicCalibration();
+        const auto ref = ReferenceConicSearch(d, kW, kH);
+        EXPECT_EQ(cal.ConicPars()[0], ref[0]);
+        EXPECT_EQ(cal.ConicPars()[1], ref[1]);
+        for (int k = 2; k < 6; ++k)
+            EXPECT_NEAR(cal.ConicPars()[k], ref[k], 1e-9 * (1 + std::fabs(ref[k]))) << k;
+    }
 }
 
 TEST(CalibModels, MillerAndConicKeepPreviousCoefficientsWithTooFewQuads)
