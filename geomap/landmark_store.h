@@ -42,6 +42,11 @@ public:
     std::function<void()> RepaintHook;
 
     TLandMarkStore();
+    // A copy would carry hooks bound to the original's owner; AssignLandMarks copies the data alone.
+    TLandMarkStore(const TLandMarkStore&) = delete;
+    TLandMarkStore& operator=(const TLandMarkStore&) = delete;
+    TLandMarkStore(TLandMarkStore&&) = default;
+    TLandMarkStore& operator=(TLandMarkStore&&) = default;
 
     // Name used in error messages ("Component \"<name>\": ..."); the owning control passes its own.
     const std::string& ComponentName() const { return FComponentName; }

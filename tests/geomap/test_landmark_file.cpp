@@ -425,3 +425,45 @@ TEST(LandMarkFile, FilesOnDisk)
     }
     std::filesystem::remove_all(dir);
 }
+
+TEST(FileFamily, SplitTagAttributes)
+{
+    static constexpr std::string_view names[] = {"id", "name", "size"};
+    struct Case {
+        std::string_view attr;
+        std::string_view id, name, size;
+    };
+    const Case cases[] = {
+        {R"(id="a" name="b" size="3")", "a", "b", "3"},
+        {R"(size="3" NAME='b c' Id="a")", "a", "b c", "3"},
+        {R"(id = "  spaced  "  name=	"tab")", "spaced", "tab", ""},
+        {R"(myid="no" id="yes")", "yes", "", ""},
+        {R"(id="first" id="second")", "first", "", ""},
+        {R"(name="x id=&quot;y&quot;" id="z")", "z", "x id=&quot;y&quot;", ""},
+        {R"(name="has id='q' inside")", "", "has id='q' inside", ""},
+        {R"(bare words id="a" more)", "a", "", ""},
+        {R"(id=unquoted name="n")", "", "n", ""},
+        {R"(id="open)", "", "", ""},
+        {R"(name="n" id="open)", "", "n", ""},
+        {"", "", "", ""},
+        {"=\"x\" ==== '' \"", "", "", ""},
+    };
+    for (const auto& c : cases) {
+        std::string_view v[3];
+        SplitTagAttributes(c.attr, names, v);
+        EXPECT_EQ(v[0], c.id) << c.attr;
+        EXPECT_EQ(v[1], c.name) << c.attr;
+        EXPECT_EQ(v[2], c.size) << c.attr;
+    }
+}
+
+TEST(FileFamily, SeekHeaderLeavesTheStreamAfterIt)
+{
+    std::istringstream in("<gmlandmarks sig=\"Quorvanta\" id=\"a\">\nline a\n"
+                          "<!-- <gmlandmarks Quorvanta id=\"b\"> -->\nline b\n");
+    EXPECT_TRUE(SeekFamilyHeader(in, "gmlandmarks", " B "));
+    std::string next;
+    std::getline(in, next);
+    EXPECT_EQ(next, "line b");
+    EXPECT_FALSE(SeekFamilyHeader(in, "gmlandmarks", ""));
+}
