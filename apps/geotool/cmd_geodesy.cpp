@@ -15,6 +15,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -67,11 +68,33 @@ int Stream(std::string_view command, const std::vector<std::string>& positional,
     return failed ? 1 : 0;
 }
 
+// A field for an error message: at most 40 characters, anything unprintable shown as '?'.
+std::string Quote(std::string_view field)
+{
+    std::string q = "\"";
+    for (std::size_t i = 0; i < field.size() && i < 40; ++i) {
+        const unsigned char c = static_cast<unsigned char>(field[i]);
+        q.push_back(c >= 32 && c < 127 ? static_cast<char>(c) : '?');
+    }
+    return q + (field.size() > 40 ? "...\"" : "\"");
+}
+
+// Input far outside a projection's domain can overflow to infinity or NaN; that is reported, not printed.
+bool Finite(std::initializer_list<double> values, std::string& error)
+{
+    for (double v : values)
+        if (!std::isfinite(v)) {
+            error = "no finite result: the input lies far outside the range of the conversion";
+            return false;
+        }
+    return true;
+}
+
 bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* values, std::string& error)
 {
     for (std::size_t i = 0; i < count; ++i) {
         if (!geotool::ParseDouble(f[first + i], values[i])) {
-            error = "not a number: \"" + std::string(f[first + i]) + "\"";
+            error = "not a number: " + Quote(f[first + i]);
             return false;
         }
     }
@@ -110,7 +133,7 @@ bool Hemisphere(std::string_view field, bool& south, std::string& error)
         south = true;
         return true;
     }
-    error = "hemisphere must be N or S, not \"" + std::string(field) + "\"";
+    error = "hemisphere must be N or S, not " + Quote(field);
     return false;
 }
 
@@ -131,6 +154,8 @@ int RunUTM(geotool::Args& args)
             double e, n;
             qv::GeoToUTMZone(v[0], v[1], zone, band);
             qv::LatLongToUTM(v[0], v[1], ell, zone, e, n);
+            if (!Finite({e, n}, error))
+                return false;
             out.Int(zone).Char(' ').Char(zone == 0 ? '-' : band).Char(' ');
             out.Fixed(e, MetreDecimals).Char(' ').Fixed(n, MetreDecimals).EndLine();
             return true;
@@ -143,13 +168,15 @@ int RunUTM(geotool::Args& args)
         if (!FieldCount(f, 4, "zone N|S easting northing", error))
             return false;
         if (!geotool::ParseInt(f[0], zone) || zone < 1 || zone > 60) {
-            error = "zone must be a whole number from 1 to 60, not \"" + std::string(f[0]) + "\"";
+            error = "zone must be a whole number from 1 to 60, not " + Quote(f[0]);
             return false;
         }
         if (!Hemisphere(f[1], south, error) || !Numbers(f, 2, 2, v, error))
             return false;
         double lat, lon;
         qv::UTMToLatLong(v[0], v[1], static_cast<int>(zone), south, ell, lat, lon);
+        if (!Finite({lat, lon}, error))
+            return false;
         out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).EndLine();
         return true;
     });
@@ -173,6 +200,8 @@ int RunTM(geotool::Args& args)
                 return false;
             double x, y;
             qv::LatLongToTM(v[0] * Pi / 180.0, v[1] * Pi / 180.0, lambda0, ell, x, y);
+            if (!Finite({x, y}, error))
+                return false;
             out.Fixed(x, MetreDecimals).Char(' ').Fixed(y, MetreDecimals).EndLine();
             return true;
         });
@@ -183,6 +212,8 @@ int RunTM(geotool::Args& args)
             return false;
         double phi, lambda;
         qv::TMToLatLong(v[0], v[1], lambda0, ell, phi, lambda);
+        if (!Finite({phi, lambda}, error))
+            return false;
         out.Fixed(phi * 180.0 / Pi, DegDecimals).Char(' ').Fixed(lambda * 180.0 / Pi, DegDecimals).EndLine();
         return true;
     });
@@ -200,6 +231,8 @@ int RunUPS(geotool::Args& args)
                 return false;
             double x, y;
             qv::LatLongToUPS(v[0], v[1], ell, x, y);
+            if (!Finite({x, y}, error))
+                return false;
             out.Fixed(x, MetreDecimals).Char(' ').Fixed(y, MetreDecimals).EndLine();
             return true;
         });
@@ -211,6 +244,8 @@ int RunUPS(geotool::Args& args)
             return false;
         double lat, lon;
         qv::UPSToLatLong(v[0], v[1], south, ell, lat, lon);
+        if (!Finite({lat, lon}, error))
+            return false;
         out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).EndLine();
         return true;
     });
@@ -228,6 +263,8 @@ int RunGeocentric(geotool::Args& args)
                 return false;
             double X, Y, Z;
             qv::GeoToCartesian(v[0], v[1], v[2], ell, X, Y, Z);
+            if (!Finite({X, Y, Z}, error))
+                return false;
             out.Fixed(X, MetreDecimals).Char(' ').Fixed(Y, MetreDecimals).Char(' ').Fixed(Z, MetreDecimals).EndLine();
             return true;
         });
@@ -244,6 +281,8 @@ int RunGeocentric(geotool::Args& args)
         }
         double lat, lon, h;
         qv::CartesianToGeo(v[0], v[1], v[2], ell, lat, lon, h);
+        if (!Finite({lat, lon, h}, error))
+            return false;
         out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Fixed(h, MetreDecimals).EndLine();
         return true;
     });
@@ -274,6 +313,8 @@ int RunHelmert(geotool::Args& args)
             return false;
         double lat = 0, lon = 0, h = 0;
         const int status = qv::HelmertTransform(src, v[0], v[1], v[2], dst, lat, lon, h);
+        if (!Finite({lat, lon, h}, error))
+            return false;
         out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Fixed(h, MetreDecimals);
         out.Char(' ').Int(status).EndLine();
         return true;
