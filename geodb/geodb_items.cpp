@@ -579,13 +579,15 @@ TgdbPolygon TGeoDB::RetrievePolygon(int RecNo)
     const TgdbData& rec = FData[static_cast<std::size_t>(r)];
     if (rec.BlobOffset < 0 || rec.ItemKind == gitBLOB || rec.NumPoints <= 0)
         return {};
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(rec.NumPoints) * gdbSCoordsSize);
+    // The range is checked before anything is allocated: a damaged count must not ask for gigabytes.
+    const std::int64_t length = static_cast<std::int64_t>(rec.NumPoints) * gdbSCoordsSize;
+    std::vector<std::uint8_t> bytes;
     try {
         TBinFile f;
         f.OpenOrThrow(FBlobFName, TBinFile::omRead);
-        if (rec.BlobOffset < gdbSystemDataSize ||
-            static_cast<std::int64_t>(rec.BlobOffset) + static_cast<std::int64_t>(bytes.size()) > f.Size())
+        if (rec.BlobOffset < gdbSystemDataSize || static_cast<std::int64_t>(rec.BlobOffset) + length > f.Size())
             Raise("RetrievePolygon", "the item's points lie outside the data file.");
+        bytes.resize(static_cast<std::size_t>(length));
         f.ReadAt(rec.BlobOffset, bytes);
         f.Close();
     } catch (const TFileError&) {

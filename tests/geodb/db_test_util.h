@@ -24,7 +24,7 @@ public:
         const auto* info = testing::UnitTest::GetInstance()->current_test_info();
         FPath = std::filesystem::temp_directory_path() /
                 ("qvgeo_geodb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-                 std::to_string(::getpid()));
+                 std::to_string(::getpid()) + "_" + std::to_string(Counter()++));
         std::filesystem::remove_all(FPath);
         std::filesystem::create_directories(FPath);
     }
@@ -33,6 +33,11 @@ public:
     const std::filesystem::path& Path() const { return FPath; }
 
 private:
+    static int& Counter()
+    {
+        static int n = 0;
+        return n;
+    }
     std::filesystem::path FPath;
 };
 
@@ -143,6 +148,7 @@ inline Bytes IdIxBytes(const std::vector<std::pair<std::int32_t, std::int32_t>>&
 }  // namespace qvtest
 
 #include "geodb/geodb.h"
+#include "geodb/indexes.h"
 
 namespace qvtest {
 
@@ -175,9 +181,9 @@ inline void ExpectIndexesConsistent(const qv::TGeoDB& db)
             ++seen[static_cast<std::size_t>(e.index)];
             const qv::TgdbData d = db.GetSumdata(e.index + 1);
             const float key = k == 1 ? d.LatLow : k == 2 ? d.LatHigh : k == 3 ? d.LongLow : d.LongHigh;
-            EXPECT_EQ(e.LLValue, key);
+            EXPECT_EQ(std::bit_cast<std::uint32_t>(e.LLValue), std::bit_cast<std::uint32_t>(key));
             if (i > 0) {
-                EXPECT_LE(ix[static_cast<std::size_t>(i - 1)].LLValue, e.LLValue);
+                EXPECT_FALSE(qv::LLKeyLess(e.LLValue, ix[static_cast<std::size_t>(i - 1)].LLValue));
             }
         }
         for (int s : seen)
