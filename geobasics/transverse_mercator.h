@@ -3,9 +3,19 @@
 // the polar caps.
 //
 // The Transverse Mercator kernel is the classic series in the longitude difference up to its eighth
-// power, without a scale factor of its own; UTM applies 0.9996 on top. It is fast and simple but, being a
-// truncated series, it loses accuracy away from the central meridian (accuracy figures measured against
-// an exact Transverse Mercator are given below the declarations of LatLongToUTM/UTMToLatLong).
+// power, without a scale factor of its own; UTM applies 0.9996 on top. Being a truncated series it loses
+// accuracy away from the central meridian. Measured against GeographicLib's exact Transverse Mercator
+// (WGS 84, latitudes −80° to 84° every 0.1°, grid distance on the UTM plane):
+//
+//   distance from the central meridian   forward     inverse     forward + inverse round trip
+//   up to 1°                              0.1 µm      0.3 µm      0.2 µm
+//   up to 3° (every standard UTM zone)    16 µm       4 µm        12 µm
+//   up to 4°                              76 µm       23 µm       58 µm
+//   up to 6° (widened zones 32V, 31X-37X) 0.8 mm      0.4 mm      0.7 mm
+//   up to 9°                              11 mm       14 mm       15 mm
+//
+// UPS is a closed form (with a converging Newton iteration in the inverse) and agrees with GeographicLib's
+// polar stereographic UPS to 0.1 µm.
 //
 // Nothing here throws or reports errors: a position outside the UTM area gives zone 0.
 #pragma once
