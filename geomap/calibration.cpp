@@ -167,6 +167,24 @@ void TMapCalibration::RecalcCalibration()
     Refit(true);
 }
 
+void TMapCalibration::ScaleCalibPoints(double Factor)
+{
+    using calib_detail::RoundPixelSaturated;
+    TCalibData& d = FCalibData;
+    for (int l = 0; l < ValidCalLines(d); ++l) {
+        TCalibLine& line = d.CalLines[l];
+        for (int p = 0; p < ValidLinePoints(line); ++p) {
+            line.CalPoints[p].X = RoundPixelSaturated(line.CalPoints[p].X * Factor);
+            line.CalPoints[p].Y = RoundPixelSaturated(line.CalPoints[p].Y * Factor);
+        }
+    }
+    for (int q = 0; q < ValidCalQuads(d); ++q) {
+        d.CalQuads[q].MapX = RoundPixelSaturated(d.CalQuads[q].MapX * Factor);
+        d.CalQuads[q].MapY = RoundPixelSaturated(d.CalQuads[q].MapY * Factor);
+    }
+    RecalcCalibration();
+}
+
 void TMapCalibration::SetCalibModel(TCalibModel Value)
 {
     FCalibModel = Value;

@@ -108,6 +108,9 @@ public:
     void Clear();
     // RecalcGratMat, the model's fit, CalcExtentsAndResolution, repaint.
     void RecalcCalibration();
+    // Multiplies the pixel coordinates of every graticule-line point and quad by Factor (rounded half to
+    // even, saturated to 32 bits), then RecalcCalibration: what resampling the map image by Factor needs.
+    void ScaleCalibPoints(double Factor);
 
     // ---- fitting (calibration_fit.cpp) ----
     bool RecalcGratMat();

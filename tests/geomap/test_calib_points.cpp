@@ -307,6 +307,25 @@ TEST(CalibPoints, ModelChangeKeepsPointsAndRefitsOnlyTheNewModel)
     EXPECT_NE(f.cal.CalParsPLSP()[0][0], 0.0);
 }
 
+TEST(CalibPoints, ScalingThePointsFollowsAResampledImage)
+{
+    Fixture f(cmEquiRect);
+    f.cal.AddCalibPoint(48.0, 16.0, 0, 0);
+    f.cal.AddCalibPoint(47.0, 17.0, 500, 401);
+    f.cal.AddCalibPoint(46.0, 16.5, 101, 803);
+    f.cal.ScaleCalibPoints(0.5);
+    const TCalibData& d = f.cal.CalibData();
+    EXPECT_EQ(d.CalQuads[1].MapY, 200);  // 200.5 rounds to even
+    EXPECT_EQ(d.CalQuads[2].MapX, 50);   // 50.5 rounds to even
+    EXPECT_EQ(d.CalQuads[2].MapY, 402);  // 401.5 rounds to even
+    bool v = false;
+    EXPECT_NEAR(f.cal.CalcLongitude(250, 200, v), 17.0, 0.01);  // refitted on the new pixels
+    Fixture g(cmParabolicIp);
+    g.cal.AddCalibPoint(gtlMeridian, 16.0, 3, 7);
+    g.cal.ScaleCalibPoints(3.0);
+    EXPECT_EQ(g.cal.CalibData().CalLines[0].CalPoints[0], (TPoint{9, 21}));
+}
+
 TEST(CalibPoints, AssignCopiesStateButNotNameOrOwner)
 {
     Fixture f(cmEquiRect);
