@@ -96,14 +96,10 @@ double FootpointLatitude(double Y, const TEllipsoidConsts& c)
 double DegToRad(double Deg) { return Deg * Pi / 180.0; }
 double RadToDeg(double Rad) { return Rad * 180.0 / Pi; }
 
-}  // namespace
+// The kernels, kept internal so that the UTM functions call them directly (the public names are
+// exported from a shared library and could otherwise not be inlined).
 
-double ArcLengthOfMeridian(double Phi, TGeoEllipsoid Ellipsoid)
-{
-    return ArcLength(Phi, Consts(Ellipsoid));
-}
-
-double UTMCentralMeridian(int Zone)
+double CentralMeridian(int Zone)
 {
     // Evaluated at compile time with the same IEEE operations as at run time: identical bits.
     static constexpr std::array<double, 61> meridians = [] {
@@ -117,9 +113,8 @@ double UTMCentralMeridian(int Zone)
     return meridians[Zone];
 }
 
-void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y)
+void Forward(double Phi, double Lambda, double Lambda0, const TEllipsoidConsts& c, double& X, double& Y)
 {
-    const TEllipsoidConsts& c = Consts(Ellipsoid);
     const double cf = std::cos(Phi);
     const double cf2 = cf * cf;
     const double nu2 = c.ep2 * cf2;
@@ -147,9 +142,8 @@ void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellips
         (t / 720.0) * N * cf6 * l6coef * lp6 + (t / 40320.0) * N * cf8 * l8coef * lp8;
 }
 
-void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, double& Phi, double& Lambda)
+void Inverse(double X, double Y, double Lambda0, const TEllipsoidConsts& c, double& Phi, double& Lambda)
 {
-    const TEllipsoidConsts& c = Consts(Ellipsoid);
     const double phif = FootpointLatitude(Y, c);
     const double cf = std::cos(phif);
     const double nuf2 = c.ep2 * (cf * cf);
@@ -186,7 +180,7 @@ void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, do
     Lambda = Lambda0 + x1frac * X + x3frac * x3poly * xp3 + x5frac * x5poly * xp5 + x7frac * x7poly * xp7;
 }
 
-void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band)
+void UTMZone(double Lat, double Long, int& Zone, char& Band)
 {
     Zone = 0;
     Band = ' ';
@@ -210,11 +204,32 @@ void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band)
         Zone = 2 * static_cast<int>((Long + 3.0) / 12.0) + 31;
 }
 
+}  // namespace
+
+double ArcLengthOfMeridian(double Phi, TGeoEllipsoid Ellipsoid)
+{
+    return ArcLength(Phi, Consts(Ellipsoid));
+}
+
+double UTMCentralMeridian(int Zone) { return CentralMeridian(Zone); }
+
+void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y)
+{
+    Forward(Phi, Lambda, Lambda0, Consts(Ellipsoid), X, Y);
+}
+
+void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, double& Phi, double& Lambda)
+{
+    Inverse(X, Y, Lambda0, Consts(Ellipsoid), Phi, Lambda);
+}
+
+void GeoToUTMZone(double Lat, double Long, int& Zone, char& Band) { UTMZone(Lat, Long, Zone, Band); }
+
 std::string GeoToUTMZone(double Lat, double Long)
 {
     int zone;
     char band;
-    GeoToUTMZone(Lat, Long, zone, band);
+    UTMZone(Lat, Long, zone, band);
     if (zone == 0)
         return {};
     std::string s = std::to_string(zone);
@@ -225,9 +240,9 @@ std::string GeoToUTMZone(double Lat, double Long)
 void LatLongToUTM(double Lat, double Long, TGeoEllipsoid Ellipsoid, int& Zone, double& Easting, double& Northing)
 {
     char band;
-    GeoToUTMZone(Lat, Long, Zone, band);
+    UTMZone(Lat, Long, Zone, band);
     double x, y;
-    LatLongToTM(DegToRad(Lat), DegToRad(Long), UTMCentralMeridian(Zone), Ellipsoid, x, y);
+    Forward(DegToRad(Lat), DegToRad(Long), CentralMeridian(Zone), Consts(Ellipsoid), x, y);
     Easting = x * UTMScaleFactor + UTMFalseEasting;
     Northing = y * UTMScaleFactor;
     if (Northing < 0.0)
@@ -240,7 +255,7 @@ void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEll
     const double x = (Easting - UTMFalseEasting) / UTMScaleFactor;
     const double y = (South ? Northing - UTMFalseNorthingSouth : Northing) / UTMScaleFactor;
     double phi, lambda;
-    TMToLatLong(x, y, UTMCentralMeridian(Zone), Ellipsoid, phi, lambda);
+    Inverse(x, y, CentralMeridian(Zone), Consts(Ellipsoid), phi, lambda);
     Lat = RadToDeg(phi);
     Long = RadToDeg(lambda);
 }
