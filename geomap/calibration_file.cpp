@@ -157,6 +157,8 @@ void WriteRawCalDataToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_
     if (ValidCalQuads(CalData) > 0)
         WriteCalQuads(F, CalData);
     F << "</geomap>\n";
+    if (!F)
+        throw EXELGeoMapError("WriteRawCalDataToOpenXMLFile: the calibration could not be written");
 }
 
 void TMapCalibration::WriteCalDataToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_view Id)
@@ -195,6 +197,8 @@ void TMapCalibration::SaveCalDataAsXML(std::ostream& Stream, std::string_view Id
     WriteCalLines(Stream, d);
     WriteCalQuads(Stream, d);
     WriteLnStream(Stream, "</geomap>");
+    if (!Stream)
+        RaiseComponentError("the calibration could not be written to the stream");
 }
 
 // ---- reader -------------------------------------------------------------------------------------------

@@ -17,7 +17,8 @@ namespace qv {
 // Writes one calibration to an open stream. Latitudes, longitudes and corner positions with exactly 5
 // decimals, the resolution with 3 (only when positive), UTM zone and hemisphere only for zones 1..59,
 // graticule-line values in the shortest general form with up to 15 digits and the decimal separator of
-// the C library's current locale. Raises EXELGeoMapError for an ellipsoid outside the catalogue.
+// the C library's current locale. Raises EXELGeoMapError for an ellipsoid outside the catalogue and
+// when the stream fails.
 void WriteRawCalDataToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_view Id, const TCalibData& CalData,
                                   TCalibModel Model);
 

@@ -2,6 +2,7 @@
 // input (which must give a clear error or a documented fallback, never a crash or an overrun).
 #include "geomap/calibration.h"
 #include "geomap/calibration_file.h"
+#include "geomap/image_header.h"
 #include "support/errors.h"
 #include "support/math_services.h"
 
@@ -393,6 +394,65 @@ TEST(CalibFile, FileWriterAndLoaderRoundTrip)
     EXPECT_EQ(viaName.CalDatName(), fname);
     EXPECT_EQ(viaName.CalibData().NumCalQuads, 3);
     std::filesystem::remove_all(dir);
+}
+
+TEST(CalibFile, FailingStreamsAreReported)
+{
+    std::ostream broken(nullptr);
+    EXPECT_EQ(ErrorOf([&] { WriteRawCalDataToOpenXMLFile(broken, true, "1", ViennaData(), cmUTM); }),
+              "WriteRawCalDataToOpenXMLFile: the calibration could not be written");
+    TMapCalibration cal = NamedMap();
+    std::ostream broken2(nullptr);
+    EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML(broken2, "1"); }),
+              "Component \"GeoMap1\": the calibration could not be written to the stream");
+}
+
+TEST(CalibFile, TheBundledSampleLoadsWithItsImage)
+{
+    const std::string dir = std::string(QVGEO_SOURCE_DIR) + "/data/samples/";
+    struct Case {
+        const char* id;
+        TCalibModel parsed, mapModel;
+        int lines, quads;
+    };
+    const Case cases[] = {{"utm", cmUTM, cmUTM, 0, 6}, {"geo", cmEquiRect, cmEquiRect, 0, 6},
+                          {"grat", cmParabolicIp, cmUndefined, 8, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        TCalibData d;
+        TCalibModel m = cmUndefined;
+        ASSERT_TRUE(ParseCalibData(dir + "calib-vienna.xml", c.id, d, m));
+        EXPECT_EQ(m, c.parsed);
+        EXPECT_EQ(d.NumCalLines, c.lines);
+        EXPECT_EQ(d.NumCalQuads, c.quads);
+        EXPECT_EQ(d.MapFName, "calib-vienna.bmp");
+        // An owner-less map loads the named image relative to the working directory; an owner that
+        // resolves names beside the calibration file gets the sheet and its size.
+        TMapCalibration cal = NamedMap();
+        TCalibrationOwner owner;
+        std::int32_t w = 0, h = 0;
+        owner.LoadImage = [&](const std::string& name) { ASSERT_TRUE(ReadImageSize(dir + name, w, h)); };
+        owner.ImageSize = [&](std::int32_t& W, std::int32_t& H) {
+            W = w;
+            H = h;
+        };
+        cal.SetOwner(owner);
+        EXPECT_EQ(cal.LoadCalDataFromXML(dir + "calib-vienna.xml", c.id), c.lines > 0);
+        EXPECT_EQ(cal.CalibModel(), c.mapModel);
+        EXPECT_EQ(w, 800);
+        EXPECT_EQ(h, 600);
+    }
+    TMapCalibration own = NamedMap();
+    own.SetMapImgName(dir + "calib-vienna.bmp");
+    std::int32_t w = 0, h = 0;
+    own.ImageSize(w, h);
+    EXPECT_EQ(w, 800);
+    EXPECT_EQ(h, 600);
+    EXPECT_EQ(own.ImageName(), dir + "calib-vienna.bmp");
+    own.SetMapImgName(dir + "no-such-image.bmp");
+    own.ImageSize(w, h);
+    EXPECT_EQ(w, 0);
+    EXPECT_EQ(own.ImageName(), "");
 }
 
 TEST(CalibFile, BadContentRaisesTheDocumentedMessages)
