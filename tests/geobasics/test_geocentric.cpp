@@ -316,4 +316,43 @@ TEST(Helmert, ForwardStepAgreesWithProj)
     EXPECT_EQ(compared, 271 * 30);
 }
 
+
+// The backward step out of WGS 84 is the target datum's Helmert with every parameter negated (a first-order
+// inverse), which PROJ's forward Helmert reproduces exactly when given the negated parameters. Checked
+// here for a whole shift between two datums with rotations: the source's forward, then the target's
+// negated parameters.
+TEST(Helmert, TwoDatumShiftAgreesWithProjPipeline)
+{
+    struct Pair {
+        int src, dst;
+    };
+    const Pair pairs[] = {{183, 101}, {101, 183}, {269, 44}, {13, 217}, {52, 75}, {92, 269}, {167, 59}, {1, 130}};
+    for (const Pair& pr : pairs) {
+        const TGeoDatum* s = GeoDatum(pr.src);
+        const TGeoDatum* d = GeoDatum(pr.dst);
+        const TEllipsoidAxes se = GeoEllipsoidData[s->Ellipsoid];
+        const TEllipsoidAxes de = GeoEllipsoidData[d->Ellipsoid];
+        const std::string def =
+            "+proj=pipeline +step +proj=cart +a=" + Num(se.a) + " +b=" + Num(se.b) +
+            " +step +proj=helmert +x=" + Num(s->dX) + " +y=" + Num(s->dY) + " +z=" + Num(s->dZ) + " +rx=" +
+            Num(s->rX) + " +ry=" + Num(s->rY) + " +rz=" + Num(s->rZ) + " +s=" + Num(s->Scale) +
+            " +convention=position_vector" + " +step +proj=helmert +x=" + Num(-d->dX) + " +y=" + Num(-d->dY) +
+            " +z=" + Num(-d->dZ) + " +rx=" + Num(-d->rX) + " +ry=" + Num(-d->rY) + " +rz=" + Num(-d->rZ) +
+            " +s=" + Num(-d->Scale) + " +convention=position_vector" + " +step +inv +proj=cart +a=" + Num(de.a) +
+            " +b=" + Num(de.b);
+        std::unique_ptr<PJ, ProjDeleter> P(proj_create(PJ_DEFAULT_CTX, def.c_str()));
+        ASSERT_TRUE(P) << def;
+        for (double lat : {-45.0, 0.5, 35.0, 50.0, 64.0}) {
+            for (double lon : {-70.0, 0.0, 5.5, 15.0, 33.0}) {
+                double rlat, rlon, rh;
+                ASSERT_EQ(HelmertTransform(pr.src, lat, lon, 100.0, pr.dst, rlat, rlon, rh), 0);
+                const PJ_COORD out = proj_trans(P.get(), PJ_FWD, proj_coord(lon * Deg, lat * Deg, 100.0, 0));
+                EXPECT_LT(GroundDist(out.lpz.phi / Deg, out.lpz.lam / Deg, rlat, rlon), 1e-4)
+                    << pr.src << "->" << pr.dst << " " << lat << " " << lon;  // 0.1 mm
+                EXPECT_NEAR(rh, out.lpz.z, 1e-4) << pr.src << "->" << pr.dst;
+            }
+        }
+    }
+}
+
 }  // namespace
