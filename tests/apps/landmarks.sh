@@ -27,6 +27,17 @@ check "first landmark" $'1\t48.20849\t16.37208\t171\t1\t101\tSpade\t6\t000000FF\
 check "round trip through GeoJSON" "$("$geotool" landmarks "$samples/landmarks-vienna.xml")" \
   "$("$geotool" landmarks "$tmp/back.xml" --id BACK)"
 check "features" 8 "$(grep -c '"type":"Feature"' "$tmp/all.geojson")"
+# Extreme values survive the round trip too.
+cat > "$tmp/extreme.xml" <<'XML'
+<gmlandmarks sig="Quorvanta" vers="1.0" id="x">
+<landmark lat="-89.99999999999999" long="179.99999999999997" alti="1e-300" class="255" usertag="-2147483648" colorfg="FFFFFFFF" colorbg="80000001" size="-2147483648" transp="TRUE" dir="2147483647" leng="-1" element="arrowto" id="ID with 15 char" date="00010101000000" captext="it's a &quot;caption&quot; with 'quotes' &amp; ümlauts" capsize="0" capfnm="Font, Name" capfgcol="0" capbgcol="00ABCDEF" captransp="FALSE" capdir="-90" capdx="-2147483648" capdy="2147483647" caphal="0" capval="2" capfst="1111" />
+<landmark lat="0" long="-0" date="99991231235959" captext='say "hi"' caphal="1" capval="1" capfst="0001" />
+</gmlandmarks>
+XML
+"$geotool" landmarks "$tmp/extreme.xml" --to-geojson | "$geotool" landmarks --from-geojson - > "$tmp/extreme-back.xml" || fail=1
+check "extreme values through GeoJSON" "$("$geotool" landmarks "$tmp/extreme.xml")" "$("$geotool" landmarks "$tmp/extreme-back.xml")"
+check "extreme landmarks" 2 "$("$geotool" landmarks "$tmp/extreme-back.xml" | wc -l)"
+
 # ...and standard input works as well.
 check "from standard input" 8 \
   "$("$geotool" landmarks --from-geojson - < "$tmp/all.geojson" | "$geotool" landmarks /dev/stdin | wc -l)"
