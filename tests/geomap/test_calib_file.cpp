@@ -209,6 +209,23 @@ TEST(CalibFile, ParseReadsBackWhatWasWrittenForEveryModel)
     }
 }
 
+TEST(CalibFile, WindowsLineEndsReadAlike)
+{
+    std::string crlf;
+    for (char c : std::string(kViennaFile)) {
+        if (c == '\n')
+            crlf += '\r';
+        crlf += c;
+    }
+    TCalibData a, b;
+    TCalibModel ma = cmUndefined, mb = cmUndefined;
+    ASSERT_TRUE(Parse(kViennaFile, "1", a, ma));
+    ASSERT_TRUE(Parse(crlf, "1", b, mb));
+    EXPECT_EQ(a, b);
+    EXPECT_EQ(a, ViennaData());
+    EXPECT_EQ(mb, cmUTM);
+}
+
 TEST(CalibFile, MapReaderQuirks)
 {
     TCalibData d = ViennaData();
