@@ -43,6 +43,32 @@ TLandMarkStore::TLandMarkStore() : FLandMarks(GrowthStep), FDefaultLM(DefaultLan
     FLMClassVisible.fill(true);
 }
 
+TLandMarkStore::TLandMarkStore(TLandMarkStore&& Other) : TLandMarkStore() { SwapWith(Other); }
+
+TLandMarkStore& TLandMarkStore::operator=(TLandMarkStore&& Other)
+{
+    TLandMarkStore taken(std::move(Other));
+    SwapWith(taken);
+    return *this;
+}
+
+void TLandMarkStore::SwapWith(TLandMarkStore& Other) noexcept
+{
+    using std::swap;
+    swap(LandMarkActionHook, Other.LandMarkActionHook);
+    swap(RepaintHook, Other.RepaintHook);
+    swap(FComponentName, Other.FComponentName);
+    swap(FNumLandMarks, Other.FNumLandMarks);
+    swap(FLandMarks, Other.FLandMarks);
+    swap(FDefaultLM, Other.FDefaultLM);
+    swap(FLMClassVisible, Other.FLMClassVisible);
+    swap(FHighLM, Other.FHighLM);
+    swap(FHighLMColFG, Other.FHighLMColFG);
+    swap(FHighLMColBG, Other.FHighLMColBG);
+    swap(FHighLMTrans, Other.FHighLMTrans);
+    swap(FInAction, Other.FInAction);
+}
+
 void TLandMarkStore::SetDefaultLandMark(const TLandMark& LandMark)
 {
     FDefaultLM = LandMark;

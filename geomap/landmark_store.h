@@ -45,8 +45,9 @@ public:
     // A copy would carry hooks bound to the original's owner; AssignLandMarks copies the data alone.
     TLandMarkStore(const TLandMarkStore&) = delete;
     TLandMarkStore& operator=(const TLandMarkStore&) = delete;
-    TLandMarkStore(TLandMarkStore&&) = default;
-    TLandMarkStore& operator=(TLandMarkStore&&) = default;
+    // Moving takes the list, the settings and the hooks; the source is left as a new, empty store.
+    TLandMarkStore(TLandMarkStore&& Other);
+    TLandMarkStore& operator=(TLandMarkStore&& Other);
 
     // Name used in error messages ("Component \"<name>\": ..."); the owning control passes its own.
     const std::string& ComponentName() const { return FComponentName; }
@@ -149,6 +150,7 @@ public:
     void SaveLandmarks(const std::string& FName, std::string_view Id) const;
 
 private:
+    void SwapWith(TLandMarkStore& Other) noexcept;
     bool Ask(TLandMarkAction Action, const TLandMark& LandMark);
     void Repaint() const;
     std::int32_t Append(const TLandMark& LandMark);  // after the question; returns the new number

@@ -503,3 +503,24 @@ TEST(LandMarkStore, AssignCopiesListAndSettingsButNotHooks)
     EXPECT_TRUE(static_cast<bool>(dest.RepaintHook));
     EXPECT_EQ(repaints, 0);
 }
+
+TEST(LandMarkStore, MovedFromStoreIsEmptyAndUsable)
+{
+    TLandMarkStore source = MakeStore(1200);
+    int repaints = 0;
+    source.RepaintHook = [&] { ++repaints; };
+    TLandMarkStore moved(std::move(source));
+    EXPECT_EQ(moved.NumLandMarks(), 1200);
+    EXPECT_EQ(source.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move): the moved-from state is specified
+    EXPECT_EQ(source.LandMarkCapacity(), 1000);
+    EXPECT_TRUE(source.LandMarks().empty());
+    EXPECT_FALSE(static_cast<bool>(source.RepaintHook));
+    EXPECT_EQ(source.AddLandMark(1, 1, 1), 1);
+    moved.AddLandMark(0, 0, 0);
+    EXPECT_EQ(repaints, 1);
+
+    source = std::move(moved);
+    EXPECT_EQ(source.NumLandMarks(), 1201);
+    EXPECT_EQ(moved.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(Tags(source).front(), 1);
+}
