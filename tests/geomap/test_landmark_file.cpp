@@ -467,3 +467,16 @@ TEST(FileFamily, SeekHeaderLeavesTheStreamAfterIt)
     EXPECT_EQ(next, "line b");
     EXPECT_FALSE(SeekFamilyHeader(in, "gmlandmarks", ""));
 }
+
+TEST(LandMarkFile, WindowsLineEndsAndByteOrderMark)
+{
+    TLandMarkStore store;
+    store.AddLandMark(48.5, 16.25, 200, "CRLF", 0, "caption", 9, 0x00FF00);
+    std::string text = "\xEF\xBB\xBF" + Write(store, true, "w");
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2))
+        text.insert(at, "\r");
+    TLandMarkStore back;
+    ASSERT_TRUE(Read(back, text, "W"));
+    ASSERT_EQ(back.NumLandMarks(), 1);
+    EXPECT_EQ(back.GetLandMarkData(1), store.GetLandMarkData(1));
+}
