@@ -95,7 +95,7 @@ void TLandMarkStore::Repaint() const
 void TLandMarkStore::ResizeArray(std::size_t Length)
 {
     try {
-        // The length follows the documented steps; the allocation below it grows geometrically, so that
+        // The length follows the steps of 1000; the allocation below it grows geometrically, so that
         // a long run of appends does not copy the whole list at every step.
         if (Length > FLandMarks.capacity())
             FLandMarks.reserve(std::max(Length, 2 * FLandMarks.capacity()));

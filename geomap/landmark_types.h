@@ -1,6 +1,6 @@
 // The landmark record of a map and its companions: symbol shapes and their appearance, caption
 // properties (font styles and the two alignments, defined here without any GUI framework type), the
-// short-string capacities, the add/remove question put to the owner, and the documented defaults of
+// short-string capacities, the add/remove question put to the owner, and the defaults of
 // the template landmark.
 #pragma once
 
@@ -102,7 +102,7 @@ struct TLandMark {
     bool operator==(const TLandMark&) const = default;
 };
 
-// The documented defaults of the template landmark: a 7-pixel blue cross on white, no caption text in
+// The defaults of the template landmark: a 7-pixel blue cross on white, no caption text in
 // 8-point "MS Sans Serif", black on a transparent background, 8 pixels below the point, centred.
 TLandMark DefaultLandMarkRecord();
 

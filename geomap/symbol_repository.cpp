@@ -202,7 +202,7 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         const auto count = static_cast<std::size_t>(FNumEntries) + 1;
         if (count > GrowthStep && count % GrowthStep == 1) {
             try {
-                // Geometric allocation under the documented length: no copy of the whole list every 1000.
+                // Geometric allocation under the stepped length: no copy of the whole list every 1000.
                 if (count + GrowthStep > FEntries.capacity())
                     FEntries.reserve(std::max(count + GrowthStep, 2 * FEntries.capacity()));
                 FEntries.resize(count + GrowthStep, DefaultSymbolRecord());

@@ -511,7 +511,7 @@ TEST(LandMarkStore, MovedFromStoreIsEmptyAndUsable)
     source.RepaintHook = [&] { ++repaints; };
     TLandMarkStore moved(std::move(source));
     EXPECT_EQ(moved.NumLandMarks(), 1200);
-    EXPECT_EQ(source.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move): the moved-from state is specified
+    EXPECT_EQ(source.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move): the moved-from state is part of the interface
     EXPECT_EQ(source.LandMarkCapacity(), 1000);
     EXPECT_TRUE(source.LandMarks().empty());
     EXPECT_FALSE(static_cast<bool>(source.RepaintHook));
