@@ -44,49 +44,33 @@ bool ValidEllipsoid(TGeoEllipsoid e)
     return static_cast<int>(e) < NumGeoEllipsoids;
 }
 
-// The graticule matrix's row kind: 1 parallel, 0 meridian, anything else neither.
-int RowKind(const TMatrix& g, int row)
+template <typename Row>
+double Parabola(const Row& g, std::int32_t t)
 {
-    const double k = std::nearbyint(g.GetVal(1, row));
-    return k == 1.0 ? 1 : (k == 0.0 ? 0 : -1);
+    return g.K0 + g.K1 * t + g.K2 * WrapMul(t, t);
 }
 
-double Parabola(const TMatrix& g, int row, std::int32_t t)
-{
-    return g.GetVal(3, row) + g.GetVal(4, row) * t + g.GetVal(5, row) * WrapMul(t, t);
-}
-
-// Nearest and second nearest rows of the kind Kind by the distance Dist(row); ties keep the earlier row.
-template <typename F>
-void TwoNearest(const TMatrix& g, double Kind, F Dist, int& r1, int& r2)
+// Nearest and second nearest rows (0-based, -1 for none) of the kind Kind by the distance Dist(row);
+// ties keep the earlier row. Distances of 1e20 and beyond (or NaN) never count.
+template <typename Rows, typename F>
+void TwoNearest(const Rows& rows, double Kind, F Dist, int& r1, int& r2)
 {
     double d1 = kFar, d2 = kFar;
-    r1 = r2 = 0;
-    for (int row = 1; row <= g.NrOfRows(); ++row) {
-        if (g.GetVal(1, row) != Kind)
+    r1 = r2 = -1;
+    for (int i = 0; i < static_cast<int>(rows.size()); ++i) {
+        if (rows[static_cast<std::size_t>(i)].Kind != Kind)
             continue;
-        const double d = Dist(row);
+        const double d = Dist(rows[static_cast<std::size_t>(i)]);
         if (d < d1) {
             d2 = d1;
             r2 = r1;
             d1 = d;
-            r1 = row;
+            r1 = i;
         } else if (d < d2) {
             d2 = d;
-            r2 = row;
+            r2 = i;
         }
     }
-}
-
-bool EnoughOfEachKind(const TMatrix& g)
-{
-    int p = 0, m = 0;
-    for (int row = 1; row <= g.NrOfRows(); ++row) {
-        const int k = RowKind(g, row);
-        p += k == 1;
-        m += k == 0;
-    }
-    return p >= 2 && m >= 2;
 }
 
 }  // namespace
@@ -95,33 +79,30 @@ bool EnoughOfEachKind(const TMatrix& g)
 
 double TMapCalibration::ParabolicLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
 {
-    const TMatrix& g = FGratMat;
-    if (!EnoughOfEachKind(g))
+    if (FGratParallels < 2 || FGratMeridians < 2)
         return 0.0;
     int r1 = 0, r2 = 0;
-    TwoNearest(g, 1.0, [&](int row) { return std::fabs(y - Parabola(g, row, x)); }, r1, r2);
-    // Distances beyond 1e20 (or NaN) leave no pair to interpolate between.
-    if (r1 == 0 || r2 == 0)
+    TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(y - Parabola(g, x)); }, r1, r2);
+    if (r1 < 0 || r2 < 0)
         return 0.0;
-    const double y1 = Parabola(g, r1, x), y2 = Parabola(g, r2, x);
-    const double v1 = g.GetVal(2, r1), v2 = g.GetVal(2, r2);
+    const TGratRow &g1 = FGratRows[static_cast<std::size_t>(r1)], &g2 = FGratRows[static_cast<std::size_t>(r2)];
+    const double y1 = Parabola(g1, x), y2 = Parabola(g2, x);
     Valid = true;
-    return v2 + (v1 - v2) * (y - y2) / (y1 - y2);
+    return g2.Value + (g1.Value - g2.Value) * (y - y2) / (y1 - y2);
 }
 
 double TMapCalibration::ParabolicLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
 {
-    const TMatrix& g = FGratMat;
-    if (!EnoughOfEachKind(g))
+    if (FGratParallels < 2 || FGratMeridians < 2)
         return 0.0;
     int r1 = 0, r2 = 0;
-    TwoNearest(g, 0.0, [&](int row) { return std::fabs(x - Parabola(g, row, y)); }, r1, r2);
-    if (r1 == 0 || r2 == 0)
+    TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(x - Parabola(g, y)); }, r1, r2);
+    if (r1 < 0 || r2 < 0)
         return 0.0;
-    const double x1 = Parabola(g, r1, y), x2 = Parabola(g, r2, y);
-    const double v1 = g.GetVal(2, r1), v2 = g.GetVal(2, r2);
+    const TGratRow &g1 = FGratRows[static_cast<std::size_t>(r1)], &g2 = FGratRows[static_cast<std::size_t>(r2)];
+    const double x1 = Parabola(g1, y), x2 = Parabola(g2, y);
     Valid = true;
-    return v2 + (v1 - v2) * (x - x2) / (x1 - x2);
+    return g2.Value + (g1.Value - g2.Value) * (x - x2) / (x1 - x2);
 }
 
 void TMapCalibration::UTMGeo(std::int32_t x, std::int32_t y, double& Lat, double& Long) const
@@ -230,23 +211,24 @@ bool TMapCalibration::ConicPixel(double Lat, double Long, std::int32_t& x, std::
 
 bool TMapCalibration::ParabolicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
 {
-    const TMatrix& g = FGratMat;
-    if (g.NrOfRows() < 4)
+    if (FGratRows.size() < 4)
         return false;
     int m1 = 0, m2 = 0, p1 = 0, p2 = 0;
-    TwoNearest(g, 0.0, [&](int row) { return std::fabs(Long - g.GetVal(2, row)); }, m1, m2);
-    TwoNearest(g, 1.0, [&](int row) { return std::fabs(Lat - g.GetVal(2, row)); }, p1, p2);
-    if (m1 == 0 || m2 == 0 || p1 == 0 || p2 == 0)
+    TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(Long - g.Value); }, m1, m2);
+    TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(Lat - g.Value); }, p1, p2);
+    if (m1 < 0 || m2 < 0 || p1 < 0 || p2 < 0)
         return false;
+    auto row = [this](int i) -> const TGratRow& { return FGratRows[static_cast<std::size_t>(i)]; };
+    // Coefficients interpolated linearly in the value between the two nearest lines of each kind, in
+    // the order (c1 − c2)·(v − v2)/(v1 − v2) that stored calibrations were evaluated with.
+    auto blend = [](const TGratRow& a1, const TGratRow& a2, double v, std::array<double, 3>& K) {
+        K[0] = a2.K0 + (a1.K0 - a2.K0) * (v - a2.Value) / (a1.Value - a2.Value);
+        K[1] = a2.K1 + (a1.K1 - a2.K1) * (v - a2.Value) / (a1.Value - a2.Value);
+        K[2] = a2.K2 + (a1.K2 - a2.K2) * (v - a2.Value) / (a1.Value - a2.Value);
+    };
     std::array<double, 3> P{}, M{};
-    const double pv1 = g.GetVal(2, p1), pv2 = g.GetVal(2, p2);
-    const double mv1 = g.GetVal(2, m1), mv2 = g.GetVal(2, m2);
-    for (int k = 0; k < 3; ++k) {
-        const double a2 = g.GetVal(3 + k, p2), a1 = g.GetVal(3 + k, p1);
-        P[k] = a2 + (a1 - a2) * (Lat - pv2) / (pv1 - pv2);
-        const double b2 = g.GetVal(3 + k, m2), b1 = g.GetVal(3 + k, m1);
-        M[k] = b2 + (b1 - b2) * (Long - mv2) / (mv1 - mv2);
-    }
+    blend(row(p1), row(p2), Lat, P);
+    blend(row(m1), row(m2), Long, M);
     // Fixed-point iteration between the interpolated parallel y(x) and meridian x(y): a fixed count of
     // 15 rounds, no tolerance; a run-away iteration reports failure.
     double fx = 500.0, fy = 0.0;

@@ -57,6 +57,7 @@ void RemoveLinePoint(TCalibData& D, int l, int p)
 TMapCalibration::TMapCalibration()
 {
     FGratMat.Resize(5, 1);
+    SyncGratRows();
 }
 
 void TMapCalibration::AssignCalibration(const TMapCalibration& Source)
@@ -70,6 +71,7 @@ void TMapCalibration::AssignCalibration(const TMapCalibration& Source)
     FCalibModel = Source.FCalibModel;
     FCalibData = Source.FCalibData;
     FGratMat = Source.FGratMat;
+    SyncGratRows();
     FEquRectSPPL = Source.FEquRectSPPL;
     FEquRectPLSP = Source.FEquRectPLSP;
     FCalParsPLSP = Source.FCalParsPLSP;
@@ -387,6 +389,7 @@ void TMapCalibration::ClearCalibData()
     d.Ellipsoid = gelWGS84;
     FGratMat.Resize(5, 1);
     FGratMat.Fill(0.0);
+    SyncGratRows();
     ZeroLinearAndQuadraticSets();
     RequestRepaint();
 }

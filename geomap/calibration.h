@@ -20,6 +20,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qv {
 
@@ -184,6 +185,7 @@ private:
     bool ParabolicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const;
     bool ConicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const;
     void UTMGeo(std::int32_t x, std::int32_t y, double& Lat, double& Long) const;
+    void SyncGratRows();
 
     std::string FName;
     TCalibrationOwner FOwner;
@@ -195,6 +197,13 @@ private:
     TCalibModel FCalibModel = cmUndefined;
     TCalibData FCalibData;
     TMatrix FGratMat;
+    // FGratMat's rows in plain form for the per-point parabolic transforms (rendering calls them for
+    // every graticule point); rebuilt by SyncGratRows wherever FGratMat changes.
+    struct TGratRow {
+        double Kind, Value, K0, K1, K2;  // columns 1..5
+    };
+    std::vector<TGratRow> FGratRows;
+    int FGratParallels = 0, FGratMeridians = 0;  // rows whose kind rounds to 1 and to 0
     std::array<TLinearPars, 2> FEquRectSPPL{};
     std::array<TLinearPars, 2> FEquRectPLSP{};
     std::array<TQuadraticPars, 2> FCalParsPLSP{};

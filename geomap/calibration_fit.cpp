@@ -107,11 +107,28 @@ bool TMapCalibration::RecalcGratMat()
         else
             ++meridians;
     }
-    if (parallels >= 2 && meridians >= 2)
-        return true;
-    FGratMat.Resize(5, 1);
-    FGratMat.Fill(0.0);
-    return false;
+    const bool ok = parallels >= 2 && meridians >= 2;
+    if (!ok) {
+        FGratMat.Resize(5, 1);
+        FGratMat.Fill(0.0);
+    }
+    SyncGratRows();
+    return ok;
+}
+
+void TMapCalibration::SyncGratRows()
+{
+    const int rows = FGratMat.NrOfRows();
+    FGratRows.resize(static_cast<std::size_t>(rows));
+    FGratParallels = FGratMeridians = 0;
+    for (int r = 1; r <= rows; ++r) {
+        TGratRow& g = FGratRows[static_cast<std::size_t>(r - 1)];
+        g = TGratRow{FGratMat.GetVal(1, r), FGratMat.GetVal(2, r), FGratMat.GetVal(3, r), FGratMat.GetVal(4, r),
+                     FGratMat.GetVal(5, r)};
+        const double k = std::nearbyint(g.Kind);
+        FGratParallels += k == 1.0;
+        FGratMeridians += k == 0.0;
+    }
 }
 
 // ---- equirect and UTM ---------------------------------------------------------------------------------
