@@ -50,6 +50,8 @@ using TLinearPars = std::array<double, 3>;
 // Coefficients of c[0] + c[1]·u + c[2]·v + c[3]·u² + c[4]·u·v + c[5]·v².
 using TQuadraticPars = std::array<double, 6>;
 
+// Copying an object copies its owner hooks as well, which still point at the old owner: a map control
+// copies calibration state between maps with AssignCalibration instead.
 class TMapCalibration {
 public:
     TMapCalibration();
