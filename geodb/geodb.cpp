@@ -302,7 +302,9 @@ void TGeoDB::WriteIndexTemp(int IndexNo)
 
 void TGeoDB::SaveIndex(int IndexNo)
 {
-    if (IndexNo < 0 || IndexNo > 4 || FIxFName[static_cast<std::size_t>(IndexNo)].empty())
+    // After a close without LazyWrite the index names survive (as documented); writing then would empty
+    // the files of a set that is no longer open.
+    if (!FOpen || IndexNo < 0 || IndexNo > 4 || FIxFName[static_cast<std::size_t>(IndexNo)].empty())
         return;
     WriteIndexTemp(IndexNo);
     RenameTempOver(FIxFName[static_cast<std::size_t>(IndexNo)]);

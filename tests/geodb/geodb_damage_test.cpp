@@ -271,7 +271,7 @@ TEST(GeoDBDamage, RandomCorruptionNeverCrashes)
         original[e] = ReadAll(sound + e);
     std::mt19937 rng(99);
     const std::string base = dir / "fuzz";
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 30; ++round) {
         for (const auto& [ext, bytes] : original) {
             Bytes b = bytes;
             const int action = static_cast<int>(rng() % 6);
