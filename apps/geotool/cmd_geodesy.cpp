@@ -15,8 +15,10 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
