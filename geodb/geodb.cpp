@@ -269,6 +269,7 @@ void TGeoDB::CloseSet()
     FDamage.clear();
     FOpen = false;
     FMaxLatExtent = FMaxLongExtent = 0;
+    FWide.clear();
     if (!firstError.empty())
         throw EXELGeoDBError(firstError);
 }

@@ -201,6 +201,8 @@ private:
     void LoadHeader();
     void CheckSet();
     void RecalcExtents();
+    void NoteExtent(int RecNo0, const TgdbData& Data);
+    void ForgetExtent(int RecNo0, bool Deleted);
 
     [[noreturn]] void Raise(std::string_view Op, std::string_view Text) const;
     [[noreturn]] void RaiseCannotOpen(std::string_view Op) const;
@@ -244,10 +246,14 @@ private:
     mutable std::array<TIxLLRecArray, 4> FIxLL;  // indexes 1..4
     mutable std::size_t FIxSorted = 0;            // entries [0, FIxSorted) of every index are in order
 
-    // Largest latitude and longitude extent of any bounding box (degrees, rounded up): how far below a
-    // rectangle an item's low corner may lie and the item still meet it. Only ever an over-estimate.
+    // Largest latitude and longitude extent of the bounding box of any narrow item (degrees, rounded
+    // up): how far below a rectangle a narrow item's low corner may lie and the item still meet it. Only
+    // ever an over-estimate. Wide items (an extent beyond gdbWideExtent) are kept apart in FWide (0-based
+    // record numbers, ascending) and tested one by one, so that a few country borders do not widen the
+    // index bands of a million towns.
     double FMaxLatExtent = 0;
     double FMaxLongExtent = 0;
+    std::vector<std::int32_t> FWide;
 
     // Bulk bracket state.
     int FUpdateDepth = 0;

@@ -57,13 +57,43 @@ void WriteRecordInto(TChunkWriter& w, const TgdbData& d)
 
 }  // namespace
 
+namespace {
+// Half a degree: wider than a town or a lake, narrower than most country borders.
+constexpr double gdbWideExtent = 0.5;
+
+bool IsWide(const TgdbData& d)
+{
+    return ExtentOf(d.LatLow, d.LatHigh) > gdbWideExtent || ExtentOf(d.LongLow, d.LongHigh) > gdbWideExtent;
+}
+}  // namespace
+
+void TGeoDB::NoteExtent(int RecNo0, const TgdbData& d)
+{
+    if (IsWide(d)) {
+        FWide.insert(std::lower_bound(FWide.begin(), FWide.end(), RecNo0), RecNo0);
+        return;
+    }
+    FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
+    FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+}
+
+void TGeoDB::ForgetExtent(int RecNo0, bool Deleted)
+{
+    const auto at = std::lower_bound(FWide.begin(), FWide.end(), RecNo0);
+    auto next = at;
+    if (at != FWide.end() && *at == RecNo0)
+        next = FWide.erase(at);
+    if (Deleted)
+        for (auto it = next; it != FWide.end(); ++it)
+            --*it;
+}
+
 void TGeoDB::RecalcExtents()
 {
     FMaxLatExtent = FMaxLongExtent = 0;
-    for (const auto& d : FData) {
-        FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
-        FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
-    }
+    FWide.clear();
+    for (std::size_t i = 0; i < FData.size(); ++i)
+        NoteExtent(static_cast<int>(i), FData[i]);
 }
 
 void TGeoDB::WriteRecordAt(int RecNo0, const TgdbData& Data)
@@ -168,8 +198,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
         if (!FLazyWrite)
             SaveAllIndexes(Op);
     }
-    FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
-    FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+    NoteExtent(FNumEntries - 1, d);
     Data = d;
     return FNumEntries;
 }
@@ -267,8 +296,8 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
     SettleIndexes();
     RemoveIndexEntries(RecNo);
     InsertIntoIndex(RecNo, d);
-    FMaxLatExtent = std::max(FMaxLatExtent, ExtentOf(d.LatLow, d.LatHigh));
-    FMaxLongExtent = std::max(FMaxLongExtent, ExtentOf(d.LongLow, d.LongHigh));
+    ForgetExtent(r, false);
+    NoteExtent(r, d);
     if (!FLazyWrite)
         SaveAllIndexes(Op);
     Data = d;
@@ -385,6 +414,7 @@ void TGeoDB::DeleteData(int RecNo)
                 --e.index;
     }
     FIxSorted = n;
+    ForgetExtent(r, true);
     if (!FLazyWrite)
         SaveAllIndexes("DeleteData");
 }
@@ -470,10 +500,18 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
     // An inverted (or NaN) rectangle is no rectangle: it meets nothing, not even an item spanning it.
     if (n == 0 || !(LatLow <= LatHigh && LongLow <= LongHigh))
         return found;
+    const auto meets = [&](const TgdbData& d) {
+        return static_cast<double>(d.LatLow) <= LatHigh && static_cast<double>(d.LatHigh) >= LatLow &&
+               static_cast<double>(d.LongLow) <= LongHigh && static_cast<double>(d.LongHigh) >= LongLow &&
+               (Kind == gitUndefined || d.ItemKind == Kind);
+    };
+    for (const std::int32_t r : FWide)
+        if (static_cast<std::size_t>(r) < FData.size() && meets(FData[static_cast<std::size_t>(r)]))
+            found.push_back(r + 1);
     // An item meets the rectangle when its low corners are not above the rectangle's high edges and its
     // high corners not below the low edges. Each index gives the candidates whose key lies in a band that
-    // every such item's key must lie in (the rectangle widened by the largest extent of any item); the
-    // narrowest band is scanned and its candidates tested in full.
+    // every narrow item's key must lie in (the rectangle widened by the largest extent of a narrow item);
+    // the narrowest band is scanned and its narrow candidates tested in full.
     const std::array<std::pair<std::size_t, std::size_t>, 4> ranges = {
         KeyRange(FIxLL[0], n, Widen(LatLow, FMaxLatExtent, -1), LatHigh),
         KeyRange(FIxLL[1], n, LatLow, Widen(LatHigh, FMaxLatExtent, +1)),
@@ -490,9 +528,7 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
         if (r < 0 || static_cast<std::size_t>(r) >= FData.size())
             continue;
         const TgdbData& d = FData[static_cast<std::size_t>(r)];
-        if (static_cast<double>(d.LatLow) <= LatHigh && static_cast<double>(d.LatHigh) >= LatLow &&
-            static_cast<double>(d.LongLow) <= LongHigh && static_cast<double>(d.LongHigh) >= LongLow &&
-            (Kind == gitUndefined || d.ItemKind == Kind))
+        if (meets(d) && !IsWide(d))
             found.push_back(r + 1);
     }
     std::sort(found.begin(), found.end());

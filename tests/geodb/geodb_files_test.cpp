@@ -328,3 +328,39 @@ TEST(GeoText, HemisphereLettersAndClamps)
             EXPECT_EQ(got, DegreeToStr(c.shown, f, 2) + c.suffix) << c.v;
         }
 }
+
+TEST(GeoDBFiles, IndexNamesSurviveACloseWithoutLazyWriteButNothingIsWritten)
+{
+    ScratchDir dir;
+    TGeoDB db;
+    db.SetGDBName(dir / "keepnames");
+    db.AddTown("a", 1, 1);
+    db.SetGDBName("");
+    EXPECT_EQ(db.IndexFileName(0), dir / "keepnames.xelgi0");  // the documented asymmetry
+    db.SaveIndex(0);
+    db.SetLazyWrite(true);
+    db.SetLazyWrite(false);
+    EXPECT_EQ(std::filesystem::file_size(dir / "keepnames.xelgi0"), 8u);
+}
+
+TEST(GeoDBFiles, RemoveIndexEntriesNeitherShortensNorRenumbers)
+{
+    ScratchDir dir;
+    TGeoDB db;
+    db.SetGDBName(dir / "rm");
+    db.SetLazyWrite(true);
+    db.AddTown("a", 3, 3);
+    db.AddTown("b", 1, 1);
+    db.AddTown("c", 2, 2);
+    db.RemoveIndexEntries(2);
+    const auto& ids = db.IxItemIDArray();
+    ASSERT_EQ(ids.size(), 3u);
+    EXPECT_EQ(ids[0].ItemID, 1);
+    EXPECT_EQ(ids[1].ItemID, 3);
+    EXPECT_EQ(ids[1].index, 2);  // not renumbered
+    EXPECT_EQ(ids[2].ItemID, 3);  // the last entry stays where it was
+    const auto& lat = db.IxLLArray(1);
+    EXPECT_EQ(lat[0].LLValue, 2.0f);
+    EXPECT_EQ(lat[1].LLValue, 3.0f);
+    db.SetLazyWrite(false);
+}

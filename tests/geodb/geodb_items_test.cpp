@@ -150,6 +150,12 @@ TEST(GeoDBItems, RandomEditingAgreesWithModel)
         ExpectMatchesModel(*db, model);
         if (HasFatalFailure())
             return;
+        const auto table = Table(*db);
+        for (int q = 0; q < 3; ++q) {
+            std::uniform_real_distribution<double> la(-85, 85), lo(-175, 175), sz(0, 20);
+            const double a = la(rng), b = lo(rng), c = a + sz(rng), e = b + sz(rng);
+            ASSERT_EQ(db->SearchData(a, b, c, e), BruteForce(table, a, b, c, e, gitUndefined));
+        }
     }
     db.reset();
     TGeoDB again;
