@@ -3,28 +3,9 @@
 #include "geomap/file_tags.h"
 #include "support/text.h"
 
-#include <algorithm>
 #include <istream>
 
 namespace qv {
-
-namespace {
-
-bool Blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool SameLowerName(std::string_view Text, std::string_view LowerName)
-{
-    if (Text.size() != LowerName.size())
-        return false;
-    for (std::size_t i = 0; i < Text.size(); ++i)
-        if (Lower(Text[i]) != LowerName[i])
-            return false;
-    return true;
-}
-
-}  // namespace
 
 bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_view Id)
 {
@@ -46,49 +27,6 @@ bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_vie
             return true;
     }
     return false;
-}
-
-void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view> Names,
-                        std::span<std::string_view> Values)
-{
-    for (auto& v : Values)
-        v = {};
-    const std::size_t n = Attr.size();
-    const std::size_t count = std::min(Names.size(), Values.size());
-    std::size_t hint = 0;
-    std::size_t i = 0;
-    while (i < n) {
-        while (i < n && Blank(Attr[i]))
-            ++i;
-        const std::size_t nameStart = i;
-        while (i < n && !Blank(Attr[i]) && Attr[i] != '=')
-            ++i;
-        const std::string_view name = Attr.substr(nameStart, i - nameStart);
-        while (i < n && Blank(Attr[i]))
-            ++i;
-        if (i >= n || Attr[i] != '=')
-            continue;  // a bare word; the next word starts here
-        ++i;
-        while (i < n && Blank(Attr[i]))
-            ++i;
-        if (i >= n || (Attr[i] != '"' && Attr[i] != '\''))
-            continue;
-        const char quote = Attr[i];
-        const std::size_t close = Attr.find(quote, i + 1);
-        if (close == std::string_view::npos)
-            return;
-        const std::string_view value = Trim(Attr.substr(i + 1, close - i - 1));
-        i = close + 1;
-        // Writers put the attributes in a fixed order, so the search starts after the last name found.
-        for (std::size_t tried = 0; tried < count; ++tried, hint = hint + 1 == count ? 0 : hint + 1) {
-            if (SameLowerName(name, Names[hint])) {
-                if (Values[hint].data() == nullptr)  // the first attribute of a name wins
-                    Values[hint] = value.empty() ? std::string_view(Attr.data() + close, 0) : value;
-                hint = hint + 1 == count ? 0 : hint + 1;
-                break;
-            }
-        }
-    }
 }
 
 std::string FamilyAttributeText(std::string_view Text)

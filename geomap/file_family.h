@@ -1,7 +1,9 @@
 // Reading and writing helpers shared by the landmark and symbol files of the XML-like file family:
-// finding a set's header line by id, splitting a tag's attribute text in one pass, and writing text
+// finding a set's header line by id and writing text
 // values so that the family's reader gives them back.
 #pragma once
+
+#include "support/tag_reader.h"
 
 #include <iosfwd>
 #include <span>
@@ -16,15 +18,6 @@ namespace qv {
 // is empty; false when the input ends first. F is left just after the header line, ready for the tag
 // reader.
 bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_view Id);
-
-// Splits an attribute text ("lat=\"48.2\" long='16.3'") in one pass. For every Names[k] (lower-case) the
-// value of the first attribute of that name, compared without regard to case, goes to Values[k] as the
-// text between its quotes (double or single), trimmed of blanks; absent attributes give an empty view.
-// Words without "=" and a quote are passed over; an unterminated quote ends the text (that attribute is
-// absent). The views point into Attr. Unlike a search for "name=" anywhere, a value that itself
-// contains "id=\"...\"" is never taken for an attribute.
-void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view> Names,
-                        std::span<std::string_view> Values);
 
 // The form of Text that survives a write and a read: line breaks become blanks, '>' (which would end
 // the tag) becomes '_', a text holding both quote characters has its double quotes turned into single

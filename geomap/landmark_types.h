@@ -4,6 +4,8 @@
 // the template landmark.
 #pragma once
 
+#include "support/rect_double.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -108,14 +110,5 @@ TLandMark DefaultLandMarkRecord();
 
 // The record with its identifier and caption text cut to their capacities.
 void CutLandMarkStrings(TLandMark& LandMark);
-
-// A rectangle in geographic coordinates, in the base library's order: Left and Right are longitudes,
-// Top and Bottom latitudes (degrees); Top is north of Bottom.
-struct TRectDouble {
-    double Left = 0;
-    double Top = 0;
-    double Right = 0;
-    double Bottom = 0;
-};
 
 }  // namespace qv

@@ -2,6 +2,7 @@
 
 #include "support/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -68,7 +69,12 @@ bool TryEncodeDateTime(int Year, int Month, int Day, int Hour, int Min, int Sec,
 
 void DecodeDateTime(double DateTime, int& Year, int& Month, int& Day, int& Hour, int& Min, int& Sec)
 {
-    const long long seconds = std::isfinite(DateTime) ? static_cast<long long>(std::nearbyint(DateTime * 86400.0)) : 0;
+    // Far beyond any calendar use, but keeps the conversion to whole seconds (and the year) in range.
+    constexpr double limitDays = 5e11;
+    if (!std::isfinite(DateTime))
+        DateTime = 0.0;
+    DateTime = std::clamp(DateTime, -limitDays, limitDays);
+    const long long seconds = static_cast<long long>(std::nearbyint(DateTime * 86400.0));
     long long days = seconds / 86400;
     long long rest = seconds % 86400;
     if (rest < 0) {

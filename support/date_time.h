@@ -13,7 +13,8 @@ enum TLanguage : std::uint8_t { lanEnglish, lanGerman };
 
 // Date and time (proleptic Gregorian calendar) to days since 1899-12-30; false for an invalid date.
 bool TryEncodeDateTime(int Year, int Month, int Day, int Hour, int Min, int Sec, double& DateTime);
-// Days since 1899-12-30 to its parts, rounded to the nearest second.
+// Days since 1899-12-30 to its parts, rounded to the nearest second. Values beyond +/-5e11 days are
+// clamped there and non-finite values read as the epoch, so no input leaves the integer range.
 void DecodeDateTime(double DateTime, int& Year, int& Month, int& Day, int& Hour, int& Min, int& Sec);
 
 // Parses a date and time from Text at the 1-based position Pos by a picture whose tokens are

@@ -24,10 +24,17 @@ namespace qv {
 int ReadNextTagInStream(std::istream& Stream, std::span<const std::string_view> TagList, int High,
                         std::string& Attr, std::string& Content);
 
-// The value of attribute Name in an attribute text: the text between the quote that follows `Name=` and
-// the next quote of the same kind (double or single), trimmed of blanks. The name is matched
-// case-insensitively and as a whole word ("id" does not match inside "myid"). Absent or unterminated:
-// Found is false and the result is empty.
+// Splits an attribute text ("lat=\"48.2\" long='16.3'") in one pass. For every Names[k] (lower-case) the
+// value of the first attribute of that name, compared without regard to case, goes to Values[k] as the
+// text between its quotes (double or single), trimmed of blanks; absent attributes give a view whose
+// data() is null, present but empty ones an empty view that is not null. Blanks may stand around "=".
+// Words without "=" and a quote are passed over; an unterminated quote ends the text (that attribute is
+// absent). The views point into Attr. Because values are skipped as a whole, a value that itself
+// contains "id=\"...\"" is never taken for an attribute.
+void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view> Names,
+                        std::span<std::string_view> Values);
+
+// The value of the single attribute Name (see SplitTagAttributes); Found tells whether it was present.
 std::string TagAttribute(std::string_view Attr, std::string_view Name, bool* Found = nullptr);
 
 }  // namespace qv

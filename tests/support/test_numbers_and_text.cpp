@@ -265,6 +265,19 @@ TEST(Dates, ScanAndFormatRoundTrip)
                   FormatDateTime(serial, picture));
 }
 
+TEST(Dates, ExtremeSerialsStayInRange)
+{
+    int y, mo, d, h, mi, s;
+    for (const double serial : {1e300, -1e300, std::numeric_limits<double>::quiet_NaN(),
+                                std::numeric_limits<double>::infinity()}) {
+        DecodeDateTime(serial, y, mo, d, h, mi, s);  // must not overflow (checked under UBSan)
+        EXPECT_GE(mo, 1);
+        EXPECT_LE(mo, 12);
+    }
+    DecodeDateTime(std::numeric_limits<double>::quiet_NaN(), y, mo, d, h, mi, s);
+    EXPECT_EQ(y, 1899);
+}
+
 TEST(Dates, BadTextStopsWhereItFails)
 {
     int pos = 1;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -133,6 +134,45 @@ TEST(TagAttribute, PicksValuesByName)
     EXPECT_EQ(TagAttribute("id=bare", "id", &found), "");
     EXPECT_FALSE(found);
     EXPECT_EQ(TagAttribute("xid=\"1\" id=\"2\"", "id"), "2");  // whole names only
+    // A value that looks like an attribute is skipped as a whole.
+    EXPECT_EQ(TagAttribute("captext=\"a id='x'\" id=\"y\"", "id"), "y");
+    EXPECT_EQ(TagAttribute("captext='id=\"x\"'", "id", &found), "");
+    EXPECT_FALSE(found);
+    EXPECT_EQ(TagAttribute("id=\"first\" id=\"second\"", "ID"), "first");  // the first one wins
+}
+
+TEST(SplitTagAttributes, SeveralNamesInOnePass)
+{
+    constexpr std::array<std::string_view, 3> names = {"lat", "long", "text"};
+    std::array<std::string_view, 3> values;
+    SplitTagAttributes("LONG='16.3' bare lat = \"48.2\" text=\"\" other=\"lat='1'\"", names, values);
+    EXPECT_EQ(values[0], "48.2");
+    EXPECT_EQ(values[1], "16.3");
+    EXPECT_NE(values[2].data(), nullptr);  // present, empty
+    EXPECT_EQ(values[2], "");
+    SplitTagAttributes("lat=\"48.2\" long=\"16", names, values);  // unterminated: absent
+    EXPECT_EQ(values[0], "48.2");
+    EXPECT_EQ(values[1].data(), nullptr);
+}
+
+TEST(TagReader, ReadsAFileWithLineEndsOfEitherKind)
+{
+    const std::string path = ::testing::TempDir() + "tag_reader_file.xml";
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << "<?xml version=\"1.0\"?>\r\n\r\n<geomap id=\"a\">\r\n<ellipsoid>gelBess41</ellipsoid>\r\n";
+        for (int i = 0; i < 5000; ++i)  // past any stream buffer boundary
+            out << "<corners>\r\n[" << i << ",1] \r\n</corners>\r\n";
+        out << "</geomap>\r\n";
+    }
+    std::ifstream in(path, std::ios::binary);
+    const auto seen = ReadAll(in, 20000);
+    ASSERT_EQ(seen.size(), 2u + 5000u + 1u + 1u);
+    EXPECT_EQ(seen[1].content, "gelBess41");
+    EXPECT_EQ(seen[2].content, "[0,1]");
+    EXPECT_EQ(seen[5001].content, "[4999,1]");
+    EXPECT_EQ(seen[5002].index, 1);
+    EXPECT_EQ(seen.back().index, High);
 }
 
 }  // namespace
