@@ -184,6 +184,10 @@ public:
     // Bytes of ".xelgdd" beyond its header that no record points to.
     std::int64_t GarbageBytes() const;
 
+    // A readable dump for debugging: header, every record, the five indexes and the damage report,
+    // one tab-separated line each.
+    void ExportDataDebug(std::ostream& Out) const;
+
     // Bulk bracket: between BeginUpdate and the matching EndUpdate, additions are collected and index
     // entries appended unsorted; EndUpdate writes the data, the records and (unless LazyWrite is on) the
     // indexes once, after one sort-and-merge per index. Searches inside the bracket sort first. Any other

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 using namespace qv;
 using namespace qvtest;
@@ -363,4 +364,19 @@ TEST(GeoDBFiles, RemoveIndexEntriesNeitherShortensNorRenumbers)
     EXPECT_EQ(lat[0].LLValue, 2.0f);
     EXPECT_EQ(lat[1].LLValue, 3.0f);
     db.SetLazyWrite(false);
+}
+
+TEST(GeoDBFiles, DebugExportShowsRecordsAndIndexes)
+{
+    ScratchDir dir;
+    TGeoDB db;
+    db.SetGDBName(dir / "dbg");
+    db.AddTown("north", 10.5, 3);
+    db.AddTown("south", -2.25, 4);
+    std::ostringstream out;
+    db.ExportDataDebug(out);
+    const std::string text = out.str();
+    EXPECT_NE(text.find("record 2\tid 2\tTown\tsouth\tlat -2.25..-2.25"), std::string::npos) << text;
+    EXPECT_NE(text.find("index 1\t-2.25:2\t10.5:1\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("index 0\t1:1\t2:2\n"), std::string::npos) << text;
 }
