@@ -303,7 +303,7 @@ void TGeoDB::WriteIndexTemp(int IndexNo)
 
 void TGeoDB::SaveIndex(int IndexNo)
 {
-    // After a close without LazyWrite the index names survive (as documented); writing then would empty
+    // After a close without LazyWrite the index names survive (a kept quirk); writing then would empty
     // the files of a set that is no longer open.
     if (!FOpen || IndexNo < 0 || IndexNo > 4 || FIxFName[static_cast<std::size_t>(IndexNo)].empty())
         return;

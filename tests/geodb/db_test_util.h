@@ -74,8 +74,8 @@ inline void ShortStr(Bytes& b, const std::string& s, std::size_t capacity)
 }
 inline void Zeros(Bytes& b, std::size_t n) { b.insert(b.end(), n, 0); }
 
-// A 120-byte table record built from the documented offsets.
-struct RecSpec {
+// A 120-byte table record built field by field at the offsets of the file format.
+struct RecFields {
     std::int32_t id = 0;
     std::string name;
     float alt = 0;
@@ -90,7 +90,7 @@ struct RecSpec {
     bool closed = false;
 };
 
-inline Bytes RecordBytes(const RecSpec& r)
+inline Bytes RecordBytes(const RecFields& r)
 {
     Bytes b;
     LeI32(b, r.id);

@@ -110,7 +110,7 @@ TEST(GeoDBFiles, WrittenSetIsByteExact)
 }
 
 namespace {
-// A set of three items written byte by byte from the documented layout.
+// A set of three items written byte by byte, field by field at the offsets of the file format.
 void WriteHandMadeSet(const ScratchDir& dir, const std::string& base)
 {
     Bytes ds = RecordBytes({10, "A", 0, 0, 0, 260, 0, 0, 10.0f, 11.0f, 5.0f, 6.0f, gitRoad, 2, false});
@@ -145,7 +145,7 @@ TEST(GeoDBFiles, HandMadeSetOpens)
     EXPECT_EQ(db.SearchForItemID(15), 3);
     EXPECT_EQ(db.SearchForItemID(16), 0);
     EXPECT_EQ(db.SearchForItemID(99), 0);
-    // The documented search example over LatLow keys 10, 20, 30.
+    // LatLow keys 10, 20, 30.
     EXPECT_EQ(db.GetClosestLatLowIx(5), 1);
     EXPECT_EQ(db.GetClosestLatLowIx(20), 2);
     EXPECT_EQ(db.GetClosestLatLowIx(25), 3);
@@ -227,7 +227,7 @@ TEST(GeoDBFiles, OpeningAnotherNameLosesPendingLazyIndexes)
     db.SetGDBName(dir / "one");
     db.SetLazyWrite(true);
     db.AddTown("a", 1, 1);
-    db.SetGDBName(dir / "two");  // kept as documented: index changes of "one" are not written
+    db.SetGDBName(dir / "two");  // kept on purpose: index changes of "one" are not written
     EXPECT_TRUE(db.LazyWrite());
     EXPECT_EQ(std::filesystem::file_size(dir / "one.xelgi0"), 0u);
     db.SetGDBName("");
@@ -337,7 +337,7 @@ TEST(GeoDBFiles, IndexNamesSurviveACloseWithoutLazyWriteButNothingIsWritten)
     db.SetGDBName(dir / "keepnames");
     db.AddTown("a", 1, 1);
     db.SetGDBName("");
-    EXPECT_EQ(db.IndexFileName(0), dir / "keepnames.xelgi0");  // the documented asymmetry
+    EXPECT_EQ(db.IndexFileName(0), dir / "keepnames.xelgi0");  // kept asymmetry: names stay after a close without LazyWrite
     db.SaveIndex(0);
     db.SetLazyWrite(true);
     db.SetLazyWrite(false);

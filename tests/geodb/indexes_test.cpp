@@ -1,4 +1,4 @@
-// The halving search and sorted insertion of the indexes, against the documented cases and against a
+// The halving search and sorted insertion of the indexes, against fixed cases and against a
 // simple model on random keys.
 #include "geodb/indexes.h"
 
@@ -20,7 +20,7 @@ TIxLLRecArray Keys(std::initializer_list<float> ks)
 }
 }  // namespace
 
-TEST(Indexes, ClosestPositionsOfTheDocumentedExample)
+TEST(Indexes, ClosestPositionsOverTenTwentyThirty)
 {
     const TIxLLRecArray ix = Keys({10.0f, 20.0f, 30.0f});
     struct Case {

@@ -1,4 +1,4 @@
-// Byte layout of the database records: every field at its documented offset, little-endian, padding and
+// Byte layout of the database records: every field at its offset in the file format, little-endian, padding and
 // unused string bytes zero; decoders survive hostile length bytes.
 #include "geodb/records.h"
 
@@ -28,7 +28,7 @@ TEST(Records, ItemNamesAndOrdinals)
     EXPECT_EQ(k, gitTown);
 }
 
-TEST(Records, GdbDataEncodesAtDocumentedOffsets)
+TEST(Records, GdbDataEncodesAtFileOffsets)
 {
     TgdbData d;
     d.ItemId = 0x01020304;
