@@ -345,8 +345,8 @@ void TMapCalibration::CalibQuality(double& QualX, double& QualY) const
     }
     int num = 0;
     double mx = 0, my = 0, sx = 0, sy = 0, corr = 0, meanDiff = 0;
-    fx.CalcStatistics(num, mx, my, sx, sy, corr, meanDiff, QualX);
-    fy.CalcStatistics(num, mx, my, sx, sy, corr, meanDiff, QualY);
+    fx.CalcStatistics(num, mx, my, sx, sy, corr, QualX, meanDiff);
+    fy.CalcStatistics(num, mx, my, sx, sy, corr, QualY, meanDiff);
 }
 
 }  // namespace qv

@@ -132,7 +132,7 @@ bool TCurveFit::CalcParabolFit(double& k0, double& k1, double& k2, double& FitQu
 }
 
 void TCurveFit::CalcStatistics(int& NumData, double& MeanX, double& MeanY, double& StdDevX, double& StdDevY,
-                               double& Correlation, double& MeanDiff, double& RmsDiff) const
+                               double& Correlation, double& RmsDiff, double& MeanDiff) const
 {
     const std::size_t n = FX.size();
     NumData = static_cast<int>(n);

@@ -24,12 +24,14 @@ public:
     // the pairs (k2 = 0), FitQuality as for that line, and the result is false.
     bool CalcParabolFit(double& k0, double& k1, double& k2, double& FitQuality) const;
 
-    // Statistics of the entered pairs, all 0 without pairs:
-    //   MeanX, MeanY; StdDevX, StdDevY (sample standard deviations, n-1; 0 for a single pair);
-    //   Correlation (Pearson's r; 0 when either deviation is 0); MeanDiff = mean of (y - x);
-    //   RmsDiff = sqrt(mean of (y - x)²), the disagreement between x and y, 0 when every pair is equal.
+    // Statistics of the entered pairs, all 0 without pairs, in this order of the eight outputs:
+    //   1 NumData; 2 MeanX, 3 MeanY; 4 StdDevX, 5 StdDevY (sample standard deviations, n-1; 0 for a
+    //   single pair); 6 Correlation (Pearson's r; 0 when either deviation is 0);
+    //   7 RmsDiff = sqrt(mean of (y - x)²), the disagreement between x and y, 0 when every pair is equal
+    //     (the calibration quality reports this seventh output);
+    //   8 MeanDiff = mean of (y - x), the systematic part of that disagreement.
     void CalcStatistics(int& NumData, double& MeanX, double& MeanY, double& StdDevX, double& StdDevY,
-                        double& Correlation, double& MeanDiff, double& RmsDiff) const;
+                        double& Correlation, double& RmsDiff, double& MeanDiff) const;
 
 private:
     std::vector<double> FX, FY;

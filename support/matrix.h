@@ -17,8 +17,9 @@ public:
     // New size; the contents are all zero afterwards. Negative sizes count as 0.
     void Resize(int NumCols, int NumRows);
     void Fill(double Value);
-    double GetVal(int Col, int Row) const;
-    void SetVal(int Col, int Row, double Value);
+    // Inline: the calibration transforms read coefficients per pixel. The check stays.
+    double GetVal(int Col, int Row) const { return FData[Offset(Col, Row)]; }
+    void SetVal(int Col, int Row, double Value) { FData[Offset(Col, Row)] = Value; }
     void Clone(const TMatrix& Source) { *this = Source; }
     void Free() { Resize(0, 0); }
 
@@ -26,7 +27,14 @@ public:
     int NrOfRows() const { return FRows; }
 
 private:
-    std::size_t Offset(int Col, int Row) const;
+    std::size_t Offset(int Col, int Row) const
+    {
+        if (Col < 1 || Col > FCols || Row < 1 || Row > FRows)
+            OutOfRange(Col, Row);
+        return static_cast<std::size_t>(Row - 1) * static_cast<std::size_t>(FCols) +
+               static_cast<std::size_t>(Col - 1);
+    }
+    [[noreturn]] void OutOfRange(int Col, int Row) const;
     int FCols = 0, FRows = 0;
     std::vector<double> FData;  // row-major: (Row-1)*FCols + (Col-1)
 };
@@ -39,11 +47,18 @@ public:
     // New size; the contents are all zero afterwards. A negative size counts as 0.
     void SetVecSize(int NumElem);
     int NumElem() const { return static_cast<int>(FData.size()); }
-    double GetVal(int Index) const;
-    void SetVal(int Index, double Value);
+    double GetVal(int Index) const { return FData[Offset(Index)]; }
+    void SetVal(int Index, double Value) { FData[Offset(Index)] = Value; }
     void Fill(double Value);
 
 private:
+    std::size_t Offset(int Index) const
+    {
+        if (Index < 1 || Index > NumElem())
+            OutOfRange(Index);
+        return static_cast<std::size_t>(Index - 1);
+    }
+    [[noreturn]] void OutOfRange(int Index) const;
     std::vector<double> FData;
 };
 

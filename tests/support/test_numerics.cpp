@@ -87,17 +87,17 @@ TEST(CurveFit, StatisticsAndTheDisagreementFigure)
 {
     int n;
     double mx, my, sx, sy, r, md, rms;
-    FitOf({{1, 1}, {2, 2}, {3, 3}}).CalcStatistics(n, mx, my, sx, sy, r, md, rms);
+    FitOf({{1, 1}, {2, 2}, {3, 3}}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
     EXPECT_EQ(n, 3);
     EXPECT_DOUBLE_EQ(mx, 2.0);
     EXPECT_DOUBLE_EQ(sx, 1.0);
     EXPECT_DOUBLE_EQ(r, 1.0);
     EXPECT_EQ(rms, 0.0);  // every pair equal: no disagreement
     // predicted minus measured: +3, -4, 0 -> rms = sqrt((9 + 16 + 0) / 3), mean -1/3
-    FitOf({{10, 13}, {20, 16}, {30, 30}}).CalcStatistics(n, mx, my, sx, sy, r, md, rms);
+    FitOf({{10, 13}, {20, 16}, {30, 30}}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
     EXPECT_NEAR(rms, std::sqrt(25.0 / 3.0), 1e-14);
     EXPECT_NEAR(md, -1.0 / 3.0, 1e-14);
-    FitOf({}).CalcStatistics(n, mx, my, sx, sy, r, md, rms);
+    FitOf({}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
     EXPECT_EQ(n, 0);
     EXPECT_EQ(rms, 0.0);
 }
