@@ -419,6 +419,53 @@ void TGeoDB::DeleteData(int RecNo)
         SaveAllIndexes("DeleteData");
 }
 
+void TGeoDB::DeleteData(std::span<const int> RecNos)
+{
+    FlushPending();
+    CheckWritable("DeleteData");
+    std::vector<std::int32_t> newIndex(static_cast<std::size_t>(FNumEntries), 0);
+    for (int recNo : RecNos)
+        newIndex[static_cast<std::size_t>(CheckRecNo("DeleteData", recNo))] = -1;
+    std::int32_t kept = 0;
+    for (auto& n : newIndex)
+        if (n == 0)
+            n = kept++;
+    if (kept == FNumEntries)
+        return;
+    try {
+        ReplaceFileAtomically(FDataFName, [&](TChunkWriter& w) {
+            for (int i = 0; i < FNumEntries; ++i)
+                if (newIndex[static_cast<std::size_t>(i)] >= 0)
+                    WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
+        });
+    } catch (const TFileError&) {
+        RaiseCannotOpen("DeleteData");
+    }
+    SettleIndexes();
+    std::size_t to = 0;
+    for (std::size_t i = 0; i < FData.size(); ++i)
+        if (newIndex[i] >= 0) {
+            if (to != i)  // a self-move would empty the name
+                FData[to] = std::move(FData[i]);
+            ++to;
+        }
+    FData.resize(to);
+    // Dropping entries keeps the others in order; only their record numbers change.
+    const auto renumber = [&](auto& ix) {
+        std::erase_if(ix, [&](const auto& e) { return newIndex[static_cast<std::size_t>(e.index)] < 0; });
+        for (auto& e : ix)
+            e.index = newIndex[static_cast<std::size_t>(e.index)];
+    };
+    renumber(FIxItemID);
+    for (auto& ix : FIxLL)
+        renumber(ix);
+    FNumEntries = kept;
+    FIxSorted = FIxItemID.size();
+    RecalcExtents();
+    if (!FLazyWrite)
+        SaveAllIndexes("DeleteData");
+}
+
 // ---- polygons, locations ------------------------------------------------------------------------------
 
 TgdbPolygon TGeoDB::RetrievePolygon(int RecNo)

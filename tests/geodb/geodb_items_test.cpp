@@ -134,10 +134,20 @@ TEST(GeoDBItems, RandomEditingAgreesWithModel)
             const std::size_t i = rng() % model.size();
             db->DeleteData(static_cast<int>(i) + 1);
             model.erase(model.begin() + static_cast<std::ptrdiff_t>(i));
-        } else if (o < 87) {
+        } else if (o < 85 && !model.empty()) {
+            std::vector<int> recNos;
+            for (int k = static_cast<int>(rng() % 4); k >= 0; --k)
+                recNos.push_back(1 + static_cast<int>(rng() % model.size()));
+            recNos.push_back(recNos.front());  // a repeat is harmless
+            db->DeleteData(recNos);
+            std::sort(recNos.begin(), recNos.end());
+            recNos.erase(std::unique(recNos.begin(), recNos.end()), recNos.end());
+            for (auto it = recNos.rbegin(); it != recNos.rend(); ++it)
+                model.erase(model.begin() + (*it - 1));
+        } else if (o < 88) {
             db->GarbageCollection();
             EXPECT_EQ(db->GarbageBytes(), 0);
-        } else if (o < 90) {
+        } else if (o < 91) {
             db->RecalcIndexes();
         } else if (o < 95) {
             db->SetLazyWrite(!db->LazyWrite());
