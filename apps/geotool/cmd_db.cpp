@@ -463,15 +463,23 @@ int RunGet(geotool::Args& args)
 int RunDelete(geotool::Args& args)
 {
     const auto pos = args.Positional();
-    if (pos.size() != 2)
-        throw geotool::UsageError{"expected the database base name and an item identifier"};
-    const int id = ParseId(pos[1]);
+    if (pos.size() < 2)
+        throw geotool::UsageError{"expected the database base name and one or more item identifiers"};
+    std::vector<int> ids;
+    for (std::size_t i = 1; i < pos.size(); ++i)
+        ids.push_back(ParseId(pos[i]));
     qv::TGeoDB db("geotool");
     OpenExisting(db, pos[0]);
-    const int r = FindItem(db, id);
-    const std::string name = db.GetSumdata(r).Name;
-    db.DeleteData(r);
-    std::printf("deleted item %d (%s); %d items left\n", id, name.c_str(), db.NumEntries());
+    std::vector<int> recNos;
+    for (int id : ids)
+        recNos.push_back(FindItem(db, id));
+    std::vector<std::string> names;
+    for (int r : recNos)
+        names.push_back(db.GetSumdata(r).Name);
+    db.DeleteData(recNos);
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        std::printf("deleted item %d (%s)\n", ids[i], names[i].c_str());
+    std::printf("%d items left\n", db.NumEntries());
     return 0;
 }
 
@@ -589,9 +597,10 @@ const geotool::Registrar regGet({"db get", "one item: its record and its points"
                                  "The item's fields as \"field<TAB>value\" lines, then its points as\n"
                                  "\"lat<TAB>long\" lines (degrees); for a BLOB its size and meta data.",
                                  RunGet});
-const geotool::Registrar regDelete({"db delete", "delete one item by identifier",
-                                    "usage: geotool db delete BASE ID\n\n"
-                                    "Removes the item; its points stay in BASE.xelgdd until geotool db compact.",
+const geotool::Registrar regDelete({"db delete", "delete items by identifier",
+                                    "usage: geotool db delete BASE ID [ID...]\n\n"
+                                    "Removes the items (all or none: an unknown identifier stops the command before\n"
+                                    "anything is deleted); their points stay in BASE.xelgdd until geotool db compact.",
                                     RunDelete});
 const geotool::Registrar regExport({"db export", "the database as GeoJSON on standard output",
                                     "usage: geotool db export BASE\n\n"

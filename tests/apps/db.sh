@@ -48,6 +48,14 @@ set +e
 set -e
 [ $rc -eq 1 ] || fail "deleted item still there"
 "$geotool" db info "$tmp/at" | grep -qx "garbage bytes${tab}8" || fail "garbage after delete"
+"$geotool" db delete "$tmp/at" 5 3 >/dev/null
+set +e
+"$geotool" db delete "$tmp/at" 4 999 >/dev/null 2>&1; rc=$?
+set -e
+[ $rc -eq 1 ] || fail "delete of an unknown identifier ($rc)"
+info=$("$geotool" db info "$tmp/at")
+printf '%s\n' "$info" | grep -qx "items${tab}15" || fail "items after deleting several: $info"
+printf '%s\n' "$info" | grep -qx "garbage bytes${tab}24" || fail "garbage after deleting several"
 "$geotool" db compact "$tmp/at" >/dev/null
 "$geotool" db info "$tmp/at" | grep -qx "garbage bytes${tab}0" || fail "garbage after compact"
 
