@@ -570,7 +570,16 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
         if (ranges[k].second - ranges[k].first < ranges[best].second - ranges[best].first)
             best = k;
     const TIxLLRecArray& ix = FIxLL[best];
-    for (std::size_t i = ranges[best].first; i < ranges[best].second; ++i) {
+    const std::size_t last = ranges[best].second;
+    for (std::size_t i = ranges[best].first; i < last; ++i) {
+#if defined(__GNUC__)
+        // The records of a band lie scattered over the table; asking for a few ahead overlaps the misses.
+        if (i + 8 < last) {
+            const auto ahead = static_cast<std::size_t>(ix[i + 8].index);
+            if (ahead < FData.size())
+                __builtin_prefetch(&FData[ahead].LatLow);
+        }
+#endif
         const std::int32_t r = ix[i].index;
         if (r < 0 || static_cast<std::size_t>(r) >= FData.size())
             continue;
