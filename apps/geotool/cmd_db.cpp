@@ -584,7 +584,8 @@ const geotool::Registrar regImport(
      "become towns, line strings roads and polygons borders. \"name\" becomes the name (cut to 59 bytes),\n"
      "\"altitude\", \"class\", \"tag\" and \"date\" (yyyy-mm-ddTHH:MM:SS) are taken when present. Multi-\n"
      "geometries give one item per part; polygon holes are dropped. A feature with a null geometry and a\n"
-     "\"bbox\" becomes an item without points. Progress and skipped features go to standard error.",
+     "\"bbox\" becomes an item without points. The database is created when it does not exist. Progress\n"
+     "and skipped features go to standard error; identifiers are issued anew (\"id\" is not read).",
      RunImport});
 const geotool::Registrar regQuery(
     {"db query", "items whose bounding box meets a rectangle",
