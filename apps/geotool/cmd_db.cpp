@@ -344,6 +344,10 @@ int RunImport(geotool::Args& args)
             throw std::runtime_error("\"" + pos[1] + "\" is not valid JSON: " + e.what());
         }
     }
+    const std::string type = doc.is_object() && doc.contains("type") && doc["type"].is_string()
+                                 ? doc["type"].get<std::string>() : "";
+    if (type.empty())
+        throw std::runtime_error("\"" + pos[1] + "\" is not GeoJSON (no \"type\")");
     qv::TGeoDB db("geotool");
     db.SetGDBName(pos[0]);
     if (db.Damaged())
@@ -369,16 +373,12 @@ int RunImport(geotool::Args& args)
                 std::fprintf(stderr, "geotool db import: %ld features read\n", im.features);
         }
     };
-    const std::string type = doc.is_object() && doc.contains("type") && doc["type"].is_string()
-                                 ? doc["type"].get<std::string>() : "";
     if (type == "FeatureCollection" && doc.contains("features") && doc["features"].is_array())
         every(doc["features"]);
     else if (type == "Feature")
         ImportFeature(im, doc);
-    else if (!type.empty())
-        ImportFeature(im, json{{"type", "Feature"}, {"geometry", doc}, {"properties", json::object()}});
     else
-        throw std::runtime_error("\"" + pos[1] + "\" is not GeoJSON (no \"type\")");
+        ImportFeature(im, json{{"type", "Feature"}, {"geometry", doc}, {"properties", json::object()}});
     db.EndUpdate();
     db.SetLazyWrite(false);
     if (tty && lastShown >= 0)
