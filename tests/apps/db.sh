@@ -79,6 +79,21 @@ set -e
 "$geotool" db repair "$tmp/copy" >/dev/null
 "$geotool" db info "$tmp/copy" | grep -qx "damaged${tab}no" || fail "repair"
 
+# Malformed input: a clear error and no database; bad features are skipped with their number.
+printf '{"type":"FeatureCollection","features":[' >"$tmp/bad.json"
+set +e
+"$geotool" db import "$tmp/bad" "$tmp/bad.json" >/dev/null 2>&1; rc=$?
+set -e
+[ $rc -eq 1 ] || fail "truncated JSON accepted ($rc)"
+[ ! -e "$tmp/bad.xelgds" ] || fail "truncated JSON created a database"
+printf '%s' '{"type":"FeatureCollection","features":[{"type":"Feature","geometry":{"type":"Point","coordinates":[200,1]}},
+{"type":"Feature","properties":{"kind":"volcano"},"geometry":{"type":"Point","coordinates":[1,1]}},
+{"type":"Feature","properties":{"name":"ok"},"geometry":{"type":"Point","coordinates":[1,1]}}]}' >"$tmp/mixed.json"
+"$geotool" db import "$tmp/mixed" "$tmp/mixed.json" 2>"$tmp/mixed.err" || fail "mixed import"
+grep -q "feature 1: bad coordinates" "$tmp/mixed.err" || fail "feature 1 not reported"
+grep -q 'feature 2: kind "volcano"' "$tmp/mixed.err" || fail "feature 2 not reported"
+"$geotool" db info "$tmp/mixed" | grep -qx "items${tab}1" || fail "mixed import items"
+
 set +e
 "$geotool" db info "$tmp/none" >/dev/null 2>&1; rc=$?
 set -e
