@@ -446,3 +446,40 @@ TEST(GeoDBItems, FailedBulkWriteRollsBack)
     EXPECT_EQ(db.HighestID(), 1);
     ExpectIndexesConsistent(db);
 }
+
+TEST(GeoDBItems, ProgressOfBulkWritesAndCompaction)
+{
+    ScratchDir dir;
+    TGeoDB db;
+    db.SetGDBName(dir / "prog");
+    std::vector<double> seen;
+    db.OnPercentDone = [&](TGeoDB&, double pct) { seen.push_back(pct); };
+    db.BeginUpdate();
+    for (int i = 0; i < 500; ++i)
+        db.AddTown("t", i * 0.1, i * 0.1);
+    EXPECT_TRUE(seen.empty());  // nothing is written before the bracket ends
+    db.EndUpdate();
+    ASSERT_GE(seen.size(), 10u);
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_EQ(seen.back(), 100);
+    seen.clear();
+    db.DeleteData(std::vector<int>{1, 2, 3});
+    db.GarbageCollection();
+    ASSERT_FALSE(seen.empty());
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_EQ(seen.back(), 100);
+}
+
+TEST(GeoDBItems, ReadSystemInformationSeesAnotherWriter)
+{
+    ScratchDir dir;
+    TGeoDB a, b;
+    a.SetGDBName(dir / "shared");
+    b.SetGDBName(dir / "shared");
+    a.SetDescription("written by a");
+    a.SetRevision(4);
+    EXPECT_EQ(b.GetDescription(), "");  // getters never read the file
+    b.ReadSystemInformation();
+    EXPECT_EQ(b.GetDescription(), "written by a");
+    EXPECT_EQ(b.GetRevision(), 4);
+}
