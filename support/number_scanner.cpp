@@ -18,6 +18,20 @@ bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
 std::size_t StartIndex(int Pos) { return Pos < 1 ? 0 : static_cast<std::size_t>(Pos - 1); }
 
+// Skips leading blanks and an optional sign from index i; returns the index after them.
+std::size_t SkipBlanksAndSign(std::string_view Text, std::size_t i, bool& negative)
+{
+    const std::size_t n = Text.size();
+    while (i < n && IsBlank(Text[i]))
+        ++i;
+    negative = false;
+    if (i < n && (Text[i] == '+' || Text[i] == '-')) {
+        negative = Text[i] == '-';
+        ++i;
+    }
+    return i;
+}
+
 }  // namespace
 
 double ScanNumber(std::string_view Text, int& Pos, unsigned Syntax)
@@ -26,13 +40,8 @@ double ScanNumber(std::string_view Text, int& Pos, unsigned Syntax)
     const std::size_t n = Text.size();
     if (i > n)
         return 0.0;
-    while (i < n && IsBlank(Text[i]))
-        ++i;
     bool negative = false;
-    if (i < n && (Text[i] == '+' || Text[i] == '-')) {
-        negative = Text[i] == '-';
-        ++i;
-    }
+    i = SkipBlanksAndSign(Text, i, negative);
     const std::size_t afterSign = i;
 
     const std::size_t intStart = i;
@@ -115,13 +124,8 @@ std::int32_t ScanInteger(std::string_view Text, int& Pos)
     const std::size_t n = Text.size();
     if (i > n)
         return 0;
-    while (i < n && IsBlank(Text[i]))
-        ++i;
     bool negative = false;
-    if (i < n && (Text[i] == '+' || Text[i] == '-')) {
-        negative = Text[i] == '-';
-        ++i;
-    }
+    i = SkipBlanksAndSign(Text, i, negative);
     constexpr long long limit = 2147483648LL;  // magnitude of INT32_MIN
     long long magnitude = 0;
     for (; i < n && IsDigit(Text[i]); ++i)

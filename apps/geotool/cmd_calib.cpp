@@ -25,7 +25,8 @@ namespace {
 
 using geotool::RecordWriter;
 using geotool::UsageError;
-using Fields = std::vector<std::string_view>;
+using geotool::Fields;
+using geotool::StreamRecords;
 
 constexpr int DegDecimals = 10;
 
@@ -272,33 +273,6 @@ int RunShow(geotool::Args& args)
 }
 
 // ---- pix2geo / geo2pix --------------------------------------------------------------------------------
-
-template <class ConvertFn>
-int StreamRecords(std::string_view command, const std::vector<std::string>& extra, ConvertFn&& Convert)
-{
-    RecordWriter out(stdout);
-    std::string error;
-    if (!extra.empty()) {
-        const Fields fields(extra.begin(), extra.end());
-        if (!Convert(fields, out, error)) {
-            out.Flush();
-            std::fprintf(stderr, "geotool %.*s: %s\n", static_cast<int>(command.size()), command.data(), error.c_str());
-            return 1;
-        }
-        return 0;
-    }
-    geotool::RecordReader in(stdin);
-    Fields fields;
-    bool failed = false;
-    while (in.Next(fields)) {
-        if (!Convert(fields, out, error)) {
-            out.Flush();
-            geotool::ReportLineError(command, in.LineNumber(), error);
-            failed = true;
-        }
-    }
-    return failed ? 1 : 0;
-}
 
 bool TwoInts(const Fields& f, std::int32_t& a, std::int32_t& b, std::string& error)
 {

@@ -23,7 +23,8 @@
 
 namespace {
 
-using Fields = std::vector<std::string_view>;
+using geotool::Fields;
+using geotool::StreamRecords;
 using geotool::RecordWriter;
 
 constexpr int DegDecimals = 10;
@@ -37,37 +38,6 @@ qv::TGeoEllipsoid EllipsoidOption(geotool::Args& args)
     if (!qv::FindGeoEllipsoid(id, ell))
         throw geotool::UsageError{"unknown ellipsoid \"" + id + "\" (geotool ellipsoids lists them)"};
     return ell;
-}
-
-// Runs Convert over every record: the positional words as one record when there are any, else each line
-// of standard input. Convert(fields, out, error) returns false with a message for a bad record.
-template <class ConvertFn>
-int Stream(std::string_view command, const std::vector<std::string>& positional, ConvertFn&& Convert)
-{
-    RecordWriter out(stdout);
-    std::string error;
-    if (!positional.empty()) {
-        const Fields fields(positional.begin(), positional.end());
-        if (!Convert(fields, out, error)) {
-            out.Flush();
-            std::fprintf(stderr, "geotool %.*s: %s\n", static_cast<int>(command.size()), command.data(),
-                         error.c_str());
-            return 1;
-        }
-        return 0;
-    }
-    geotool::RecordReader in(stdin);
-    Fields fields;
-    fields.reserve(8);
-    bool failed = false;
-    while (in.Next(fields)) {
-        if (!Convert(fields, out, error)) {
-            out.Flush();  // keep standard output and the message in line order on a shared terminal
-            geotool::ReportLineError(command, in.LineNumber(), error);
-            failed = true;
-        }
-    }
-    return failed ? 1 : 0;
 }
 
 // A field for an error message: at most 40 characters, anything unprintable shown as '?'.
@@ -147,7 +117,7 @@ int RunUTM(geotool::Args& args)
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
     const auto positional = args.Positional();
     if (!inverse) {
-        return Stream("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
             if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
                 return false;
@@ -163,7 +133,7 @@ int RunUTM(geotool::Args& args)
             return true;
         });
     }
-    return Stream("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
         long long zone;
         bool south;
         double v[2];
@@ -196,7 +166,7 @@ int RunTM(geotool::Args& args)
     const double lambda0 = lon0 * Pi / 180.0;
     const auto positional = args.Positional();
     if (!inverse) {
-        return Stream("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
             if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
                 return false;
@@ -208,7 +178,7 @@ int RunTM(geotool::Args& args)
             return true;
         });
     }
-    return Stream("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
         double v[2];
         if (!FieldCount(f, 2, "x y", error) || !Numbers(f, 0, 2, v, error))
             return false;
@@ -227,7 +197,7 @@ int RunUPS(geotool::Args& args)
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
     const auto positional = args.Positional();
     if (!inverse) {
-        return Stream("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
             if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
                 return false;
@@ -239,7 +209,7 @@ int RunUPS(geotool::Args& args)
             return true;
         });
     }
-    return Stream("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
         bool south;
         double v[2];
         if (!FieldCount(f, 3, "N|S x y", error) || !Hemisphere(f[0], south, error) || !Numbers(f, 1, 2, v, error))
@@ -259,7 +229,7 @@ int RunGeocentric(geotool::Args& args)
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
     const auto positional = args.Positional();
     if (!inverse) {
-        return Stream("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
             double v[3];
             if (!FieldCount(f, 3, "lat lon h", error) || !Numbers(f, 0, 3, v, error) || !LatLongInRange(v[0], v[1], error))
                 return false;
@@ -273,7 +243,7 @@ int RunGeocentric(geotool::Args& args)
     }
     if (qv::RecipFlattening(ell) == 0.0)
         throw geotool::UsageError{"geocentric --inverse needs an ellipsoid, not a sphere"};
-    return Stream("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
         double v[3];
         if (!FieldCount(f, 3, "X Y Z", error) || !Numbers(f, 0, 3, v, error))
             return false;
@@ -309,7 +279,7 @@ int RunHelmert(geotool::Args& args)
     for (const qv::TGeoDatum* d : {qv::GeoDatum(src), qv::GeoDatum(dst)})
         if (qv::RecipFlattening(d->Ellipsoid) == 0.0)
             throw geotool::UsageError{"datum on a sphere is not supported by the geocentric inverse"};
-    return Stream("helmert", words, [=](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("helmert", words, [=](const Fields& f, RecordWriter& out, std::string& error) {
         double v[3];
         if (!FieldCount(f, 3, "lat lon h", error) || !Numbers(f, 0, 3, v, error))
             return false;
@@ -325,7 +295,7 @@ int RunHelmert(geotool::Args& args)
 
 int RunZone(geotool::Args& args)
 {
-    return Stream("zone", args.Positional(), [](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("zone", args.Positional(), [](const Fields& f, RecordWriter& out, std::string& error) {
         double v[2];
         if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error))
             return false;

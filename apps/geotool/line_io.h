@@ -54,4 +54,38 @@ bool ParseInt(std::string_view field, long long& value);
 // Reports a bad input line on standard error as "geotool CMD: line N: message".
 void ReportLineError(std::string_view command, long line, std::string_view message);
 
+using Fields = std::vector<std::string_view>;
+
+// Runs Convert over every record: the positional words as one record when there are any, else each line
+// of standard input. Convert(fields, out, error) returns false with a message for a bad record, which is
+// reported with its line number; the run goes on and the result is 1 if any record failed.
+template <class ConvertFn>
+int StreamRecords(std::string_view command, const std::vector<std::string>& positional, ConvertFn&& Convert)
+{
+    RecordWriter out(stdout);
+    std::string error;
+    if (!positional.empty()) {
+        const Fields fields(positional.begin(), positional.end());
+        if (!Convert(fields, out, error)) {
+            out.Flush();
+            std::fprintf(stderr, "geotool %.*s: %s\n", static_cast<int>(command.size()), command.data(),
+                         error.c_str());
+            return 1;
+        }
+        return 0;
+    }
+    RecordReader in(stdin);
+    Fields fields;
+    fields.reserve(8);
+    bool failed = false;
+    while (in.Next(fields)) {
+        if (!Convert(fields, out, error)) {
+            out.Flush();  // keep standard output and the message in line order on a shared terminal
+            ReportLineError(command, in.LineNumber(), error);
+            failed = true;
+        }
+    }
+    return failed ? 1 : 0;
+}
+
 }  // namespace geotool

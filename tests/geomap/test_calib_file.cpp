@@ -1,5 +1,6 @@
 // The calibration file: byte-exact output, read-back equality, the readers' documented quirks and hostile
 // input (which must give a clear error or a documented fallback, never a crash or an overrun).
+#include "error_text.h"
 #include "geomap/calibration.h"
 #include "geomap/calibration_file.h"
 #include "geomap/image_header.h"
@@ -56,16 +57,6 @@ std::string Written(const TCalibData& d, TCalibModel m, bool header = true, std:
     std::ostringstream s;
     WriteRawCalDataToOpenXMLFile(s, header, id, d, m);
     return s.str();
-}
-
-std::string ErrorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EXELGeoMapError& e) {
-        return e.what();
-    }
-    return "(no error)";
 }
 
 bool Parse(const std::string& text, std::string_view id, TCalibData& d, TCalibModel& m)

@@ -1,5 +1,6 @@
 // Calibration points: adding, removing, restoring and clearing, with the exact messages and the quirks
 // that stored calibrations and callers depend on.
+#include "error_text.h"
 #include "geomap/calibration.h"
 #include "support/errors.h"
 
@@ -28,16 +29,6 @@ struct Fixture {
         cal.SetCalibModel(model);
     }
 };
-
-std::string ErrorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EXELGeoMapError& e) {
-        return e.what();
-    }
-    return "(no error)";
-}
 
 const std::string kAddMsg =
     "Component \"Map1\": current calibration model does not support this version of AddCalibPoint";
