@@ -365,17 +365,6 @@ TEST(BRandom, RangeAndReproducibility)
     EXPECT_LE(BRandom(-2.0), 0.0);
 }
 
-TEST(ExChange, BothOverloads)
-{
-    int a = 1, b = 2;
-    ExChange(a, b);
-    EXPECT_EQ(a, 2);
-    double x = 1.5, y = -3.0;
-    ExChange(x, y);
-    EXPECT_EQ(x, -3.0);
-    EXPECT_EQ(y, 1.5);
-}
-
 TEST(BitField, SetClearResizeAndBounds)
 {
     TBitFld f;
