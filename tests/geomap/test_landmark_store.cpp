@@ -1,16 +1,15 @@
 // The landmark store: the template, the five add forms, finding, the removal orders, growth of the
-// array, the add/remove question and repaint requests, the highlight.
+// array, the add/remove question and repaint requests, the highlight, assigning and moving.
 #include "geomap/landmark_store.h"
-
-#include "support/errors.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
-
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace qv;
@@ -37,10 +36,12 @@ std::vector<int> Tags(const TLandMarkStore& store)
     return tags;
 }
 
+using Asked = std::vector<std::pair<TLandMarkAction, int>>;  // action, Tag
+
 // Counts the hook calls of a store and vetoes the Tags listed.
 struct Recorder {
     int repaints = 0;
-    std::vector<std::pair<TLandMarkAction, int>> asked;  // action, Tag
+    Asked asked;
     std::vector<int> veto;
 
     void Attach(TLandMarkStore& store)
@@ -49,47 +50,30 @@ struct Recorder {
         store.LandMarkActionHook = [this](bool& allowed, TLandMarkAction action, const TLandMark& lm) {
             EXPECT_TRUE(allowed);
             asked.emplace_back(action, lm.Tag);
-            for (int t : veto)
-                if (t == lm.Tag)
-                    allowed = false;
+            allowed = std::find(veto.begin(), veto.end(), lm.Tag) == veto.end();
         };
     }
 };
+
+using Removal = std::function<int(TLandMarkStore&)>;
+Removal ByIndex(int i) { return [=](auto& s) { return s.RemoveLandMark(i); }; }
+Removal LastOne() { return [](auto& s) { return s.RemoveLastLandMark(); }; }
+Removal AllOfClass(std::uint8_t c) { return [=](auto& s) { return s.RemoveAllLandMarks(c); }; }
+Removal NearestTo(double lat, double lon, int c) { return [=](auto& s) { return s.RemoveLandMark(lat, lon, c); }; }
+Removal Within(double lat, double lon, int c, double d)
+{
+    return [=](auto& s) { return s.RemoveLandMark(lat, lon, c, d); };
+}
 
 }  // namespace
 
 TEST(LandMarkStore, TemplateDefaults)
 {
     TLandMarkStore store;
-    const TLandMark& d = store.DefaultLandMark();
-    EXPECT_EQ(d.Latitude, 0.0);
-    EXPECT_EQ(d.Longitude, 0.0);
-    EXPECT_EQ(d.Altitude, 0.0);
-    EXPECT_EQ(d.ClassFlag, 0);
-    EXPECT_EQ(d.Tag, 0);
-    EXPECT_EQ(d.SymbolProps.Kind, lmCross);
-    EXPECT_EQ(d.SymbolProps.Size, 7);
-    EXPECT_EQ(d.SymbolProps.FGColor, 0xFF0000u);
-    EXPECT_EQ(d.SymbolProps.BGColor, 0xFFFFFFu);
-    EXPECT_FALSE(d.SymbolProps.Transparent);
-    EXPECT_EQ(d.SymbolProps.Direction, 0);
-    EXPECT_EQ(d.SymbolProps.Length, 10);
-    EXPECT_EQ(d.Caption.Text, "");
-    EXPECT_EQ(d.Caption.Size, 8);
-    EXPECT_EQ(d.Caption.FontName, "MS Sans Serif");
-    EXPECT_TRUE(d.Caption.FontStyles.Empty());
-    EXPECT_EQ(d.Caption.FGColor, 0x000000u);
-    EXPECT_EQ(d.Caption.BGColor, 0xFFFFFFu);
-    EXPECT_TRUE(d.Caption.Transparent);
-    EXPECT_EQ(d.Caption.dx, 0);
-    EXPECT_EQ(d.Caption.dy, 8);
-    EXPECT_EQ(d.Caption.Direction, 0);
-    EXPECT_EQ(d.Caption.HAlignment, haCenter);
-    EXPECT_EQ(d.Caption.VAlignment, vaTop);
-    EXPECT_EQ(d.Identifier, "");
-    EXPECT_EQ(d.Time, 0.0);
-
-    EXPECT_EQ(store.NumLandMarks(), 0);
+    TLandMark d;  // everything else zero or empty
+    d.SymbolProps = {lmCross, 7, 0xFF0000, 0xFFFFFF, false, 0, 10};
+    d.Caption = {"", 8, "MS Sans Serif", {}, 0x000000, 0xFFFFFF, true, 0, 8, 0, haCenter, vaTop};
+    EXPECT_EQ(store.DefaultLandMark(), d);
     EXPECT_EQ(store.LandMarkCapacity(), 1000);
     EXPECT_EQ(store.HighLM(), 0);
     EXPECT_EQ(store.HighLMColFG(), 0xFF0000u);
@@ -103,16 +87,9 @@ TEST(LandMarkStore, AddFormsTakeTheRestFromTheTemplate)
 {
     TLandMarkStore store;
     TLandMark tmpl = DefaultLandMarkRecord();
-    tmpl.ClassFlag = 9;
-    tmpl.Tag = 77;
-    tmpl.Identifier = "tmpl";
-    tmpl.Time = 5;
-    tmpl.Caption.Text = "template caption";
-    tmpl.Caption.Size = 11;
-    tmpl.Caption.FGColor = 0x123456;
-    tmpl.Caption.dx = 3;
-    tmpl.SymbolProps.Kind = lmCircle;
-    tmpl.SymbolProps.Size = 4;
+    tmpl.ClassFlag = 9, tmpl.Tag = 77, tmpl.Identifier = "tmpl", tmpl.Time = 5;
+    tmpl.Caption.Text = "template caption", tmpl.Caption.Size = 11, tmpl.Caption.FGColor = 0x123456;
+    tmpl.Caption.dx = 3, tmpl.SymbolProps.Kind = lmCircle, tmpl.SymbolProps.Size = 4;
     store.SetDefaultLandMark(tmpl);
 
     ASSERT_EQ(store.AddLandMark(48.2, 16.3, 170), 1);
@@ -121,112 +98,67 @@ TEST(LandMarkStore, AddFormsTakeTheRestFromTheTemplate)
     ASSERT_EQ(store.AddLandMark(7, 8, 9, "both", 44001.25, "cap4", 15, 0x0000FFu), 4);
     ASSERT_EQ(store.AddLandMark(10, 11, 12, lmArrowTo, 200, "sym", 44002, -5, 0xAAu, 0xBBu, 21, true, 270, 33), 5);
 
-    TLandMark e1 = tmpl;
-    e1.Latitude = 48.2, e1.Longitude = 16.3, e1.Altitude = 170;
-    TLandMark e2 = tmpl;
-    e2.Latitude = 1, e2.Longitude = 2, e2.Altitude = 3, e2.Identifier = "ident", e2.Time = 44000.5;
-    TLandMark e3 = tmpl;
-    e3.Latitude = 4, e3.Longitude = 5, e3.Altitude = 6;
-    e3.Caption.Text = "caption", e3.Caption.Size = 14, e3.Caption.FGColor = 0x00FF00u;
-    TLandMark e4 = tmpl;
-    e4.Latitude = 7, e4.Longitude = 8, e4.Altitude = 9, e4.Identifier = "both", e4.Time = 44001.25;
-    e4.Caption.Text = "cap4", e4.Caption.Size = 15, e4.Caption.FGColor = 0x0000FFu;
-    TLandMark e5 = tmpl;  // the caption, text included, stays the template's
-    e5.Latitude = 10, e5.Longitude = 11, e5.Altitude = 12, e5.SymbolProps.Kind = lmArrowTo, e5.ClassFlag = 200;
-    e5.Identifier = "sym", e5.Time = 44002, e5.Tag = -5, e5.SymbolProps.FGColor = 0xAA;
-    e5.SymbolProps.BGColor = 0xBB, e5.SymbolProps.Size = 21, e5.SymbolProps.Transparent = true;
-    e5.SymbolProps.Direction = 270, e5.SymbolProps.Length = 33;
-
-    const TLandMark expected[] = {e1, e2, e3, e4, e5};
+    const auto at = [&](double lat, double lon, double alt) {
+        TLandMark lm = tmpl;
+        lm.Latitude = lat, lm.Longitude = lon, lm.Altitude = alt;
+        return lm;
+    };
+    TLandMark e[] = {at(48.2, 16.3, 170), at(1, 2, 3), at(4, 5, 6), at(7, 8, 9), at(10, 11, 12)};
+    e[1].Identifier = "ident", e[1].Time = 44000.5;
+    e[2].Caption.Text = "caption", e[2].Caption.Size = 14, e[2].Caption.FGColor = 0x00FF00u;
+    e[3].Identifier = "both", e[3].Time = 44001.25;
+    e[3].Caption.Text = "cap4", e[3].Caption.Size = 15, e[3].Caption.FGColor = 0x0000FFu;
+    // The symbol form leaves the caption, text included, as the template's.
+    e[4].SymbolProps = {lmArrowTo, 21, 0xAA, 0xBB, true, 270, 33};
+    e[4].ClassFlag = 200, e[4].Identifier = "sym", e[4].Time = 44002, e[4].Tag = -5;
     for (int i = 1; i <= 5; ++i)
-        EXPECT_EQ(store.GetLandMarkData(i), expected[i - 1]) << "landmark " << i;
+        EXPECT_EQ(store.GetLandMarkData(i), e[i - 1]) << "landmark " << i;
 }
 
-TEST(LandMarkStore, ShortStringsAreCut)
-{
-    TLandMarkStore store;
-    const std::string ident(20, 'i');
-    const std::string caption(100, 'c');
-    store.AddLandMark(0, 0, 0, ident, 0, caption, 8, 0);
-    EXPECT_EQ(store.GetLandMarkData(1).Identifier, std::string(15, 'i'));
-    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text, std::string(80, 'c'));
-
-    TLandMark lm = store.GetLandMarkData(1);
-    lm.Identifier = ident;
-    lm.Caption.Text = caption;
-    store.SetLandMarkData(1, lm);
-    EXPECT_EQ(store.GetLandMarkData(1).Identifier.size(), 15u);
-    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text.size(), 80u);
-    store.SetDefaultLandMark(lm);
-    EXPECT_EQ(store.DefaultLandMark().Identifier.size(), 15u);
-
-    // "Wien-Mitte Straße" is 18 bytes; byte 15 is the second byte of "ß", which is dropped whole.
-    store.AddLandMark(0, 0, 0, "Wien-Mitte Stra\xC3\x9F" "e", 0);
-    EXPECT_EQ(store.GetLandMarkData(2).Identifier, "Wien-Mitte Stra");
-    EXPECT_EQ(CutShortString("abc\xC3\x9F", 4), "abc");
-    EXPECT_EQ(CutShortString("abc\xC3\x9F", 5), "abc\xC3\x9F");
-    EXPECT_EQ(CutShortString("\xE2\x82\xAC\xE2\x82\xAC", 5), "\xE2\x82\xAC");
-}
-
-TEST(LandMarkStore, RemoveOneByNumberMovesTheLast)
-{
-    struct Case {
-        int n, index;
-        std::vector<int> expected;
-    };
-    const Case cases[] = {
-        {5, 2, {1, 5, 3, 4}},
-        {5, 5, {1, 2, 3, 4}},
-        {5, 1, {5, 2, 3, 4}},
-        {1, 1, {}},
-        {3, 0, {1, 2, 3}},   // out of range: ignored
-        {3, 4, {1, 2, 3}},
-        {3, -1, {1, 2, 3}},
-        {0, 1, {}},
-    };
-    for (const auto& c : cases) {
-        TLandMarkStore store = MakeStore(c.n);
-        const int expectedRemoved = c.n - static_cast<int>(c.expected.size());
-        EXPECT_EQ(store.RemoveLandMark(c.index), expectedRemoved) << c.n << " remove " << c.index;
-        EXPECT_EQ(Tags(store), c.expected) << c.n << " remove " << c.index;
-    }
-}
-
-TEST(LandMarkStore, RemoveManyFillsHolesFromTheEnd)
+// Every removal but the rectangle on MakeStore(n, classes); class 1 is hidden throughout, since hidden
+// classes are skipped only when drawing.
+TEST(LandMarkStore, RemovalsAndTheOrderLeft)
 {
     struct Case {
         int n;
-        std::vector<std::uint8_t> classes;  // class 1 is removed
-        std::vector<int> expected;
+        std::vector<std::uint8_t> classes;
+        Removal remove;
+        std::vector<int> left;  // the Tags left, in their new order
     };
+    const std::vector<std::uint8_t> c4 = {0, 0, 0, 1, 0};
     const Case cases[] = {
-        {6, {0, 1, 1, 0, 0, 0}, {1, 6, 5, 4}},
-        {6, {1, 0, 0, 0, 0, 1}, {5, 2, 3, 4}},
-        {5, {0, 1, 0, 1, 0}, {1, 5, 3}},
-        {5, {0, 1, 1, 1, 1}, {1}},
-        {3, {1, 0, 0}, {3, 2}},
-        {4, {0, 0, 0, 1}, {1, 2, 3}},
-        {4, {0, 0, 0, 0}, {1, 2, 3, 4}},
-        {4, {1, 1, 1, 1}, {}},
-        {7, {1, 0, 1, 0, 1, 0, 0}, {7, 2, 6, 4}},
+        // One by number: the last landmark takes its number; out-of-range numbers are ignored.
+        {5, {}, ByIndex(2), {1, 5, 3, 4}}, {5, {}, ByIndex(5), {1, 2, 3, 4}}, {5, {}, ByIndex(1), {5, 2, 3, 4}},
+        {1, {}, ByIndex(1), {}}, {3, {}, ByIndex(0), {1, 2, 3}}, {3, {}, ByIndex(4), {1, 2, 3}},
+        {3, {}, ByIndex(-1), {1, 2, 3}}, {0, {}, ByIndex(1), {}},
+        {3, {}, LastOne(), {1, 2}}, {1, {}, LastOne(), {}}, {0, {}, LastOne(), {}},
+        // Many at once: the lowest hole takes the highest survivor, and so on inwards.
+        {6, {0, 1, 1, 0, 0, 0}, AllOfClass(1), {1, 6, 5, 4}},
+        {6, {1, 0, 0, 0, 0, 1}, AllOfClass(1), {5, 2, 3, 4}},
+        {5, {0, 1, 0, 1, 0}, AllOfClass(1), {1, 5, 3}},
+        {5, {0, 1, 1, 1, 1}, AllOfClass(1), {1}},
+        {3, {1, 0, 0}, AllOfClass(1), {3, 2}}, {4, {0, 0, 0, 1}, AllOfClass(1), {1, 2, 3}},
+        {4, {0, 0, 0, 0}, AllOfClass(1), {1, 2, 3, 4}}, {4, {1, 1, 1, 1}, AllOfClass(1), {}},
+        {7, {1, 0, 1, 0, 1, 0, 0}, AllOfClass(1), {7, 2, 6, 4}},
+        // The nearest of the class; a class outside -1..255 means all.
+        {4, {0, 1}, NearestTo(2.9, 2.9, 1), {1, 4, 3}},
+        {4, {0, 1}, NearestTo(0, 0, 5), {1, 2, 3, 4}},
+        {4, {0, 1}, NearestTo(0, 0, 999), {4, 2, 3}},
+        // Strictly nearer than the distance from (3, 3), 2.83, 1.41, 0, 1.41, 2.83 degrees away.
+        {5, c4, Within(3, 3, -1, 1.0), {1, 2, 5, 4}}, {5, c4, Within(3, 3, -1, 2.0), {1, 5}},
+        {5, c4, Within(3, 3, -1, 3.0), {}},
+        {5, c4, Within(3, 3, -1, 0.0), {1, 2, 3, 4, 5}},  // exactly 0 away is not nearer than 0
+        {5, c4, Within(3, 3, -1, -2.0), {1, 5}},          // the distance is squared
+        {5, c4, Within(3, 3, 1, 2.0), {1, 2, 3, 5}},
+        {5, c4, Within(1, 3, -1, 2.0), {1, 5, 3, 4}},  // 1 and 3 are exactly 2 away and stay
     };
-    for (const auto& c : cases) {
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const Case& c = cases[i];
         TLandMarkStore store = MakeStore(c.n, c.classes);
-        const int removed = store.RemoveAllLandMarks(std::uint8_t{1});
-        EXPECT_EQ(removed, c.n - static_cast<int>(c.expected.size()));
-        EXPECT_EQ(Tags(store), c.expected) << "case with " << c.n << " landmarks";
+        store.SetClassVisibility(1, false);
+        EXPECT_EQ(c.remove(store), c.n - static_cast<int>(c.left.size())) << "case " << i;
+        EXPECT_EQ(Tags(store), c.left) << "case " << i;
     }
-}
-
-TEST(LandMarkStore, RemoveLast)
-{
-    TLandMarkStore store = MakeStore(3);
-    EXPECT_EQ(store.RemoveLastLandMark(), 1);
-    EXPECT_EQ(Tags(store), (std::vector<int>{1, 2}));
-    store.RemoveLastLandMark();
-    store.RemoveLastLandMark();
-    EXPECT_EQ(store.NumLandMarks(), 0);
-    EXPECT_EQ(store.RemoveLastLandMark(), 0);
 }
 
 TEST(LandMarkStore, ArrayGrowsByThousandsAndResetsWhenEmpty)
@@ -254,7 +186,6 @@ TEST(LandMarkStore, ArrayGrowsByThousandsAndResetsWhenEmpty)
 
     TLandMarkStore all = MakeStore(1001);
     all.RemoveAllLandMarks();
-    EXPECT_EQ(all.NumLandMarks(), 0);
     EXPECT_EQ(all.LandMarkCapacity(), 1000);
 }
 
@@ -264,6 +195,7 @@ TEST(LandMarkStore, FindNearestTiesAndClasses)
     store.AddLandMark(0, 1, 0, lmCross, 3, "", 0, 1, 0, 0, 7, false, 0, 10);   // 1
     store.AddLandMark(0, -1, 0, lmCross, 4, "", 0, 2, 0, 0, 7, false, 0, 10);  // 2, same distance from (0,0)
     store.AddLandMark(5, 5, 0, lmCross, 7, "", 0, 3, 0, 0, 7, false, 0, 10);   // 3
+    store.SetClassVisibility(7, false);
     struct Case {
         double lat, lon;
         int cls, expected;
@@ -271,57 +203,16 @@ TEST(LandMarkStore, FindNearestTiesAndClasses)
     const Case cases[] = {
         {0, 0, -1, 1},   // tie between 1 and 2: the lower number
         {0, 0, 4, 2},    // only class 4
-        {0, 0, 7, 3},
+        {0, 0, 7, 3},    // hidden, still found
         {0, 0, 8, 0},    // no landmark of the class
         {0, 0, 300, 1},  // out of range: all classes
-        {0, 0, -7, 1},
-        {0, -0.9, 256, 2},
-        {4, 4, -1, 3},
+        {0, 0, -7, 1}, {0, -0.9, 256, 2}, {4, 4, -1, 3},
         {2e5, 0, -1, 0},  // d^2 >= 1e10 is never found
         {99999, 1, 3, 1},
     };
     for (const auto& c : cases)
         EXPECT_EQ(store.FindLandMark(c.lat, c.lon, c.cls), c.expected) << c.lat << "," << c.lon << " class " << c.cls;
     EXPECT_EQ(TLandMarkStore().FindLandMark(0, 0, -1), 0);
-}
-
-TEST(LandMarkStore, RemoveNearest)
-{
-    TLandMarkStore store = MakeStore(4, {0, 1, 0, 1});  // at (1,1) (2,2) (3,3) (4,4)
-    EXPECT_EQ(store.RemoveLandMark(2.9, 2.9, 1), 1);  // nearest of class 1 is 2
-    EXPECT_EQ(Tags(store), (std::vector<int>{1, 4, 3}));
-    EXPECT_EQ(store.RemoveLandMark(0.0, 0.0, 5), 0);
-    EXPECT_EQ(store.RemoveLandMark(0.0, 0.0, 999), 1);  // all classes: landmark 1
-    EXPECT_EQ(Tags(store), (std::vector<int>{3, 4}));
-}
-
-TEST(LandMarkStore, RemoveByDistanceIsStrict)
-{
-    // Landmarks at (1,1) ... (5,5); distances from (3,3) in degrees: 2.83, 1.41, 0, 1.41, 2.83.
-    struct Case {
-        double distance;
-        int cls;
-        std::vector<int> expected;
-    };
-    const Case cases[] = {
-        {1.0, -1, {1, 2, 5, 4}},
-        {2.0, -1, {1, 5}},
-        {3.0, -1, {}},
-        {0.0, -1, {1, 2, 3, 4, 5}},  // exactly 0 away is not nearer than 0
-        {-2.0, -1, {1, 5}},          // the distance is squared
-        {2.0, 1, {1, 2, 3, 5}},      // only class 1: landmark 4
-    };
-    for (const auto& c : cases) {
-        TLandMarkStore store = MakeStore(5, {0, 0, 0, 1, 0});
-        store.RemoveLandMark(3.0, 3.0, c.cls, c.distance);
-        EXPECT_EQ(Tags(store), c.expected) << "distance " << c.distance;
-    }
-    // Exactly Distance away stays: (0,3) from (0,0) with Distance 3.
-    TLandMarkStore edge;
-    edge.AddLandMark(0, 3, 0);
-    edge.AddLandMark(0, 2.999, 0);
-    EXPECT_EQ(edge.RemoveLandMark(0.0, 0.0, -1, 3.0), 1);
-    EXPECT_EQ(edge.GetLandMarkData(1).Longitude, 3.0);
 }
 
 TEST(LandMarkStore, RemoveByRectangleIsStrict)
@@ -338,37 +229,21 @@ TEST(LandMarkStore, RemoveByRectangleIsStrict)
     EXPECT_EQ(store.RemoveLandMark(TRectDouble{-20, 20, 20, -20}, 3), 0);
 }
 
-TEST(LandMarkStore, VetoAndRepaint)
-{
-    TLandMarkStore store;
-    Recorder rec;
-    rec.Attach(store);
-    store.LandMarkActionHook = [&](bool& allowed, TLandMarkAction action, const TLandMark& lm) {
-        rec.asked.emplace_back(action, lm.Tag);
-        allowed = action != lmaAdd || lm.Latitude >= 0;
-    };
-    EXPECT_EQ(store.AddLandMark(-1, 0, 0), 0);
-    EXPECT_EQ(store.NumLandMarks(), 0);
-    EXPECT_EQ(rec.repaints, 0);
-    ASSERT_EQ(rec.asked.size(), 1u);
-    EXPECT_EQ(rec.asked[0].first, lmaAdd);
-    EXPECT_EQ(store.AddLandMark(1, 0, 0), 1);
-    EXPECT_EQ(rec.repaints, 1);
-}
-
-TEST(LandMarkStore, VetoSkipsOneLandmarkOfMany)
+TEST(LandMarkStore, VetoesAndRepaints)
 {
     TLandMarkStore store = MakeStore(6, {0, 0, 0, 0, 0, 1});
     Recorder rec;
-    rec.veto = {2, 4};
+    rec.veto = {2, 4, 7};
     rec.Attach(store);
+    // A vetoed add neither adds nor repaints.
+    EXPECT_EQ(store.AddLandMark(7, 7, 0, lmCross, 0, "", 0, 7, 0, 0, 7, false, 0, 10), 0);
+    EXPECT_EQ(rec.repaints, 0);
+    EXPECT_EQ(rec.asked, (Asked{{lmaAdd, 7}}));
+
+    // Asked once for each landmark of class 0, in number order; a veto skips that one landmark.
+    rec.asked.clear();
     EXPECT_EQ(store.RemoveAllLandMarks(std::uint8_t{0}), 3);
-    // Asked once for each landmark of class 0, in number order.
-    ASSERT_EQ(rec.asked.size(), 5u);
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(rec.asked[static_cast<std::size_t>(i)].first, lmaRemove);
-        EXPECT_EQ(rec.asked[static_cast<std::size_t>(i)].second, i + 1);
-    }
+    EXPECT_EQ(rec.asked, (Asked{{lmaRemove, 1}, {lmaRemove, 2}, {lmaRemove, 3}, {lmaRemove, 4}, {lmaRemove, 5}}));
     EXPECT_EQ(Tags(store), (std::vector<int>{6, 2, 4}));
     EXPECT_EQ(rec.repaints, 1);
 
@@ -378,13 +253,15 @@ TEST(LandMarkStore, VetoSkipsOneLandmarkOfMany)
     EXPECT_EQ(store.RemoveLandMark(1), 0);
     EXPECT_EQ(store.RemoveLastLandMark(), 1);
     EXPECT_EQ(Tags(store), (std::vector<int>{6, 2}));
-    EXPECT_EQ(rec.asked.size(), 2u);
+    EXPECT_EQ(rec.asked, (Asked{{lmaRemove, 6}, {lmaRemove, 4}}));
 
-    // Removing everything does not ask.
+    // Removing everything does not ask; an allowed add repaints.
     rec.asked.clear();
     store.RemoveAllLandMarks();
     EXPECT_TRUE(rec.asked.empty());
-    EXPECT_EQ(store.NumLandMarks(), 0);
+    const int before = rec.repaints;
+    EXPECT_EQ(store.AddLandMark(1, 0, 0), 1);
+    EXPECT_EQ(rec.repaints, before + 1);
 }
 
 TEST(LandMarkStore, HookSeesTheRecordAndCannotChangeTheList)
@@ -414,25 +291,37 @@ TEST(LandMarkStore, HookSeesTheRecordAndCannotChangeTheList)
     EXPECT_EQ(Tags(other), (std::vector<int>{2}));
 }
 
-TEST(LandMarkStore, GetAndSetData)
+TEST(LandMarkStore, GetAndSetDataAndShortStringsAreCut)
 {
     TLandMarkStore store = MakeStore(2);
-    EXPECT_EQ(store.GetLandMarkData(0), store.DefaultLandMark());
-    EXPECT_EQ(store.GetLandMarkData(3), store.DefaultLandMark());
-    EXPECT_EQ(store.GetLandMarkData(-100000), store.DefaultLandMark());
-    EXPECT_EQ(store.GetLandMarkData(999), store.DefaultLandMark());  // inside the array, beyond the count
+    for (int i : {0, 3, -100000, 999})  // 999: inside the array, beyond the count
+        EXPECT_EQ(store.GetLandMarkData(i), store.DefaultLandMark()) << i;
 
     Recorder rec;
     rec.Attach(store);
+    const std::string ident(20, 'i'), caption(100, 'c');
     TLandMark lm = store.GetLandMarkData(2);
-    lm.Caption.Text = "changed";
+    lm.Identifier = ident;
+    lm.Caption.Text = caption;
     store.SetLandMarkData(3, lm);
     store.SetLandMarkData(0, lm);
     EXPECT_EQ(rec.repaints, 0);
     store.SetLandMarkData(2, lm);
     EXPECT_EQ(rec.repaints, 1);
-    EXPECT_EQ(store.GetLandMarkData(2).Caption.Text, "changed");
-    EXPECT_EQ(store.GetLandMarkData(1).Caption.Text, "");
+    EXPECT_EQ(store.GetLandMarkData(2).Identifier, std::string(15, 'i'));
+    EXPECT_EQ(store.GetLandMarkData(2).Caption.Text, std::string(80, 'c'));
+    store.SetDefaultLandMark(lm);
+    EXPECT_EQ(store.DefaultLandMark().Identifier.size(), 15u);
+    store.AddLandMark(0, 0, 0, ident, 0, caption, 8, 0);
+    EXPECT_EQ(store.GetLandMarkData(3).Identifier.size(), 15u);
+    EXPECT_EQ(store.GetLandMarkData(3).Caption.Text.size(), 80u);
+
+    // "Wien-Mitte Straße" is 18 bytes; byte 15 is the second byte of "ß", which is dropped whole.
+    store.AddLandMark(0, 0, 0, "Wien-Mitte Stra\xC3\x9F" "e", 0);
+    EXPECT_EQ(store.GetLandMarkData(4).Identifier, "Wien-Mitte Stra");
+    EXPECT_EQ(CutShortString("abc\xC3\x9F", 4), "abc");
+    EXPECT_EQ(CutShortString("abc\xC3\x9F", 5), "abc\xC3\x9F");
+    EXPECT_EQ(CutShortString("\xE2\x82\xAC\xE2\x82\xAC", 5), "\xE2\x82\xAC");
 }
 
 TEST(LandMarkStore, HighlightAndVisibility)
@@ -444,11 +333,9 @@ TEST(LandMarkStore, HighlightAndVisibility)
         int index, expectedHigh, expectedRepaints;
     };
     const Step steps[] = {
-        {2, 2, 1}, {2, 2, 1},    // unchanged: no repaint
-        {3, 3, 2}, {0, 0, 3},
-        {4, 0, 3},               // out of range with nothing highlighted: nothing happens
-        {1, 1, 4}, {-1, 0, 5},   // out of range clears the highlight
-        {3, 3, 6}, {7, 0, 7},
+        {2, 2, 1}, {2, 2, 1},                          // unchanged: no repaint
+        {3, 3, 2}, {0, 0, 3}, {4, 0, 3},               // out of range with nothing highlighted: nothing happens
+        {1, 1, 4}, {-1, 0, 5}, {3, 3, 6}, {7, 0, 7},  // out of range clears the highlight
     };
     for (const auto& s : steps) {
         store.SetHighLM(s.index);
@@ -468,14 +355,6 @@ TEST(LandMarkStore, HighlightAndVisibility)
     EXPECT_FALSE(store.GetClassVisibility(255));
     EXPECT_TRUE(store.GetClassVisibility(254));
     EXPECT_EQ(rec.repaints, before + 2);
-}
-
-TEST(LandMarkStore, HiddenClassesAreStillFoundAndRemoved)
-{
-    TLandMarkStore store = MakeStore(2, {5, 6});
-    store.SetClassVisibility(5, false);
-    EXPECT_EQ(store.FindLandMark(1, 1, 5), 1);
-    EXPECT_EQ(store.RemoveAllLandMarks(std::uint8_t{5}), 1);
 }
 
 TEST(LandMarkStore, AssignCopiesListAndSettingsButNotHooks)

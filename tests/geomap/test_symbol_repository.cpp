@@ -10,6 +10,8 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 using namespace qv;
 
@@ -44,10 +46,9 @@ TEST(SymbolRepository, DefaultsAndNames)
 {
     const TSymbol d = DefaultSymbolRecord();
     EXPECT_EQ(d, Sym(lmCross, "", 0, 0, 255, 8, false, 90, 40));
-    const char* names[] = {"Plus", "Square", "Triangle", "Circle", "ArrowFrom", "ArrowTo", "CrossBox", "Spade", "Cross",
-                           "User-Defined"};
-    for (int i = 0; i < NumLandMarkElements; ++i)
-        EXPECT_EQ(LMTypeNames[static_cast<std::size_t>(i)], names[i]);
+    EXPECT_EQ(std::vector<std::string_view>(LMTypeNames.begin(), LMTypeNames.end()),
+              (std::vector<std::string_view>{"Plus", "Square", "Triangle", "Circle", "ArrowFrom", "ArrowTo",
+                                             "CrossBox", "Spade", "Cross", "User-Defined"}));
 
     TSymbolRepository repo;
     EXPECT_EQ(repo.NumEntries(), 0);
@@ -62,15 +63,12 @@ TEST(SymbolRepository, EntriesAreNumberedFromOne)
     const TSymbol a = Sym(lmSquare, "a", 1, 2, 3, 4, true, 5, 6);
     const TSymbol b = Sym(lmSpade, std::string(50, 'n'), -7, 0xFFFFFFFF, 0, -1, false, -90, 0);
     repo.SetValues(1, a);
-    repo.SetValues(3, b);
-    repo.SetValues(0, b);
-    repo.SetValues(4, b);
+    for (int i : {3, 0, 4})  // 0 and 4 are outside 1..3 and ignored
+        repo.SetValues(i, b);
     EXPECT_EQ(repo.GetValues(1), a);
-    EXPECT_EQ(repo.GetValues(2), DefaultSymbolRecord());
     EXPECT_EQ(repo.GetValues(3).Name, std::string(40, 'n'));
-    EXPECT_EQ(repo.GetValues(0), DefaultSymbolRecord());
-    EXPECT_EQ(repo.GetValues(4), DefaultSymbolRecord());
-    EXPECT_EQ(repo.GetValues(-1), DefaultSymbolRecord());
+    for (int i : {2, 0, 4, -1})
+        EXPECT_EQ(repo.GetValues(i), DefaultSymbolRecord()) << i;
 
     repo.SetNEntries(-1);
     EXPECT_EQ(repo.NumEntries(), 3);
@@ -90,16 +88,14 @@ TEST(SymbolRepository, EntriesAreNumberedFromOne)
 TEST(SymbolRepository, BackupRestoreAssign)
 {
     TSymbolRepository repo;
+    const TSymbol one = Sym(lmCircle, "one", 1, 0, 0, 1, false, 0, 0);
+    repo.SetNEntries(2);
+    repo.SetValues(1, one);
     repo.Restore();  // without a backup: empty
-    EXPECT_EQ(repo.NumEntries(), 0);
-    repo.SetNEntries(2);
-    repo.SetValues(1, Sym(lmCircle, "one", 1, 0, 0, 1, false, 0, 0));
-    repo.SetNEntries(2);
-    repo.Restore();
     EXPECT_EQ(repo.NumEntries(), 0);
 
     repo.SetNEntries(2);
-    repo.SetValues(1, Sym(lmCircle, "one", 1, 0, 0, 1, false, 0, 0));
+    repo.SetValues(1, one);
     repo.Backup();
     EXPECT_EQ(repo.NumBackupEntries(), 2);
     repo.SetValues(1, Sym(lmTriangle, "changed", 1, 0, 0, 1, false, 0, 0));
@@ -112,12 +108,11 @@ TEST(SymbolRepository, BackupRestoreAssign)
     copy.SetName("Copy");
     copy.Assign(repo);
     EXPECT_EQ(copy.NumEntries(), 2);
-    EXPECT_EQ(copy.NumBackupEntries(), 2);
-    EXPECT_EQ(copy.GetValues(1).Name, "one");
+    EXPECT_EQ(copy.GetValues(1), one);
     EXPECT_EQ(copy.Name(), "Copy");
     copy.SetValues(1, DefaultSymbolRecord());
     copy.Restore();  // the backup came along
-    EXPECT_EQ(copy.GetValues(1).Name, "one");
+    EXPECT_EQ(copy.GetValues(1), one);
 
     TSymbolRepository other;
     repo.AssignTo(other);
@@ -151,16 +146,22 @@ TEST(SymbolRepository, StoreOutputIsExact)
               "<lmsymbols sig=\"Quorvanta\" vers=\"1.0\" id=\"\">\n</lmsymbols>\n");
 }
 
-TEST(SymbolRepository, RoundTripKeepsAllButPlusAndUserDef)
+TEST(SymbolRepository, RoundTripThroughAFileKeepsAllButPlusAndUserDef)
 {
+    const auto dir = std::filesystem::temp_directory_path() /
+                     ("qvgeo_symfile_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+    std::filesystem::create_directories(dir);
+    const std::string name = (dir / "symbols.xml").string();
     TSymbolRepository repo;
+    repo.SetName("Symbols1");
     repo.SetNEntries(NumLandMarkElements);
     for (int k = 0; k < NumLandMarkElements; ++k)
         repo.SetValues(k + 1, Sym(static_cast<TLandMarkElement>(k), "Symbol " + std::to_string(k), k * 100 - 300,
                                   0x01000000u * static_cast<TColor>(k) + 0xABCDEF, 0xFFFFFFFFu - static_cast<TColor>(k),
                                   k - 2, k % 2 == 1, k * 45, -k));
+    repo.StoreOnFile(name, "r");
     TSymbolRepository back;
-    ASSERT_TRUE(Read(back, Store(repo, "r"), "R"));
+    ASSERT_TRUE(back.LoadFromFile(name, "R"));
     ASSERT_EQ(back.NumEntries(), NumLandMarkElements);
     for (int i = 1; i <= NumLandMarkElements; ++i) {
         TSymbol expected = repo.GetValues(i);
@@ -168,6 +169,17 @@ TEST(SymbolRepository, RoundTripKeepsAllButPlusAndUserDef)
             expected.Properties.Kind = lmCross;
         EXPECT_EQ(back.GetValues(i), expected) << "entry " << i;
     }
+
+    EXPECT_FALSE(back.LoadFromFile((dir / "missing.xml").string(), ""));
+    EXPECT_EQ(back.NumEntries(), NumLandMarkElements);
+    const std::string bad = (dir / "none" / "x.xml").string();
+    try {
+        repo.StoreOnFile(bad, "w");
+        ADD_FAILURE() << "no error";
+    } catch (const EXELGeoMapError& e) {
+        EXPECT_EQ(std::string(e.what()), "Component \"Symbols1\": cannot write file \"" + bad + "\"");
+    }
+    std::filesystem::remove_all(dir);
 }
 
 TEST(SymbolRepository, ReaderRules)
@@ -191,10 +203,7 @@ TEST(SymbolRepository, ReaderRules)
     EXPECT_EQ(repo.GetValues(1).Properties.Kind, lmSpade);
     // Absent attributes read as an empty text would: 0, not the default symbol's values.
     EXPECT_EQ(repo.GetValues(2), Sym(lmCross, "", 0, 0, 0, 0, false, 0, 0));
-    EXPECT_EQ(repo.GetValues(3).Properties.Kind, lmCross);
-    EXPECT_TRUE(repo.GetValues(3).Properties.Transparent);
-    EXPECT_EQ(repo.GetValues(3).Properties.Size, 12);
-    EXPECT_EQ(repo.GetValues(3).Properties.FGColor, 0xFFu);
+    EXPECT_EQ(repo.GetValues(3), Sym(lmCross, "", 0, 0xFF, 0, 12, true, 0, 0));
     EXPECT_EQ(repo.GetValues(4).Name, "from the second");
 
     ASSERT_TRUE(Read(repo, file, "SECOND"));
@@ -244,28 +253,4 @@ TEST(SymbolRepository, HostileInput)
     ASSERT_TRUE(Read(repo, header + bodies[2], "h"));
     EXPECT_EQ(repo.GetValues(1).Properties.Size, std::numeric_limits<std::int32_t>::max());
     EXPECT_EQ(repo.GetValues(1).Category, std::numeric_limits<std::int32_t>::min());
-}
-
-TEST(SymbolRepository, FilesOnDisk)
-{
-    const auto dir = std::filesystem::temp_directory_path() / "qvgeo_symfile_test";
-    std::filesystem::create_directories(dir);
-    const std::string name = (dir / "symbols.xml").string();
-    TSymbolRepository repo;
-    repo.SetName("Symbols1");
-    repo.SetNEntries(1);
-    repo.SetValues(1, Sym(lmCircle, "Well", 4, 0xFF, 0xFF00, 5, false, 0, 0));
-    repo.StoreOnFile(name, "w");
-    TSymbolRepository back;
-    EXPECT_TRUE(back.LoadFromFile(name, "W"));
-    EXPECT_EQ(back.GetValues(1), repo.GetValues(1));
-    EXPECT_FALSE(back.LoadFromFile((dir / "missing.xml").string(), ""));
-    const std::string bad = (dir / "none" / "x.xml").string();
-    try {
-        repo.StoreOnFile(bad, "w");
-        ADD_FAILURE() << "no error";
-    } catch (const EXELGeoMapError& e) {
-        EXPECT_EQ(std::string(e.what()), "Component \"Symbols1\": cannot write file \"" + bad + "\"");
-    }
-    std::filesystem::remove_all(dir);
 }
