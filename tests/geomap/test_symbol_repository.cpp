@@ -20,11 +20,7 @@ namespace {
 TSymbol Sym(TLandMarkElement kind, std::string name, std::int32_t category, TColor fg, TColor bg, int size, bool transp,
             int dir, int len)
 {
-    TSymbol s;
-    s.Properties = {kind, size, fg, bg, transp, dir, len};
-    s.Name = std::move(name);
-    s.Category = category;
-    return s;
+    return {{kind, size, fg, bg, transp, dir, len}, std::move(name), category};
 }
 
 std::string Store(const TSymbolRepository& repo, std::string_view id)
