@@ -1,9 +1,14 @@
-// Helpers of the database tests: a scratch directory per test, whole-file reading and writing, and
-// little-endian byte builders for hand-made files.
+// Helpers of the database tests: a scratch directory per test, whole-file reading and writing,
+// little-endian byte builders for hand-made files, and the index invariants of an open database.
 #pragma once
+
+#include "geodb/geodb.h"
+#include "geodb/indexes.h"
+#include "support/errors.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <filesystem>
@@ -13,9 +18,23 @@
 #include <vector>
 #include <unistd.h>
 
+// Expects `statement` to throw EXELGeoDBError with exactly `message`.
+#define EXPECT_DB_ERROR(statement, message)                                 \
+    do {                                                                    \
+        try {                                                               \
+            statement;                                                      \
+            ADD_FAILURE() << "no error from: " #statement;                  \
+        } catch (const qv::EXELGeoDBError& e) {                             \
+            EXPECT_STREQ(e.what(), message);                                \
+        }                                                                   \
+    } while (0)
+
 namespace qvtest {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// The seven files of a set, in the order table, data, identifier index, four corner indexes.
+inline constexpr const char* SetExts[] = {".xelgds", ".xelgdd", ".xelgi0", ".xelgi1", ".xelgi2", ".xelgi3", ".xelgi4"};
 
 class ScratchDir {
 public:
@@ -24,7 +43,7 @@ public:
         const auto* info = testing::UnitTest::GetInstance()->current_test_info();
         FPath = std::filesystem::temp_directory_path() /
                 ("qvgeo_geodb_" + std::string(info->test_suite_name()) + "_" + info->name() + "_" +
-                 std::to_string(::getpid()) + "_" + std::to_string(Counter()++));
+                 std::to_string(::getpid()) + "_" + std::to_string(counter++));
         std::filesystem::remove_all(FPath);
         std::filesystem::create_directories(FPath);
     }
@@ -33,12 +52,16 @@ public:
     const std::filesystem::path& Path() const { return FPath; }
 
 private:
-    static int& Counter()
-    {
-        static int n = 0;
-        return n;
-    }
+    inline static int counter = 0;
     std::filesystem::path FPath;
+};
+
+// A scratch directory and a database object for a test working on one set. Members are destroyed in
+// reverse order, so the database is closed (and flushed) before its directory is removed.
+class DbTest : public testing::Test {
+protected:
+    ScratchDir dir;
+    qv::TGeoDB db;
 };
 
 inline Bytes ReadAll(const std::string& path)
@@ -53,18 +76,17 @@ inline void WriteAll(const std::string& path, const Bytes& bytes)
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-inline void Le32(Bytes& b, std::uint32_t v)
+// Appends each value little-endian in its own width (int32 and float: 4 bytes, double: 8).
+template <class... T>
+void Le(Bytes& b, T... values)
 {
-    for (int i = 0; i < 4; ++i)
-        b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
-}
-inline void LeI32(Bytes& b, std::int32_t v) { Le32(b, static_cast<std::uint32_t>(v)); }
-inline void LeF32(Bytes& b, float v) { Le32(b, std::bit_cast<std::uint32_t>(v)); }
-inline void LeF64(Bytes& b, double v)
-{
-    const auto u = std::bit_cast<std::uint64_t>(v);
-    for (int i = 0; i < 8; ++i)
-        b.push_back(static_cast<std::uint8_t>(u >> (8 * i)));
+    auto one = [&b](auto v) {
+        using U = std::conditional_t<sizeof(v) == 8, std::uint64_t, std::uint32_t>;
+        const auto u = std::bit_cast<U>(v);
+        for (std::size_t i = 0; i < sizeof(u); ++i)
+            b.push_back(static_cast<std::uint8_t>(u >> (8 * i)));
+    };
+    (one(values), ...);
 }
 inline void ShortStr(Bytes& b, const std::string& s, std::size_t capacity)
 {
@@ -72,7 +94,7 @@ inline void ShortStr(Bytes& b, const std::string& s, std::size_t capacity)
     b.insert(b.end(), s.begin(), s.end());
     b.insert(b.end(), capacity - s.size(), 0);
 }
-inline void Zeros(Bytes& b, std::size_t n) { b.insert(b.end(), n, 0); }
+inline void PaddedByte(Bytes& b, std::uint8_t v) { b.insert(b.end(), {v, 0, 0, 0}); }
 
 // A 120-byte table record built field by field at the offsets of the file format.
 struct RecFields {
@@ -93,104 +115,76 @@ struct RecFields {
 inline Bytes RecordBytes(const RecFields& r)
 {
     Bytes b;
-    LeI32(b, r.id);
+    Le(b, r.id);
     ShortStr(b, r.name, 59);
-    LeF32(b, r.alt);
-    b.push_back(r.cls);
-    Zeros(b, 3);
-    LeI32(b, r.tag);
-    LeI32(b, r.blobOffset);
-    LeF64(b, r.date);
-    LeI32(b, r.state);
-    LeF32(b, r.latLow);
-    LeF32(b, r.latHigh);
-    LeF32(b, r.longLow);
-    LeF32(b, r.longHigh);
-    b.push_back(r.kind);
-    Zeros(b, 3);
-    LeI32(b, r.numPoints);
-    b.push_back(r.closed ? 1 : 0);
-    Zeros(b, 3);
+    Le(b, r.alt);
+    PaddedByte(b, r.cls);
+    Le(b, r.tag, r.blobOffset, r.date, r.state, r.latLow, r.latHigh, r.longLow, r.longHigh);
+    PaddedByte(b, r.kind);
+    Le(b, r.numPoints);
+    PaddedByte(b, r.closed ? 1 : 0);
     return b;
 }
 
 inline Bytes HeaderBytes(std::int32_t highest, std::int32_t version, const std::string& descr, std::int32_t rev)
 {
     Bytes b;
-    LeI32(b, highest);
-    LeI32(b, version);
+    Le(b, highest, version);
     ShortStr(b, descr, 63);
-    LeI32(b, rev);
-    Zeros(b, 184);
+    Le(b, rev);
+    b.insert(b.end(), 184, 0);
     return b;
 }
 
-inline Bytes IxBytes(const std::vector<std::pair<float, std::int32_t>>& entries)
+// An index file: 8-byte entries of key (float corner or int32 identifier) and 0-based record number.
+template <class K>
+Bytes IxBytes(const std::vector<std::pair<K, std::int32_t>>& entries)
 {
     Bytes b;
-    for (const auto& [k, i] : entries) {
-        LeF32(b, k);
-        LeI32(b, i);
-    }
+    for (const auto& [k, i] : entries)
+        Le(b, k, i);
     return b;
 }
 
-inline Bytes IdIxBytes(const std::vector<std::pair<std::int32_t, std::int32_t>>& entries)
-{
-    Bytes b;
-    for (const auto& [k, i] : entries) {
-        LeI32(b, k);
-        LeI32(b, i);
-    }
-    return b;
-}
-
-}  // namespace qvtest
-
-#include "geodb/geodb.h"
-#include "geodb/indexes.h"
-
-namespace qvtest {
-
-// Index invariants of an open database: one entry per record in every index, every record entered
-// once, keys equal to the record's fields, keys in order, and the identifier search finding each record.
+// Index invariants of an open database: every index holds each record exactly once under the record's own
+// key (bit for bit), keys in order, and the identifier search finds each record.
 inline void ExpectIndexesConsistent(const qv::TGeoDB& db)
 {
+    using Entry = std::pair<std::int32_t, std::uint32_t>;  // 0-based record number, key bits
     const int n = db.NumEntries();
-    const auto& ids = db.IxItemIDArray();
-    ASSERT_EQ(static_cast<int>(ids.size()), n);
-    std::vector<int> seen(static_cast<std::size_t>(n), 0);
-    for (int i = 0; i < n; ++i) {
-        const auto& e = ids[static_cast<std::size_t>(i)];
-        ASSERT_TRUE(e.index >= 0 && e.index < n);
-        ++seen[static_cast<std::size_t>(e.index)];
-        EXPECT_EQ(e.ItemID, db.GetSumdata(e.index + 1).ItemId);
-        if (i > 0) {
-            EXPECT_LE(ids[static_cast<std::size_t>(i - 1)].ItemID, e.ItemID);
+    for (int k = 0; k <= 4; ++k) {  // 0: identifiers; 1..4: LatLow, LatHigh, LongLow, LongHigh
+        std::vector<Entry> got, want;
+        if (k == 0) {
+            for (const auto& e : db.IxItemIDArray())
+                got.emplace_back(e.index, std::bit_cast<std::uint32_t>(e.ItemID));
+        } else {
+            for (const auto& e : db.IxLLArray(k))
+                got.emplace_back(e.index, std::bit_cast<std::uint32_t>(e.LLValue));
         }
-    }
-    for (int s : seen)
-        ASSERT_EQ(s, 1);
-    for (int k = 1; k <= 4; ++k) {
-        const auto& ix = db.IxLLArray(k);
-        ASSERT_EQ(static_cast<int>(ix.size()), n);
-        std::fill(seen.begin(), seen.end(), 0);
-        for (int i = 0; i < n; ++i) {
-            const auto& e = ix[static_cast<std::size_t>(i)];
-            ASSERT_TRUE(e.index >= 0 && e.index < n);
-            ++seen[static_cast<std::size_t>(e.index)];
-            const qv::TgdbData d = db.GetSumdata(e.index + 1);
-            const float key = k == 1 ? d.LatLow : k == 2 ? d.LatHigh : k == 3 ? d.LongLow : d.LongHigh;
-            EXPECT_EQ(std::bit_cast<std::uint32_t>(e.LLValue), std::bit_cast<std::uint32_t>(key));
-            if (i > 0) {
-                EXPECT_FALSE(qv::LLKeyLess(e.LLValue, ix[static_cast<std::size_t>(i - 1)].LLValue));
-            }
+        const auto less = [k](const Entry& a, const Entry& b) {
+            return k == 0 ? std::bit_cast<std::int32_t>(a.second) < std::bit_cast<std::int32_t>(b.second)
+                          : qv::LLKeyLess(std::bit_cast<float>(a.second), std::bit_cast<float>(b.second));
+        };
+        EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), less)) << "index " << k << " out of order";
+        for (int r = 0; r < n; ++r) {
+            const qv::TgdbData d = db.GetSumdata(r + 1);
+            const float corners[] = {d.LatLow, d.LatHigh, d.LongLow, d.LongHigh};
+            want.emplace_back(r, k == 0 ? std::bit_cast<std::uint32_t>(d.ItemId)
+                                        : std::bit_cast<std::uint32_t>(corners[k - 1]));
         }
-        for (int s : seen)
-            ASSERT_EQ(s, 1);
+        std::sort(got.begin(), got.end());
+        ASSERT_EQ(got, want) << "index " << k << " must hold every record once, under its own key";
     }
     for (int r = 1; r <= n; ++r)
         EXPECT_EQ(db.GetSumdata(db.SearchForItemID(db.GetSumdata(r).ItemId)).ItemId, db.GetSumdata(r).ItemId);
+}
+
+// Progress callbacks: at least one report, never going back, ending at 100 %.
+inline void ExpectProgress(const std::vector<double>& seen)
+{
+    ASSERT_FALSE(seen.empty());
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_EQ(seen.back(), 100);
 }
 
 }  // namespace qvtest

@@ -4,7 +4,6 @@
 #include "geodb/geodb.h"
 
 #include "db_test_util.h"
-#include "support/errors.h"
 
 #include <gtest/gtest.h>
 
@@ -16,11 +15,10 @@
 
 using namespace qv;
 using namespace qvtest;
+using GeoDBDamage = DbTest;
 namespace fs = std::filesystem;
 
 namespace {
-
-const char* const Exts[] = {".xelgds", ".xelgdd", ".xelgi0", ".xelgi1", ".xelgi2", ".xelgi3", ".xelgi4"};
 
 // Six items: rivers with 3 points, towns with 1, a BLOB of 5 bytes; one replacement leaves garbage.
 void BuildSound(const std::string& base)
@@ -32,10 +30,8 @@ void BuildSound(const std::string& base)
     db.AddTown("t1", 30, 40);
     db.AddRiver("r2", line);
     db.AddTown("t2", -30, -40);
-    TgdbData blob;
-    blob.Name = "b";
-    const std::vector<std::uint8_t> bytes = {1, 2, 3, 4, 5};
-    db.AddBLOB(blob, bytes);
+    TgdbData blob{.Name = "b"};
+    db.AddBLOB(blob, std::vector<std::uint8_t>{1, 2, 3, 4, 5});
     db.AddRoad("road", line);
     db.ReplaceTown(2, "t1b", 31, 41);
 }
@@ -48,15 +44,31 @@ std::map<std::string, Bytes> Snapshot(const ScratchDir& dir)
     return files;
 }
 
-void Patch32(const std::string& path, std::size_t offset, std::uint32_t value)
+void CopySet(const std::string& from, const std::string& to)
 {
-    Bytes b = ReadAll(path);
-    for (int i = 0; i < 4; ++i)
-        b.at(offset + static_cast<std::size_t>(i)) = static_cast<std::uint8_t>(value >> (8 * i));
-    WriteAll(path, b);
+    for (const std::string e : SetExts)
+        fs::copy_file(from + e, to + e, fs::copy_options::overwrite_existing);
 }
 
-void Resize(const std::string& path, std::uintmax_t size) { fs::resize_file(path, size); }
+// A damage applied to the set with this base name.
+using DamageFn = std::function<void(const std::string& base)>;
+DamageFn Patch(const char* ext, std::size_t offset, std::uint32_t value)
+{
+    return [=](const std::string& base) {
+        Bytes b = ReadAll(base + ext);
+        for (std::size_t i = 0; i < 4; ++i)
+            b.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
+        WriteAll(base + ext, b);
+    };
+}
+DamageFn Cut(const char* ext, std::uintmax_t size)
+{
+    return [=](const std::string& b) { fs::resize_file(b + ext, size); };
+}
+
+// A refusal by EXELGeoDBError is an acceptable answer to damage; any other exception fails the test.
+template <class F>
+void MayRefuse(F read) try { read(); } catch (const EXELGeoDBError&) {}
 
 // Reads everything a user could read; only EXELGeoDBError may come out.
 void ExerciseReads(TGeoDB& db)
@@ -69,14 +81,8 @@ void ExerciseReads(TGeoDB& db)
         (void)db.GetIxLongHigh(r);
         if (r < 1 || r > db.NumEntries())
             continue;
-        try {
-            (void)db.RetrievePolygon(r);
-        } catch (const EXELGeoDBError&) {
-        }
-        try {
-            (void)db.GetMetaInfo(r);
-        } catch (const EXELGeoDBError&) {
-        }
+        MayRefuse([&] { (void)db.RetrievePolygon(r); });
+        MayRefuse([&] { (void)db.GetMetaInfo(r); });
         (void)db.ExtractLocation(r);
         (void)db.SearchForItemID(db.GetSumdata(r).ItemId);
     }
@@ -86,41 +92,41 @@ void ExerciseReads(TGeoDB& db)
 
 struct Damage {
     const char* what;
-    std::function<void(const std::string& base)> apply;
-    int entriesAfterOpen;  // -1: not checked
+    DamageFn apply;
+    int entriesAfterOpen;
 };
 
 }  // namespace
 
-TEST(GeoDBDamage, EachDamageIsReportedAndRepairable)
+TEST_F(GeoDBDamage, EachDamageIsReportedAndRepairable)
 {
+    // Table records are 120 bytes: BlobOffset at +76, LatLow at +92, NumPoints at +112. Index entries are 8.
     const Damage damages[] = {
-        {"odd-sized table", [](const std::string& b) { Resize(b + ".xelgds", 6 * 120 - 50); }, 5},
-        {"short header", [](const std::string& b) { Resize(b + ".xelgdd", 100); }, 6},
-        {"empty data file", [](const std::string& b) { Resize(b + ".xelgdd", 0); }, 6},
+        {"odd-sized table", Cut(".xelgds", 6 * 120 - 50), 5},
+        {"short header", Cut(".xelgdd", 100), 6},
+        {"empty data file", Cut(".xelgdd", 0), 6},
         {"last points cut off",
-         [](const std::string& b) { Resize(b + ".xelgdd", fs::file_size(b + ".xelgdd") - 4); }, 6},
-        {"offset far outside", [](const std::string& b) { Patch32(b + ".xelgds", 120 + 76, 0x7FFFFF00u); }, 6},
-        {"offset inside header", [](const std::string& b) { Patch32(b + ".xelgds", 2 * 120 + 76, 10); }, 6},
-        {"negative point count", [](const std::string& b) { Patch32(b + ".xelgds", 112, 0xFFFFFFFBu); }, 6},
-        {"huge point count", [](const std::string& b) { Patch32(b + ".xelgds", 112, 0x7FFFFFFFu); }, 6},
-        {"huge BLOB size", [](const std::string& b) { Patch32(b + ".xelgds", 4 * 120 + 112, 0x7FFFFFF0u); }, 6},
-        {"odd-sized index", [](const std::string& b) { Resize(b + ".xelgi2", 6 * 8 + 3); }, 6},
-        {"index entry outside the table", [](const std::string& b) { Patch32(b + ".xelgi0", 8 + 4, 999); }, 6},
-        {"negative index entry", [](const std::string& b) { Patch32(b + ".xelgi1", 4, 0xFFFFFFFFu); }, 6},
+         [](const std::string& b) { fs::resize_file(b + ".xelgdd", fs::file_size(b + ".xelgdd") - 4); }, 6},
+        {"offset far outside", Patch(".xelgds", 120 + 76, 0x7FFFFF00u), 6},
+        {"offset inside header", Patch(".xelgds", 2 * 120 + 76, 10), 6},
+        {"negative point count", Patch(".xelgds", 112, 0xFFFFFFFBu), 6},
+        {"huge point count", Patch(".xelgds", 112, 0x7FFFFFFFu), 6},
+        {"huge BLOB size", Patch(".xelgds", 4 * 120 + 112, 0x7FFFFFF0u), 6},
+        {"odd-sized index", Cut(".xelgi2", 6 * 8 + 3), 6},
+        {"index entry outside the table", Patch(".xelgi0", 8 + 4, 999), 6},
+        {"negative index entry", Patch(".xelgi1", 4, 0xFFFFFFFFu), 6},
         {"index file missing", [](const std::string& b) { fs::remove(b + ".xelgi3"); }, 6},
-        {"index of the wrong corner", [](const std::string& b) { fs::copy_file(b + ".xelgi1", b + ".xelgi4",
-                                                                               fs::copy_options::overwrite_existing); },
-         6},
+        {"index of the wrong corner", [](const std::string& b) {
+             fs::copy_file(b + ".xelgi1", b + ".xelgi4", fs::copy_options::overwrite_existing);
+         }, 6},
         {"index too long", [](const std::string& b) {
              Bytes ix = ReadAll(b + ".xelgi0");
              ix.insert(ix.end(), ix.begin(), ix.begin() + 8);
              WriteAll(b + ".xelgi0", ix);
          }, 6},
-        {"NaN corner in a record",
-         [](const std::string& b) { Patch32(b + ".xelgds", 92, 0x7FC00000u); }, 6},
-        {"HighestID too low", [](const std::string& b) { Patch32(b + ".xelgdd", 0, 2); }, 6},
-        {"table lost", [](const std::string& b) { Resize(b + ".xelgds", 0); }, 0},
+        {"NaN corner in a record", Patch(".xelgds", 92, 0x7FC00000u), 6},
+        {"HighestID too low", Patch(".xelgdd", 0, 2), 6},
+        {"table lost", Cut(".xelgds", 0), 0},
         {"header garbage length byte", [](const std::string& b) {
              Bytes d = ReadAll(b + ".xelgdd");
              d[8] = 255;
@@ -128,77 +134,62 @@ TEST(GeoDBDamage, EachDamageIsReportedAndRepairable)
              WriteAll(b + ".xelgdd", d);
          }, 6},
     };
-    ScratchDir templ;
-    BuildSound(templ / "set");
+    BuildSound(dir / "set");
     for (const Damage& dmg : damages) {
         SCOPED_TRACE(dmg.what);
-        ScratchDir dir;
-        const std::string base = dir / "set";
-        for (const char* e : Exts)
-            fs::copy_file(templ / (std::string("set") + e), base + e);
+        ScratchDir work;
+        const std::string base = work / "set";
+        CopySet(dir / "set", base);
         dmg.apply(base);
-        const auto before = Snapshot(dir);
+        const auto before = Snapshot(work);
         {
-            TGeoDB db("D");
-            db.SetGDBName(base);
-            if (dmg.entriesAfterOpen >= 0) {
-                EXPECT_EQ(db.NumEntries(), dmg.entriesAfterOpen);
-            }
-            ExerciseReads(db);
+            TGeoDB damaged("D");
+            damaged.SetGDBName(base);
+            EXPECT_EQ(damaged.NumEntries(), dmg.entriesAfterOpen);
+            ExerciseReads(damaged);
             // Every index answers correctly even before repair: it was rebuilt in memory.
-            ExpectIndexesConsistent(db);
+            ExpectIndexesConsistent(damaged);
             if (std::string(dmg.what) != "table lost") {
-                ASSERT_TRUE(db.Damaged());
-                TgdbData d;
-                const TSCoords p[] = {{1, 1}};
-                try {
-                    db.AddData(d, p);
-                    FAIL() << "write accepted";
-                } catch (const EXELGeoDBError& e) {
-                    EXPECT_STREQ(e.what(),
-                                 "Component \"D\": AddData: the database is damaged; repair it before changing it.");
-                }
-                EXPECT_THROW(db.DeleteData(1), EXELGeoDBError);
-                EXPECT_THROW(db.GarbageCollection(), EXELGeoDBError);
-                EXPECT_THROW(db.RecalcIndexes(), EXELGeoDBError);
-                EXPECT_THROW(db.SetDescription("x"), EXELGeoDBError);
-                db.SetLazyWrite(true);  // the destructor must not flush into the damaged set either
+                ASSERT_TRUE(damaged.Damaged());
+                EXPECT_DB_ERROR(damaged.AddTown("x", 1, 1),
+                                "Component \"D\": AddData: the database is damaged; repair it before changing it.");
+                EXPECT_THROW(damaged.DeleteData(1), EXELGeoDBError);
+                EXPECT_THROW(damaged.GarbageCollection(), EXELGeoDBError);
+                EXPECT_THROW(damaged.RecalcIndexes(), EXELGeoDBError);
+                EXPECT_THROW(damaged.SetDescription("x"), EXELGeoDBError);
+                damaged.SetLazyWrite(true);  // the destructor must not flush into the damaged set either
             }
         }
-        const auto after = Snapshot(dir);
-        for (const auto& [name, bytes] : before) {
-            ASSERT_TRUE(after.count(name)) << name;
-            EXPECT_EQ(after.at(name), bytes) << name << " was written";
-        }
+        const auto after = Snapshot(work);  // a missing file may be created, but no existing one touched
+        for (const auto& [name, bytes] : before)
+            EXPECT_TRUE(after.count(name) && after.at(name) == bytes) << name << " was written";
 
-        TGeoDB db;
-        db.SetGDBName(base);
-        db.Repair();
-        EXPECT_FALSE(db.Damaged());
-        const int n = db.NumEntries();
-        db.SetGDBName("");
-        db.SetGDBName(base);
-        ASSERT_FALSE(db.Damaged()) << db.DamageReport().front();
-        EXPECT_EQ(db.NumEntries(), n);
-        ExpectIndexesConsistent(db);
-        for (int r = 1; r <= n; ++r)
-            EXPECT_NO_THROW((void)db.RetrievePolygon(r));
-        for (int r = 1; r <= n; ++r)
-            EXPECT_GE(db.HighestID(), db.GetSumdata(r).ItemId);
-        EXPECT_EQ(db.GarbageBytes(), 0);
+        TGeoDB repaired;
+        repaired.SetGDBName(base);
+        repaired.Repair();
+        EXPECT_FALSE(repaired.Damaged());
+        const int n = repaired.NumEntries();
+        repaired.SetGDBName("");
+        repaired.SetGDBName(base);
+        ASSERT_FALSE(repaired.Damaged()) << repaired.DamageReport().front();
+        EXPECT_EQ(repaired.NumEntries(), n);
+        ExpectIndexesConsistent(repaired);
+        for (int r = 1; r <= n; ++r) {
+            EXPECT_NO_THROW((void)repaired.RetrievePolygon(r));
+            EXPECT_GE(repaired.HighestID(), repaired.GetSumdata(r).ItemId);
+        }
+        EXPECT_EQ(repaired.GarbageBytes(), 0);
         // Writable again.
-        db.AddTown("after repair", 5, 5);
-        EXPECT_EQ(db.NumEntries(), n + 1);
+        repaired.AddTown("after repair", 5, 5);
+        EXPECT_EQ(repaired.NumEntries(), n + 1);
     }
 }
 
-TEST(GeoDBDamage, RepairKeepsIntactItems)
+TEST_F(GeoDBDamage, RepairKeepsIntactItems)
 {
-    ScratchDir dir;
     const std::string base = dir / "keep";
     BuildSound(base);
-    Patch32(base + ".xelgds", 120 + 76, 0x7FFFFF00u);  // record 2 loses its point
-    TGeoDB db;
+    Patch(".xelgds", 120 + 76, 0x7FFFFF00u)(base);  // record 2 loses its point
     db.SetGDBName(base);
     ASSERT_TRUE(db.Damaged());
     EXPECT_THROW((void)db.RetrievePolygon(2), EXELGeoDBError);
@@ -212,25 +203,22 @@ TEST(GeoDBDamage, RepairKeepsIntactItems)
     EXPECT_EQ(buf, (std::vector<std::uint8_t>{1, 2, 3, 4, 5}));
 }
 
-TEST(GeoDBDamage, InterruptedCompactionIsCompletedByRepair)
+TEST_F(GeoDBDamage, InterruptedCompactionIsCompletedByRepair)
 {
-    ScratchDir dir;
     const std::string done = dir / "done";
     const std::string half = dir / "half";
     BuildSound(done);
-    for (const char* e : Exts)
-        fs::copy_file(done + e, half + e);
+    CopySet(done, half);
     {
-        TGeoDB db;
-        db.SetGDBName(done);
-        db.GarbageCollection();
+        TGeoDB compactor;
+        compactor.SetGDBName(done);
+        compactor.GarbageCollection();
     }
     // The state between the two renames of a compaction: new data file in place, new table still
     // waiting beside the old one, marker present.
     fs::copy_file(done + ".xelgdd", half + ".xelgdd", fs::copy_options::overwrite_existing);
     fs::copy_file(done + ".xelgds", half + ".xelgds.tmp");
     WriteAll(half + ".xelgdx", {});
-    TGeoDB db;
     db.SetGDBName(half);
     ASSERT_TRUE(db.Damaged());
     EXPECT_THROW(db.AddTown("x", 1, 1), EXELGeoDBError);
@@ -243,11 +231,10 @@ TEST(GeoDBDamage, InterruptedCompactionIsCompletedByRepair)
     EXPECT_EQ(db.RetrievePolygon(3).size(), 3u);
 }
 
-TEST(GeoDBDamage, DirectoryInPlaceOfAFileIsAnError)
+TEST_F(GeoDBDamage, DirectoryInPlaceOfAFileIsAnError)
 {
-    ScratchDir dir;
     fs::create_directories(dir / "dirset.xelgi2");
-    TGeoDB db("X");
+    db.SetName("X");
     try {
         db.SetGDBName(dir / "dirset");
         FAIL();
@@ -261,13 +248,12 @@ TEST(GeoDBDamage, DirectoryInPlaceOfAFileIsAnError)
     EXPECT_FALSE(fs::exists(dir / "dirset.xelgds"));
 }
 
-TEST(GeoDBDamage, RandomCorruptionNeverCrashes)
+TEST_F(GeoDBDamage, RandomCorruptionNeverCrashes)
 {
-    ScratchDir dir;
     const std::string sound = dir / "sound";
     BuildSound(sound);
     std::map<std::string, Bytes> original;
-    for (const char* e : Exts)
+    for (const std::string e : SetExts)
         original[e] = ReadAll(sound + e);
     std::mt19937 rng(99);
     const std::string base = dir / "fuzz";
@@ -283,18 +269,18 @@ TEST(GeoDBDamage, RandomCorruptionNeverCrashes)
             WriteAll(base + ext, b);
         }
         SCOPED_TRACE(round);
-        TGeoDB db;
+        TGeoDB fuzzed;
         try {
-            db.SetGDBName(base);
+            fuzzed.SetGDBName(base);
         } catch (const EXELGeoDBError&) {
             continue;
         }
-        ExerciseReads(db);
-        ExpectIndexesConsistent(db);
-        if (db.Damaged()) {
-            db.Repair();
-            ASSERT_FALSE(db.Damaged());
-            ExpectIndexesConsistent(db);
+        ExerciseReads(fuzzed);
+        ExpectIndexesConsistent(fuzzed);
+        if (fuzzed.Damaged()) {
+            fuzzed.Repair();
+            ASSERT_FALSE(fuzzed.Damaged());
+            ExpectIndexesConsistent(fuzzed);
         }
     }
 }

@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <random>
+#include <utility>
+#include <vector>
 
 using namespace qv;
 
@@ -18,18 +21,25 @@ TIxLLRecArray Keys(std::initializer_list<float> ks)
         ix.push_back(TIxLLRec{k, i++});
     return ix;
 }
+
+template <class Ix>
+std::vector<std::int32_t> Records(const Ix& ix)
+{
+    std::vector<std::int32_t> out;
+    for (const auto& e : ix)
+        out.push_back(e.index);
+    return out;
+}
 }  // namespace
 
 TEST(Indexes, ClosestPositionsOverTenTwentyThirty)
 {
     const TIxLLRecArray ix = Keys({10.0f, 20.0f, 30.0f});
-    struct Case {
-        double value;
-        int pos1;
-    };
-    for (const Case c : {Case{5, 1}, Case{10, 1}, Case{20, 2}, Case{25, 3}, Case{30, 3}, Case{35, 4}})
-        EXPECT_EQ(ClosestLLPos(ix, 2, c.value) + 1, c.pos1) << c.value;
+    for (const auto& [value, pos1] : {std::pair{5.0, 1}, {10.0, 1}, {20.0, 2}, {25.0, 3}, {30.0, 3}, {35.0, 4}})
+        EXPECT_EQ(ClosestLLPos(ix, 2, value) + 1, pos1) << value;
     EXPECT_EQ(ClosestLLPos(TIxLLRecArray{}, -1, 3.0), 0);
+    // Over a run of equal keys the halving answers the first equal key it meets, here the middle of 0..6.
+    EXPECT_EQ(ClosestLLPos(Keys({1, 2, 2, 2, 2, 2, 9}), 6, 2.0), 3);
 }
 
 TEST(Indexes, FloatKeysAreComparedAsDoubles)
@@ -46,20 +56,11 @@ TEST(Indexes, EqualKeyGoesInFrontOfTheEqualKeyTheSearchMet)
     // Halving over 5 entries meets position 2 first: the new 7 lands at 2, not at the start of the run.
     TIxItemIDRecArray ix = {{7, 0}, {7, 1}, {7, 2}, {7, 3}, {7, 4}, {}};
     SortIxItemIDInto(ix, TIxItemIDRec{7, 99});
-    EXPECT_EQ(ix[2].index, 99);
-    EXPECT_EQ(ix[3].index, 2);
-    EXPECT_EQ(ix[5].index, 4);
+    EXPECT_EQ(Records(ix), (std::vector<std::int32_t>{0, 1, 99, 2, 3, 4}));
 
     TIxItemIDRecArray one = {{5, 0}, {}};
     SortIxItemIDInto(one, TIxItemIDRec{5, 1});
-    EXPECT_EQ(one[0].index, 1);
-    EXPECT_EQ(one[1].index, 0);
-}
-
-TEST(Indexes, HalvingMeetsAnEqualKeyNotNecessarilyTheFirst)
-{
-    const TIxLLRecArray ix = Keys({1, 2, 2, 2, 2, 2, 9});
-    EXPECT_EQ(ClosestLLPos(ix, 6, 2.0), 3);  // mid of 0..6
+    EXPECT_EQ(Records(one), (std::vector<std::int32_t>{1, 0}));
 }
 
 TEST(Indexes, RandomInsertionsStaySortedAndMatchLowerBoundWhenAbsent)
@@ -73,12 +74,11 @@ TEST(Indexes, RandomInsertionsStaySortedAndMatchLowerBoundWhenAbsent)
         ix.emplace_back();
         SortIxInto(ix, TIxLLRec{k, i});
         model.insert(std::upper_bound(model.begin(), model.end(), k), k);
-        ASSERT_TRUE(std::is_sorted(ix.begin(), ix.end(),
-                                   [](const TIxLLRec& a, const TIxLLRec& b) { return a.LLValue < b.LLValue; }));
-        ASSERT_EQ(ix.size(), model.size());
+        std::vector<float> keys;
+        for (const TIxLLRec& e : ix)
+            keys.push_back(e.LLValue);
+        ASSERT_EQ(keys, model) << "after inserting " << k;
     }
-    for (std::size_t i = 0; i < ix.size(); ++i)
-        EXPECT_EQ(ix[i].LLValue, model[i]);
     for (int probe = -60; probe <= 60; ++probe) {
         const double v = probe * 0.5 + 0.25;  // never equal to a key
         const auto lb = std::lower_bound(model.begin(), model.end(), v,
@@ -110,18 +110,15 @@ TEST(Indexes, BuildAndCheckAgainstATable)
     EXPECT_EQ(CheckIndexItemID(table, ids), "");
     EXPECT_EQ(ids.front().ItemID, 7);
 
-    TIxLLRecArray bad = ix;
-    std::swap(bad[0], bad[3]);
-    EXPECT_NE(CheckIndexLL(table, 1, bad), "");
-    bad = ix;
-    bad[2].index = 9;
-    EXPECT_NE(CheckIndexLL(table, 1, bad), "");
-    bad = ix;
-    bad[2].index = bad[1].index;
-    EXPECT_NE(CheckIndexLL(table, 1, bad), "");
-    bad = ix;
-    bad.pop_back();
-    EXPECT_NE(CheckIndexLL(table, 1, bad), "");
+    const auto rejects = [&](auto damage) {
+        TIxLLRecArray bad = ix;
+        damage(bad);
+        return !CheckIndexLL(table, 1, bad).empty();
+    };
+    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { std::swap(b[0], b[3]); }));  // out of order
+    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b[2].index = 9; }));  // a record outside the table
+    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b[2].index = b[1].index; }));  // one twice, another missing
+    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b.pop_back(); }));  // one entry short
     EXPECT_NE(CheckIndexLL(table, 2, ix), "");  // keys of the wrong corner
 }
 
@@ -132,7 +129,5 @@ TEST(Indexes, MergeTailKeepsOrderWithNaNKeysLast)
     ix.push_back(TIxLLRec{2, 4});
     ix.push_back(TIxLLRec{-1, 5});
     MergeTailLL(ix, 3);
-    const std::int32_t order[] = {5, 0, 4, 1, 2, 3};
-    for (std::size_t i = 0; i < ix.size(); ++i)
-        EXPECT_EQ(ix[i].index, order[i]);
+    EXPECT_EQ(Records(ix), (std::vector<std::int32_t>{5, 0, 4, 1, 2, 3}));
 }

@@ -6,8 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
 #include <limits>
+#include <span>
+#include <tuple>
+#include <utility>
 
 using namespace qv;
 using qvtest::Bytes;
@@ -28,50 +31,22 @@ TEST(Records, ItemNamesAndOrdinals)
     EXPECT_EQ(k, gitTown);
 }
 
-TEST(Records, GdbDataEncodesAtFileOffsets)
+TEST(Records, GdbDataDecodesAndEncodesAtFileOffsets)
 {
-    TgdbData d;
-    d.ItemId = 0x01020304;
-    d.Name = "Wien";
-    d.Altitude = 171.5f;
-    d.ClassFlag = 0xAB;
-    d.Tag = -2;
-    d.BlobOffset = 260;
-    d.Date = 45000.25;
-    d.StateFlag = 7;
-    d.LatLow = 48.1f;
-    d.LatHigh = 48.3f;
-    d.LongLow = 16.2f;
-    d.LongHigh = 16.5f;
-    d.ItemKind = gitCity;
-    d.NumPoints = 12;
-    d.Closed = true;
+    const qvtest::RecFields f{0x01020304, "Wien", 171.5f, 0xAB, -2,     260,  45000.25, 7,
+                              48.1f,      48.3f,  16.2f,  16.5f, gitCity, 12, true};
+    const Bytes raw = qvtest::RecordBytes(f);
+    ASSERT_EQ(raw.size(), 120u);
+    ASSERT_EQ(raw[108], gitCity);  // anchors the helper's layout to the format's kind offset
+    const TgdbData d = DecodeGdbData(std::span<const std::uint8_t, gdbDataSize>(raw.data(), gdbDataSize));
+    EXPECT_EQ(std::tie(d.ItemId, d.Name, d.Altitude, d.ClassFlag, d.Tag, d.BlobOffset, d.Date, d.StateFlag, d.LatLow,
+                       d.LatHigh, d.LongLow, d.LongHigh, d.ItemKind, d.NumPoints, d.Closed),
+              std::tie(f.id, f.name, f.alt, f.cls, f.tag, f.blobOffset, f.date, f.state, f.latLow, f.latHigh,
+                       f.longLow, f.longHigh, f.kind, f.numPoints, f.closed));
     std::array<std::uint8_t, gdbDataSize> out{};
-    out.fill(0xEE);
+    out.fill(0xEE);  // padding and unused name bytes must be written as zero
     EncodeGdbData(d, out);
-    const Bytes expect = qvtest::RecordBytes({0x01020304, "Wien", 171.5f, 0xAB, -2, 260, 45000.25, 7, 48.1f, 48.3f,
-                                              16.2f, 16.5f, gitCity, 12, true});
-    ASSERT_EQ(expect.size(), 120u);
-    EXPECT_EQ(Bytes(out.begin(), out.end()), expect);
-    EXPECT_EQ(out[0], 0x04);  // little-endian
-    EXPECT_EQ(out[4], 4);     // name length byte
-    EXPECT_EQ(out[108], gitCity);
-
-    const TgdbData back = DecodeGdbData(out);
-    EXPECT_EQ(back.ItemId, d.ItemId);
-    EXPECT_EQ(back.Name, d.Name);
-    EXPECT_EQ(back.Altitude, d.Altitude);
-    EXPECT_EQ(back.ClassFlag, d.ClassFlag);
-    EXPECT_EQ(back.Tag, d.Tag);
-    EXPECT_EQ(back.BlobOffset, d.BlobOffset);
-    EXPECT_EQ(back.Date, d.Date);
-    EXPECT_EQ(back.StateFlag, d.StateFlag);
-    EXPECT_EQ(back.LatLow, d.LatLow);
-    EXPECT_EQ(back.LongHigh, d.LongHigh);
-    EXPECT_EQ(back.ItemKind, d.ItemKind);
-    EXPECT_EQ(back.NumPoints, d.NumPoints);
-    EXPECT_EQ(back.Size(), 12);
-    EXPECT_TRUE(back.Closed);
+    EXPECT_EQ(Bytes(out.begin(), out.end()), raw);
 }
 
 TEST(Records, NamesAreCutToCapacityAndHostileLengthsClamped)
@@ -98,10 +73,7 @@ TEST(Records, SystemDataLayoutKeepsReservedBytes)
     for (std::size_t i = 76; i < 260; ++i)
         raw[i] = static_cast<std::uint8_t>(i);
     const TgdbSystemData s = DecodeSystemData(std::span<const std::uint8_t, 260>(raw.data(), 260));
-    EXPECT_EQ(s.HighestID, 41);
-    EXPECT_EQ(s.DBVersion, 4);
-    EXPECT_EQ(s.Description, "Alps");
-    EXPECT_EQ(s.Revision, -3);
+    EXPECT_EQ(std::tie(s.HighestID, s.DBVersion, s.Description, s.Revision), std::tuple(41, 4, "Alps", -3));
     std::array<std::uint8_t, gdbSystemDataSize> out{};
     EncodeSystemData(s, out);
     EXPECT_EQ(Bytes(out.begin(), out.end()), raw);
@@ -109,20 +81,12 @@ TEST(Records, SystemDataLayoutKeepsReservedBytes)
 
 TEST(Records, MetaInfoFieldsAtTheirOffsets)
 {
-    TMetaInfo m;
-    m.Keywords = "k";
-    m.Caption = std::string(200, 'c');  // cut to 127
-    m.FilePath = "/tmp/a.jpg";
-    m.Descriptor = "d";
-    m.Comment = "note";
+    // Keywords, caption (cut to 127), file path, descriptor, comment.
+    const TMetaInfo m{"k", std::string(200, 'c'), "/tmp/a.jpg", "d", "note"};
     std::array<std::uint8_t, gdbMetaInfoSize> out{};
     EncodeMetaInfo(m, out);
-    struct Field {
-        std::size_t offset;
-        std::size_t length;
-    };
-    for (const Field f : {Field{0, 1}, Field{256, 127}, Field{384, 10}, Field{512, 1}, Field{768, 4}})
-        EXPECT_EQ(out[f.offset], f.length) << "field at " << f.offset;
+    for (const auto& [offset, length] : {std::pair{0, 1}, {256, 127}, {384, 10}, {512, 1}, {768, 4}})
+        EXPECT_EQ(out[static_cast<std::size_t>(offset)], length) << "length byte at " << offset;
     EXPECT_EQ(out[385], '/');
     EXPECT_EQ(out[769], 'n');
     const TMetaInfo back = DecodeMetaInfo(out);
@@ -137,16 +101,15 @@ TEST(Records, IndexEntriesAndPointsRoundTripBitExactly)
 {
     const float values[] = {0.0f, -0.0f, 47.1f, -179.99998f, std::numeric_limits<float>::denorm_min(),
                             std::numeric_limits<float>::infinity()};
+    const auto bits = [](float f) { return std::bit_cast<std::uint32_t>(f); };
     for (float v : values) {
         std::array<std::uint8_t, 8> b{};
         EncodeIxLLRec(TIxLLRec{v, -7}, b);
         const TIxLLRec r = DecodeIxLLRec(b);
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(r.LLValue), std::bit_cast<std::uint32_t>(v));
-        EXPECT_EQ(r.index, -7);
+        EXPECT_EQ(std::pair(bits(r.LLValue), r.index), std::pair(bits(v), -7));
         EncodeSCoords(TSCoords{v, -v}, b);
         const TSCoords c = DecodeSCoords(b);
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(c.Latit), std::bit_cast<std::uint32_t>(v));
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(c.Longit), std::bit_cast<std::uint32_t>(-v));
+        EXPECT_EQ(std::pair(bits(c.Latit), bits(c.Longit)), std::pair(bits(v), bits(-v)));
     }
     std::array<std::uint8_t, 8> b{};
     EncodeIxItemIDRec(TIxItemIDRec{-1, 0x7FFFFFFF}, b);
