@@ -225,36 +225,14 @@ TEST(CalibModels, ParabolicInterpolatesBetweenGraticuleParabolas)
     EXPECT_FALSE(cal.CalcPixelCoords(-80.0, 170.0, px, py));
 }
 
-TEST(CalibModels, GratMatNeedsTwoFittedLinesOfEachKind)
-{
-    TMapCalibration cal = MakeMap(cmParabolicIp);
-    for (double lat : {47.0, 48.0, 49.0})
-        for (int x : {10, 20})
-            cal.AddCalibPoint(gtlParallel, lat, x, static_cast<int>(lat));
-    for (double lon : {16.0, 17.0})
-        for (int y : {10, 20, 30})
-            cal.AddCalibPoint(gtlMeridian, lon, static_cast<int>(lon), y);
-    EXPECT_FALSE(cal.RecalcGratMat());
-    const TMatrix& g = cal.GratMat();
-    ASSERT_EQ(g.NrOfRows(), 1);
-    for (int c = 1; c <= 5; ++c)
-        EXPECT_EQ(g.GetVal(c, 1), 0.0);
-    bool v = true;
-    EXPECT_EQ(cal.CalcLatitude(5, 5, v), 0.0);
-    EXPECT_FALSE(v);
-    std::int32_t x = 3, y = 4;
-    EXPECT_FALSE(cal.CalcPixelCoords(48, 16, x, y));
-}
-
 TEST(CalibModels, UnderdeterminedEquiRectFitsStillReproduceTheirQuads)
 {
     TMapCalibration cal = MakeMap(cmEquiRect);
     cal.AddCalibPoint(48.0, 16.0, 3, 4);
     // One quad: c = [1, x, y]·b / (1 + x² + y²), the minimum-norm solution.
     const TLinearPars& lat = cal.EquRectPLSP()[0];
-    EXPECT_NEAR(lat[0], 48.0 / 26, 1e-12);
-    EXPECT_NEAR(lat[1], 3 * 48.0 / 26, 1e-12);
-    EXPECT_NEAR(lat[2], 4 * 48.0 / 26, 1e-12);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_NEAR(lat[k], (std::array{1.0, 3.0, 4.0}[k]) * 48.0 / 26, 1e-12) << k;
     bool v = false;
     EXPECT_NEAR(cal.CalcLatitude(3, 4, v), 48.0, 1e-12);
     // Collinear quads reproduce their line.
@@ -414,6 +392,25 @@ TEST(CalibModels, UnfittedModelsAnswerAsDocumented)
     conic.AddCalibPoint(48.0, 16.0, 10, 10);
     conic.AddCalibPoint(47.0, 17.0, 500, 400);
     EXPECT_EQ(conic.ConicPars(), (std::array<double, 6>{}));
+
+    // The parabolic model needs two fitted lines of each kind; without them the graticule matrix is one zero
+    // row, places are invalid and pixels are refused.
+    TMapCalibration cal = MakeMap(cmParabolicIp);  // parallels of two points are not fitted
+    for (double lat : {47.0, 48.0, 49.0})
+        for (int x : {10, 20})
+            cal.AddCalibPoint(gtlParallel, lat, x, static_cast<int>(lat));
+    for (double lon : {16.0, 17.0})
+        for (int y : {10, 20, 30})
+            cal.AddCalibPoint(gtlMeridian, lon, static_cast<int>(lon), y);
+    EXPECT_FALSE(cal.RecalcGratMat());
+    const TMatrix& g = cal.GratMat();
+    ASSERT_EQ(g.NrOfRows(), 1);
+    for (int c = 1; c <= 5; ++c)
+        EXPECT_EQ(g.GetVal(c, 1), 0.0);
+    v = true;
+    EXPECT_EQ(cal.CalcLatitude(5, 5, v), 0.0);
+    EXPECT_FALSE(v);
+    EXPECT_FALSE(cal.CalcPixelCoords(48, 16, x, y));
 }
 
 TEST(CalibModels, PixelRoundingIsHalfToEvenAndRefusesUnrepresentablePixels)
