@@ -320,17 +320,25 @@ TEST(CalibFile, FileWriterAndLoaderRoundTripAndWriteFailures)
     EXPECT_FALSE(back.LoadCalDataFromXML(fname, "M"));
     EXPECT_EQ(back.CalibModel(), cmMillerCylindrical);
     EXPECT_EQ(back.MillercylPar(), cal.MillercylPar());
+    // Other models are fitted on reading as well, here through the member stream writer and reader.
+    cal.SetCalibModel(cmEquiRect);
+    std::ostringstream out;
+    cal.WriteCalDataToOpenXMLFile(out, true, "a");
+    EXPECT_FALSE(Load(back, out.str(), "A"));
+    EXPECT_EQ(back.CalibModel(), cmEquiRect);
+    EXPECT_EQ(back.EquRectPLSP(), cal.EquRectPLSP());
     EXPECT_FALSE(back.LoadCalDataFromXML((dir / "missing.xml").string(), ""));
     const std::string bad = (dir / "no" / "such" / "dir.xml").string();
     EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML(bad, "m"); }), "Component \"GeoMap1\": cannot create file \"" + bad + "\"");
     TMapCalibration viaName = NamedMap();
     viaName.SetCalDatName(fname);
+    EXPECT_EQ(viaName.CalDatName(), fname);
     EXPECT_EQ(viaName.CalibData().NumCalQuads, 3);
     std::filesystem::remove_all(dir);
     std::ostream broken(nullptr);  // no buffer: every write fails
     EXPECT_EQ(ErrorOf([&] { WriteRawCalDataToOpenXMLFile(broken, true, "1", ViennaData(), cmUTM); }),
               "WriteRawCalDataToOpenXMLFile: the calibration could not be written");
-        EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML(broken, "1"); }),
+    EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML(broken, "1"); }),
               "Component \"GeoMap1\": the calibration could not be written to the stream");
 }
 

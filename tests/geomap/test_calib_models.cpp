@@ -66,6 +66,8 @@ TEST(CalibModels, EquiRectRecoversAnAffineMap)
     };
     const TMapCalibration cal = FitGrid(cmEquiRect, truth);
     CheckBothWays(cal, truth, 1e-9, 0);
+    for (int k = 0; k < 3; ++k)  // latitude = c0 + c1·x + c2·y
+        EXPECT_NEAR(cal.EquRectPLSP()[0][k], (std::array{48.5, 0.00002, -0.001}[k]), k ? 1e-13 : 1e-10) << k;
     double qx = -1, qy = -1;
     cal.CalibQuality(qx, qy);
     EXPECT_EQ(std::pair(qx, qy), std::pair(0.0, 0.0));
