@@ -37,7 +37,8 @@ Bytes Jpeg(std::uint8_t sof, int w, int h, int fill = 0)
 {
     Bytes b = {0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x10, 'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0,
                0xFF, 0xDB, 0x00, 0x04, 0x00, 0x00};
-    b.insert(b.end(), fill, 0xFF);
+    b.reserve(b.size() + static_cast<std::size_t>(fill) + 23);
+    b.resize(b.size() + static_cast<std::size_t>(fill), 0xFF);
     b.insert(b.end(), {0xFF, sof, 0x00, 0x11, 0x08, static_cast<std::uint8_t>(h >> 8), static_cast<std::uint8_t>(h),
                        static_cast<std::uint8_t>(w >> 8), static_cast<std::uint8_t>(w), 3, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                        0xFF, 0xDA, 0x00, 0x02});
