@@ -227,6 +227,10 @@ private:
     int AddTyped(TgdbItem Kind, bool Closed, std::string_view Name, std::span<const TSCoords> Points);
     void ReplaceTyped(int RecNo, TgdbItem Kind, bool Closed, std::string_view Name,
                       std::span<const TSCoords> Points);
+    // Towns and cities: one point, which also gives the bounding box.
+    int AddPoint(TgdbItem Kind, std::string_view Name, double Latit, double Longit, double Altitude);
+    void ReplacePoint(int RecNo, TgdbItem Kind, std::string_view Name, double Latit, double Longit,
+                      double Altitude);
     int AddBLOBBytes(TgdbData& Data, std::span<const std::uint8_t> Bytes, const TMetaInfo& MetaInfo);
     const TgdbData& BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo);
     std::vector<std::uint8_t> ReadBlobBytes(std::string_view Op, const TgdbData& Rec) const;

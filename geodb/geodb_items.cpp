@@ -243,26 +243,25 @@ int TGeoDB::AddRoute(std::string_view Name, std::span<const TSCoords> Points)
     return AddTyped(gitRoute, false, Name, Points);
 }
 
-int TGeoDB::AddTown(std::string_view Name, double Latit, double Longit, double Altitude)
+int TGeoDB::AddPoint(TgdbItem Kind, std::string_view Name, double Latit, double Longit, double Altitude)
 {
     const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
     TgdbData d;
     d.Name = std::string(Name);
-    d.ItemKind = gitTown;
+    d.ItemKind = Kind;
     d.Altitude = static_cast<float>(Altitude);
     d.Date = NowAsDateTime();
     return AddData(d, std::span<const TSCoords>(&p, 1));
 }
 
+int TGeoDB::AddTown(std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    return AddPoint(gitTown, Name, Latit, Longit, Altitude);
+}
+
 int TGeoDB::AddCity(std::string_view Name, double Latit, double Longit, double Altitude)
 {
-    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
-    TgdbData d;
-    d.Name = std::string(Name);
-    d.ItemKind = gitCity;
-    d.Altitude = static_cast<float>(Altitude);
-    d.Date = NowAsDateTime();
-    return AddData(d, std::span<const TSCoords>(&p, 1));
+    return AddPoint(gitCity, Name, Latit, Longit, Altitude);
 }
 
 // ---- replacing, updating, deleting ------------------------------------------------------------------
@@ -340,28 +339,27 @@ void TGeoDB::ReplaceRoute(int RecNo, std::string_view Name, std::span<const TSCo
     ReplaceTyped(RecNo, gitRoute, false, Name, Points);
 }
 
-void TGeoDB::ReplaceTown(int RecNo, std::string_view Name, double Latit, double Longit, double Altitude)
+void TGeoDB::ReplacePoint(int RecNo, TgdbItem Kind, std::string_view Name, double Latit, double Longit,
+                          double Altitude)
 {
     const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
     TgdbData d = GetSumdata(RecNo);
     d.Name = std::string(Name);
-    d.ItemKind = gitTown;
+    d.ItemKind = Kind;
     d.Closed = false;
     d.Altitude = static_cast<float>(Altitude);
     d.Date = NowAsDateTime();
     ReplaceItem("ReplaceData", RecNo, d, std::span<const TSCoords>(&p, 1));
 }
 
+void TGeoDB::ReplaceTown(int RecNo, std::string_view Name, double Latit, double Longit, double Altitude)
+{
+    ReplacePoint(RecNo, gitTown, Name, Latit, Longit, Altitude);
+}
+
 void TGeoDB::ReplaceCity(int RecNo, std::string_view Name, double Latit, double Longit, double Altitude)
 {
-    const TSCoords p{static_cast<float>(Latit), static_cast<float>(Longit)};
-    TgdbData d = GetSumdata(RecNo);
-    d.Name = std::string(Name);
-    d.ItemKind = gitCity;
-    d.Closed = false;
-    d.Altitude = static_cast<float>(Altitude);
-    d.Date = NowAsDateTime();
-    ReplaceItem("ReplaceData", RecNo, d, std::span<const TSCoords>(&p, 1));
+    ReplacePoint(RecNo, gitCity, Name, Latit, Longit, Altitude);
 }
 
 void TGeoDB::UpdateBasicData(int RecNo, const TgdbData& Data)

@@ -134,61 +134,57 @@ std::int32_t TLandMarkStore::Append(const TLandMark& LandMark)
     return count;
 }
 
-std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt)
+TLandMark TLandMarkStore::TemplateAt(double Lat, double Long, double Alt) const
 {
     TLandMark lm = FDefaultLM;
     lm.Latitude = Lat;
     lm.Longitude = Long;
     lm.Altitude = Alt;
+    return lm;
+}
+
+std::int32_t TLandMarkStore::Offer(const TLandMark& lm)
+{
     if (FInAction > 0 || !Ask(lmaAdd, lm))
         return 0;
     return Append(lm);
+}
+
+std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt)
+{
+    TLandMark lm = TemplateAt(Lat, Long, Alt);
+    return Offer(lm);
 }
 
 std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, std::string_view Ident,
                                          double Time)
 {
-    TLandMark lm = FDefaultLM;
-    lm.Latitude = Lat;
-    lm.Longitude = Long;
-    lm.Altitude = Alt;
+    TLandMark lm = TemplateAt(Lat, Long, Alt);
     lm.Identifier = CutShortString(Ident, LMIdentifierCapacity);
     lm.Time = Time;
-    if (FInAction > 0 || !Ask(lmaAdd, lm))
-        return 0;
-    return Append(lm);
+    return Offer(lm);
 }
 
 std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, std::string_view Caption,
                                          std::int32_t Size, TColor Color)
 {
-    TLandMark lm = FDefaultLM;
-    lm.Latitude = Lat;
-    lm.Longitude = Long;
-    lm.Altitude = Alt;
+    TLandMark lm = TemplateAt(Lat, Long, Alt);
     lm.Caption.Text = CutShortString(Caption, LMTextCapacity);
     lm.Caption.Size = Size;
     lm.Caption.FGColor = Color;
-    if (FInAction > 0 || !Ask(lmaAdd, lm))
-        return 0;
-    return Append(lm);
+    return Offer(lm);
 }
 
 std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, std::string_view Ident,
                                          double Time, std::string_view Caption, std::int32_t Size, TColor Color)
 {
-    TLandMark lm = FDefaultLM;
-    lm.Latitude = Lat;
-    lm.Longitude = Long;
-    lm.Altitude = Alt;
+    TLandMark lm = TemplateAt(Lat, Long, Alt);
     lm.Identifier = CutShortString(Ident, LMIdentifierCapacity);
     lm.Time = Time;
     lm.Caption.Text = CutShortString(Caption, LMTextCapacity);
     lm.Caption.Size = Size;
     lm.Caption.FGColor = Color;
-    if (FInAction > 0 || !Ask(lmaAdd, lm))
-        return 0;
-    return Append(lm);
+    return Offer(lm);
 }
 
 std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, TLandMarkElement Kind,
@@ -196,10 +192,7 @@ std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, TL
                                          std::int32_t Tag, TColor FGColor, TColor BGColor, std::int32_t Size,
                                          bool Transparent, std::int32_t Direction, std::int32_t Length)
 {
-    TLandMark lm = FDefaultLM;
-    lm.Latitude = Lat;
-    lm.Longitude = Long;
-    lm.Altitude = Alt;
+    TLandMark lm = TemplateAt(Lat, Long, Alt);
     lm.SymbolProps.Kind = Kind;
     lm.ClassFlag = ClassFlag;
     lm.Identifier = CutShortString(Ident, LMIdentifierCapacity);
@@ -211,9 +204,7 @@ std::int32_t TLandMarkStore::AddLandMark(double Lat, double Long, double Alt, TL
     lm.SymbolProps.Transparent = Transparent;
     lm.SymbolProps.Direction = Direction;
     lm.SymbolProps.Length = Length;
-    if (FInAction > 0 || !Ask(lmaAdd, lm))
-        return 0;
-    return Append(lm);
+    return Offer(lm);
 }
 
 std::int32_t TLandMarkStore::FindLandMark(double Lat, double Long, std::int32_t Class) const

@@ -154,6 +154,8 @@ private:
     bool Ask(TLandMarkAction Action, const TLandMark& LandMark);
     void Repaint() const;
     std::int32_t Append(const TLandMark& LandMark);  // after the question; returns the new number
+    TLandMark TemplateAt(double Lat, double Long, double Alt) const;  // the template at a position
+    std::int32_t Offer(const TLandMark& LandMark);  // asks, then appends; 0 when refused or re-entered
     void ResetArray();                               // back to 1000 elements
     void ResizeArray(std::size_t Length);            // raises "insufficient memory" on failure
     std::int32_t RemoveIndexAllowed(std::int32_t Index);
