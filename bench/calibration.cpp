@@ -1,7 +1,7 @@
 // Calibration hot paths: fitting each model from 200 quads (what every point edit under that model
 // costs) and the per-point transforms that rendering and the mouse read-out call.
-#include "geobasics/transverse_mercator.h"
-#include "geomap/calibration.h"
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calibration.h>
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // TGeoDB at scale: loading 10 000 to 1 000 000 point items (one by one and in a bulk bracket, with
 // LazyWrite on and off), opening a large set, and rectangle and identifier searches over a million items.
 // The large cases run one iteration each: they write hundreds of megabytes.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
 #include <benchmark/benchmark.h>
 

@@ -1,9 +1,9 @@
 // Per-point cost of the projections, the geocentric conversion and the Helmert shift, with GeographicLib
 // and PROJ doing the same work in the same binary. Every benchmark cycles through the same table of
 // points so that branch prediction and caches treat all sides alike.
-#include "geobasics/datums.h"
-#include "geobasics/geocentric.h"
-#include "geobasics/transverse_mercator.h"
+#include <qvgeo/geobasics/datums.h>
+#include <qvgeo/geobasics/geocentric.h>
+#include <qvgeo/geobasics/transverse_mercator.h>
 
 #include <GeographicLib/Geocentric.hpp>
 #include <GeographicLib/PolarStereographic.hpp>

@@ -1,6 +1,6 @@
 // Landmark store and landmark file: loading and saving 100 000 landmarks, appending, finding the
 // nearest, and removing many at once.
-#include "geomap/landmark_store.h"
+#include <qvgeo/geomap/landmark_store.h>
 
 #include <benchmark/benchmark.h>
 

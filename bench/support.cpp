@@ -1,8 +1,8 @@
 // Support services: the SVD least-squares solver on a calibration-sized problem, and the tag reader and
 // number scanner over a large file of the XML-like family.
-#include "support/least_squares.h"
-#include "support/number_scanner.h"
-#include "support/tag_reader.h"
+#include <qvgeo/support/least_squares.h>
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/tag_reader.h>
 
 #include <benchmark/benchmark.h>
 

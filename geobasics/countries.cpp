@@ -1,7 +1,7 @@
 // Country lookups.
-#include "geobasics/countries.h"
+#include <qvgeo/geobasics/countries.h>
 
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 namespace qv {
 

@@ -1,7 +1,7 @@
 // The 231 countries and territories, sorted by name (index 0 to 230).
 // Transcribed once from the collected reference data credited in the README; maintained by hand.
 // Capitals on a sea shore carry altitude 0.
-#include "geobasics/countries.h"
+#include <qvgeo/geobasics/countries.h>
 
 namespace qv {
 

@@ -2,7 +2,7 @@
 // Transcribed once from the collected reference data credited in the README; maintained by hand.
 // Rows with a scale or rotations carry a full seven-parameter set; all others carry the published
 // three-parameter translation of that datum and region.
-#include "geobasics/datum_table.h"
+#include <qvgeo/geobasics/datum_table.h>
 
 namespace qv::detail {
 

@@ -1,7 +1,7 @@
 // The datum table itself, private to the geodesy sources; everyone else goes through GeoDatum().
 #pragma once
 
-#include "geobasics/datums.h"
+#include <qvgeo/geobasics/datums.h>
 
 #include <array>
 

@@ -5,10 +5,10 @@
 // bit for bit, so the expressions below keep the documented order of operations. What depends on the
 // datum alone (rotations in radians, scale factors) is computed once per datum with the same
 // expressions.
-#include "geobasics/datums.h"
+#include <qvgeo/geobasics/datums.h>
 
-#include "geobasics/datum_table.h"
-#include "geobasics/geocentric.h"
+#include <qvgeo/geobasics/datum_table.h>
+#include <qvgeo/geobasics/geocentric.h>
 
 #include <array>
 

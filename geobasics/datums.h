@@ -2,7 +2,7 @@
 // seven-parameter shift to WGS 84, and the Helmert datum shift between two of them through WGS 84.
 #pragma once
 
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
 #include <string_view>
 

@@ -1,6 +1,6 @@
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
-#include "support/errors.h"
+#include <qvgeo/support/errors.h>
 
 #include <cmath>
 #include <utility>

@@ -1,7 +1,7 @@
 // Geodetic <-> geocentric conversion. Results must stay identical to the documented formulas, so the
 // order of operations below is deliberate; only the per-ellipsoid parameters (e², f, a) are looked up
 // once per ellipsoid, from the very catalogue functions the formulas name.
-#include "geobasics/geocentric.h"
+#include <qvgeo/geobasics/geocentric.h>
 
 #include <array>
 #include <cmath>

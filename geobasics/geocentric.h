@@ -2,7 +2,7 @@
 // ellipsoid and earth-centred, earth-fixed Cartesian coordinates.
 #pragma once
 
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
 namespace qv {
 

@@ -6,9 +6,9 @@
 // series coefficients, which use the general power function, and the UPS normalisers) is computed once
 // per ellipsoid; each cached value is exactly the subexpression it replaces, so results are unchanged.
 // Powers of per-point quantities (cos φ, tan φ, the longitude difference) are repeated products.
-#include "geobasics/transverse_mercator.h"
+#include <qvgeo/geobasics/transverse_mercator.h>
 
-#include "support/math_services.h"
+#include <qvgeo/support/math_services.h>
 
 #include <array>
 #include <cmath>

@@ -20,7 +20,7 @@
 // Nothing here throws or reports errors: a position outside the UTM area gives zone 0.
 #pragma once
 
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
 #include <string>
 

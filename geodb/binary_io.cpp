@@ -1,7 +1,7 @@
 // POSIX file descriptors rather than iostreams: the database needs positioned reads and writes, creation
 // with O_EXCL (an existing file must never be truncated by an "open or create"), fsync before a rename,
 // and error texts with the system's reason.
-#include "geodb/binary_io.h"
+#include <qvgeo/geodb/binary_io.h>
 
 #include <algorithm>
 #include <cerrno>

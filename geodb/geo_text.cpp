@@ -1,4 +1,4 @@
-#include "geodb/geo_text.h"
+#include <qvgeo/geodb/geo_text.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Latitude and longitude as display text with a hemisphere letter ("48°12.500' N").
 #pragma once
 
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 #include <cstdint>
 #include <string>

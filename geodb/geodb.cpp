@@ -1,12 +1,12 @@
 // TGeoDB: opening, creating and closing the file set, LazyWrite and index writing, the header with its
 // description and revision, and the index accessors and searches. Editing lives in geodb_items.cpp,
 // checking, repair and compaction in geodb_repair.cpp.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
-#include "geodb/binary_io.h"
-#include "geodb/indexes.h"
-#include "support/errors.h"
-#include "support/text.h"
+#include <qvgeo/geodb/binary_io.h>
+#include <qvgeo/geodb/indexes.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 

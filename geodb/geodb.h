@@ -19,8 +19,8 @@
 // records after it move up one place; SearchForItemID finds an item's current record number.
 #pragma once
 
-#include "geodb/geo_text.h"
-#include "geodb/records.h"
+#include <qvgeo/geodb/geo_text.h>
+#include <qvgeo/geodb/records.h>
 
 #include <array>
 #include <cstdint>

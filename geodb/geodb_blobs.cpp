@@ -1,9 +1,9 @@
 // TGeoDB BLOBs: binary objects stored in ".xelgdd" as a 1024-byte TMetaInfo followed by their bytes;
 // the record's BlobOffset points at the meta data and its Size counts the bytes after it.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
-#include "geodb/binary_io.h"
-#include "support/errors.h"
+#include <qvgeo/geodb/binary_io.h>
+#include <qvgeo/support/errors.h>
 
 #include <algorithm>
 #include <istream>

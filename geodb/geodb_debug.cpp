@@ -1,5 +1,5 @@
 // TGeoDB::ExportDataDebug: the whole in-memory state as text, for looking at a set by eye.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
 #include <charconv>
 #include <ostream>

@@ -5,11 +5,11 @@
 // (HighestID), then the record that points to the appended bytes, then the indexes. A failure at any step
 // leaves a set that opens: at worst unreferenced bytes at the end of ".xelgdd", or index files that the
 // next opening finds out of step.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
-#include "geodb/binary_io.h"
-#include "geodb/indexes.h"
-#include "support/errors.h"
+#include <qvgeo/geodb/binary_io.h>
+#include <qvgeo/geodb/indexes.h>
+#include <qvgeo/support/errors.h>
 
 #include <algorithm>
 #include <chrono>

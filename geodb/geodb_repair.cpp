@@ -5,11 +5,11 @@
 // marker file (base + ".xelgdx") is created, then the files are renamed, then the marker is removed. A
 // set found with the marker was interrupted between the renames: it opens as damaged, and Repair
 // finishes the renames from the temporary files, which were complete before the marker existed.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
-#include "geodb/binary_io.h"
-#include "geodb/indexes.h"
-#include "support/errors.h"
+#include <qvgeo/geodb/binary_io.h>
+#include <qvgeo/geodb/indexes.h>
+#include <qvgeo/support/errors.h>
 
 #include <algorithm>
 #include <limits>

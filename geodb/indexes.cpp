@@ -1,4 +1,4 @@
-#include "geodb/indexes.h"
+#include <qvgeo/geodb/indexes.h>
 
 #include <algorithm>
 #include <bit>

@@ -3,7 +3,7 @@
 // consistency check run when a database is opened.
 #pragma once
 
-#include "geodb/records.h"
+#include <qvgeo/geodb/records.h>
 
 #include <cstdint>
 #include <span>

@@ -1,6 +1,6 @@
-#include "geodb/records.h"
+#include <qvgeo/geodb/records.h>
 
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 #include <bit>

@@ -3,11 +3,11 @@
 //
 // Pixels are rounded half to even. Where the formulas square pixel coordinates (biquadratic, parabolic)
 // the squares are 32-bit wrapping integer products, matching how the coefficients were fitted.
-#include "geomap/calibration.h"
+#include <qvgeo/geomap/calibration.h>
 
-#include "geobasics/transverse_mercator.h"
-#include "geomap/calib_internal.h"
-#include "support/math_services.h"
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/support/math_services.h>
 
 #include <cmath>
 

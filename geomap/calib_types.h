@@ -3,7 +3,7 @@
 // These are shared by the calibration object, the calibration file, the map control and the atlas.
 #pragma once
 
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
 #include <array>
 #include <cstdint>

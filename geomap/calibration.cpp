@@ -1,9 +1,9 @@
 // TMapCalibration: owner hooks, reference-point editing and the refit sequence that follows every edit.
-#include "geomap/calibration.h"
+#include <qvgeo/geomap/calibration.h>
 
-#include "geomap/calib_internal.h"
-#include "geomap/image_header.h"
-#include "support/errors.h"
+#include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/image_header.h>
+#include <qvgeo/support/errors.h>
 
 #include <filesystem>
 #include <system_error>

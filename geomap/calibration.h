@@ -11,8 +11,8 @@
 // integer columns and rows of the unmagnified image with the origin at its top-left corner.
 #pragma once
 
-#include "geomap/calib_types.h"
-#include "support/matrix.h"
+#include <qvgeo/geomap/calib_types.h>
+#include <qvgeo/support/matrix.h>
 
 #include <array>
 #include <cstdint>

@@ -1,13 +1,13 @@
 // Calibration file writers and readers: the raw writer, the map-level writers (file and stream variants),
 // the map reader and ParseCalibData, which share one line/tag scanner and differ only where documented.
-#include "geomap/calibration_file.h"
+#include <qvgeo/geomap/calibration_file.h>
 
-#include "geomap/calibration.h"
-#include "geomap/file_tags.h"
-#include "support/errors.h"
-#include "support/number_scanner.h"
-#include "support/tag_reader.h"
-#include "support/text.h"
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/file_tags.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/tag_reader.h>
+#include <qvgeo/support/text.h>
 
 #include <charconv>
 #include <cstdio>

@@ -6,7 +6,7 @@
 // line, and nothing is escaped. Written files use "\n" line ends; readers accept "\r\n" as well.
 #pragma once
 
-#include "geomap/calib_types.h"
+#include <qvgeo/geomap/calib_types.h>
 
 #include <iosfwd>
 #include <string>

@@ -4,11 +4,11 @@
 //
 // None of these raise on bad geometry. A fit that cannot be made leaves zeroed (equirect, biquadratic)
 // or the previous (Miller, conic) coefficients, and the transforms then give meaningless results.
-#include "geomap/calibration.h"
+#include <qvgeo/geomap/calibration.h>
 
-#include "geomap/calib_internal.h"
-#include "support/curve_fit.h"
-#include "support/least_squares.h"
+#include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/support/curve_fit.h>
+#include <qvgeo/support/least_squares.h>
 
 #include <algorithm>
 #include <cmath>

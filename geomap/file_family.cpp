@@ -1,7 +1,7 @@
-#include "geomap/file_family.h"
+#include <qvgeo/geomap/file_family.h>
 
-#include "geomap/file_tags.h"
-#include "support/text.h"
+#include <qvgeo/geomap/file_tags.h>
+#include <qvgeo/support/text.h>
 
 #include <istream>
 

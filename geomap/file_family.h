@@ -3,7 +3,7 @@
 // values so that the family's reader gives them back.
 #pragma once
 
-#include "support/tag_reader.h"
+#include <qvgeo/support/tag_reader.h>
 
 #include <iosfwd>
 #include <span>

@@ -1,6 +1,6 @@
 // Image header parsing for BMP (BITMAPCOREHEADER and the BITMAPINFOHEADER family) and JPEG (segments up
 // to the first start-of-frame marker). Every read is bounds-checked: hostile files give false.
-#include "geomap/image_header.h"
+#include <qvgeo/geomap/image_header.h>
 
 #include <array>
 #include <fstream>

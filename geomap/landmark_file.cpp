@@ -1,13 +1,13 @@
-#include "geomap/landmark_file.h"
+#include <qvgeo/geomap/landmark_file.h>
 
-#include "geomap/file_family.h"
-#include "geomap/file_tags.h"
-#include "geomap/landmark_store.h"
-#include "support/date_time.h"
-#include "support/errors.h"
-#include "support/number_scanner.h"
-#include "support/tag_reader.h"
-#include "support/text.h"
+#include <qvgeo/geomap/file_family.h>
+#include <qvgeo/geomap/file_tags.h>
+#include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/support/date_time.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/tag_reader.h>
+#include <qvgeo/support/text.h>
 
 #include <array>
 #include <charconv>

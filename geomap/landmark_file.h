@@ -2,7 +2,7 @@
 // The set-level reader and writer are members of TLandMarkStore (landmark_store.h) and use these.
 #pragma once
 
-#include "geomap/landmark_types.h"
+#include <qvgeo/geomap/landmark_types.h>
 
 #include <string>
 #include <string_view>

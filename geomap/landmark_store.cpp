@@ -1,7 +1,7 @@
-#include "geomap/landmark_store.h"
+#include <qvgeo/geomap/landmark_store.h>
 
-#include "support/bit_field.h"
-#include "support/errors.h"
+#include <qvgeo/support/bit_field.h>
+#include <qvgeo/support/errors.h>
 
 #include <algorithm>
 #include <new>

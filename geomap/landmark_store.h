@@ -4,7 +4,7 @@
 // repaint request and the add/remove question; without them the store works on its own.
 #pragma once
 
-#include "geomap/landmark_types.h"
+#include <qvgeo/geomap/landmark_types.h>
 
 #include <array>
 #include <cstdint>

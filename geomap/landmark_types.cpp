@@ -1,4 +1,4 @@
-#include "geomap/landmark_types.h"
+#include <qvgeo/geomap/landmark_types.h>
 
 namespace qv {
 

@@ -4,7 +4,7 @@
 // the template landmark.
 #pragma once
 
-#include "support/rect_double.h"
+#include <qvgeo/support/rect_double.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,12 +1,12 @@
-#include "geomap/symbol_repository.h"
+#include <qvgeo/geomap/symbol_repository.h>
 
-#include "geomap/file_family.h"
-#include "geomap/file_tags.h"
-#include "geomap/landmark_file.h"
-#include "support/errors.h"
-#include "support/number_scanner.h"
-#include "support/tag_reader.h"
-#include "support/text.h"
+#include <qvgeo/geomap/file_family.h>
+#include <qvgeo/geomap/file_tags.h>
+#include <qvgeo/geomap/landmark_file.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/tag_reader.h>
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 #include <fstream>

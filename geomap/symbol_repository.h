@@ -3,7 +3,7 @@
 // symbol and the kind names written to files.
 #pragma once
 
-#include "geomap/landmark_types.h"
+#include <qvgeo/geomap/landmark_types.h>
 
 #include <array>
 #include <cstdint>

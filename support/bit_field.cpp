@@ -1,4 +1,4 @@
-#include "support/bit_field.h"
+#include <qvgeo/support/bit_field.h>
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "support/curve_fit.h"
+#include <qvgeo/support/curve_fit.h>
 
 #include <algorithm>
 #include <cmath>

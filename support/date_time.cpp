@@ -1,6 +1,6 @@
-#include "support/date_time.h"
+#include <qvgeo/support/date_time.h>
 
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 #include <array>

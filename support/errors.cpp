@@ -1,4 +1,4 @@
-#include "support/errors.h"
+#include <qvgeo/support/errors.h>
 
 namespace qv {
 

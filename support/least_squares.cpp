@@ -1,6 +1,6 @@
-#include "support/least_squares.h"
+#include <qvgeo/support/least_squares.h>
 
-#include "support/math_services.h"
+#include <qvgeo/support/math_services.h>
 
 #include <algorithm>
 #include <cmath>

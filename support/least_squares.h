@@ -7,7 +7,7 @@
 // MathFeedBackProc and AbortMathProc (math_services.h): one step per singular value diagonalised.
 #pragma once
 
-#include "support/matrix.h"
+#include <qvgeo/support/matrix.h>
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-#include "support/line_clip.h"
+#include <qvgeo/support/line_clip.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "support/math_services.h"
+#include <qvgeo/support/math_services.h>
 
 #include <cmath>
 #include <random>

@@ -1,4 +1,4 @@
-#include "support/matrix.h"
+#include <qvgeo/support/matrix.h>
 
 #include <algorithm>
 #include <stdexcept>

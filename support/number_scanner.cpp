@@ -1,6 +1,6 @@
-#include "support/number_scanner.h"
+#include <qvgeo/support/number_scanner.h>
 
-#include "support/math_services.h"
+#include <qvgeo/support/math_services.h>
 
 #include <charconv>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "support/tag_reader.h"
+#include <qvgeo/support/tag_reader.h>
 
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 #include <istream>

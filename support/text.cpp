@@ -1,4 +1,4 @@
-#include "support/text.h"
+#include <qvgeo/support/text.h>
 
 #include <algorithm>
 #include <cmath>

@@ -7,11 +7,11 @@
 #include "command.h"
 #include "line_io.h"
 
-#include "geobasics/ellipsoids.h"
-#include "geomap/calibration.h"
-#include "geomap/calibration_file.h"
-#include "geomap/image_header.h"
-#include "support/text.h"
+#include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/image_header.h>
+#include <qvgeo/support/text.h>
 
 #include <cmath>
 #include <cstdio>

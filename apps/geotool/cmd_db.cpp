@@ -3,10 +3,10 @@
 #include "command.h"
 #include "line_io.h"
 
-#include "geodb/geodb.h"
-#include "support/date_time.h"
-#include "support/errors.h"
-#include "support/text.h"
+#include <qvgeo/geodb/geodb.h>
+#include <qvgeo/support/date_time.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
 
 #include <nlohmann/json.hpp>
 

@@ -2,7 +2,7 @@
 #include "command.h"
 #include "line_io.h"
 
-#include "geobasics/ellipsoids.h"
+#include <qvgeo/geobasics/ellipsoids.h>
 
 #include <charconv>
 

@@ -6,12 +6,12 @@
 #include "command.h"
 #include "line_io.h"
 
-#include "geobasics/countries.h"
-#include "geobasics/datums.h"
-#include "geobasics/ellipsoids.h"
-#include "geobasics/geocentric.h"
-#include "geobasics/transverse_mercator.h"
-#include "support/text.h"
+#include <qvgeo/geobasics/countries.h>
+#include <qvgeo/geobasics/datums.h>
+#include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/geobasics/geocentric.h>
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/support/text.h>
 
 #include <charconv>
 #include <cmath>

@@ -3,12 +3,12 @@
 #include "command.h"
 #include "line_io.h"
 
-#include "geomap/file_family.h"
-#include "geomap/landmark_file.h"
-#include "geomap/landmark_store.h"
-#include "geomap/symbol_repository.h"
-#include "support/date_time.h"
-#include "support/text.h"
+#include <qvgeo/geomap/file_family.h>
+#include <qvgeo/geomap/landmark_file.h>
+#include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/symbol_repository.h>
+#include <qvgeo/support/date_time.h>
+#include <qvgeo/support/text.h>
 
 #include <nlohmann/json.hpp>
 

@@ -2,7 +2,7 @@
 // only dispatches and prints help.
 #include "command.h"
 
-#include "support/errors.h"
+#include <qvgeo/support/errors.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -60,6 +60,10 @@ int main(int argc, char** argv)
     if (words.empty() || words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
         PrintOverview();
         return words.empty() ? 2 : 0;
+    }
+    if (words[0] == "--version") {
+        std::printf("geotool (qvgeo) %s\n", QVGEO_VERSION);
+        return 0;
     }
     std::size_t used = 0;
     const geotool::Command* command = Match(words, used);

@@ -15,4 +15,13 @@ run_step(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}" --compon
 run_step(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
          "-DCMAKE_PREFIX_PATH=${prefix}" -DCMAKE_BUILD_TYPE=Release)
 run_step(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
-run_step("${WORK_DIR}/build/consumer")
+# The installed headers are exactly the public ones, under include/qvgeo/.
+foreach(private geomap/calib_internal.h geodb/binary_io.h geobasics/datum_table.h)
+  if(EXISTS "${prefix}/include/qvgeo/${private}")
+    message(FATAL_ERROR "private header installed: ${private}")
+  endif()
+endforeach()
+if(EXISTS "${prefix}/include/support" OR EXISTS "${prefix}/include/geomap")
+  message(FATAL_ERROR "headers installed outside include/qvgeo")
+endif()
+run_step("${WORK_DIR}/build/consumer" "${prefix}/bin/geotool")

@@ -1,11 +1,15 @@
-// Links against the installed qvgeo::core and checks a value from each layer that is installed.
-#include <geobasics/ellipsoids.h>
-#include <support/errors.h>
+// Links against the installed qvgeo::core, includes its headers the way users do (<qvgeo/...>) and checks
+// a value from two layers; then runs the installed geotool, which must find its library by itself.
+#include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
-int main()
+int main(int argc, char** argv)
 {
     const double rf = qv::RecipFlattening(qv::gelWGS84);
     if (std::fabs(rf - 298.2572235604902) > 1e-9) {
@@ -17,6 +21,14 @@ int main()
         return 1;
     } catch (const qv::EXELGeoBasicsError& e) {
         std::printf("consumer ok: 1/f(WGS 84) = %.10f, error text \"%s\"\n", rf, e.what());
+    }
+    if (argc > 1) {
+        // The installed tool, run with a clean library path: its run path must lead to libqvgeo_core.
+        const std::string cmd = std::string("env -u LD_LIBRARY_PATH ") + argv[1] + " zone 48.2 16.3";
+        if (std::system(cmd.c_str()) != 0) {
+            std::fprintf(stderr, "installed geotool did not run: %s\n", cmd.c_str());
+            return 1;
+        }
     }
     return 0;
 }

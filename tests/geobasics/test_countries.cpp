@@ -1,5 +1,5 @@
 // The country table: documented rows, order, code invariants, published codes, and the lookups.
-#include "geobasics/countries.h"
+#include <qvgeo/geobasics/countries.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The ellipsoid catalogue and the parameter functions: published values, documented errors, invariants.
-#include "geobasics/ellipsoids.h"
-#include "support/errors.h"
+#include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Geocentric conversion and the Helmert datum shift: documented values, the deliberate longitude folding
 // and first-order backward step, status precedence, and cross-checks against GeographicLib's Geocentric
 // and PROJ's cart -> helmert -> inverse cart pipeline.
-#include "geobasics/datums.h"
-#include "geobasics/geocentric.h"
+#include <qvgeo/geobasics/datums.h>
+#include <qvgeo/geobasics/geocentric.h>
 
 #include <GeographicLib/Geocentric.hpp>
 #include <gtest/gtest.h>

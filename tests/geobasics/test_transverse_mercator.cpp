@@ -1,6 +1,6 @@
 // Transverse Mercator, UTM and UPS: documented values, zone rules, round trips, and cross-checks against
 // GeographicLib's exact Transverse Mercator and its polar stereographic UPS.
-#include "geobasics/transverse_mercator.h"
+#include <qvgeo/geobasics/transverse_mercator.h>
 
 #include <GeographicLib/Ellipsoid.hpp>
 #include <GeographicLib/PolarStereographic.hpp>

@@ -2,9 +2,9 @@
 // little-endian byte builders for hand-made files, and the index invariants of an open database.
 #pragma once
 
-#include "geodb/geodb.h"
-#include "geodb/indexes.h"
-#include "support/errors.h"
+#include <qvgeo/geodb/geodb.h>
+#include <qvgeo/geodb/indexes.h>
+#include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Damaged file sets: each damage opens what is intact (reported by DamageReport) or fails with
 // EXELGeoDBError, never crashes, and nothing is written to the set until Repair is asked for; Repair
 // then gives a sound set. Also an interrupted compaction and random corruption.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
 #include "db_test_util.h"
 

@@ -1,6 +1,6 @@
 // The file set of TGeoDB: creation, byte-exact contents, hand-made sets, LazyWrite flushing, header
 // text, accessor clamping, and the hemisphere texts.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
 #include "db_test_util.h"
 

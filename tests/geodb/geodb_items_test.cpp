@@ -1,7 +1,7 @@
 // Editing a TGeoDB: random sequences of additions (single and bulk), replacements, deletions,
 // compactions and reopenings against a plain model; the rectangle search against a brute-force scan;
 // BLOBs; identifiers; messages.
-#include "geodb/geodb.h"
+#include <qvgeo/geodb/geodb.h>
 
 #include "db_test_util.h"
 

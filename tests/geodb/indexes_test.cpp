@@ -1,6 +1,6 @@
 // The halving search and sorted insertion of the indexes, against fixed cases and against a
 // simple model on random keys.
-#include "geodb/indexes.h"
+#include <qvgeo/geodb/indexes.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Byte layout of the database records: every field at its offset in the file format, little-endian, padding and
 // unused string bytes zero; decoders survive hostile length bytes.
-#include "geodb/records.h"
+#include <qvgeo/geodb/records.h>
 
 #include "db_test_util.h"
 

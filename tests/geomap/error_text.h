@@ -1,7 +1,7 @@
 // ErrorOf: the message of the EXELGeoMapError a call raises, for tests that check exact texts.
 #pragma once
 
-#include "support/errors.h"
+#include <qvgeo/support/errors.h>
 
 #include <functional>
 #include <string>

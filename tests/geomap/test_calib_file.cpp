@@ -1,11 +1,11 @@
 // The calibration file: byte-exact output, read-back equality, the readers' documented quirks and hostile
 // input (which must give a clear error or a documented fallback, never a crash or an overrun).
 #include "error_text.h"
-#include "geomap/calibration.h"
-#include "geomap/calibration_file.h"
-#include "geomap/image_header.h"
-#include "support/errors.h"
-#include "support/math_services.h"
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/image_header.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/math_services.h>
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The six calibration models recover known ground truths: synthetic maps are built from a known relation
 // between pixels and places, fitted from their reference points, and checked in both directions.
 // Degenerate inputs behave as documented and never crash.
-#include "geobasics/transverse_mercator.h"
-#include "geomap/calib_internal.h"
-#include "geomap/calibration.h"
-#include "support/curve_fit.h"
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/support/curve_fit.h>
 
 #include <gtest/gtest.h>
 

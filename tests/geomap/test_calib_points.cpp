@@ -1,8 +1,8 @@
 // Calibration points: adding, removing, restoring and clearing, with the exact messages and the quirks
 // that stored calibrations and callers depend on.
 #include "error_text.h"
-#include "geomap/calibration.h"
-#include "support/errors.h"
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
 

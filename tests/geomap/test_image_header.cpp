@@ -1,5 +1,5 @@
 // Image sizes from BMP and JPEG headers, including truncated and hostile headers.
-#include "geomap/image_header.h"
+#include <qvgeo/geomap/image_header.h>
 
 #include <gtest/gtest.h>
 

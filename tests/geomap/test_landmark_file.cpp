@@ -1,11 +1,11 @@
 // The landmark file: exact writer output, field-by-field round trips, the reader's rules (sets by id,
 // absent attributes, keywords, font styles, growth) and hostile input.
-#include "geomap/file_family.h"
-#include "geomap/landmark_file.h"
-#include "geomap/landmark_store.h"
+#include <qvgeo/geomap/file_family.h>
+#include <qvgeo/geomap/landmark_file.h>
+#include <qvgeo/geomap/landmark_store.h>
 
-#include "support/date_time.h"
-#include "support/errors.h"
+#include <qvgeo/support/date_time.h>
+#include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The landmark store: the template, the five add forms, finding, the removal orders, growth of the
 // array, the add/remove question and repaint requests, the highlight, assigning and moving.
-#include "geomap/landmark_store.h"
+#include <qvgeo/geomap/landmark_store.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The symbol repository: entries and their numbering, backup and restore, the exact catalogue file and
 // its reader.
-#include "geomap/symbol_repository.h"
+#include <qvgeo/geomap/symbol_repository.h>
 
-#include "support/errors.h"
+#include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
 

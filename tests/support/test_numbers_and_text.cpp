@@ -1,8 +1,8 @@
 // The number scanner, hexadecimal colours, keyword lookup, booleans, file names, angles and dates.
-#include "support/date_time.h"
-#include "support/math_services.h"
-#include "support/number_scanner.h"
-#include "support/text.h"
+#include <qvgeo/support/date_time.h>
+#include <qvgeo/support/math_services.h>
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/text.h>
 
 #include <gtest/gtest.h>
 

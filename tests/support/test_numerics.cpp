@@ -1,10 +1,10 @@
 // Curve fitting, the SVD least-squares solver, line clipping and the small numeric services.
-#include "support/bit_field.h"
-#include "support/curve_fit.h"
-#include "support/least_squares.h"
-#include "support/line_clip.h"
-#include "support/math_services.h"
-#include "support/matrix.h"
+#include <qvgeo/support/bit_field.h>
+#include <qvgeo/support/curve_fit.h>
+#include <qvgeo/support/least_squares.h>
+#include <qvgeo/support/line_clip.h>
+#include <qvgeo/support/math_services.h>
+#include <qvgeo/support/matrix.h>
 
 #include <gtest/gtest.h>
 

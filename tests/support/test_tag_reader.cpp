@@ -1,5 +1,5 @@
 // The tag reader of the file family and attribute picking.
-#include "support/tag_reader.h"
+#include <qvgeo/support/tag_reader.h>
 
 #include <gtest/gtest.h>
 
