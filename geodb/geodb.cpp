@@ -270,6 +270,7 @@ void TGeoDB::CloseSet()
     FOpen = false;
     FMaxLatExtent = FMaxLongExtent = 0;
     FWide.clear();
+    DropSearchTree();
     if (!firstError.empty())
         throw EXELGeoDBError(firstError);
 }

@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -34,6 +35,7 @@
 namespace qv {
 
 class TGeoDB;
+class TBoxTree;
 
 // Progress of a long operation (opening, bulk writing, index rebuild, compaction), 0 to 100 percent.
 using TOnPercentDoneEvent = std::function<void(TGeoDB& Sender, double PercentDone)>;
@@ -174,7 +176,8 @@ public:
 
     // Record numbers (ascending) of the items whose bounding box meets the rectangle, edges included,
     // optionally only of one kind. Plain latitude/longitude rectangles: no wrap at the antimeridian; a
-    // rectangle whose low edge lies above its high edge meets nothing.
+    // rectangle whose low edge lies above its high edge meets nothing. A search may build or drop the
+    // in-memory search tree, so two threads must not search one database at the same time.
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh) const;
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh,
                                 TgdbItem Kind) const;
@@ -265,6 +268,14 @@ private:
     double FMaxLatExtent = 0;
     double FMaxLongExtent = 0;
     std::vector<std::int32_t> FWide;
+
+    // The rectangle search's box tree over the table, dropped by every change of a box (the three
+    // extent functions above and closing). While there is none, searches scan index bands and add up
+    // what they scanned; once that is about what a build costs, the next search builds the tree. A table
+    // that keeps changing thus never costs more than about twice its scans.
+    mutable std::unique_ptr<TBoxTree> FTree;
+    mutable double FScanDebt = 0;
+    void DropSearchTree() const;
 
     // Bulk bracket state.
     int FUpdateDepth = 0;

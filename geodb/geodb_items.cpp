@@ -69,6 +69,7 @@ bool IsWide(const TgdbData& d)
 
 void TGeoDB::NoteExtent(int RecNo0, const TgdbData& d)
 {
+    DropSearchTree();
     if (IsWide(d)) {
         FWide.insert(std::lower_bound(FWide.begin(), FWide.end(), RecNo0), RecNo0);
         return;
@@ -79,6 +80,7 @@ void TGeoDB::NoteExtent(int RecNo0, const TgdbData& d)
 
 void TGeoDB::ForgetExtent(int RecNo0, bool Deleted)
 {
+    DropSearchTree();
     const auto at = std::lower_bound(FWide.begin(), FWide.end(), RecNo0);
     auto next = at;
     if (at != FWide.end() && *at == RecNo0)
@@ -90,6 +92,7 @@ void TGeoDB::ForgetExtent(int RecNo0, bool Deleted)
 
 void TGeoDB::RecalcExtents()
 {
+    DropSearchTree();
     FMaxLatExtent = FMaxLongExtent = 0;
     FWide.clear();
     for (std::size_t i = 0; i < FData.size(); ++i)
@@ -536,6 +539,12 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
     return SearchData(LatLow, LongLow, LatHigh, LongHigh, gitUndefined);
 }
 
+void TGeoDB::DropSearchTree() const
+{
+    FTree.reset();
+    FScanDebt = 0;
+}
+
 std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh,
                                     TgdbItem Kind) const
 {
@@ -545,6 +554,19 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
     // An inverted (or NaN) rectangle is no rectangle: it meets nothing, not even an item spanning it.
     if (n == 0 || !(LatLow <= LatHigh && LongLow <= LongHigh))
         return found;
+    // Building costs about this many band candidates per item (a few sorts of the table).
+    constexpr double TreeCostPerItem = 8;
+    if (FTree && FTree->TableSize() != FData.size())
+        DropSearchTree();
+    if (!FTree && FScanDebt >= TreeCostPerItem * static_cast<double>(FData.size())) {
+        FTree = std::make_unique<TBoxTree>();
+        FTree->Build(FData);
+    }
+    if (FTree) {
+        FTree->Search(LatLow, LongLow, LatHigh, LongHigh, Kind, found);
+        std::sort(found.begin(), found.end());
+        return found;
+    }
     const auto meets = [&](const TgdbData& d) {
         return static_cast<double>(d.LatLow) <= LatHigh && static_cast<double>(d.LatHigh) >= LatLow &&
                static_cast<double>(d.LongLow) <= LongHigh && static_cast<double>(d.LongHigh) >= LongLow &&
@@ -569,6 +591,9 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
             best = k;
     const TIxLLRecArray& ix = FIxLL[best];
     const std::size_t last = ranges[best].second;
+    // The binary searches and the wide items count too, so that empty bands still lead to a tree.
+    FScanDebt += static_cast<double>(last - ranges[best].first + FWide.size()) +
+                 4 * std::log2(static_cast<double>(n) + 1);
     for (std::size_t i = ranges[best].first; i < last; ++i) {
 #if defined(__GNUC__)
         // The records of a band lie scattered over the table; asking for a few ahead overlaps the misses.

@@ -1,6 +1,7 @@
 // The sorted in-memory indexes of the database: the binary search shared by all searches and sorted
 // insertions, sorted insertion and removal, whole-index sorting for bulk loads and rebuilds, and the
-// consistency check run when a database is opened.
+// consistency check run when a database is opened. Beside them, the packed box tree that answers the
+// rectangle search once a table has stopped changing.
 #pragma once
 
 #include <qvgeo/geodb/records.h>
@@ -8,6 +9,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace qv {
 
@@ -50,5 +52,38 @@ void BuildIndexItemID(std::span<const TgdbData> Table, TIxItemIDRecArray& Ix);
 // it does, else what is wrong.
 std::string CheckIndexLL(std::span<const TgdbData> Table, int IndexNo, std::span<const TIxLLRec> Ix);
 std::string CheckIndexItemID(std::span<const TgdbData> Table, std::span<const TIxItemIDRec> Ix);
+
+// A read-only tree over the bounding boxes of a table, built in one pass and thrown away when the table
+// changes. Items are packed in groups of gdbTreeFanout, sorted into vertical slices by the centre of
+// their box and within a slice by latitude (snaking up one slice and down the next), so that each group
+// and each node above it covers a compact patch; a search descends only into nodes whose box meets the
+// rectangle. Boxes stay float32 as in the records; the rectangle is turned into the float bounds that
+// give exactly the double-precision comparisons of the search, so no item is gained or lost. Items with
+// a NaN corner are left out: they meet no rectangle.
+inline constexpr std::size_t gdbTreeFanout = 16;
+
+class TBoxTree {
+public:
+    void Build(std::span<const TgdbData> Table);
+    std::size_t TableSize() const noexcept { return FTableSize; }
+    // Appends the 1-based record numbers of the items (of kind Kind, or any with gitUndefined) whose box
+    // meets [LatLow, LatHigh] x [LongLow, LongHigh] (degrees, edges included), in no particular order.
+    void Search(double LatLow, double LongLow, double LatHigh, double LongHigh, std::uint8_t Kind,
+                std::vector<int>& Out) const;
+
+private:
+    struct TBox {
+        float LatLow, LatHigh, LongLow, LongHigh;
+    };
+    struct TQuery;
+    void Descend(const TQuery& Q, std::size_t Level, std::size_t Node, std::vector<int>& Out) const;
+
+    std::size_t FTableSize = 0;
+    // FLevels[0]: the items in packed order; FLevels[L]: the boxes of the groups of level L - 1, whose
+    // node j covers entries [j * gdbTreeFanout, (j + 1) * gdbTreeFanout) of level L - 1.
+    std::vector<std::vector<TBox>> FLevels;
+    std::vector<std::int32_t> FRecNo;  // 0-based record number of each item of level 0
+    std::vector<std::uint8_t> FKind;   // its ItemKind
+};
 
 }  // namespace qv

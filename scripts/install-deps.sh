@@ -9,6 +9,8 @@ packages=(
   nlohmann-json3-dev
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
+  # benchmark peer: SQLite's R*Tree beside the database's rectangle search
+  libsqlite3-dev
 )
 
 missing=()

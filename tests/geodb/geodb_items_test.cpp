@@ -192,6 +192,10 @@ TEST_F(GeoDBItems, SearchDataEqualsBruteForce)
     const auto borders = db.SearchData(0, 0, 0.5, 0.5, gitBorder);
     EXPECT_EQ(borders, BruteForce(db, 0, 0, 0.5, 0.5, gitBorder));
     EXPECT_TRUE(std::binary_search(borders.begin(), borders.end(), 5));
+    // A replacement moves an item without changing the number of records: the search follows it.
+    db.ReplaceTown(7, "moved", 59.5, 119.5);
+    EXPECT_EQ(db.SearchData(59, 119, 60, 120), BruteForce(db, 59, 119, 60, 120));
+    EXPECT_TRUE(std::ranges::binary_search(db.SearchData(59, 119, 60, 120, gitTown), 7));
     EXPECT_TRUE(db.SearchData(10, 10, -10, -10).empty());  // inverted: no rectangle at all
 }
 

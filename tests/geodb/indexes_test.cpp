@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <utility>
@@ -130,4 +132,56 @@ TEST(Indexes, MergeTailKeepsOrderWithNaNKeysLast)
     ix.push_back(TIxLLRec{-1, 5});
     MergeTailLL(ix, 3);
     EXPECT_EQ(Records(ix), (std::vector<std::int32_t>{5, 0, 4, 1, 2, 3}));
+}
+
+// The search tree compares in float; its answers must be those of the double-precision test, also for
+// corners only a hand-made file holds (NaN, infinities, inverted boxes, float extremes) and for edges
+// beyond the float range or one double step beside a float.
+TEST(Indexes, BoxTreeAnswersAsTheDoubleTest)
+{
+    constexpr float inf = std::numeric_limits<float>::infinity(), big = std::numeric_limits<float>::max();
+    const float odd[] = {std::numeric_limits<float>::quiet_NaN(), inf, -inf, big, -big, -0.0f, 1e-40f, 47.1f};
+    const double f471 = 47.1f;
+    const double edges[] = {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, big, -big, 0, 1e-40, 47.1,
+                            std::nextafter(f471, 0.0), std::nextafter(f471, 99.0)};
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> pos(-50, 50), size(0, 3);
+    const auto pick = [&](const auto& from) { return from[rng() % std::size(from)]; };
+    std::vector<TgdbData> table(3000);
+    for (auto& d : table) {
+        d.LatLow = pos(rng), d.LongLow = pos(rng);
+        d.LatHigh = d.LatLow + (rng() % 2 ? size(rng) : 0), d.LongHigh = d.LongLow + size(rng);
+        float* corners[] = {&d.LatLow, &d.LatHigh, &d.LongLow, &d.LongHigh};
+        if (rng() % 5 == 0)
+            *pick(corners) = pick(odd);
+        d.ItemKind = static_cast<std::uint8_t>(rng() % 10);
+    }
+    TBoxTree tree;
+    tree.Build(table);
+    EXPECT_EQ(tree.TableSize(), table.size());
+    for (int q = 0; q < 3000; ++q) {
+        // Edges: random, special, or on a corner of an item and one double step to either side of it.
+        const TgdbData& c = table[rng() % table.size()];
+        const double nudge = (rng() % 3) * 1.0 - 1.0;
+        const auto edge = [&](float corner, double other) {
+            switch (rng() % 4) {
+            case 0: return other + size(rng) * 4;
+            case 1: return pick(edges);
+            default: return nudge == 0 ? corner : std::nextafter(static_cast<double>(corner), nudge * HUGE_VAL);
+            }
+        };
+        const double la = edge(c.LatHigh, pos(rng) - 5), lo = edge(c.LongHigh, pos(rng) - 5);
+        const double la2 = edge(c.LatLow, la), lo2 = edge(c.LongLow, lo);
+        const auto kind = static_cast<std::uint8_t>(q % 3 == 0 ? rng() % 9 : unsigned{gitUndefined});
+        std::vector<int> want, got;
+        for (std::size_t r = 0; r < table.size() && la <= la2 && lo <= lo2; ++r) {
+            const TgdbData& d = table[r];
+            if (d.LatLow <= la2 && d.LatHigh >= la && d.LongLow <= lo2 && d.LongHigh >= lo &&
+                (kind == gitUndefined || d.ItemKind == kind))
+                want.push_back(static_cast<int>(r) + 1);
+        }
+        tree.Search(la, lo, la2, lo2, kind, got);
+        std::sort(got.begin(), got.end());
+        ASSERT_EQ(got, want) << q << ": " << la << " " << lo << " " << la2 << " " << lo2;
+    }
 }
