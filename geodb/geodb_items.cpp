@@ -143,7 +143,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
         if (!FHasPending) {
             FPendingBlobStart = FileSizeOf(FBlobFName);
             if (FPendingBlobStart < gdbSystemDataSize)
-                RaiseCannotOpen(Op);
+                RaiseWriteFailed();
             FPendingFrom = FNumEntries;
             FPendingHighestID = FSysData.HighestID;
             FPendingBlob.clear();
@@ -185,7 +185,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
             dd.Close();
             WriteRecordAt(FNumEntries, d);
         } catch (const TFileError&) {
-            RaiseCannotOpen(Op);
+            RaiseWriteFailed();
         }
         FSysData.HighestID = d.ItemId;
         FData.push_back(d);
@@ -196,7 +196,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
             ix.emplace_back();
         InsertIntoIndex(FNumEntries, d);
         if (!FLazyWrite)
-            SaveAllIndexes(Op);
+            SaveAllIndexes();
     }
     NoteExtent(FNumEntries - 1, d);
     Data = d;
@@ -289,7 +289,7 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
         }
         WriteRecordAt(r, d);
     } catch (const TFileError&) {
-        RaiseCannotOpen(Op);
+        RaiseWriteFailed();
     }
     FData[static_cast<std::size_t>(r)] = d;
     SettleIndexes();
@@ -298,7 +298,7 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
     ForgetExtent(r, false);
     NoteExtent(r, d);
     if (!FLazyWrite)
-        SaveAllIndexes(Op);
+        SaveAllIndexes();
     Data = d;
 }
 
@@ -377,7 +377,7 @@ void TGeoDB::UpdateBasicData(int RecNo, const TgdbData& Data)
     try {
         WriteRecordAt(r, d);
     } catch (const TFileError&) {
-        RaiseCannotOpen("UpdateBasicData");
+        RaiseWriteFailed();
     }
     FData[static_cast<std::size_t>(r)] = d;
 }
@@ -394,7 +394,7 @@ void TGeoDB::DeleteData(int RecNo)
                     WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
         });
     } catch (const TFileError&) {
-        RaiseCannotOpen("DeleteData");
+        RaiseWriteFailed();
     }
     SettleIndexes();
     RemoveIndexEntries(RecNo);
@@ -414,7 +414,7 @@ void TGeoDB::DeleteData(int RecNo)
     FIxSorted = n;
     ForgetExtent(r, true);
     if (!FLazyWrite)
-        SaveAllIndexes("DeleteData");
+        SaveAllIndexes();
 }
 
 void TGeoDB::DeleteData(std::span<const int> RecNos)
@@ -437,7 +437,7 @@ void TGeoDB::DeleteData(std::span<const int> RecNos)
                     WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
         });
     } catch (const TFileError&) {
-        RaiseCannotOpen("DeleteData");
+        RaiseWriteFailed();
     }
     SettleIndexes();
     std::size_t to = 0;
@@ -461,7 +461,7 @@ void TGeoDB::DeleteData(std::span<const int> RecNos)
     FIxSorted = FIxItemID.size();
     RecalcExtents();
     if (!FLazyWrite)
-        SaveAllIndexes("DeleteData");
+        SaveAllIndexes();
 }
 
 // ---- polygons, locations ------------------------------------------------------------------------------
@@ -652,13 +652,13 @@ void TGeoDB::FlushPending()
             }
         }
         RecalcExtents();
-        RaiseCannotOpen("AddData");
+        RaiseWriteFailed();
     }
     FPendingBlob.clear();
     FPendingBlob.shrink_to_fit();
     SettleIndexes();
     if (!FLazyWrite)
-        SaveAllIndexes("AddData");
+        SaveAllIndexes();
     Progress(100);
 }
 
