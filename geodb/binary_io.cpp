@@ -278,7 +278,6 @@ void RenameTempOver(const std::string& Path)
     const std::string tmp = TempNameFor(Path);
     if (InjectedFault() || std::rename(tmp.c_str(), Path.c_str()) != 0) {
         const std::string why = Reason();
-        RemoveFileQuietly(tmp);
         throw TFileError("cannot rename \"" + tmp + "\" to \"" + Path + "\": " + why);
     }
 }
@@ -286,7 +285,12 @@ void RenameTempOver(const std::string& Path)
 void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync)
 {
     WriteTempFile(Path, Write, Sync);
-    RenameTempOver(Path);
+    try {
+        RenameTempOver(Path);
+    } catch (const TFileError&) {
+        RemoveFileQuietly(TempNameFor(Path));
+        throw;
+    }
 }
 
 }  // namespace qv

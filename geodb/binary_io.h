@@ -89,6 +89,8 @@ void ReplaceFileAtomically(const std::string& Path, const std::function<void(TCh
 // Writes the complete temporary file only, leaving the rename to the caller (several files that must be
 // switched together).
 void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync = true);
+// Renames the temporary file over Path; on failure the temporary file stays (a compaction that is
+// half switched needs it to finish).
 void RenameTempOver(const std::string& Path);
 void RemoveFileQuietly(const std::string& Path) noexcept;
 // Removes Path; true when it is gone (also when it never existed).

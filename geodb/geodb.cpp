@@ -235,20 +235,20 @@ void TGeoDB::LoadHeader()
 
 void TGeoDB::CloseSet()
 {
-    std::string firstError;
+    // The set is closed in any case; a failure is reported afterwards.
+    bool failed = false;
     try {
         FlushPending();
-    } catch (const std::exception& e) {
-        firstError = e.what();
+    } catch (const std::exception&) {
+        failed = true;
     }
     if (FLazyWrite) {
         for (int k = 0; k <= 4; ++k) {
             if (FOpen && !Damaged()) {
                 try {
                     SaveIndex(k);
-                } catch (const std::exception& e) {
-                    if (firstError.empty())
-                        firstError = e.what();
+                } catch (const std::exception&) {
+                    failed = true;
                 }
             }
             FIxFName[static_cast<std::size_t>(k)].clear();
@@ -269,8 +269,8 @@ void TGeoDB::CloseSet()
     FOpen = false;
     FMaxLatExtent = FMaxLongExtent = 0;
     FWide.clear();
-    if (!firstError.empty())
-        throw EXELGeoDBError(firstError);
+    if (failed)
+        RaiseWriteFailed();
 }
 
 // ---- index files -----------------------------------------------------------------------------------
@@ -307,7 +307,12 @@ void TGeoDB::SaveIndex(int IndexNo)
     if (!FOpen || IndexNo < 0 || IndexNo > 4 || FIxFName[static_cast<std::size_t>(IndexNo)].empty())
         return;
     WriteIndexTemp(IndexNo);
-    RenameTempOver(FIxFName[static_cast<std::size_t>(IndexNo)]);
+    try {
+        RenameTempOver(FIxFName[static_cast<std::size_t>(IndexNo)]);
+    } catch (const TFileError&) {
+        RemoveFileQuietly(TempNameFor(FIxFName[static_cast<std::size_t>(IndexNo)]));
+        throw;
+    }
 }
 
 void TGeoDB::SaveAllIndexes()

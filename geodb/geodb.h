@@ -225,6 +225,8 @@ private:
     int CheckRecNo(std::string_view Op, int RecNo) const;
     void WriteHeader(std::string_view Op);
     void WriteRecordAt(int RecNo0, const TgdbData& Data);
+    // Writes an existing record in place; on failure the old record is written back.
+    void OverwriteRecord(int RecNo0, const TgdbData& Data);
     void SaveAllIndexes();
     void WriteIndexTemp(int IndexNo);
 

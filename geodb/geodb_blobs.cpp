@@ -190,7 +190,7 @@ void TGeoDB::UpdateMetaInfo(int RecNo, const TMetaInfo& MetaInfo)
         dd.WriteAt(off, payload);
         dd.Close();
         d.BlobOffset = static_cast<std::int32_t>(off);
-        WriteRecordAt(RecNo - 1, d);
+        OverwriteRecord(RecNo - 1, d);
     } catch (const TFileError&) {
         RaiseWriteFailed();
     }

@@ -106,6 +106,22 @@ void TGeoDB::WriteRecordAt(int RecNo0, const TgdbData& Data)
     f.Close();
 }
 
+void TGeoDB::OverwriteRecord(int RecNo0, const TgdbData& Data)
+{
+    try {
+        WriteRecordAt(RecNo0, Data);
+    } catch (const TFileError&) {
+        // A failing write may have changed part of the record: put the old one back. If even that
+        // fails, the record on disk may be torn, and the set is damaged until Repair has checked it.
+        try {
+            WriteRecordAt(RecNo0, FData[static_cast<std::size_t>(RecNo0)]);
+        } catch (const TFileError&) {
+            FDamage.push_back("record " + std::to_string(RecNo0 + 1) + " may be half written");
+        }
+        throw;
+    }
+}
+
 TgdbData TGeoDB::PrepareItem(std::string_view Op, const TgdbData& Data, std::span<const TSCoords> Points,
                              std::vector<std::uint8_t>& Payload) const
 {
@@ -287,7 +303,7 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
             dd.Close();
             d.BlobOffset = static_cast<std::int32_t>(off);
         }
-        WriteRecordAt(r, d);
+        OverwriteRecord(r, d);
     } catch (const TFileError&) {
         RaiseWriteFailed();
     }
@@ -375,7 +391,7 @@ void TGeoDB::UpdateBasicData(int RecNo, const TgdbData& Data)
     d.Date = Data.Date;
     d.StateFlag = Data.StateFlag;
     try {
-        WriteRecordAt(r, d);
+        OverwriteRecord(r, d);
     } catch (const TFileError&) {
         RaiseWriteFailed();
     }
