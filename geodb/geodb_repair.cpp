@@ -304,12 +304,13 @@ void TGeoDB::SalvageForRepair()
     }
 
     // Every writer appends each item's data at the end of the file, so two items never share bytes.
-    // Where they would, the item whose data starts later loses it.
+    // Where they would, the item whose data starts later (or, at the same offset, comes later in the
+    // table) loses it.
     std::vector<std::size_t> byOffset;
     for (std::size_t i = 0; i < kept.size(); ++i)
         if (kept[i].BlobOffset >= 0 && DataLength(kept[i]) > 0)
             byOffset.push_back(i);
-    std::sort(byOffset.begin(), byOffset.end(),
+    std::stable_sort(byOffset.begin(), byOffset.end(),
               [&](std::size_t a, std::size_t b) { return kept[a].BlobOffset < kept[b].BlobOffset; });
     std::int64_t end = 0;
     std::vector<bool> drop(kept.size(), false);

@@ -71,7 +71,7 @@ void BuildSet(const std::string& base)
     TMetaInfo meta;
     meta.Caption = "five bytes";
     db.AddBLOB(blob, std::vector<std::uint8_t>{1, 2, 3, 4, 5}, meta);
-    db.AddTown("t2", -30, -40);
+    db.AddTown(std::string(59, 'n'), -30, -40);  // the longest name
     db.ReplaceTown(2, "t1b", 31, 41);
     db.DeleteData(3);
 }
