@@ -4,6 +4,7 @@
 #include <qvgeo/geodb/binary_io.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +18,32 @@ namespace {
 constexpr std::size_t ChunkSize = 1 << 20;
 
 std::string Reason() { return std::strerror(errno); }
+
+std::atomic<std::int64_t> gFaultCountdown{0};
+std::atomic<bool> gFaultHappened{false};
+
+// True (with errno set) when this file-changing step is the one chosen to fail.
+bool InjectedFault() noexcept
+{
+    const std::int64_t n = gFaultCountdown.load(std::memory_order_relaxed);
+    if (n <= 0)
+        return false;
+    gFaultCountdown.store(n - 1, std::memory_order_relaxed);
+    if (n != 1)
+        return false;
+    gFaultHappened.store(true, std::memory_order_relaxed);
+    errno = ENOSPC;
+    return true;
+}
 }  // namespace
+
+void SetIoFaultAfter(std::int64_t N) noexcept
+{
+    gFaultHappened.store(false, std::memory_order_relaxed);
+    gFaultCountdown.store(std::max<std::int64_t>(N, 0), std::memory_order_relaxed);
+}
+
+bool IoFaultHappened() noexcept { return gFaultHappened.load(std::memory_order_relaxed); }
 
 std::int64_t FileSizeOf(const std::string& Path) noexcept
 {
@@ -68,7 +94,7 @@ bool TBinFile::Open(const std::string& Path, TOpenMode Mode) noexcept
     case omReadWrite: flags |= O_RDWR; break;
     case omCreateNew: flags |= O_RDWR | O_CREAT | O_EXCL; break;
     }
-    if (Path.empty())
+    if (Path.empty() || (Mode != omRead && InjectedFault()))
         return false;
     int fd = -1;
     do
@@ -137,6 +163,15 @@ void TBinFile::WriteAt(std::int64_t Offset, std::span<const std::uint8_t> Buf)
 {
     if (Offset < 0)
         throw TFileError("negative offset in \"" + FPath + "\"");
+    if (InjectedFault()) {
+        const int err = errno;
+        const std::size_t half = Buf.size() / 2;
+        if (half > 0 && ::pwrite(FFd, Buf.data(), half, static_cast<off_t>(Offset)) < 0) {
+            // The fault reported below stands for this one as well.
+        }
+        errno = err;
+        Fail("cannot write");
+    }
     std::size_t done = 0;
     while (done < Buf.size()) {
         const ssize_t n = ::pwrite(FFd, Buf.data() + done, Buf.size() - done,
@@ -152,13 +187,13 @@ void TBinFile::WriteAt(std::int64_t Offset, std::span<const std::uint8_t> Buf)
 
 void TBinFile::Truncate(std::int64_t Size)
 {
-    if (::ftruncate(FFd, static_cast<off_t>(Size)) != 0)
+    if (InjectedFault() || ::ftruncate(FFd, static_cast<off_t>(Size)) != 0)
         Fail("cannot truncate");
 }
 
 void TBinFile::Sync()
 {
-    if (::fsync(FFd) != 0)
+    if (InjectedFault() || ::fsync(FFd) != 0)
         Fail("cannot sync");
 }
 
@@ -209,7 +244,14 @@ void TChunkWriter::Flush()
 
 std::string TempNameFor(const std::string& Path) { return Path + ".tmp"; }
 
-void RemoveFileQuietly(const std::string& Path) noexcept { ::unlink(Path.c_str()); }
+void RemoveFileQuietly(const std::string& Path) noexcept { (void)RemoveFile(Path); }
+
+bool RemoveFile(const std::string& Path) noexcept
+{
+    if (InjectedFault())
+        return false;
+    return ::unlink(Path.c_str()) == 0 || errno == ENOENT;
+}
 
 void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync)
 {
@@ -234,9 +276,8 @@ void WriteTempFile(const std::string& Path, const std::function<void(TChunkWrite
 void RenameTempOver(const std::string& Path)
 {
     const std::string tmp = TempNameFor(Path);
-    if (std::rename(tmp.c_str(), Path.c_str()) != 0) {
+    if (InjectedFault() || std::rename(tmp.c_str(), Path.c_str()) != 0) {
         const std::string why = Reason();
-        RemoveFileQuietly(tmp);
         throw TFileError("cannot rename \"" + tmp + "\" to \"" + Path + "\": " + why);
     }
 }
@@ -244,7 +285,12 @@ void RenameTempOver(const std::string& Path)
 void ReplaceFileAtomically(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync)
 {
     WriteTempFile(Path, Write, Sync);
-    RenameTempOver(Path);
+    try {
+        RenameTempOver(Path);
+    } catch (const TFileError&) {
+        RemoveFileQuietly(TempNameFor(Path));
+        throw;
+    }
 }
 
 }  // namespace qv

@@ -89,7 +89,20 @@ void ReplaceFileAtomically(const std::string& Path, const std::function<void(TCh
 // Writes the complete temporary file only, leaving the rename to the caller (several files that must be
 // switched together).
 void WriteTempFile(const std::string& Path, const std::function<void(TChunkWriter&)>& Write, bool Sync = true);
+// Renames the temporary file over Path; on failure the temporary file stays (a compaction that is
+// half switched needs it to finish).
 void RenameTempOver(const std::string& Path);
 void RemoveFileQuietly(const std::string& Path) noexcept;
+// Removes Path; true when it is gone (also when it never existed).
+bool RemoveFile(const std::string& Path) noexcept;
+
+// Fault injection for tests. SetIoFaultAfter(N) makes the N-th file-changing step from now fail as a
+// full disk would: opening or creating a file for writing, a write (which first writes half of its
+// bytes), truncation, sync, rename or removal (a failed quiet removal leaves the file). Later steps run
+// normally again. N = 0 switches it off, which is the default; then each step costs one relaxed atomic
+// load. Process-wide: tests that use it must not run file operations on other threads meanwhile.
+void SetIoFaultAfter(std::int64_t N) noexcept;
+// True when the fault armed by the last SetIoFaultAfter has happened.
+bool IoFaultHappened() noexcept;
 
 }  // namespace qv

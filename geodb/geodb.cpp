@@ -49,10 +49,12 @@ void TGeoDB::Raise(std::string_view Op, std::string_view Text) const
 
 void TGeoDB::RaiseCannotOpen(std::string_view Op) const { Raise(Op, "cannot open database."); }
 
+void TGeoDB::RaiseWriteFailed() const { RaiseCannotOpen("AddData"); }
+
 void TGeoDB::CheckWritable(std::string_view Op) const
 {
     if (!FOpen || FBlobFName.empty() || FDataFName.empty())
-        RaiseCannotOpen(Op);
+        RaiseWriteFailed();
     if (Damaged())
         Raise(Op, "the database is damaged; repair it before changing it.");
 }
@@ -110,12 +112,6 @@ TBinFile OpenOrCreate(const std::string& Path, bool& Created)
     return f;
 }
 
-std::string SizeNote(const std::string& Path, std::int64_t Size, int RecSize)
-{
-    return "\"" + Path + "\" is " + std::to_string(Size) + " bytes, not a multiple of " +
-           std::to_string(RecSize) + "; the partial record at its end is ignored";
-}
-
 }  // namespace
 
 void TGeoDB::OpenSet(const std::string& Name)
@@ -151,9 +147,9 @@ void TGeoDB::LoadIndexFile(int IndexNo)
     const std::string& path = FIxFName[static_cast<std::size_t>(IndexNo)];
     bool created = false;
     TBinFile f = OpenOrCreate(path, created);
+    // A partial entry at the end is not counted (the entry count is the size divided by 8); the next
+    // rewrite of the index drops it.
     const std::int64_t size = f.Size();
-    if (size % gdbIxRecSize != 0)
-        FDamage.push_back(SizeNote(path, size, gdbIxRecSize));
     const std::size_t count = static_cast<std::size_t>(size / gdbIxRecSize);
     std::vector<std::uint8_t> buf;
     if (IndexNo == 0)
@@ -182,9 +178,9 @@ void TGeoDB::LoadTable()
     TBinFile f = OpenOrCreate(FDataFName, created);
     if (created)
         ResetSystemData();
+    // A partial record at the end (an append that did not complete) is not an item: NumEntries counts
+    // the whole records, and the next addition writes over the partial one.
     const std::int64_t size = f.Size();
-    if (size % gdbDataSize != 0)
-        FDamage.push_back(SizeNote(FDataFName, size, gdbDataSize));
     const std::size_t count = static_cast<std::size_t>(size / gdbDataSize);
     FNumEntries = static_cast<int>(count);
     FData.assign(count, TgdbData{});
@@ -232,24 +228,27 @@ void TGeoDB::LoadHeader()
     f.ReadAt(0, hdr);
     FSysData = DecodeSystemData(hdr);
     f.Close();
+    if (const std::string why = SystemDataProblem(hdr); !why.empty())
+        FDamage.push_back("the header of \"" + FBlobFName + "\" is not valid (" + why +
+                          "); Repair replaces it and keeps only the data that checks out");
 }
 
 void TGeoDB::CloseSet()
 {
-    std::string firstError;
+    // The set is closed in any case; a failure is reported afterwards.
+    bool failed = false;
     try {
         FlushPending();
-    } catch (const std::exception& e) {
-        firstError = e.what();
+    } catch (const std::exception&) {
+        failed = true;
     }
     if (FLazyWrite) {
         for (int k = 0; k <= 4; ++k) {
             if (FOpen && !Damaged()) {
                 try {
                     SaveIndex(k);
-                } catch (const std::exception& e) {
-                    if (firstError.empty())
-                        firstError = e.what();
+                } catch (const std::exception&) {
+                    failed = true;
                 }
             }
             FIxFName[static_cast<std::size_t>(k)].clear();
@@ -271,8 +270,8 @@ void TGeoDB::CloseSet()
     FMaxLatExtent = FMaxLongExtent = 0;
     FWide.clear();
     DropSearchTree();
-    if (!firstError.empty())
-        throw EXELGeoDBError(firstError);
+    if (failed)
+        RaiseWriteFailed();
 }
 
 // ---- index files -----------------------------------------------------------------------------------
@@ -283,7 +282,7 @@ void TGeoDB::SetLazyWrite(bool Value)
     FLazyWrite = Value;
     if (was && !Value && FOpen && !Damaged()) {
         FlushPending();
-        SaveAllIndexes("SaveIndex");
+        SaveAllIndexes();
     }
 }
 
@@ -309,16 +308,21 @@ void TGeoDB::SaveIndex(int IndexNo)
     if (!FOpen || IndexNo < 0 || IndexNo > 4 || FIxFName[static_cast<std::size_t>(IndexNo)].empty())
         return;
     WriteIndexTemp(IndexNo);
-    RenameTempOver(FIxFName[static_cast<std::size_t>(IndexNo)]);
+    try {
+        RenameTempOver(FIxFName[static_cast<std::size_t>(IndexNo)]);
+    } catch (const TFileError&) {
+        RemoveFileQuietly(TempNameFor(FIxFName[static_cast<std::size_t>(IndexNo)]));
+        throw;
+    }
 }
 
-void TGeoDB::SaveAllIndexes(std::string_view Op)
+void TGeoDB::SaveAllIndexes()
 {
     try {
         for (int k = 0; k <= 4; ++k)
             SaveIndex(k);
     } catch (const TFileError&) {
-        RaiseCannotOpen(Op);
+        RaiseWriteFailed();
     }
 }
 

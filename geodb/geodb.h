@@ -8,11 +8,13 @@
 // No file stays open between operations.
 //
 // Safety. Whole files are rewritten through a temporary file and a rename; appended data is written
-// before the record that points to it. A set that fails its checks when opened (odd-sized or short
-// files, data offsets outside ".xelgdd", indexes out of step with the table, an interrupted compaction)
-// opens for reading with correct in-memory indexes and is reported by Damaged()/DamageReport(); every
-// writing operation then refuses until the caller asks for Repair(). Nothing is written to a damaged set
-// before that.
+// before the record that points to it. A partial record or index entry at the end of a file (an append
+// that did not complete) is not counted and is not damage. A set that fails its other checks when opened
+// (a short or invalid header, data offsets outside ".xelgdd", indexes out of step with the table, an
+// interrupted compaction) opens for reading with correct in-memory indexes and is reported by
+// Damaged()/DamageReport(); every writing operation then refuses until the caller asks for Repair().
+// Nothing is written to a damaged set before that. A writing operation whose file steps fail raises
+// "AddData: cannot open database." (SetDescription and SetRevision name themselves).
 //
 // Record numbers in the public interface are 1-based positions in the table; identifiers (ItemId) are
 // issued from the header's HighestID and never reused. Deleting an item removes its record, so the
@@ -78,9 +80,12 @@ public:
     // ---- damage -------------------------------------------------------------------------------------
     bool Damaged() const noexcept { return !FDamage.empty(); }
     const std::vector<std::string>& DamageReport() const noexcept { return FDamage; }
-    // Brings a damaged set back in order: completes an interrupted compaction, drops data references that
-    // point outside ".xelgdd" (the records stay, without points), raises HighestID to the largest
-    // identifier, rewrites the header, the table, the data file and all indexes. Also valid on a sound set.
+    // Brings a damaged set back in order, keeping only what checks out: completes an interrupted
+    // compaction; replaces an invalid header by a new one; drops table records that no writer of the
+    // format produces (and repeated identifiers); keeps a polygon item without points when its points lie
+    // outside ".xelgdd" or outside its bounding box; drops a BLOB whose bytes lie outside the file or
+    // whose meta data is invalid; raises HighestID to the largest identifier; rebuilds the indexes from
+    // the kept records and rewrites header, table, data file and indexes. Also valid on a sound set.
     void Repair();
 
     // ---- header, description, revision ------------------------------------------------------------
@@ -216,11 +221,16 @@ private:
 
     [[noreturn]] void Raise(std::string_view Op, std::string_view Text) const;
     [[noreturn]] void RaiseCannotOpen(std::string_view Op) const;
+    // The one message of every writing operation whose file steps fail (SetDescription and SetRevision
+    // name themselves instead): "AddData: cannot open database.".
+    [[noreturn]] void RaiseWriteFailed() const;
     void CheckWritable(std::string_view Op) const;
     int CheckRecNo(std::string_view Op, int RecNo) const;
     void WriteHeader(std::string_view Op);
     void WriteRecordAt(int RecNo0, const TgdbData& Data);
-    void SaveAllIndexes(std::string_view Op);
+    // Writes an existing record in place; on failure the old record is written back.
+    void OverwriteRecord(int RecNo0, const TgdbData& Data);
+    void SaveAllIndexes();
     void WriteIndexTemp(int IndexNo);
 
     TgdbData PrepareItem(std::string_view Op, const TgdbData& Data, std::span<const TSCoords> Points,
@@ -235,12 +245,14 @@ private:
     void ReplacePoint(int RecNo, TgdbItem Kind, std::string_view Name, double Latit, double Longit,
                       double Altitude);
     int AddBLOBBytes(TgdbData& Data, std::span<const std::uint8_t> Bytes, const TMetaInfo& MetaInfo);
-    const TgdbData& BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo);
+    // Writing: whether a file failure is reported as a writing operation's.
+    const TgdbData& BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo, bool Writing = false);
     std::vector<std::uint8_t> ReadBlobBytes(std::string_view Op, const TgdbData& Rec) const;
 
     void FlushPending();
     void SettleIndexes() const;
-    void CompactSet(std::string_view Op, bool WriteIndexes);
+    void CompactSet(bool WriteIndexes);
+    void SalvageForRepair();
     void Progress(double Percent);
 
     std::string FName;

@@ -83,7 +83,7 @@ int TGeoDB::AddBLOB(TgdbData& Data, std::istream& Stream, const TMetaInfo& MetaI
     return AddBLOBBytes(Data, bytes, MetaInfo);
 }
 
-const TgdbData& TGeoDB::BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo)
+const TgdbData& TGeoDB::BlobRecord(std::string_view Op, int RecNo, TMetaInfo& MetaInfo, bool Writing)
 {
     FlushPending();
     const int r = CheckRecNo(Op, RecNo);
@@ -101,6 +101,8 @@ const TgdbData& TGeoDB::BlobRecord(std::string_view Op, int RecNo, TMetaInfo& Me
         f.Close();
         MetaInfo = DecodeMetaInfo(buf);
     } catch (const TFileError&) {
+        if (Writing)
+            RaiseWriteFailed();
         RaiseCannotOpen(Op);
     }
     return rec;
@@ -171,10 +173,10 @@ void TGeoDB::UpdateMetaInfo(int RecNo, const TMetaInfo& MetaInfo)
     FlushPending();
     CheckWritable("UpdateMetaInfo");
     TMetaInfo old;
-    const TgdbData rec = BlobRecord("UpdateMetaInfo", RecNo, old);
+    const TgdbData rec = BlobRecord("UpdateMetaInfo", RecNo, old, /*Writing=*/true);
     // The new meta data goes behind a fresh copy of the bytes, so the record is switched only once both
     // are on disk.
-    const std::vector<std::uint8_t> bytes = ReadBlobBytes("UpdateMetaInfo", rec);
+    const std::vector<std::uint8_t> bytes = ReadBlobBytes("AddData", rec);
     TgdbData d = rec;
     try {
         TBinFile dd;
@@ -188,9 +190,9 @@ void TGeoDB::UpdateMetaInfo(int RecNo, const TMetaInfo& MetaInfo)
         dd.WriteAt(off, payload);
         dd.Close();
         d.BlobOffset = static_cast<std::int32_t>(off);
-        WriteRecordAt(RecNo - 1, d);
+        OverwriteRecord(RecNo - 1, d);
     } catch (const TFileError&) {
-        RaiseCannotOpen("UpdateMetaInfo");
+        RaiseWriteFailed();
     }
     FData[static_cast<std::size_t>(RecNo - 1)] = d;
 }

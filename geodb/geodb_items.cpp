@@ -109,6 +109,22 @@ void TGeoDB::WriteRecordAt(int RecNo0, const TgdbData& Data)
     f.Close();
 }
 
+void TGeoDB::OverwriteRecord(int RecNo0, const TgdbData& Data)
+{
+    try {
+        WriteRecordAt(RecNo0, Data);
+    } catch (const TFileError&) {
+        // A failing write may have changed part of the record: put the old one back. If even that
+        // fails, the record on disk may be torn, and the set is damaged until Repair has checked it.
+        try {
+            WriteRecordAt(RecNo0, FData[static_cast<std::size_t>(RecNo0)]);
+        } catch (const TFileError&) {
+            FDamage.push_back("record " + std::to_string(RecNo0 + 1) + " may be half written");
+        }
+        throw;
+    }
+}
+
 TgdbData TGeoDB::PrepareItem(std::string_view Op, const TgdbData& Data, std::span<const TSCoords> Points,
                              std::vector<std::uint8_t>& Payload) const
 {
@@ -146,7 +162,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
         if (!FHasPending) {
             FPendingBlobStart = FileSizeOf(FBlobFName);
             if (FPendingBlobStart < gdbSystemDataSize)
-                RaiseCannotOpen(Op);
+                RaiseWriteFailed();
             FPendingFrom = FNumEntries;
             FPendingHighestID = FSysData.HighestID;
             FPendingBlob.clear();
@@ -188,7 +204,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
             dd.Close();
             WriteRecordAt(FNumEntries, d);
         } catch (const TFileError&) {
-            RaiseCannotOpen(Op);
+            RaiseWriteFailed();
         }
         FSysData.HighestID = d.ItemId;
         FData.push_back(d);
@@ -199,7 +215,7 @@ int TGeoDB::AppendItem(std::string_view Op, TgdbData& Data, std::span<const std:
             ix.emplace_back();
         InsertIntoIndex(FNumEntries, d);
         if (!FLazyWrite)
-            SaveAllIndexes(Op);
+            SaveAllIndexes();
     }
     NoteExtent(FNumEntries - 1, d);
     Data = d;
@@ -290,9 +306,9 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
             dd.Close();
             d.BlobOffset = static_cast<std::int32_t>(off);
         }
-        WriteRecordAt(r, d);
+        OverwriteRecord(r, d);
     } catch (const TFileError&) {
-        RaiseCannotOpen(Op);
+        RaiseWriteFailed();
     }
     FData[static_cast<std::size_t>(r)] = d;
     SettleIndexes();
@@ -301,7 +317,7 @@ void TGeoDB::ReplaceItem(std::string_view Op, int RecNo, TgdbData& Data, std::sp
     ForgetExtent(r, false);
     NoteExtent(r, d);
     if (!FLazyWrite)
-        SaveAllIndexes(Op);
+        SaveAllIndexes();
     Data = d;
 }
 
@@ -378,9 +394,9 @@ void TGeoDB::UpdateBasicData(int RecNo, const TgdbData& Data)
     d.Date = Data.Date;
     d.StateFlag = Data.StateFlag;
     try {
-        WriteRecordAt(r, d);
+        OverwriteRecord(r, d);
     } catch (const TFileError&) {
-        RaiseCannotOpen("UpdateBasicData");
+        RaiseWriteFailed();
     }
     FData[static_cast<std::size_t>(r)] = d;
 }
@@ -397,7 +413,7 @@ void TGeoDB::DeleteData(int RecNo)
                     WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
         });
     } catch (const TFileError&) {
-        RaiseCannotOpen("DeleteData");
+        RaiseWriteFailed();
     }
     SettleIndexes();
     RemoveIndexEntries(RecNo);
@@ -417,7 +433,7 @@ void TGeoDB::DeleteData(int RecNo)
     FIxSorted = n;
     ForgetExtent(r, true);
     if (!FLazyWrite)
-        SaveAllIndexes("DeleteData");
+        SaveAllIndexes();
 }
 
 void TGeoDB::DeleteData(std::span<const int> RecNos)
@@ -440,7 +456,7 @@ void TGeoDB::DeleteData(std::span<const int> RecNos)
                     WriteRecordInto(w, FData[static_cast<std::size_t>(i)]);
         });
     } catch (const TFileError&) {
-        RaiseCannotOpen("DeleteData");
+        RaiseWriteFailed();
     }
     SettleIndexes();
     std::size_t to = 0;
@@ -464,7 +480,7 @@ void TGeoDB::DeleteData(std::span<const int> RecNos)
     FIxSorted = FIxItemID.size();
     RecalcExtents();
     if (!FLazyWrite)
-        SaveAllIndexes("DeleteData");
+        SaveAllIndexes();
 }
 
 // ---- polygons, locations ------------------------------------------------------------------------------
@@ -677,13 +693,13 @@ void TGeoDB::FlushPending()
             }
         }
         RecalcExtents();
-        RaiseCannotOpen("AddData");
+        RaiseWriteFailed();
     }
     FPendingBlob.clear();
     FPendingBlob.shrink_to_fit();
     SettleIndexes();
     if (!FLazyWrite)
-        SaveAllIndexes("AddData");
+        SaveAllIndexes();
     Progress(100);
 }
 

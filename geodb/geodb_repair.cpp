@@ -5,6 +5,11 @@
 // marker file (base + ".xelgdx") is created, then the files are renamed, then the marker is removed. A
 // set found with the marker was interrupted between the renames: it opens as damaged, and Repair
 // finishes the renames from the temporary files, which were complete before the marker existed.
+//
+// Repair trusts nothing it cannot check: a table record must look like one this format's writers
+// produce, polygon points must lie inside their item's bounding box, a BLOB's meta data must have valid
+// lengths, and no two items may claim the same bytes. An unreadable header is replaced by a new one. The
+// indexes are rebuilt from the records that are kept.
 #include <qvgeo/geodb/geodb.h>
 
 #include <qvgeo/geodb/binary_io.h>
@@ -12,7 +17,9 @@
 #include <qvgeo/support/errors.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <unordered_set>
 
 namespace qv {
 
@@ -46,26 +53,30 @@ std::string MarkerNameFor(const std::string& DataFName)
     return DataFName.substr(0, DataFName.size() - 7) + ".xelgdx";
 }
 
-// Copies byte ranges of the old ".xelgdd" through a window, so that data stored in table order (the
-// usual case) is read in large sequential pieces.
+// Reads byte ranges of a file through a window, so that data stored in file order (the usual case) is
+// read in large sequential pieces.
 class TWindowReader {
 public:
     explicit TWindowReader(const TBinFile& File) : FFile(File) {}
+    // Length bytes at Offset (Length at most the window size); throws when the file ends before.
+    const std::uint8_t* At(std::int64_t Offset, std::size_t Length)
+    {
+        if (Offset < FStart || Offset + static_cast<std::int64_t>(Length) > FStart + static_cast<std::int64_t>(FBuf.size())) {
+            FBuf.resize(WindowSize);
+            FBuf.resize(FFile.ReadSomeAt(Offset, FBuf));
+            FStart = Offset;
+            if (FBuf.size() < Length)
+                throw TFileError("short read in \"" + FFile.Path() + "\"");
+        }
+        return FBuf.data() + (Offset - FStart);
+    }
     void CopyTo(TChunkWriter& w, std::int64_t Offset, std::int64_t Length)
     {
         while (Length > 0) {
-            if (Offset < FStart || Offset >= FStart + static_cast<std::int64_t>(FBuf.size())) {
-                FBuf.resize(WindowSize);
-                FBuf.resize(FFile.ReadSomeAt(Offset, FBuf));
-                FStart = Offset;
-                if (FBuf.empty())
-                    throw TFileError("short read in \"" + FFile.Path() + "\"");
-            }
-            const std::int64_t avail = FStart + static_cast<std::int64_t>(FBuf.size()) - Offset;
-            const std::int64_t take = std::min(avail, Length);
-            w.Put(std::span<const std::uint8_t>(FBuf.data() + (Offset - FStart), static_cast<std::size_t>(take)));
-            Offset += take;
-            Length -= take;
+            const auto take = static_cast<std::size_t>(std::min<std::int64_t>(Length, WindowSize / 2));
+            w.Put(std::span<const std::uint8_t>(At(Offset, take), take));
+            Offset += static_cast<std::int64_t>(take);
+            Length -= static_cast<std::int64_t>(take);
         }
     }
 
@@ -75,6 +86,8 @@ private:
     std::int64_t FStart = 0;
 };
 
+const char* const InterruptedNote = "a compaction was interrupted (\"";
+
 }  // namespace
 
 void TGeoDB::CheckSet()
@@ -82,7 +95,7 @@ void TGeoDB::CheckSet()
     const std::int64_t ddSize = FileSizeOf(FBlobFName);
     const std::string marker = MarkerNameFor(FDataFName);
     if (FileExistsAt(marker))
-        FDamage.push_back("a compaction was interrupted (\"" + marker + "\" exists); Repair completes it");
+        FDamage.push_back(InterruptedNote + marker + "\" exists); Repair completes it");
 
     for (int k = 0; k <= 4; ++k) {
         const std::string why = k == 0 ? CheckIndexItemID(FData, FIxItemID)
@@ -137,7 +150,7 @@ void TGeoDB::RecalcIndexes()
     FIxSorted = FIxItemID.size();
     RecalcExtents();
     if (!FLazyWrite)
-        SaveAllIndexes("RecalcIndexes");
+        SaveAllIndexes();
 }
 
 std::int64_t TGeoDB::GarbageBytes() const
@@ -152,7 +165,7 @@ std::int64_t TGeoDB::GarbageBytes() const
     return std::max<std::int64_t>(0, ddSize - gdbSystemDataSize - used);
 }
 
-void TGeoDB::CompactSet(std::string_view Op, bool WriteIndexes)
+void TGeoDB::CompactSet(bool WriteIndexes)
 {
     SettleIndexes();
     const std::string marker = MarkerNameFor(FDataFName);
@@ -201,7 +214,9 @@ void TGeoDB::CompactSet(std::string_view Op, bool WriteIndexes)
                 WriteIndexTemp(k);
                 written.push_back(FIxFName[static_cast<std::size_t>(k)]);
             }
-        RemoveFileQuietly(marker);
+        // An old marker would make Repair rename files that are not complete yet.
+        if (!RemoveFile(marker))
+            throw TFileError("cannot remove \"" + marker + "\"");
         TBinFile m;
         m.OpenOrThrow(marker, TBinFile::omCreateNew);
         m.Sync();
@@ -210,19 +225,23 @@ void TGeoDB::CompactSet(std::string_view Op, bool WriteIndexes)
         for (const auto& f : written)
             RemoveFileQuietly(TempNameFor(f));
         RemoveFileQuietly(marker);
-        RaiseCannotOpen(Op);
+        RaiseWriteFailed();
     }
-    // From here on the new files are complete: an interruption is finished by Repair.
+    // From here on the new files are complete: an interruption is finished by Repair. Until the marker
+    // is gone the set counts as damaged, so that nothing else writes to it meanwhile.
     try {
         for (const auto& f : written)
             RenameTempOver(f);
     } catch (const TFileError&) {
-        FDamage.push_back("a compaction was interrupted (\"" + marker + "\" exists); Repair completes it");
-        RaiseCannotOpen(Op);
+        FDamage.push_back(InterruptedNote + marker + "\" exists); Repair completes it");
+        RaiseWriteFailed();
     }
-    RemoveFileQuietly(marker);
     for (std::size_t i = 0; i < FData.size(); ++i)
         FData[i].BlobOffset = newOffsets[i];
+    if (!RemoveFile(marker)) {
+        FDamage.push_back(InterruptedNote + marker + "\" exists); Repair completes it");
+        RaiseWriteFailed();
+    }
     Progress(100);
 }
 
@@ -230,13 +249,106 @@ void TGeoDB::GarbageCollection()
 {
     FlushPending();
     CheckWritable("GarbageCollection");
-    CompactSet("GarbageCollection", false);
+    CompactSet(false);
+}
+
+void TGeoDB::SalvageForRepair()
+{
+    TBinFile ds, dd;
+    ds.OpenOrThrow(FDataFName, TBinFile::omRead);
+    const std::int64_t count = ds.Size() / gdbDataSize;
+    const std::int64_t ddSize = dd.Open(FBlobFName, TBinFile::omRead) ? dd.Size() : -1;
+    std::array<std::uint8_t, gdbSystemDataSize> hdr{};
+    if (ddSize >= gdbSystemDataSize)
+        dd.ReadAt(0, hdr);
+    if (ddSize < gdbSystemDataSize || !SystemDataProblem(hdr).empty())
+        FSysData = TgdbSystemData{};
+
+    TWindowReader table(ds), data(dd);
+    // Whether what a record points to is there and looks like what the record says it is.
+    const auto dataChecksOut = [&](const TgdbData& d) {
+        if (!DataRangeOK(d, ddSize))
+            return false;
+        if (d.ItemKind == gitBLOB)
+            return d.Size() >= 0 &&
+                   MetaInfoPlausible(std::span<const std::uint8_t, gdbMetaInfoSize>(data.At(d.BlobOffset, gdbMetaInfoSize),
+                                                                                    gdbMetaInfoSize));
+        if (d.NumPoints < 1)
+            return false;
+        for (std::int64_t j = 0; j < d.NumPoints; ++j) {
+            const TSCoords p = DecodeSCoords(std::span<const std::uint8_t, gdbSCoordsSize>(
+                data.At(d.BlobOffset + j * gdbSCoordsSize, gdbSCoordsSize), gdbSCoordsSize));
+            // Comparisons with NaN are false, so a NaN point or corner fails here as well.
+            if (!(p.Latit >= d.LatLow && p.Latit <= d.LatHigh && p.Longit >= d.LongLow && p.Longit <= d.LongHigh))
+                return false;
+        }
+        return true;
+    };
+
+    std::vector<TgdbData> kept;
+    std::unordered_set<std::int32_t> ids;
+    for (std::int64_t i = 0; i < count; ++i) {
+        const std::span<const std::uint8_t, gdbDataSize> raw(table.At(i * gdbDataSize, gdbDataSize), gdbDataSize);
+        if (!GdbDataPlausible(raw))
+            continue;
+        TgdbData d = DecodeGdbData(raw);
+        if (!ids.insert(d.ItemId).second)
+            continue;
+        if (d.BlobOffset >= 0 && !dataChecksOut(d)) {
+            if (d.ItemKind == gitBLOB)
+                continue;  // a BLOB record without its bytes holds nothing worth keeping
+            d.BlobOffset = -1;  // the item stays, as a place without points
+            d.NumPoints = 0;
+        }
+        kept.push_back(std::move(d));
+    }
+
+    // Every writer appends each item's data at the end of the file, so two items never share bytes.
+    // Where they would, the item whose data starts later (or, at the same offset, comes later in the
+    // table) loses it.
+    std::vector<std::size_t> byOffset;
+    for (std::size_t i = 0; i < kept.size(); ++i)
+        if (kept[i].BlobOffset >= 0 && DataLength(kept[i]) > 0)
+            byOffset.push_back(i);
+    std::stable_sort(byOffset.begin(), byOffset.end(),
+              [&](std::size_t a, std::size_t b) { return kept[a].BlobOffset < kept[b].BlobOffset; });
+    std::int64_t end = 0;
+    std::vector<bool> drop(kept.size(), false);
+    for (const std::size_t i : byOffset) {
+        TgdbData& d = kept[i];
+        if (d.BlobOffset < end) {
+            if (d.ItemKind == gitBLOB)
+                drop[i] = true;
+            d.BlobOffset = -1;
+            d.NumPoints = 0;
+            continue;
+        }
+        end = d.BlobOffset + DataLength(d);
+    }
+    std::size_t to = 0;
+    for (std::size_t i = 0; i < kept.size(); ++i)
+        if (!drop[i]) {
+            if (to != i)  // a self-move would empty the name
+                kept[to] = std::move(kept[i]);
+            ++to;
+        }
+    kept.resize(to);
+
+    for (const auto& d : kept)
+        FSysData.HighestID = std::max(FSysData.HighestID, d.ItemId);
+    FData = std::move(kept);
+    FNumEntries = static_cast<int>(FData.size());
+    BuildIndexItemID(FData, FIxItemID);
+    for (int k = 1; k <= 4; ++k)
+        BuildIndexLL(FData, k, FIxLL[static_cast<std::size_t>(k - 1)]);
+    FIxSorted = FIxItemID.size();
+    RecalcExtents();
 }
 
 void TGeoDB::Repair()
 {
     if (FDataFName.empty() || FBlobFName.empty())
-        RaiseCannotOpen("Repair");
+        RaiseWriteFailed();
     FlushPending();
     const std::string marker = MarkerNameFor(FDataFName);
     if (FileExistsAt(marker)) {
@@ -246,27 +358,28 @@ void TGeoDB::Repair()
                 if (!f->empty() && FileExistsAt(TempNameFor(*f)))
                     RenameTempOver(*f);
         } catch (const TFileError&) {
-            RaiseCannotOpen("Repair");
+            RaiseWriteFailed();
         }
-        RemoveFileQuietly(marker);
+        if (!RemoveFile(marker))
+            RaiseWriteFailed();
         const bool lazy = FLazyWrite;
         OpenSet(FDBName);
         FLazyWrite = lazy;
-        if (!Damaged())
-            return;
     }
     if (!FOpen)
-        RaiseCannotOpen("Repair");
-    const std::int64_t ddSize = FileSizeOf(FBlobFName);
-    for (auto& d : FData)
-        if (!DataRangeOK(d, ddSize)) {
-            d.BlobOffset = -1;
-            d.NumPoints = 0;
+        RaiseWriteFailed();
+    try {
+        try {
+            SalvageForRepair();
+        } catch (const TFileError&) {
+            RaiseWriteFailed();
         }
-    for (const auto& d : FData)
-        FSysData.HighestID = std::max(FSysData.HighestID, d.ItemId);
-    // The in-memory indexes were checked (and rebuilt where needed) when the set was opened.
-    CompactSet("Repair", true);
+        CompactSet(true);
+    } catch (const EXELGeoDBError&) {
+        // The table in memory may now differ from the one on disk: no writing until a repair completes.
+        FDamage.push_back("a repair did not complete; Repair again");
+        throw;
+    }
     FDamage.clear();
 }
 

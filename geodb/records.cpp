@@ -226,4 +226,28 @@ TIxItemIDRec DecodeIxItemIDRec(std::span<const std::uint8_t, gdbIxRecSize> In)
     return TIxItemIDRec{GetI32(In.data()), GetI32(In.data() + 4)};
 }
 
+std::string SystemDataProblem(std::span<const std::uint8_t, gdbSystemDataSize> In)
+{
+    const std::int32_t highest = GetI32(In.data());
+    const std::int32_t version = GetI32(In.data() + 4);
+    if (highest < 0)
+        return "HighestID " + std::to_string(highest) + " is negative";
+    if (version < 1 || version > gdbCurrentVersion)
+        return "DBVersion " + std::to_string(version) + " is not a known version";
+    if (In[8] > gdbDescriptionLen)
+        return "the description's length " + std::to_string(In[8]) + " exceeds 63";
+    return {};
+}
+
+bool GdbDataPlausible(std::span<const std::uint8_t, gdbDataSize> In)
+{
+    return GetI32(In.data()) >= 1 && In[4] <= gdbNameLen && In[108] <= gitUndefined && In[116] <= 1;
+}
+
+bool MetaInfoPlausible(std::span<const std::uint8_t, gdbMetaInfoSize> In)
+{
+    // Keywords, Descriptor and Comment hold 255 characters, so any length byte fits them.
+    return In[256] <= 127 && In[384] <= 127;
+}
+
 }  // namespace qv

@@ -149,6 +149,19 @@ TIxLLRec DecodeIxLLRec(std::span<const std::uint8_t, gdbIxRecSize> In);
 void EncodeIxItemIDRec(const TIxItemIDRec& R, std::span<std::uint8_t, gdbIxRecSize> Out);
 TIxItemIDRec DecodeIxItemIDRec(std::span<const std::uint8_t, gdbIxRecSize> In);
 
+// ---- plausibility of raw records ----------------------------------------------------------------------
+// What every record written by this format's writers satisfies, so that Repair can tell a record from
+// stray bytes. Padding bytes are not checked (other writers leave them undefined).
+
+// A header is plausible when HighestID >= 0, DBVersion is 1..4 and the description's length byte is at
+// most 63. Returns an empty text when it is, else what is wrong.
+std::string SystemDataProblem(std::span<const std::uint8_t, gdbSystemDataSize> In);
+// A table record is plausible when ItemId >= 1, the name's length byte is at most 59, the kind byte at
+// most gitUndefined and the Closed byte 0 or 1.
+bool GdbDataPlausible(std::span<const std::uint8_t, gdbDataSize> In);
+// Meta data is plausible when each of its five length bytes is within its field's capacity.
+bool MetaInfoPlausible(std::span<const std::uint8_t, gdbMetaInfoSize> In);
+
 // Little-endian scalars at a byte position, for the codecs and for callers that patch single fields.
 void PutLE32(std::uint8_t* p, std::uint32_t v) noexcept;
 std::uint32_t GetLE32(const std::uint8_t* p) noexcept;

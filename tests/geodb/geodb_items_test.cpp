@@ -333,33 +333,12 @@ TEST_F(GeoDBItems, Messages)
     const char* const cannotOpen = "Component \"Geo1\": AddData: cannot open database.";
     EXPECT_DB_ERROR(db.AddData(d, p), cannotOpen);
     EXPECT_DB_ERROR(db.AddTown("x", 1, 1), cannotOpen);
-    db.SetGDBName(dir / "m");
-    std::filesystem::remove(dir / "m.xelgdd");
-    EXPECT_DB_ERROR(db.AddTown("x", 1, 1), cannotOpen);
-    EXPECT_EQ(std::pair(db.NumEntries(), db.HighestID()), std::pair(0, 0));
     db.SetGDBName(dir / "m2");
     const TSCoords nan[] = {{std::numeric_limits<float>::quiet_NaN(), 0}};
     EXPECT_THROW(db.AddData(d, nan), EXELGeoDBError);
     EXPECT_THROW(db.DeleteData(1), EXELGeoDBError);
     EXPECT_THROW(db.RetrievePolygon(0), EXELGeoDBError);
     EXPECT_EQ(db.NumEntries(), 0);
-}
-
-TEST_F(GeoDBItems, FailedBulkWriteRollsBack)
-{
-    db.SetName("Bulk");
-    db.SetGDBName(dir / "bulk");
-    db.AddTown("kept", 1, 1);
-    db.BeginUpdate();
-    db.BeginUpdate();
-    for (int i = 0; i < 10; ++i)
-        db.AddTown("lost", i, i);
-    db.EndUpdate();
-    EXPECT_EQ(std::filesystem::file_size(dir / "bulk.xelgds"), 120u);  // nothing written before the end
-    std::filesystem::remove(dir / "bulk.xelgds");
-    EXPECT_DB_ERROR(db.EndUpdate(), "Component \"Bulk\": AddData: cannot open database.");
-    EXPECT_EQ(std::pair(db.NumEntries(), db.HighestID()), std::pair(1, 1));
-    ExpectIndexesConsistent(db);
 }
 
 TEST_F(GeoDBItems, ProgressOfBulkWritesAndCompaction)
