@@ -116,7 +116,7 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
         if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
             L.size.source = "header of " + L.imagePath;
     }
-    L.cal.SetName("calib");
+    L.cal.SetComponentName("calib");
     L.cal.SetImageSize(L.size.w, L.size.h);
     L.cal.LoadCalibData(d, L.model);
 }
@@ -424,7 +424,7 @@ int RunFit(geotool::Args& args)
         return 1;
 
     qv::TMapCalibration cal;
-    cal.SetName("calib");
+    cal.SetComponentName("calib");
     cal.SetImageSize(size.w, size.h);
     const bool gratOk = cal.LoadCalibData(d, model);
     static constexpr int kMinQuads[] = {0, 6, 3, 3, 3, 3, 0};

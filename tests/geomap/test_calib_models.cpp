@@ -21,7 +21,7 @@ constexpr int kW = 1000, kH = 800;
 TMapCalibration MakeMap(TCalibModel model)
 {
     TMapCalibration cal;
-    cal.SetName("Synth");
+    cal.SetComponentName("Synth");
     cal.SetImageSize(kW, kH);
     cal.SetCalibModel(model);
     return cal;
