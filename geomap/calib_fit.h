@@ -78,7 +78,9 @@ public:
     // cmUndefined, a failed parabolic iteration or a non-finite result. Under the conic model x follows
     // from the unrounded row, so it may differ by more than rounding from CalcPixelCoords' column.
     bool CalcPixelPosition(double Lat, double Long, double& x, double& y) const;
-    // Under cmUTM only: the pixel of a northing and easting in the map's zone (metres).
+    // Under cmUTM only: the pixel of a northing and easting in the map's zone (metres); the Position form
+    // unrounded, false when not finite.
+    bool CalcPixelPositionUTM(double Northing, double Easting, double& x, double& y) const;
     bool CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const;
     std::int32_t CalcUTMyFromNorthingX(double Northing, std::int32_t x) const;
     std::int32_t CalcUTMxFromEastingY(double Easting, std::int32_t y) const;

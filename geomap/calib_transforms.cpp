@@ -306,6 +306,18 @@ bool TCalibFit::CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::i
     return true;
 }
 
+bool TCalibFit::CalcPixelPositionUTM(double Northing, double Easting, double& x, double& y) const
+{
+    if (FModel != cmUTM)
+        return false;
+    const double fx = Linear(FEquRectSPPL[0], Northing, Easting), fy = Linear(FEquRectSPPL[1], Northing, Easting);
+    if (!std::isfinite(fx) || !std::isfinite(fy))
+        return false;
+    x = fx;
+    y = fy;
+    return true;
+}
+
 bool TCalibFit::CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
 {
     if (FModel != cmUTM) {

@@ -2,6 +2,7 @@
 #include <qvgeo/geomap/calibration.h>
 
 #include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/calib_points.h>
 #include <qvgeo/geomap/image_header.h>
 #include <qvgeo/support/errors.h>
 
@@ -28,11 +29,7 @@ bool IsQuadModel(TCalibModel m)
 // Index (0-based) of the first line with exactly this kind and value, or -1.
 int FindLine(const TCalibData& D, TGratLineKind Kind, double Value)
 {
-    const int n = ValidCalLines(D);
-    for (int i = 0; i < n; ++i)
-        if (D.CalLines[i].LineType == Kind && D.CalLines[i].LineValue == Value)
-            return i;
-    return -1;
+    return FindCalLine(D, Kind, Value) - 1;
 }
 
 // Removes point p (0-based) from line l by moving the line's last point into its slot; an emptied line
@@ -239,23 +236,8 @@ bool TMapCalibration::AddCalibPoint(TGratLineKind LineKind, double LineValue, st
 {
     if (CalibModel() != cmParabolicIp)
         RaiseComponentError(kWrongModelAdd);
-    TCalibData& d = FCalibData;
-    int l = FindLine(d, LineKind, LineValue);
-    if (l < 0 && ValidCalLines(d) < MaxCalLines) {
-        l = ValidCalLines(d);
-        d.NumCalLines = l + 1;
-        d.CalLines[l].LineType = LineKind;
-        d.CalLines[l].LineValue = LineValue;
-        d.CalLines[l].NumPoints = 0;
-    }
-    if (l >= 0) {
-        TCalibLine& line = d.CalLines[l];
-        const int n = ValidLinePoints(line);
-        if (n < MaxCalLinePoints) {
-            line.CalPoints[n] = TPoint{x, y};
-            line.NumPoints = n + 1;
-        }
-    }
+    // A full record or line drops the point silently.
+    AppendLinePoint(FCalibData, LineKind, LineValue, TPoint{x, y});
     Refit(true);
     return false;
 }
@@ -265,13 +247,10 @@ bool TMapCalibration::AddCalibPoint(double Lat, double Long, std::int32_t x, std
     if (CalibModel() != cmBiquadraticPn && CalibModel() != cmConicConformal && CalibModel() != cmMillerCylindrical &&
         CalibModel() != cmEquiRect)
         RaiseComponentError(kWrongModelAdd);
-    const int n = ValidCalQuads(FCalibData);
-    if (n >= MaxCalQuads) {
+    if (AppendCalQuad(FCalibData, TCalQuad{Lat, Long, x, y}) != caAppended) {
         RequestRepaint();
         return false;
     }
-    FCalibData.CalQuads[n] = TCalQuad{Lat, Long, x, y};
-    FCalibData.NumCalQuads = n + 1;
     Refit(false);
     return true;
 }
