@@ -53,7 +53,7 @@ public:
     void FitBiquadratic(const TCalibData& Data, TMathProgress* Progress = nullptr);
     void FitMillerCyl(const TCalibData& Data);
     // Width and Height of the map image in pixels bound the start of the apex search. One progress step
-    // per halving of the search step (21 in all).
+    // per round of the search, whose step halves from 1000000 pixels to 1 (20 in all).
     void FitConic(const TCalibData& Data, std::int32_t Width, std::int32_t Height,
                   TMathProgress* Progress = nullptr);
     // The fit that Model() uses: biquadratic, conic, Miller, or the linear fit of equirect and UTM;
