@@ -103,8 +103,11 @@ private:
         double Kind, Value, K0, K1, K2;  // columns 1..5
     };
     void SyncGratRows();
-    void Position(std::int32_t x, std::int32_t y, TCoords& C, bool& ValidLat, bool& ValidLong) const;
-    void ParabolicPosition(std::int32_t x, std::int32_t y, TCoords& C, bool& ValidLat, bool& ValidLong) const;
+    // Want: bit 0 latitude, bit 1 longitude; the other coordinate is left 0 and invalid where skipping it
+    // saves work (not under UTM, whose one inverse projection gives both).
+    void Position(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat, bool& ValidLong) const;
+    void ParabolicPosition(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat,
+                           bool& ValidLong) const;
     bool ParabolicPixel(double Lat, double Long, double& x, double& y) const;
 
     TCalibModel FModel = cmUndefined;

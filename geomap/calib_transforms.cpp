@@ -77,19 +77,23 @@ void TwoNearest(const Rows& rows, double Kind, F Dist, int& r1, int& r2)
 
 // ---- pixel -> geographic ------------------------------------------------------------------------------
 
-void TCalibFit::ParabolicPosition(std::int32_t x, std::int32_t y, TCoords& C, bool& ValidLat, bool& ValidLong) const
+void TCalibFit::ParabolicPosition(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat,
+                                  bool& ValidLong) const
 {
     if (FGratParallels < 2 || FGratMeridians < 2)
         return;
     const auto row = [this](int i) -> const TGratRow& { return FGratRows[static_cast<std::size_t>(i)]; };
-    int r1 = 0, r2 = 0;
-    TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(y - Parabola(g, x)); }, r1, r2);
+    int r1 = -1, r2 = -1;
+    if (Want & 1)
+        TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(y - Parabola(g, x)); }, r1, r2);
     if (r1 >= 0 && r2 >= 0) {
         const double y1 = Parabola(row(r1), x), y2 = Parabola(row(r2), x);
         ValidLat = true;
         C.Latit = row(r2).Value + (row(r1).Value - row(r2).Value) * (y - y2) / (y1 - y2);
     }
-    TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(x - Parabola(g, y)); }, r1, r2);
+    r1 = r2 = -1;
+    if (Want & 2)
+        TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(x - Parabola(g, y)); }, r1, r2);
     if (r1 >= 0 && r2 >= 0) {
         const double x1 = Parabola(row(r1), y), x2 = Parabola(row(r2), y);
         ValidLong = true;
@@ -98,13 +102,14 @@ void TCalibFit::ParabolicPosition(std::int32_t x, std::int32_t y, TCoords& C, bo
 }
 
 // Both coordinates of pixel (x, y) by the model's formulas; an invalid coordinate is left 0.
-void TCalibFit::Position(std::int32_t x, std::int32_t y, TCoords& C, bool& ValidLat, bool& ValidLong) const
+void TCalibFit::Position(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat,
+                         bool& ValidLong) const
 {
     C = TCoords{};
     ValidLat = ValidLong = false;
     switch (FModel) {
     case cmParabolicIp:
-        ParabolicPosition(x, y, C, ValidLat, ValidLong);
+        ParabolicPosition(x, y, Want, C, ValidLat, ValidLong);
         break;
     case cmBiquadraticPn:
         C = TCoords{QuadraticOfPixel(FCalParsPLSP[0], x, y), QuadraticOfPixel(FCalParsPLSP[1], x, y)};
@@ -112,18 +117,20 @@ void TCalibFit::Position(std::int32_t x, std::int32_t y, TCoords& C, bool& Valid
         break;
     case cmConicConformal: {
         const double dx = x - FConicPars[0], dy = y - FConicPars[1];
-        C.Latit = FConicPars[2] * std::sqrt(dx * dx + dy * dy) + FConicPars[3];
+        if (Want & 1)
+            C.Latit = FConicPars[2] * std::sqrt(dx * dx + dy * dy) + FConicPars[3];
         // The plain arctangent of dx/dy: meridians are rays below (or above) the apex, never beside it.
-        C.Longit = FConicPars[4] * std::atan((x - FConicPars[0]) / (y - FConicPars[1])) + FConicPars[5];
+        if (Want & 2)
+            C.Longit = FConicPars[4] * std::atan(dx / dy) + FConicPars[5];
         ValidLat = ValidLong = true;
         break;
     }
     case cmMillerCylindrical:
-        if (FMillercylPar[0] != 0.0) {
+        if ((Want & 1) && FMillercylPar[0] != 0.0) {
             C.Latit = (std::atan(std::exp((y - FMillercylPar[1]) / FMillercylPar[0])) - kPiQuarter) * kMillerLatInverse;
             ValidLat = true;
         }
-        if (FMillercylPar[2] != 0.0) {
+        if ((Want & 2) && FMillercylPar[2] != 0.0) {
             C.Longit = (x - FMillercylPar[3]) / FMillercylPar[2] / kPi * 180;
             ValidLong = true;
         }
@@ -149,7 +156,7 @@ void TCalibFit::Position(std::int32_t x, std::int32_t y, TCoords& C, bool& Valid
 bool TCalibFit::CalcPosition(TPoint P, TCoords& Result) const
 {
     bool vLat = false, vLong = false;
-    Position(P.X, P.Y, Result, vLat, vLong);
+    Position(P.X, P.Y, 3, Result, vLat, vLong);
     return vLat && vLong;
 }
 
@@ -157,7 +164,7 @@ double TCalibFit::CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) cons
 {
     TCoords c;
     bool vLong = false;
-    Position(x, y, c, Valid, vLong);
+    Position(x, y, 1, c, Valid, vLong);
     return c.Latit;
 }
 
@@ -165,7 +172,7 @@ double TCalibFit::CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) con
 {
     TCoords c;
     bool vLat = false;
-    Position(x, y, c, vLat, Valid);
+    Position(x, y, 2, c, vLat, Valid);
     return c.Longit;
 }
 
