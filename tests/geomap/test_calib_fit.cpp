@@ -70,10 +70,6 @@ TEST(CalibFit, ASnapshotOutlivesEditsModelChangesAndZoneChanges)
             moved += !(now == then);
         }
     EXPECT_EQ(moved, before.size());
-    // AssignCalibration copies the fit as a value.
-    TMapCalibration other;
-    other.AssignCalibration(cal);
-    EXPECT_EQ(other.Fit().CalParsPLSP(), cal.Fit().CalParsPLSP());
 
     // Under UTM a zone change reaches the map's transforms at once, never a snapshot.
     TMapCalibration utm;
@@ -262,8 +258,6 @@ TEST(CalibResiduals, ABlunderIsTheWorstPointByResidualAndByLeaveOneOut)
         EXPECT_NEAR(sx, 0.0, 1e-6);
         EXPECT_NEAR(sy, 0.0, 1e-6);
         EXPECT_NEAR(r.RmsPixels, std::sqrt(s2 / 10), 1e-12);
-        // About 0.11 m per pixel of latitude error here; the blunder's metres stay in proportion.
-        EXPECT_GT(b.Metres, 0.0);
     }
 }
 
