@@ -1,6 +1,8 @@
 // Calibration hot paths: fitting each model from 200 quads (what every point edit under that model
-// costs) and the per-point transforms that rendering and the mouse read-out call.
+// costs), the per-point transforms that rendering and the mouse read-out call, CalcPosition against the
+// two separate calls, and the residual report with its leave-one-out refits.
 #include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/geomap/calibration.h>
 
 #include <benchmark/benchmark.h>
@@ -106,6 +108,17 @@ void BM_RecalcGratMat(benchmark::State& state)
 }
 BENCHMARK(BM_RecalcGratMat)->Unit(benchmark::kMicrosecond);
 
+// What geotool calib show and an editor pay for the residuals of 200 quads, leave-one-out included.
+void BM_Residuals(benchmark::State& state)
+{
+    const auto model = static_cast<qv::TCalibModel>(state.range(0));
+    const qv::TMapCalibration cal = MakeMap(model);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(qv::CalibResiduals(cal.CalibData(), cal.Fit(), kW, kH));
+    state.SetLabel(std::string(qv::CalibModelKeywords[model]) + ", 200 quads, leave-one-out");
+}
+BENCHMARK(BM_Residuals)->Arg(qv::cmEquiRect)->Arg(qv::cmUTM)->Arg(qv::cmConicConformal)->Unit(benchmark::kMillisecond);
+
 void BM_PixelToGeo(benchmark::State& state)
 {
     const auto model = static_cast<qv::TCalibModel>(state.range(0));
@@ -134,6 +147,41 @@ void BM_GeoToPixel(benchmark::State& state)
     }
     state.SetLabel(std::string(qv::CalibModelKeywords[model]));
 }
+
+// One conversion of a pixel to both coordinates against the two separate calls, on the same pixels.
+// Under UTM the separate calls run the inverse projection twice; the ratio of the two benchmarks'
+// times is what CalcPosition saves.
+void BM_PositionTwoCalls(benchmark::State& state)
+{
+    const auto model = static_cast<qv::TCalibModel>(state.range(0));
+    const qv::TMapCalibration cal = MakeMap(model);
+    std::int32_t x = 0, y = 0;
+    for (auto _ : state) {
+        bool v1 = false, v2 = false;
+        benchmark::DoNotOptimize(cal.CalcLatitude(x, y, v1));
+        benchmark::DoNotOptimize(cal.CalcLongitude(x, y, v2));
+        x = (x + 37) % kW;
+        y = (y + 23) % kH;
+    }
+    state.SetLabel(std::string(qv::CalibModelKeywords[model]) + ", CalcLatitude + CalcLongitude");
+}
+
+void BM_PositionOnce(benchmark::State& state)
+{
+    const auto model = static_cast<qv::TCalibModel>(state.range(0));
+    const qv::TMapCalibration cal = MakeMap(model);
+    std::int32_t x = 0, y = 0;
+    for (auto _ : state) {
+        qv::TCoords c;
+        benchmark::DoNotOptimize(cal.CalcPosition(qv::TPoint{x, y}, c));
+        benchmark::DoNotOptimize(c);
+        x = (x + 37) % kW;
+        y = (y + 23) % kH;
+    }
+    state.SetLabel(std::string(qv::CalibModelKeywords[model]) + ", CalcPosition");
+}
+BENCHMARK(BM_PositionTwoCalls)->Arg(qv::cmUTM)->Arg(qv::cmConicConformal);
+BENCHMARK(BM_PositionOnce)->Arg(qv::cmUTM)->Arg(qv::cmConicConformal);
 
 #define ALL_MODELS                                                                                            \
     Arg(qv::cmParabolicIp)->Arg(qv::cmBiquadraticPn)->Arg(qv::cmConicConformal)->Arg(qv::cmMillerCylindrical) \

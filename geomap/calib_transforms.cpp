@@ -1,5 +1,5 @@
-// Map pixel <-> geographic position under each calibration model, the UTM grid helpers, the map's corner
-// positions and resolution, and the point-in-quadrilateral test.
+// Map pixel <-> geographic position under each calibration model (TCalibFit), the UTM grid helpers, the
+// map's corner positions and resolution, and the point-in-quadrilateral test.
 //
 // Pixels are rounded half to even. Where the formulas square pixel coordinates (biquadratic, parabolic)
 // the squares are 32-bit wrapping integer products, matching how the coefficients were fitted.
@@ -77,139 +77,108 @@ void TwoNearest(const Rows& rows, double Kind, F Dist, int& r1, int& r2)
 
 // ---- pixel -> geographic ------------------------------------------------------------------------------
 
-double TMapCalibration::ParabolicLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
+void TCalibFit::ParabolicPosition(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat,
+                                  bool& ValidLong) const
 {
     if (FGratParallels < 2 || FGratMeridians < 2)
-        return 0.0;
-    int r1 = 0, r2 = 0;
-    TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(y - Parabola(g, x)); }, r1, r2);
-    if (r1 < 0 || r2 < 0)
-        return 0.0;
-    const TGratRow &g1 = FGratRows[static_cast<std::size_t>(r1)], &g2 = FGratRows[static_cast<std::size_t>(r2)];
-    const double y1 = Parabola(g1, x), y2 = Parabola(g2, x);
-    Valid = true;
-    return g2.Value + (g1.Value - g2.Value) * (y - y2) / (y1 - y2);
+        return;
+    const auto row = [this](int i) -> const TGratRow& { return FGratRows[static_cast<std::size_t>(i)]; };
+    int r1 = -1, r2 = -1;
+    if (Want & 1)
+        TwoNearest(FGratRows, 1.0, [&](const TGratRow& g) { return std::fabs(y - Parabola(g, x)); }, r1, r2);
+    if (r1 >= 0 && r2 >= 0) {
+        const double y1 = Parabola(row(r1), x), y2 = Parabola(row(r2), x);
+        ValidLat = true;
+        C.Latit = row(r2).Value + (row(r1).Value - row(r2).Value) * (y - y2) / (y1 - y2);
+    }
+    r1 = r2 = -1;
+    if (Want & 2)
+        TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(x - Parabola(g, y)); }, r1, r2);
+    if (r1 >= 0 && r2 >= 0) {
+        const double x1 = Parabola(row(r1), y), x2 = Parabola(row(r2), y);
+        ValidLong = true;
+        C.Longit = row(r2).Value + (row(r1).Value - row(r2).Value) * (x - x2) / (x1 - x2);
+    }
 }
 
-double TMapCalibration::ParabolicLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
+// Both coordinates of pixel (x, y) by the model's formulas; an invalid coordinate is left 0.
+void TCalibFit::Position(std::int32_t x, std::int32_t y, unsigned Want, TCoords& C, bool& ValidLat,
+                         bool& ValidLong) const
 {
-    if (FGratParallels < 2 || FGratMeridians < 2)
-        return 0.0;
-    int r1 = 0, r2 = 0;
-    TwoNearest(FGratRows, 0.0, [&](const TGratRow& g) { return std::fabs(x - Parabola(g, y)); }, r1, r2);
-    if (r1 < 0 || r2 < 0)
-        return 0.0;
-    const TGratRow &g1 = FGratRows[static_cast<std::size_t>(r1)], &g2 = FGratRows[static_cast<std::size_t>(r2)];
-    const double x1 = Parabola(g1, y), x2 = Parabola(g2, y);
-    Valid = true;
-    return g2.Value + (g1.Value - g2.Value) * (x - x2) / (x1 - x2);
-}
-
-void TMapCalibration::UTMGeo(std::int32_t x, std::int32_t y, double& Lat, double& Long) const
-{
-    const double n = Linear(FEquRectPLSP[0], x, y);
-    const double e = Linear(FEquRectPLSP[1], x, y);
-    UTMToLatLong(e, n, FCalibData.UTMZone, FCalibData.UTMSouth, FCalibData.Ellipsoid, Lat, Long);
-}
-
-double TMapCalibration::CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
-{
-    Valid = false;
-    switch (FCalibModel) {
+    C = TCoords{};
+    ValidLat = ValidLong = false;
+    switch (FModel) {
     case cmParabolicIp:
-        return ParabolicLatitude(x, y, Valid);
+        ParabolicPosition(x, y, Want, C, ValidLat, ValidLong);
+        break;
     case cmBiquadraticPn:
-        Valid = true;
-        return QuadraticOfPixel(FCalParsPLSP[0], x, y);
+        C = TCoords{QuadraticOfPixel(FCalParsPLSP[0], x, y), QuadraticOfPixel(FCalParsPLSP[1], x, y)};
+        ValidLat = ValidLong = true;
+        break;
     case cmConicConformal: {
         const double dx = x - FConicPars[0], dy = y - FConicPars[1];
-        Valid = true;
-        return FConicPars[2] * std::sqrt(dx * dx + dy * dy) + FConicPars[3];
+        if (Want & 1)
+            C.Latit = FConicPars[2] * std::sqrt(dx * dx + dy * dy) + FConicPars[3];
+        // The plain arctangent of dx/dy: meridians are rays below (or above) the apex, never beside it.
+        if (Want & 2)
+            C.Longit = FConicPars[4] * std::atan(dx / dy) + FConicPars[5];
+        ValidLat = ValidLong = true;
+        break;
     }
     case cmMillerCylindrical:
-        if (FMillercylPar[0] == 0.0)
-            return 0.0;
-        Valid = true;
-        return (std::atan(std::exp((y - FMillercylPar[1]) / FMillercylPar[0])) - kPiQuarter) * kMillerLatInverse;
+        if ((Want & 1) && FMillercylPar[0] != 0.0) {
+            C.Latit = (std::atan(std::exp((y - FMillercylPar[1]) / FMillercylPar[0])) - kPiQuarter) * kMillerLatInverse;
+            ValidLat = true;
+        }
+        if ((Want & 2) && FMillercylPar[2] != 0.0) {
+            C.Longit = (x - FMillercylPar[3]) / FMillercylPar[2] / kPi * 180;
+            ValidLong = true;
+        }
+        break;
     case cmEquiRect:
-        Valid = true;
-        return Linear(FEquRectPLSP[0], x, y);
-    case cmUTM: {
-        if (!ValidEllipsoid(FCalibData.Ellipsoid))
-            return 0.0;
-        double lat = 0.0, lon = 0.0;
-        UTMGeo(x, y, lat, lon);
-        Valid = true;
-        return lat;
-    }
+        C = TCoords{Linear(FEquRectPLSP[0], x, y), Linear(FEquRectPLSP[1], x, y)};
+        ValidLat = ValidLong = true;
+        break;
+    case cmUTM:
+        if (ValidEllipsoid(FEllipsoid)) {
+            // One inverse projection gives both coordinates.
+            const double n = Linear(FEquRectPLSP[0], x, y);
+            const double e = Linear(FEquRectPLSP[1], x, y);
+            UTMToLatLong(e, n, FUTMZone, FUTMSouth, FEllipsoid, C.Latit, C.Longit);
+            ValidLat = ValidLong = true;
+        }
+        break;
     case cmUndefined:
         break;
     }
-    return 0.0;
 }
 
-double TMapCalibration::CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
+bool TCalibFit::CalcPosition(TPoint P, TCoords& Result) const
 {
-    Valid = false;
-    switch (FCalibModel) {
-    case cmParabolicIp:
-        return ParabolicLongitude(x, y, Valid);
-    case cmBiquadraticPn:
-        Valid = true;
-        return QuadraticOfPixel(FCalParsPLSP[1], x, y);
-    case cmConicConformal:
-        Valid = true;
-        // The plain arctangent of dx/dy: meridians are rays below (or above) the apex, never beside it.
-        return FConicPars[4] * std::atan((x - FConicPars[0]) / (y - FConicPars[1])) + FConicPars[5];
-    case cmMillerCylindrical:
-        if (FMillercylPar[2] == 0.0)
-            return 0.0;
-        Valid = true;
-        return (x - FMillercylPar[3]) / FMillercylPar[2] / kPi * 180;
-    case cmEquiRect:
-        Valid = true;
-        return Linear(FEquRectPLSP[1], x, y);
-    case cmUTM: {
-        if (!ValidEllipsoid(FCalibData.Ellipsoid))
-            return 0.0;
-        double lat = 0.0, lon = 0.0;
-        UTMGeo(x, y, lat, lon);
-        Valid = true;
-        return lon;
-    }
-    case cmUndefined:
-        break;
-    }
-    return 0.0;
+    bool vLat = false, vLong = false;
+    Position(P.X, P.Y, 3, Result, vLat, vLong);
+    return vLat && vLong;
+}
+
+double TCalibFit::CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    TCoords c;
+    bool vLong = false;
+    Position(x, y, 1, c, Valid, vLong);
+    return c.Latit;
+}
+
+double TCalibFit::CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const
+{
+    TCoords c;
+    bool vLat = false;
+    Position(x, y, 2, c, vLat, Valid);
+    return c.Longit;
 }
 
 // ---- geographic -> pixel ------------------------------------------------------------------------------
 
-bool TMapCalibration::ConicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
-{
-    const std::array<double, 6>& c = FConicPars;
-    if (c[2] == 0.0 || c[4] == 0.0) {
-        x = 0;
-        y = 0;
-        return true;
-    }
-    const double theta = (Long - c[5]) / c[4];
-    const double t = std::tan(theta);
-    const double r = (Lat - c[3]) / c[2];
-    std::int32_t ry = 0, rx = 0;
-    // Southern maps have the apex below the map.
-    const double fy = Lat < 0 ? c[1] - r / std::sqrt(t * t + 1) : c[1] + r / std::sqrt(t * t + 1);
-    if (!RoundPixel(fy, ry))
-        return false;
-    // x follows from the already rounded row.
-    if (!RoundPixel(c[0] + (ry - c[1]) * t, rx))
-        return false;
-    x = rx;
-    y = ry;
-    return true;
-}
-
-bool TMapCalibration::ParabolicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+bool TCalibFit::ParabolicPixel(double Lat, double Long, double& x, double& y) const
 {
     if (FGratRows.size() < 4)
         return false;
@@ -238,18 +207,32 @@ bool TMapCalibration::ParabolicPixel(double Lat, double Long, std::int32_t& x, s
         if (std::fabs(fx) > 50000 && std::fabs(fy) > 50000)
             return false;
     }
-    std::int32_t rx = 0, ry = 0;
-    if (!RoundPixel(fx, rx) || !RoundPixel(fy, ry))
-        return false;
-    x = rx;
-    y = ry;
+    x = fx;
+    y = fy;
     return true;
 }
 
-bool TMapCalibration::CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+namespace {
+
+// The conic inverse up to the unrounded row: θ-tangent t and row fy. False when a slope is 0.
+bool ConicRow(const std::array<double, 6>& c, double Lat, double Long, double& t, double& fy)
+{
+    if (c[2] == 0.0 || c[4] == 0.0)
+        return false;
+    const double theta = (Long - c[5]) / c[4];
+    t = std::tan(theta);
+    const double r = (Lat - c[3]) / c[2];
+    // Southern maps have the apex below the map.
+    fy = Lat < 0 ? c[1] - r / std::sqrt(t * t + 1) : c[1] + r / std::sqrt(t * t + 1);
+    return true;
+}
+
+}  // namespace
+
+bool TCalibFit::CalcPixelPosition(double Lat, double Long, double& x, double& y) const
 {
     double fx = 0.0, fy = 0.0;
-    switch (FCalibModel) {
+    switch (FModel) {
     case cmEquiRect:
         fx = Linear(FEquRectSPPL[0], Lat, Long);
         fy = Linear(FEquRectSPPL[1], Lat, Long);
@@ -267,34 +250,84 @@ bool TMapCalibration::CalcPixelCoords(double Lat, double Long, std::int32_t& x, 
         fy = FMillercylPar[0] * std::log(std::tan(Lat / 180 * kMillerLatStretch + kPiQuarter)) + FMillercylPar[1];
         break;
     case cmUTM: {
-        if (!ValidEllipsoid(FCalibData.Ellipsoid))
+        if (!ValidEllipsoid(FEllipsoid))
             return false;
         // The position is projected in its own zone, not the map's.
         int zone = 0;
         double e = 0.0, n = 0.0;
-        LatLongToUTM(Lat, Long, FCalibData.Ellipsoid, zone, e, n);
+        LatLongToUTM(Lat, Long, FEllipsoid, zone, e, n);
         fx = Linear(FEquRectSPPL[0], n, e);
         fy = Linear(FEquRectSPPL[1], n, e);
         break;
     }
-    case cmConicConformal:
-        return ConicPixel(Lat, Long, x, y);
-    case cmParabolicIp:
-        return ParabolicPixel(Lat, Long, x, y);
-    case cmUndefined:
-        return true;
+    case cmConicConformal: {
+        double t = 0.0;
+        if (!ConicRow(FConicPars, Lat, Long, t, fy))
+            fy = 0.0;  // as CalcPixelCoords: zero slopes put every position on pixel (0, 0)
+        else
+            fx = FConicPars[0] + (fy - FConicPars[1]) * t;
+        break;
     }
-    std::int32_t rx = 0, ry = 0;
-    if (!RoundPixel(fx, rx) || !RoundPixel(fy, ry))
+    case cmParabolicIp:
+        if (!ParabolicPixel(Lat, Long, fx, fy))
+            return false;
+        break;
+    case cmUndefined:
         return false;
+    }
+    if (!std::isfinite(fx) || !std::isfinite(fy))
+        return false;
+    x = fx;
+    y = fy;
+    return true;
+}
+
+bool TCalibFit::CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+{
+    if (FModel == cmUndefined)
+        return true;
+    std::int32_t rx = 0, ry = 0;
+    if (FModel == cmConicConformal) {
+        double t = 0.0, fy = 0.0;
+        if (!ConicRow(FConicPars, Lat, Long, t, fy)) {
+            x = 0;
+            y = 0;
+            return true;
+        }
+        // x follows from the already rounded row.
+        if (!RoundPixel(fy, ry) || !RoundPixel(FConicPars[0] + (ry - FConicPars[1]) * t, rx))
+            return false;
+    } else {
+        double fx = 0.0, fy = 0.0;
+        if (FModel == cmParabolicIp) {
+            if (!ParabolicPixel(Lat, Long, fx, fy))
+                return false;
+        } else if (!CalcPixelPosition(Lat, Long, fx, fy)) {
+            return false;  // an invalid ellipsoid (UTM) or a pixel that is not finite
+        }
+        if (!RoundPixel(fx, rx) || !RoundPixel(fy, ry))
+            return false;
+    }
     x = rx;
     y = ry;
     return true;
 }
 
-bool TMapCalibration::CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
+bool TCalibFit::CalcPixelPositionUTM(double Northing, double Easting, double& x, double& y) const
 {
-    if (FCalibModel != cmUTM) {
+    if (FModel != cmUTM)
+        return false;
+    const double fx = Linear(FEquRectSPPL[0], Northing, Easting), fy = Linear(FEquRectSPPL[1], Northing, Easting);
+    if (!std::isfinite(fx) || !std::isfinite(fy))
+        return false;
+    x = fx;
+    y = fy;
+    return true;
+}
+
+bool TCalibFit::CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
+{
+    if (FModel != cmUTM) {
         x = 0;
         y = 0;
         return false;
@@ -308,7 +341,7 @@ bool TMapCalibration::CalcPixelCoordsUTM(double Northing, double Easting, std::i
     return true;
 }
 
-std::int32_t TMapCalibration::CalcUTMyFromNorthingX(double Northing, std::int32_t x) const
+std::int32_t TCalibFit::CalcUTMyFromNorthingX(double Northing, std::int32_t x) const
 {
     const TLinearPars& X = FEquRectSPPL[0];
     const TLinearPars& Y = FEquRectSPPL[1];
@@ -316,7 +349,7 @@ std::int32_t TMapCalibration::CalcUTMyFromNorthingX(double Northing, std::int32_
     return RoundPixelSaturated(Y[0] + Y[1] * Northing + Y[2] * e);
 }
 
-std::int32_t TMapCalibration::CalcUTMxFromEastingY(double Easting, std::int32_t y) const
+std::int32_t TCalibFit::CalcUTMxFromEastingY(double Easting, std::int32_t y) const
 {
     const TLinearPars& X = FEquRectSPPL[0];
     const TLinearPars& Y = FEquRectSPPL[1];
@@ -330,9 +363,10 @@ void TMapCalibration::CalcExtentsAndResolution()
 {
     std::int32_t w = 0, h = 0;
     ImageSize(w, h);
-    bool valid = false;
     auto at = [&](std::int32_t x, std::int32_t y) {
-        return TCoords{CalcLatitude(x, y, valid), CalcLongitude(x, y, valid)};
+        TCoords c;
+        FFit.CalcPosition(TPoint{x, y}, c);
+        return c;
     };
     TCalibData& d = FCalibData;
     d.Corners[gcoTopLeft] = at(0, 0);

@@ -1,7 +1,8 @@
-// TMapCalibration: owner hooks, reference-point editing and the refit sequence that follows every edit.
+// TMapCalibration: hooks, reference-point editing and the refit sequence that follows every edit.
 #include <qvgeo/geomap/calibration.h>
 
 #include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/calib_points.h>
 #include <qvgeo/geomap/image_header.h>
 #include <qvgeo/support/errors.h>
 
@@ -28,11 +29,7 @@ bool IsQuadModel(TCalibModel m)
 // Index (0-based) of the first line with exactly this kind and value, or -1.
 int FindLine(const TCalibData& D, TGratLineKind Kind, double Value)
 {
-    const int n = ValidCalLines(D);
-    for (int i = 0; i < n; ++i)
-        if (D.CalLines[i].LineType == Kind && D.CalLines[i].LineValue == Value)
-            return i;
-    return -1;
+    return FindCalLine(D, Kind, Value) - 1;
 }
 
 // Removes point p (0-based) from line l by moving the line's last point into its slot; an emptied line
@@ -54,112 +51,129 @@ void RemoveLinePoint(TCalibData& D, int l, int p)
 
 }  // namespace
 
-TMapCalibration::TMapCalibration()
-{
-    FGratMat.Resize(5, 1);
-    SyncGratRows();
-}
+TMapCalibration::TMapCalibration() = default;
 
 void TMapCalibration::AssignCalibration(const TMapCalibration& Source)
 {
     if (&Source == this)
         return;
-    FOwnImageName = Source.FOwnImageName;
-    FOwnImageWidth = Source.FOwnImageWidth;
-    FOwnImageHeight = Source.FOwnImageHeight;
-    FCalDatName = Source.FCalDatName;
-    FCalibModel = Source.FCalibModel;
     FCalibData = Source.FCalibData;
-    FGratMat = Source.FGratMat;
-    SyncGratRows();
-    FEquRectSPPL = Source.FEquRectSPPL;
-    FEquRectPLSP = Source.FEquRectPLSP;
-    FCalParsPLSP = Source.FCalParsPLSP;
-    FCalParsSPPL = Source.FCalParsSPPL;
-    FMillercylPar = Source.FMillercylPar;
-    FConicPars = Source.FConicPars;
-    FParaIpOops = Source.FParaIpOops;
-    FRestoreParaIpOK = Source.FRestoreParaIpOK;
-    FBiQuadOops = Source.FBiQuadOops;
-    FRestoreBiQuadOK = Source.FRestoreBiQuadOK;
+    FFit = Source.FFit;
+    FEdit = Source.FEdit;
 }
 
-// ---- owner --------------------------------------------------------------------------------------------
+// ---- hooks --------------------------------------------------------------------------------------------
 
 void TMapCalibration::ImageSize(std::int32_t& Width, std::int32_t& Height) const
 {
-    if (FOwner.ImageSize) {
-        FOwner.ImageSize(Width, Height);
+    if (ImageSizeHook) {
+        ImageSizeHook(Width, Height);
         return;
     }
-    Width = FOwnImageWidth;
-    Height = FOwnImageHeight;
+    Width = FEdit.OwnImageWidth;
+    Height = FEdit.OwnImageHeight;
 }
 
 std::string TMapCalibration::ImageName() const
 {
-    return FOwner.ImageName ? FOwner.ImageName() : FOwnImageName;
+    return ImageNameHook ? ImageNameHook() : FEdit.OwnImageName;
 }
 
 void TMapCalibration::SetImageSize(std::int32_t Width, std::int32_t Height)
 {
-    FOwnImageWidth = Width < 0 ? 0 : Width;
-    FOwnImageHeight = Height < 0 ? 0 : Height;
+    FEdit.OwnImageWidth = Width < 0 ? 0 : Width;
+    FEdit.OwnImageHeight = Height < 0 ? 0 : Height;
 }
 
 void TMapCalibration::SetMapImgName(const std::string& FName)
 {
-    if (FOwner.LoadImage) {
-        FOwner.LoadImage(FName);
+    if (LoadImageHook) {
+        LoadImageHook(FName);
         return;
     }
     std::error_code ec;
     if (FName.empty() || !std::filesystem::is_regular_file(FName, ec)) {
-        FOwnImageName.clear();
-        FOwnImageWidth = 0;
-        FOwnImageHeight = 0;
+        FEdit.OwnImageName.clear();
+        FEdit.OwnImageWidth = 0;
+        FEdit.OwnImageHeight = 0;
     } else {
         // A file whose header cannot be read keeps the previous size, as a map control keeps its
         // previous picture for an image type it cannot load.
         std::int32_t w = 0, h = 0;
         if (ReadImageSize(FName, w, h))
             SetImageSize(w, h);
-        FOwnImageName = FName;
+        FEdit.OwnImageName = FName;
     }
     RequestRepaint();
 }
 
 void TMapCalibration::RequestRepaint() const
 {
-    if (FOwner.Repaint)
-        FOwner.Repaint();
+    if (RepaintHook)
+        RepaintHook();
 }
 
 void TMapCalibration::RaiseComponentError(std::string_view Text) const
 {
-    throw EXELGeoMapError(ComponentMessage(FName, Text));
+    throw EXELGeoMapError(ComponentMessage(FComponentName, Text));
 }
 
 // ---- refit --------------------------------------------------------------------------------------------
 
 void TMapCalibration::RunModelFit()
 {
-    switch (FCalibModel) {
-    case cmBiquadraticPn: CalcBiquadraticCalibration(); break;
-    case cmConicConformal: CalcConicCalibration(); break;
-    case cmMillerCylindrical: CalcMillerCylCalibration(); break;
-    case cmEquiRect:
-    case cmUTM: CalcEquiRectCalibration(); break;
-    case cmParabolicIp:
-    case cmUndefined: break;
-    }
+    std::int32_t w = 0, h = 0;
+    ImageSize(w, h);
+    ReplaceFit([&](TCalibFit& f) {
+        f.SetProjection(FCalibData);
+        f.FitModel(FCalibData, w, h);
+    });
+}
+
+bool TMapCalibration::RecalcGratMat()
+{
+    bool ok = false;
+    ReplaceFit([&](TCalibFit& f) {
+        f.SetProjection(FCalibData);
+        ok = f.FitGratMat(FCalibData);
+    });
+    return ok;
+}
+
+void TMapCalibration::CalcEquiRectCalibration()
+{
+    ReplaceFit([&](TCalibFit& f) { f.FitEquiRect(FCalibData); });
+}
+
+void TMapCalibration::CalcBiquadraticCalibration()
+{
+    ReplaceFit([&](TCalibFit& f) { f.FitBiquadratic(FCalibData); });
+}
+
+void TMapCalibration::CalcMillerCylCalibration()
+{
+    ReplaceFit([&](TCalibFit& f) { f.FitMillerCyl(FCalibData); });
+}
+
+void TMapCalibration::CalcConicCalibration()
+{
+    std::int32_t w = 0, h = 0;
+    ImageSize(w, h);
+    ReplaceFit([&](TCalibFit& f) { f.FitConic(FCalibData, w, h); });
 }
 
 void TMapCalibration::Refit(bool WithGratMat)
 {
-    if (WithGratMat)
-        RecalcGratMat();
-    RunModelFit();
+    std::int32_t w = 0, h = 0;
+    ImageSize(w, h);
+    // One new fit for the whole sequence: a reader never sees the graticule of one state with the
+    // coefficients of another.
+    ReplaceFit([&](TCalibFit& f) {
+        f.SetProjection(FCalibData);
+        if (WithGratMat)
+            f.FitGratMat(FCalibData);
+        f.FitModel(FCalibData, w, h);
+    });
     CalcExtentsAndResolution();
     RequestRepaint();
 }
@@ -189,14 +203,14 @@ void TMapCalibration::ScaleCalibPoints(double Factor)
 
 void TMapCalibration::SetCalibModel(TCalibModel Value)
 {
-    FCalibModel = Value;
+    ReplaceFit([Value](TCalibFit& f) { f.SetModel(Value); });
     RecalcCalibration();
 }
 
 bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
 {
     FCalibData = Data;
-    FCalibModel = Model;
+    ReplaceFit([Model](TCalibFit& f) { f.SetModel(Model); });
     const bool ok = RecalcGratMat();
     RunModelFit();
     return ok;
@@ -204,49 +218,39 @@ bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
 
 void TMapCalibration::SetUTMZone(std::int32_t Value)
 {
-    if (Value >= 1 && Value <= 60)
+    if (Value >= 1 && Value <= 60) {
         FCalibData.UTMZone = Value;
+        ReplaceFit([this](TCalibFit& f) { f.SetProjection(FCalibData); });
+    }
+}
+
+void TMapCalibration::SetUTMHemisphere(THemisphere Value)
+{
+    FCalibData.UTMSouth = Value == hemiSouth;
+    ReplaceFit([this](TCalibFit& f) { f.SetProjection(FCalibData); });
 }
 
 // ---- adding points ------------------------------------------------------------------------------------
 
 bool TMapCalibration::AddCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
 {
-    if (FCalibModel != cmParabolicIp)
+    if (CalibModel() != cmParabolicIp)
         RaiseComponentError(kWrongModelAdd);
-    TCalibData& d = FCalibData;
-    int l = FindLine(d, LineKind, LineValue);
-    if (l < 0 && ValidCalLines(d) < MaxCalLines) {
-        l = ValidCalLines(d);
-        d.NumCalLines = l + 1;
-        d.CalLines[l].LineType = LineKind;
-        d.CalLines[l].LineValue = LineValue;
-        d.CalLines[l].NumPoints = 0;
-    }
-    if (l >= 0) {
-        TCalibLine& line = d.CalLines[l];
-        const int n = ValidLinePoints(line);
-        if (n < MaxCalLinePoints) {
-            line.CalPoints[n] = TPoint{x, y};
-            line.NumPoints = n + 1;
-        }
-    }
+    // A full record or line drops the point silently.
+    AppendLinePoint(FCalibData, LineKind, LineValue, TPoint{x, y});
     Refit(true);
     return false;
 }
 
 bool TMapCalibration::AddCalibPoint(double Lat, double Long, std::int32_t x, std::int32_t y)
 {
-    if (FCalibModel != cmBiquadraticPn && FCalibModel != cmConicConformal && FCalibModel != cmMillerCylindrical &&
-        FCalibModel != cmEquiRect)
+    if (CalibModel() != cmBiquadraticPn && CalibModel() != cmConicConformal && CalibModel() != cmMillerCylindrical &&
+        CalibModel() != cmEquiRect)
         RaiseComponentError(kWrongModelAdd);
-    const int n = ValidCalQuads(FCalibData);
-    if (n >= MaxCalQuads) {
+    if (AppendCalQuad(FCalibData, TCalQuad{Lat, Long, x, y}) != caAppended) {
         RequestRepaint();
         return false;
     }
-    FCalibData.CalQuads[n] = TCalQuad{Lat, Long, x, y};
-    FCalibData.NumCalQuads = n + 1;
     Refit(false);
     return true;
 }
@@ -254,7 +258,7 @@ bool TMapCalibration::AddCalibPoint(double Lat, double Long, std::int32_t x, std
 bool TMapCalibration::AddCalibPoint(double Northing, double Easting, std::int32_t Zone, THemisphere Hemisphere,
                                     std::int32_t x, std::int32_t y)
 {
-    if (FCalibModel != cmUTM)
+    if (CalibModel() != cmUTM)
         RaiseComponentError(kWrongModelAdd);
     if (Zone != FCalibData.UTMZone || (Hemisphere == hemiSouth) != FCalibData.UTMSouth)
         RaiseComponentError("UTM zone parameter changed");
@@ -275,7 +279,7 @@ bool TMapCalibration::AddCalibPoint(double Northing, double Easting, std::int32_
 
 bool TMapCalibration::RemoveCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
 {
-    if (FCalibModel != cmParabolicIp)
+    if (CalibModel() != cmParabolicIp)
         RaiseComponentError(kWrongModelRemove);
     TCalibData& d = FCalibData;
     const int l = FindLine(d, LineKind, LineValue);
@@ -302,7 +306,7 @@ bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
         return static_cast<double>(static_cast<std::int32_t>(
             static_cast<std::uint32_t>(WrapMul(dx, dx)) + static_cast<std::uint32_t>(WrapMul(dy, dy))));
     };
-    if (FCalibModel == cmParabolicIp) {
+    if (CalibModel() == cmParabolicIp) {
         int bestLine = -1, bestPoint = -1;
         double best = 0.0;
         const int nl = ValidCalLines(d);
@@ -319,13 +323,13 @@ bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
         }
         if (bestLine >= 0) {
             const TCalibLine& line = d.CalLines[bestLine];
-            FParaIpOops = TParaIpOops{line.LineType, line.LineValue, line.CalPoints[bestPoint].X,
+            FEdit.ParaIpOops = TParaIpOops{line.LineType, line.LineValue, line.CalPoints[bestPoint].X,
                                       line.CalPoints[bestPoint].Y};
-            FRestoreParaIpOK = true;
+            FEdit.RestoreParaIpOK = true;
             RemoveLinePoint(d, bestLine, bestPoint);
             removed = true;
         }
-    } else if (IsQuadModel(FCalibModel)) {
+    } else if (IsQuadModel(CalibModel())) {
         int bestQuad = -1;
         double best = 0.0;
         const int nq = ValidCalQuads(d);
@@ -337,8 +341,8 @@ bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
             }
         }
         if (bestQuad >= 0) {
-            FBiQuadOops = d.CalQuads[bestQuad];
-            FRestoreBiQuadOK = true;
+            FEdit.BiQuadOops = d.CalQuads[bestQuad];
+            FEdit.RestoreBiQuadOK = true;
             d.CalQuads[bestQuad] = d.CalQuads[nq - 1];
             d.NumCalQuads = nq - 1;
             removed = true;
@@ -350,29 +354,21 @@ bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
 
 void TMapCalibration::RestoreLastDeletedCalPoint()
 {
-    if (FCalibModel == cmParabolicIp) {
-        if (FRestoreParaIpOK) {
-            AddCalibPoint(FParaIpOops.LineKind, FParaIpOops.LineValue, FParaIpOops.X, FParaIpOops.Y);
-            FRestoreParaIpOK = false;
+    if (CalibModel() == cmParabolicIp) {
+        if (FEdit.RestoreParaIpOK) {
+            AddCalibPoint(FEdit.ParaIpOops.LineKind, FEdit.ParaIpOops.LineValue, FEdit.ParaIpOops.X, FEdit.ParaIpOops.Y);
+            FEdit.RestoreParaIpOK = false;
         }
-    } else if (IsQuadModel(FCalibModel)) {
+    } else if (IsQuadModel(CalibModel())) {
         // Under cmUTM the geographic overload rejects the model and raises; the point stays restorable.
-        if (FRestoreBiQuadOK) {
-            AddCalibPoint(FBiQuadOops.Latitude, FBiQuadOops.Longitude, FBiQuadOops.MapX, FBiQuadOops.MapY);
-            FRestoreBiQuadOK = false;
+        if (FEdit.RestoreBiQuadOK) {
+            AddCalibPoint(FEdit.BiQuadOops.Latitude, FEdit.BiQuadOops.Longitude, FEdit.BiQuadOops.MapX, FEdit.BiQuadOops.MapY);
+            FEdit.RestoreBiQuadOK = false;
         }
     }
 }
 
 // ---- clearing -----------------------------------------------------------------------------------------
-
-void TMapCalibration::ZeroLinearAndQuadraticSets()
-{
-    FEquRectSPPL = {};
-    FEquRectPLSP = {};
-    FCalParsPLSP = {};
-    FCalParsSPPL = {};
-}
 
 void TMapCalibration::ClearCalibData()
 {
@@ -387,17 +383,17 @@ void TMapCalibration::ClearCalibData()
     d.UTMZone = -1;
     d.UTMSouth = false;
     d.Ellipsoid = gelWGS84;
-    FGratMat.Resize(5, 1);
-    FGratMat.Fill(0.0);
-    SyncGratRows();
-    ZeroLinearAndQuadraticSets();
+    ReplaceFit([this](TCalibFit& f) {
+        f.SetProjection(FCalibData);
+        f.ClearGratMatAndLinearSets();
+    });
     RequestRepaint();
 }
 
 void TMapCalibration::Clear()
 {
     ClearCalibData();
-    FCalibModel = cmUndefined;
+    ReplaceFit([](TCalibFit& f) { f.SetModel(cmUndefined); });
     FCalibData.MapFName.clear();
     FCalibData.Caption.clear();
     SetMapImgName(std::string());

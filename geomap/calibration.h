@@ -1,16 +1,21 @@
-// TMapCalibration: the calibration state of one map — its TCalibData, calibration model, fitted
-// coefficient sets and last removed points — with the operations that edit reference points, fit the
-// six models and convert between map pixels and geographic positions, and the calibration file reader.
+// TMapCalibration: the calibration state of one map — its TCalibData, last removed points and the current
+// fit (TCalibFit: model, fitted coefficient sets, graticule rows) — with the operations that edit
+// reference points, fit the six models and convert between map pixels and geographic positions, and the
+// calibration file reader.
+//
+// After every edit the object builds a new fit and replaces the old one whole, so a copy of Fit() is a
+// snapshot that later edits never change.
 //
 // The object needs three things from the map control that owns it: the size of the loaded image, a
-// repaint request and an image loader. They are hooks (TCalibrationOwner); without them the object
-// keeps its own image name and size (SetImageSize), reads image sizes from file headers and repaints
-// nothing, which is how geotool, the atlas and the tests use it.
+// repaint request and an image loader. They are public hook members (empty: unbound), bound the same way
+// as TLandMarkStore's; without them the object keeps its own image name and size (SetImageSize), reads
+// image sizes from file headers and repaints nothing, which is how geotool, the atlas and the tests use it.
 //
 // Units: latitude and longitude in degrees; northing and easting (UTM model) in metres; pixels are
 // integer columns and rows of the unmagnified image with the origin at its top-left corner.
 #pragma once
 
+#include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/support/matrix.h>
 
@@ -20,22 +25,8 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace qv {
-
-// What the owning map control provides. Every member may be empty.
-struct TCalibrationOwner {
-    // Width and height of the loaded map image in pixels (0 x 0: no image).
-    std::function<void(std::int32_t& Width, std::int32_t& Height)> ImageSize;
-    // File name of the loaded map image; written into the calibration file by the map-level writers.
-    std::function<std::string()> ImageName;
-    // Loads the map image FName (the owner's SetMapImgName). An empty name drops the image: name and
-    // size become empty without any request event.
-    std::function<void(const std::string& FName)> LoadImage;
-    // Asks the owner to repaint.
-    std::function<void()> Repaint;
-};
 
 // The last removed graticule-line point, restorable by RestoreLastDeletedCalPoint.
 struct TParaIpOops {
@@ -45,41 +36,51 @@ struct TParaIpOops {
     std::int32_t Y = 0;
 };
 
-// Coefficients of a function of two variables u, v: c[0] + c[1]·u + c[2]·v.
-using TLinearPars = std::array<double, 3>;
-// Coefficients of c[0] + c[1]·u + c[2]·v + c[3]·u² + c[4]·u·v + c[5]·v².
-using TQuadraticPars = std::array<double, 6>;
-
-// Copying an object copies its owner hooks as well, which still point at the old owner: a map control
-// copies calibration state between maps with AssignCalibration instead.
+// Copying an object copies its hooks as well, which still point at the old owner: a map control copies
+// calibration state between maps with AssignCalibration instead.
 class TMapCalibration {
 public:
+    // ---- hooks of the owning map control; every one may be empty ----
+    // Width and height of the loaded map image in pixels (0 x 0: no image).
+    std::function<void(std::int32_t& Width, std::int32_t& Height)> ImageSizeHook;
+    // File name of the loaded map image; written into the calibration file by the map-level writers.
+    std::function<std::string()> ImageNameHook;
+    // Loads the map image FName (the owner's SetMapImgName). An empty name drops the image: name and
+    // size become empty without any request event.
+    std::function<void(const std::string& FName)> LoadImageHook;
+    // Asks the owner to repaint.
+    std::function<void()> RepaintHook;
+
     TMapCalibration();
 
-    // Copies the calibration state of Source (model, data, coefficients, removed points, image name and
-    // size of an owner-less object); the name and the owner hooks stay as they are.
+    // Copies the calibration state of Source (data, fit, removed points, calibration file name, image name
+    // and size of a hook-less object); the component name and the hooks stay as they are.
     void AssignCalibration(const TMapCalibration& Source);
 
-    // ---- component identity and owner ----
-    const std::string& Name() const { return FName; }
-    void SetName(std::string Value) { FName = std::move(Value); }
-    void SetOwner(TCalibrationOwner Owner) { FOwner = std::move(Owner); }
-    const TCalibrationOwner& Owner() const { return FOwner; }
+    // Name used in error messages ("Component \"<name>\": ..."); the owning control passes its own.
+    const std::string& ComponentName() const { return FComponentName; }
+    void SetComponentName(std::string Value) { FComponentName = std::move(Value); }
 
-    // Image size and name: from the owner's hooks when set, else the object's own.
+    // The current fit. Copy it for a snapshot that outlives later edits; the reference itself sees each
+    // new fit (it is assigned whole after every refit), so a reader on another thread must copy it on
+    // this object's thread first.
+    const TCalibFit& Fit() const { return FFit; }
+
+    // Image size and name: from ImageSizeHook and ImageNameHook when set, else the object's own.
     void ImageSize(std::int32_t& Width, std::int32_t& Height) const;
     std::string ImageName() const;
-    // The own image size (used without an ImageSize hook). Negative values count as 0.
+    // The own image size (used without ImageSizeHook). Negative values count as 0.
     void SetImageSize(std::int32_t Width, std::int32_t Height);
-    // Through the LoadImage hook, or without one: FName becomes the image name; when the file's header
+    // Through LoadImageHook, or without one: FName becomes the image name; when the file's header
     // gives a size (BMP, JPEG) that becomes the image size; a missing file empties name and size.
     void SetMapImgName(const std::string& FName);
 
     // ---- calibration data and points ----
-    TCalibModel CalibModel() const { return FCalibModel; }
+    TCalibModel CalibModel() const { return FFit.Model(); }
     void SetCalibModel(TCalibModel Value);  // stores, then RecalcCalibration; points are kept as they are
     const TCalibData& CalibData() const { return FCalibData; }
-    // For callers that change the record directly; they run RecalcCalibration afterwards.
+    // For callers that change the record directly; they run RecalcCalibration afterwards (the fit,
+    // including the UTM zone, hemisphere and ellipsoid of its transforms, is rebuilt only then).
     TCalibData& CalibData() { return FCalibData; }
     // Takes over a record read elsewhere (ParseCalibData) and fits Model to it like the file reader does:
     // RecalcGratMat and the model's fit; Corners and Resolution keep the record's values. No repaint.
@@ -89,9 +90,10 @@ public:
     void SetMapCaption(std::string Value) { FCalibData.Caption = std::move(Value); }
 
     std::int32_t UTMZone() const { return FCalibData.UTMZone; }
+    // Zone and hemisphere take effect in the current fit's UTM transforms at once.
     void SetUTMZone(std::int32_t Value);  // 1..60; other values are ignored
     THemisphere UTMHemisphere() const { return FCalibData.UTMSouth ? hemiSouth : hemiNorth; }
-    void SetUTMHemisphere(THemisphere Value) { FCalibData.UTMSouth = Value == hemiSouth; }
+    void SetUTMHemisphere(THemisphere Value);
 
     // Graticule-line point (parabolic model only). Returns false always, whatever happened.
     bool AddCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y);
@@ -115,7 +117,7 @@ public:
     // even, saturated to 32 bits), then RecalcCalibration: what resampling the map image by Factor needs.
     void ScaleCalibPoints(double Factor);
 
-    // ---- fitting (calibration_fit.cpp) ----
+    // ---- fitting: each builds a new fit from the current one and FCalibData, then replaces it ----
     bool RecalcGratMat();
     void CalcEquiRectCalibration();
     void CalcBiquadraticCalibration();
@@ -125,17 +127,25 @@ public:
     // per axis (0 for models without quads).
     void CalibQuality(double& QualX, double& QualY) const;
 
-    // ---- transforms (calib_transforms.cpp) ----
-    double CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const;
-    double CalcLatitude(TPoint P, bool& Valid) const { return CalcLatitude(P.X, P.Y, Valid); }
-    double CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const;
-    double CalcLongitude(TPoint P, bool& Valid) const { return CalcLongitude(P.X, P.Y, Valid); }
+    // ---- transforms of the current fit (TCalibFit's, which documents them) ----
+    // Latitude and longitude of a pixel in one conversion; true when both are valid.
+    bool CalcPosition(TPoint P, TCoords& Position) const { return FFit.CalcPosition(P, Position); }
+    double CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const { return FFit.CalcLatitude(x, y, Valid); }
+    double CalcLatitude(TPoint P, bool& Valid) const { return FFit.CalcLatitude(P.X, P.Y, Valid); }
+    double CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const { return FFit.CalcLongitude(x, y, Valid); }
+    double CalcLongitude(TPoint P, bool& Valid) const { return FFit.CalcLongitude(P.X, P.Y, Valid); }
     // Pixel of a position, rounded half to even. False on failure (and, beyond the documented cases,
     // when the pixel is not finite or outside the 32-bit range; x and y are then left unchanged).
-    bool CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const;
-    bool CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const;
-    std::int32_t CalcUTMyFromNorthingX(double Northing, std::int32_t x) const;
-    std::int32_t CalcUTMxFromEastingY(double Easting, std::int32_t y) const;
+    bool CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+    {
+        return FFit.CalcPixelCoords(Lat, Long, x, y);
+    }
+    bool CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
+    {
+        return FFit.CalcPixelCoordsUTM(Northing, Easting, x, y);
+    }
+    std::int32_t CalcUTMyFromNorthingX(double Northing, std::int32_t x) const { return FFit.CalcUTMyFromNorthingX(Northing, x); }
+    std::int32_t CalcUTMxFromEastingY(double Easting, std::int32_t y) const { return FFit.CalcUTMxFromEastingY(Easting, y); }
     void CalcExtentsAndResolution();
     bool IsPositionWithinMap(double Lat, double Long) const;
 
@@ -157,65 +167,54 @@ public:
     // If the file exists, remember it and load its first calibration; otherwise drop the image. The name
     // is kept even when loading raises.
     void SetCalDatName(const std::string& FName);
-    const std::string& CalDatName() const { return FCalDatName; }
+    const std::string& CalDatName() const { return FEdit.CalDatName; }
 
-    // ---- fitted state, read-only ----
-    const TMatrix& GratMat() const { return FGratMat; }
-    const std::array<TLinearPars, 2>& EquRectSPPL() const { return FEquRectSPPL; }     // [0] x, [1] y
-    const std::array<TLinearPars, 2>& EquRectPLSP() const { return FEquRectPLSP; }     // [0] lat, [1] long
-    const std::array<TQuadraticPars, 2>& CalParsPLSP() const { return FCalParsPLSP; }  // [0] lat, [1] long
-    const std::array<TQuadraticPars, 2>& CalParsSPPL() const { return FCalParsSPPL; }  // [0] x, [1] y
-    // y-slope, y-offset, x-slope, x-offset
-    const std::array<double, 4>& MillercylPar() const { return FMillercylPar; }
-    // apex x, apex y (pixels), latitude slope, latitude offset, longitude slope, longitude offset
-    const std::array<double, 6>& ConicPars() const { return FConicPars; }
-    bool CanRestoreParaIp() const { return FRestoreParaIpOK; }
-    bool CanRestoreBiQuad() const { return FRestoreBiQuadOK; }
-    const TParaIpOops& ParaIpOops() const { return FParaIpOops; }
-    const TCalQuad& BiQuadOops() const { return FBiQuadOops; }
+    // ---- fitted state, read-only (the current fit's) ----
+    const TMatrix& GratMat() const { return FFit.GratMat(); }
+    const std::array<TLinearPars, 2>& EquRectSPPL() const { return FFit.EquRectSPPL(); }
+    const std::array<TLinearPars, 2>& EquRectPLSP() const { return FFit.EquRectPLSP(); }
+    const std::array<TQuadraticPars, 2>& CalParsPLSP() const { return FFit.CalParsPLSP(); }
+    const std::array<TQuadraticPars, 2>& CalParsSPPL() const { return FFit.CalParsSPPL(); }
+    const std::array<double, 4>& MillercylPar() const { return FFit.MillercylPar(); }
+    const std::array<double, 6>& ConicPars() const { return FFit.ConicPars(); }
+    bool CanRestoreParaIp() const { return FEdit.RestoreParaIpOK; }
+    bool CanRestoreBiQuad() const { return FEdit.RestoreBiQuadOK; }
+    const TParaIpOops& ParaIpOops() const { return FEdit.ParaIpOops; }
+    const TCalQuad& BiQuadOops() const { return FEdit.BiQuadOops; }
 
     void RequestRepaint() const;
-    // "Component \"<Name>\": <Text>" as an EXELGeoMapError.
+    // "Component \"<ComponentName>\": <Text>" as an EXELGeoMapError.
     [[noreturn]] void RaiseComponentError(std::string_view Text) const;
 
 private:
-    void RunModelFit();
+    // Builds a new fit from the current one by Change and installs it whole.
+    template <typename F>
+    void ReplaceFit(F Change)
+    {
+        TCalibFit next = FFit;
+        Change(next);
+        FFit = std::move(next);
+    }
+    void RunModelFit();  // the current model's fit into a new fit
     void Refit(bool WithGratMat);
-    void ZeroLinearAndQuadraticSets();
-    double ParabolicLatitude(std::int32_t x, std::int32_t y, bool& Valid) const;
-    double ParabolicLongitude(std::int32_t x, std::int32_t y, bool& Valid) const;
-    bool ParabolicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const;
-    bool ConicPixel(double Lat, double Long, std::int32_t& x, std::int32_t& y) const;
-    void UTMGeo(std::int32_t x, std::int32_t y, double& Lat, double& Long) const;
-    void SyncGratRows();
 
-    std::string FName;
-    TCalibrationOwner FOwner;
-    std::string FOwnImageName;
-    std::int32_t FOwnImageWidth = 0;
-    std::int32_t FOwnImageHeight = 0;
-    std::string FCalDatName;
-
-    TCalibModel FCalibModel = cmUndefined;
-    TCalibData FCalibData;
-    TMatrix FGratMat;
-    // FGratMat's rows in plain form for the per-point parabolic transforms (rendering calls them for
-    // every graticule point); rebuilt by SyncGratRows wherever FGratMat changes.
-    struct TGratRow {
-        double Kind, Value, K0, K1, K2;  // columns 1..5
+    // What AssignCalibration copies besides the data and the fit: the own image, the calibration file
+    // name and the restorable last removals.
+    struct TEditState {
+        std::string OwnImageName;
+        std::int32_t OwnImageWidth = 0;
+        std::int32_t OwnImageHeight = 0;
+        std::string CalDatName;
+        TParaIpOops ParaIpOops;
+        bool RestoreParaIpOK = false;
+        TCalQuad BiQuadOops;
+        bool RestoreBiQuadOK = false;
     };
-    std::vector<TGratRow> FGratRows;
-    int FGratParallels = 0, FGratMeridians = 0;  // rows whose kind rounds to 1 and to 0
-    std::array<TLinearPars, 2> FEquRectSPPL{};
-    std::array<TLinearPars, 2> FEquRectPLSP{};
-    std::array<TQuadraticPars, 2> FCalParsPLSP{};
-    std::array<TQuadraticPars, 2> FCalParsSPPL{};
-    std::array<double, 4> FMillercylPar{};
-    std::array<double, 6> FConicPars{};
-    TParaIpOops FParaIpOops;
-    bool FRestoreParaIpOK = false;
-    TCalQuad FBiQuadOops;
-    bool FRestoreBiQuadOK = false;
+
+    std::string FComponentName;
+    TCalibData FCalibData;
+    TCalibFit FFit;
+    TEditState FEdit;
 };
 
 // Whether (Lat, Long) lies strictly inside the convex quadrilateral of the corners (TCorners order).

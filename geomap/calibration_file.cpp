@@ -165,7 +165,7 @@ void TMapCalibration::WriteCalDataToOpenXMLFile(std::ostream& F, bool WithHeader
 {
     CalcExtentsAndResolution();
     FCalibData.MapFName = ImageName();
-    WriteRawCalDataToOpenXMLFile(F, WithHeader, Id, FCalibData, FCalibModel);
+    WriteRawCalDataToOpenXMLFile(F, WithHeader, Id, FCalibData, CalibModel());
 }
 
 void TMapCalibration::SaveCalDataAsXML(const std::string& FName, std::string_view Id)
@@ -187,7 +187,7 @@ void TMapCalibration::SaveCalDataAsXML(std::ostream& Stream, std::string_view Id
     WriteLnStream(Stream, kXMLHeader);
     WriteLnStream(Stream, "");
     WriteLnStream(Stream, kComment);
-    WriteLnStream(Stream, GeoMapLine(Id, d, FCalibModel));
+    WriteLnStream(Stream, GeoMapLine(Id, d, CalibModel()));
     WriteLnStream(Stream, "<corners>");
     WriteLnStream(Stream, CornersLine(d));
     WriteLnStream(Stream, "</corners>");
@@ -391,21 +391,22 @@ bool TMapCalibration::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_vi
 {
     TReadTarget t;
     t.Data = &FCalibData;
-    t.Message = [this](std::string_view Text) { return ComponentMessage(FName, Text); };
+    t.Message = [this](std::string_view Text) { return ComponentMessage(FComponentName, Text); };
     t.DropShortLines = true;
     t.OnHeader = [this](const std::string& Model, bool, bool) {
         // Only these keywords select a model here; "parabolicip" among others leaves cmUndefined.
-        FCalibModel = cmUndefined;
+        TCalibModel m = cmUndefined;
         if (Model == "equirect")
-            FCalibModel = cmEquiRect;
+            m = cmEquiRect;
         else if (Model == "biquadraticpn")
-            FCalibModel = cmBiquadraticPn;
+            m = cmBiquadraticPn;
         else if (Model == "utm")
-            FCalibModel = cmUTM;
+            m = cmUTM;
         else if (Model == "conicconformal")
-            FCalibModel = cmConicConformal;
+            m = cmConicConformal;
         else if (Model == "millercylindrical")
-            FCalibModel = cmMillerCylindrical;
+            m = cmMillerCylindrical;
+        ReplaceFit([m](TCalibFit& f) { f.SetModel(m); });
     };
     t.OnMatch = [this] { ClearCalibData(); };
     if (!ReadCalibration(F, Id, t))
@@ -430,7 +431,7 @@ void TMapCalibration::SetCalDatName(const std::string& FName)
     std::ifstream probe(FName, std::ios::binary);
     if (probe) {
         probe.close();
-        FCalDatName = FName;
+        FEdit.CalDatName = FName;
         LoadCalDataFromXML(FName, "");
     } else {
         SetMapImgName(std::string());

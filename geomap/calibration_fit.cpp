@@ -1,9 +1,10 @@
-// Fitting the calibration models to the reference points: graticule parabolas (parabolic interpolation),
+// Fitting the calibration models to the reference points (TCalibFit): graticule parabolas (parabolic interpolation),
 // linear least squares (equirect and UTM), biquadratic least squares, the Miller cylindrical stretch and
 // the conic apex search, and the calibration quality figure.
 //
 // None of these raise on bad geometry. A fit that cannot be made leaves zeroed (equirect, biquadratic)
 // or the previous (Miller, conic) coefficients, and the transforms then give meaningless results.
+#include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/calibration.h>
 
 #include <qvgeo/geomap/calib_internal.h>
@@ -26,11 +27,11 @@ constexpr double kPiQuarter = 0.7853981633974483;
 // Solves the design matrix A (columns = unknowns) for the right-hand side b; Out is written only when
 // the solver succeeds.
 template <std::size_t N>
-void SolveInto(const TMatrix& A, const TVector& b, std::array<double, N>& Out)
+void SolveInto(const TMatrix& A, const TVector& b, std::array<double, N>& Out, TMathProgress* Progress)
 {
     TVector c;
     bool singular = false;
-    if (!SolveLeastSquares(A, b, c, singular) || c.NumElem() != static_cast<int>(N))
+    if (!SolveLeastSquares(A, b, c, singular, nullptr, Progress) || c.NumElem() != static_cast<int>(N))
         return;
     for (std::size_t i = 0; i < N; ++i)
         Out[i] = c.GetVal(static_cast<int>(i) + 1);
@@ -70,11 +71,48 @@ void LineFit(const double* x, const double* y, int n, double& k, double& d)
 
 }  // namespace
 
+TCalibFit::TCalibFit()
+{
+    FGratMat.Resize(5, 1);
+    SyncGratRows();
+}
+
+void TCalibFit::SetProjection(const TCalibData& Data)
+{
+    FUTMZone = Data.UTMZone;
+    FUTMSouth = Data.UTMSouth;
+    FEllipsoid = Data.Ellipsoid;
+}
+
+void TCalibFit::ClearGratMatAndLinearSets()
+{
+    FGratMat.Resize(5, 1);
+    FGratMat.Fill(0.0);
+    SyncGratRows();
+    FEquRectSPPL = {};
+    FEquRectPLSP = {};
+    FCalParsPLSP = {};
+    FCalParsSPPL = {};
+}
+
+void TCalibFit::FitModel(const TCalibData& Data, std::int32_t Width, std::int32_t Height, TMathProgress* Progress)
+{
+    switch (FModel) {
+    case cmBiquadraticPn: FitBiquadratic(Data, Progress); break;
+    case cmConicConformal: FitConic(Data, Width, Height, Progress); break;
+    case cmMillerCylindrical: FitMillerCyl(Data); break;
+    case cmEquiRect:
+    case cmUTM: FitEquiRect(Data, Progress); break;
+    case cmParabolicIp:
+    case cmUndefined: break;
+    }
+}
+
 // ---- parabolic interpolation --------------------------------------------------------------------------
 
-bool TMapCalibration::RecalcGratMat()
+bool TCalibFit::FitGratMat(const TCalibData& Data)
 {
-    const TCalibData& d = FCalibData;
+    const TCalibData& d = Data;
     const int nl = ValidCalLines(d);
     FGratMat.Resize(5, nl);
     int parallels = 0, meridians = 0;
@@ -116,7 +154,7 @@ bool TMapCalibration::RecalcGratMat()
     return ok;
 }
 
-void TMapCalibration::SyncGratRows()
+void TCalibFit::SyncGratRows()
 {
     const int rows = FGratMat.NrOfRows();
     FGratRows.resize(static_cast<std::size_t>(rows));
@@ -133,11 +171,11 @@ void TMapCalibration::SyncGratRows()
 
 // ---- equirect and UTM ---------------------------------------------------------------------------------
 
-void TMapCalibration::CalcEquiRectCalibration()
+void TCalibFit::FitEquiRect(const TCalibData& Data, TMathProgress* Progress)
 {
     FEquRectSPPL = {};
     FEquRectPLSP = {};
-    const TCalibData& d = FCalibData;
+    const TCalibData& d = Data;
     const int n = ValidCalQuads(d);
     if (n < 1)
         return;
@@ -153,23 +191,23 @@ void TMapCalibration::CalcEquiRectCalibration()
         xs.SetVal(i + 1, q.MapX);
         ys.SetVal(i + 1, q.MapY);
     }
-    SolveInto(a, lat, FEquRectPLSP[0]);
-    SolveInto(a, lon, FEquRectPLSP[1]);
+    SolveInto(a, lat, FEquRectPLSP[0], Progress);
+    SolveInto(a, lon, FEquRectPLSP[1], Progress);
     for (int i = 0; i < n; ++i) {
         a.SetVal(2, i + 1, d.CalQuads[i].Latitude);
         a.SetVal(3, i + 1, d.CalQuads[i].Longitude);
     }
-    SolveInto(a, xs, FEquRectSPPL[0]);
-    SolveInto(a, ys, FEquRectSPPL[1]);
+    SolveInto(a, xs, FEquRectSPPL[0], Progress);
+    SolveInto(a, ys, FEquRectSPPL[1], Progress);
 }
 
 // ---- biquadratic polynomial ---------------------------------------------------------------------------
 
-void TMapCalibration::CalcBiquadraticCalibration()
+void TCalibFit::FitBiquadratic(const TCalibData& Data, TMathProgress* Progress)
 {
     FCalParsPLSP = {};
     FCalParsSPPL = {};
-    const TCalibData& d = FCalibData;
+    const TCalibData& d = Data;
     const int n = ValidCalQuads(d);
     if (n < 1)
         return;
@@ -190,8 +228,8 @@ void TMapCalibration::CalcBiquadraticCalibration()
         xs.SetVal(r, q.MapX);
         ys.SetVal(r, q.MapY);
     }
-    SolveInto(a, lat, FCalParsPLSP[0]);
-    SolveInto(a, lon, FCalParsPLSP[1]);
+    SolveInto(a, lat, FCalParsPLSP[0], Progress);
+    SolveInto(a, lon, FCalParsPLSP[1], Progress);
     for (int i = 0; i < n; ++i) {
         const TCalQuad& q = d.CalQuads[i];
         const int r = i + 1;
@@ -201,15 +239,15 @@ void TMapCalibration::CalcBiquadraticCalibration()
         a.SetVal(5, r, q.Latitude * q.Longitude);
         a.SetVal(6, r, q.Longitude * q.Longitude);
     }
-    SolveInto(a, xs, FCalParsSPPL[0]);
-    SolveInto(a, ys, FCalParsSPPL[1]);
+    SolveInto(a, xs, FCalParsSPPL[0], Progress);
+    SolveInto(a, ys, FCalParsSPPL[1], Progress);
 }
 
 // ---- Miller cylindrical -------------------------------------------------------------------------------
 
-void TMapCalibration::CalcMillerCylCalibration()
+void TCalibFit::FitMillerCyl(const TCalibData& Data)
 {
-    const TCalibData& d = FCalibData;
+    const TCalibData& d = Data;
     const int n = ValidCalQuads(d);
     if (n < 3)
         return;
@@ -228,16 +266,14 @@ void TMapCalibration::CalcMillerCylCalibration()
 
 // ---- conic conformal ----------------------------------------------------------------------------------
 
-void TMapCalibration::CalcConicCalibration()
+void TCalibFit::FitConic(const TCalibData& Data, std::int32_t Width, std::int32_t Height, TMathProgress* Progress)
 {
-    const TCalibData& d = FCalibData;
+    const TCalibData& d = Data;
     const int n = ValidCalQuads(d);
     // With fewer than 3 quads no apex can be judged: the previous coefficients stay.
     if (n < 3)
         return;
-    std::int32_t w = 0, h = 0;
-    ImageSize(w, h);
-    std::int64_t minX = w, minY = h, maxX = 0, maxY = 0;
+    std::int64_t minX = Width, minY = Height, maxX = 0, maxY = 0;
     for (int i = 0; i < n; ++i) {
         minX = std::min<std::int64_t>(minX, d.CalQuads[i].MapX);
         maxX = std::max<std::int64_t>(maxX, d.CalQuads[i].MapX);
@@ -268,6 +304,8 @@ void TMapCalibration::CalcConicCalibration()
     judged.reserve(25);
     judgedNow.reserve(25);
     for (std::int64_t step = 1000000; step > 0; step /= 2) {
+        if (!MathProgressStep(Progress))
+            return;  // aborted: the previous coefficients stay
         judgedNow.clear();
         for (int i = -2; i <= 2; ++i) {
             for (int j = -2; j <= 2; ++j) {
@@ -331,7 +369,7 @@ void TMapCalibration::CalcConicCalibration()
 void TMapCalibration::CalibQuality(double& QualX, double& QualY) const
 {
     TCurveFit fx, fy;
-    if (FCalibModel >= cmBiquadraticPn && FCalibModel <= cmUTM) {
+    if (CalibModel() >= cmBiquadraticPn && CalibModel() <= cmUTM) {
         const int n = ValidCalQuads(FCalibData);
         for (int i = 0; i < n; ++i) {
             const TCalQuad& q = FCalibData.CalQuads[i];

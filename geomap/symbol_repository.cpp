@@ -57,9 +57,9 @@ void TSymbolRepository::SetNEntries(std::int32_t n)
     try {
         FEntries.resize(static_cast<std::size_t>(n), DefaultSymbolRecord());
     } catch (const std::bad_alloc&) {
-        throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
+        throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
     } catch (const std::length_error&) {
-        throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
+        throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
     }
     // Entries between the old count and the old storage length may hold stale symbols; they become
     // defaults as soon as they are counted.
@@ -179,7 +179,7 @@ void TSymbolRepository::StoreOnFile(const std::string& FName, std::string_view I
     if (f)
         f.flush();
     if (!f)
-        throw EXELGeoMapError(ComponentMessage(this->FName, "cannot write file \"" + FName + "\""));
+        throw EXELGeoMapError(ComponentMessage(FComponentName, "cannot write file \"" + FName + "\""));
 }
 
 bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id)
@@ -189,7 +189,7 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
     try {
         std::vector<TSymbol>(GrowthStep, DefaultSymbolRecord()).swap(FEntries);
     } catch (const std::bad_alloc&) {
-        throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
+        throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
     }
     FNumEntries = 0;
     std::string attr, content;
@@ -207,9 +207,9 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
                     FEntries.reserve(std::max(count + GrowthStep, 2 * FEntries.capacity()));
                 FEntries.resize(count + GrowthStep, DefaultSymbolRecord());
             } catch (const std::bad_alloc&) {
-                throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
+                throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
             } catch (const std::length_error&) {
-                throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
+                throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
             }
         }
         FEntries[count - 1] = SymbolFromAttributes(attr);

@@ -38,9 +38,9 @@ class TSymbolRepository {
 public:
     TSymbolRepository();
 
-    // Name used in error messages ("Component \"<name>\": ...").
-    const std::string& Name() const { return FName; }
-    void SetName(std::string Name) { FName = std::move(Name); }
+    // Name used in error messages ("Component \"<name>\": ..."); the owning control passes its own.
+    const std::string& ComponentName() const { return FComponentName; }
+    void SetComponentName(std::string Name) { FComponentName = std::move(Name); }
 
     std::int32_t NumEntries() const { return FNumEntries; }
     // n >= 0: the count becomes n and the storage n entries; entries that were not there before are
@@ -81,7 +81,7 @@ public:
     bool LoadFromFile(const std::string& FName, std::string_view Id);
 
 private:
-    std::string FName;
+    std::string FComponentName;
     std::int32_t FNumEntries = 0;
     std::vector<TSymbol> FEntries;
     std::int32_t FNumBackup = 0;

@@ -29,7 +29,8 @@ struct Mat {
 
 }  // namespace
 
-bool SingularValueDecomposition(const std::vector<double>& A, int m, int n, TSingularValueDecomposition& R)
+bool SingularValueDecomposition(const std::vector<double>& A, int m, int n, TSingularValueDecomposition& R,
+                                TMathProgress* Progress)
 {
     if (m < 1 || n < 1 || A.size() != static_cast<std::size_t>(m) * static_cast<std::size_t>(n))
         return false;
@@ -158,7 +159,7 @@ bool SingularValueDecomposition(const std::vector<double>& A, int m, int n, TSin
     // 4. Diagonalise the bidiagonal form by implicit-shift QR, one singular value at a time from the
     // bottom. Each singular value is one outer step of the progress hook.
     for (int k = n - 1; k >= 0; --k) {
-        if (!MathProgressStep())
+        if (!MathProgressStep(Progress))
             return false;
         for (int its = 1;; ++its) {
             // Find l such that e[l] is negligible (then the block l..k splits off) or w[l-1] is
@@ -258,7 +259,8 @@ bool SingularValueDecomposition(const std::vector<double>& A, int m, int n, TSin
     return true;
 }
 
-bool SolveLeastSquares(const TMatrix& A, const TVector& b, TVector& c, bool& Singular, TVector* Variances)
+bool SolveLeastSquares(const TMatrix& A, const TVector& b, TVector& c, bool& Singular, TVector* Variances,
+                       TMathProgress* Progress)
 {
     Singular = false;
     const int n = A.NrOfColumns(), m = A.NrOfRows();
@@ -276,7 +278,7 @@ bool SolveLeastSquares(const TMatrix& A, const TVector& b, TVector& c, bool& Sin
             return false;
 
     TSingularValueDecomposition svd;
-    if (!SingularValueDecomposition(rowMajor, m, n, svd))
+    if (!SingularValueDecomposition(rowMajor, m, n, svd, Progress))
         return false;
 
     std::vector<double>& w = svd.W;

@@ -3,10 +3,12 @@
 //
 // Singular values below 1e-14 of the largest are treated as zero, which makes the answer the
 // minimum-norm solution when the system is rank-deficient (for example one calibration quad for three
-// unknowns). The decomposition reports progress and honours an abort through ProcStat,
-// MathFeedBackProc and AbortMathProc (math_services.h): one step per singular value diagonalised.
+// unknowns). The decomposition reports progress and honours an abort, one step per singular value
+// diagonalised, through the TMathProgress passed in or, without one, the calling thread's ProcStat,
+// MathFeedBackProc and AbortMathProc (math_services.h).
 #pragma once
 
+#include <qvgeo/support/math_services.h>
 #include <qvgeo/support/matrix.h>
 
 #include <vector>
@@ -21,14 +23,14 @@ struct TSingularValueDecomposition {
     std::vector<double> U, W, V;
 };
 bool SingularValueDecomposition(const std::vector<double>& A, int m, int n,
-                                TSingularValueDecomposition& Result);
+                                TSingularValueDecomposition& Result, TMathProgress* Progress = nullptr);
 
 // Minimises |A*c - b|² for A given as a TMatrix indexed (column, row) with n columns and m rows, and b
 // with m elements. On success c has n elements, Singular tells whether singular values were discarded,
 // and Variances (if not null) receives the n variances sum_j (V_ij / w_j)² of the coefficients.
 // On failure (decomposition failed or aborted, or sizes that do not match) c is left untouched.
 bool SolveLeastSquares(const TMatrix& A, const TVector& b, TVector& c, bool& Singular,
-                       TVector* Variances = nullptr);
+                       TVector* Variances = nullptr, TMathProgress* Progress = nullptr);
 
 // Relative threshold below which a singular value counts as zero.
 inline constexpr double SingularValueThreshold = 1e-14;

@@ -6,12 +6,20 @@
 
 namespace qv {
 
-double ProcStat = 0.0;
-std::function<void(double)> MathFeedBackProc;
-bool AbortMathProc = false;
+thread_local double ProcStat = 0.0;
+thread_local std::function<void(double)> MathFeedBackProc;
+thread_local bool AbortMathProc = false;
 
-bool MathProgressStep()
+bool MathProgressStep(TMathProgress* Progress)
 {
+    if (Progress) {
+        // Only the computing thread writes Stat, so load-then-store loses no step.
+        const double v = Progress->Stat.load(std::memory_order_relaxed) + 1.0;
+        Progress->Stat.store(v, std::memory_order_relaxed);
+        if (Progress->FeedBack)
+            Progress->FeedBack(v);
+        return !Progress->Abort.load(std::memory_order_relaxed);
+    }
     ProcStat += 1.0;
     if (MathFeedBackProc)
         MathFeedBackProc(ProcStat);

@@ -1,7 +1,8 @@
 // Small numeric services: floating-point limits, 1-2-5 rounding, great-circle distance, a random
-// source for rendering, exchange helpers, and the global progress/abort hook of long computations.
+// source for rendering, exchange helpers, and the progress/abort hook of long computations.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -32,11 +33,26 @@ void ExChange(double& a, double& b) noexcept;
 // Progress and abort hook of long computations. At each outer step a computation adds 1 to ProcStat,
 // calls MathFeedBackProc (if set) with the new ProcStat, and stops with failure if AbortMathProc is
 // true. The library never resets ProcStat or AbortMathProc; the application does.
-extern double ProcStat;
-extern std::function<void(double)> MathFeedBackProc;
-extern bool AbortMathProc;
+//
+// The three are per thread: a fit on one thread neither counts nor sees the abort of a fit on another.
+// To watch or stop a computation from another thread (a GUI aborting a worker's fit), pass it a
+// TMathProgress instead; the computations that take one fall back to the calling thread's globals when
+// given none.
+extern thread_local double ProcStat;
+extern thread_local std::function<void(double)> MathFeedBackProc;
+extern thread_local bool AbortMathProc;
 
-// One outer step of a long computation as described above; false means "abort requested".
-bool MathProgressStep();
+// A progress counter, callback and abort flag owned by one computation. FeedBack runs on the
+// computing thread; Abort may be set from any thread and is seen at the next outer step; Stat may be
+// read from any thread.
+struct TMathProgress {
+    std::function<void(double)> FeedBack;
+    std::atomic<bool> Abort{false};
+    std::atomic<double> Stat{0.0};
+};
+
+// One outer step of a long computation as described above, counted in Progress or, when it is null, in
+// the calling thread's globals; false means "abort requested".
+bool MathProgressStep(TMathProgress* Progress = nullptr);
 
 }  // namespace qv

@@ -8,6 +8,8 @@
 #include "line_io.h"
 
 #include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/geomap/calib_points.h>
+#include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/image_header.h>
@@ -116,7 +118,7 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
         if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
             L.size.source = "header of " + L.imagePath;
     }
-    L.cal.SetName("calib");
+    L.cal.SetComponentName("calib");
     L.cal.SetImageSize(L.size.w, L.size.h);
     L.cal.LoadCalibData(d, L.model);
 }
@@ -141,30 +143,27 @@ void PrintSet(const char* name, const std::array<double, N>& a)
     std::printf("\n");
 }
 
-// Predicted pixel of a quad under the map's model: UTM quads hold northing/easting.
-bool PredictQuad(const qv::TMapCalibration& cal, const qv::TCalQuad& q, std::int32_t& x, std::int32_t& y)
+// "rms 0.42 px, 5.31 m over 6 points; worst point 3 (0.80 px, 10.20 m)" and the leave-one-out figure,
+// or why the residuals mean nothing.
+std::string ResidualSummary(const qv::TCalibResiduals& r)
 {
-    if (cal.CalibModel() == qv::cmUTM)
-        return cal.CalcPixelCoordsUTM(q.Latitude, q.Longitude, x, y);
-    return cal.CalcPixelCoords(q.Latitude, q.Longitude, x, y);
-}
-
-// RMS distance in pixels between the quads and their predicted pixels; -1 without quads.
-double QuadRms(const qv::TMapCalibration& cal)
-{
-    const qv::TCalibData& d = cal.CalibData();
-    const int n = qv::ValidCalQuads(d);
-    if (n == 0)
-        return -1;
-    double s = 0;
-    for (int i = 0; i < n; ++i) {
-        std::int32_t x = 0, y = 0;
-        PredictQuad(cal, d.CalQuads[static_cast<std::size_t>(i)], x, y);
-        const double dx = x - d.CalQuads[static_cast<std::size_t>(i)].MapX;
-        const double dy = y - d.CalQuads[static_cast<std::size_t>(i)].MapY;
-        s += dx * dx + dy * dy;
+    if (r.Diagnosis != qv::cdgOK)
+        return "not meaningful: " + qv::CalibDiagnosisText(r);
+    char buf[256];
+    std::string s;
+    std::snprintf(buf, sizeof buf, "rms %.2f px, %.2f m over %zu points", r.RmsPixels, r.RmsMetres, r.Quads.size());
+    s = buf;
+    if (r.Worst > 0) {
+        const qv::TQuadResidual& w = r.Quads[static_cast<std::size_t>(r.Worst - 1)];
+        std::snprintf(buf, sizeof buf, "; worst point %d (%.2f px, %.2f m)", r.Worst, w.Pixels, w.Metres);
+        s += buf;
     }
-    return std::sqrt(s / n);
+    if (r.WorstLeaveOneOut > 0) {
+        std::snprintf(buf, sizeof buf, "; leave-one-out: point %d moves %.2f px when fitted without it",
+                      r.WorstLeaveOneOut, r.Quads[static_cast<std::size_t>(r.WorstLeaveOneOut - 1)].LeaveOneOut);
+        s += buf;
+    }
+    return s;
 }
 
 int RunShow(geotool::Args& args)
@@ -217,18 +216,20 @@ int RunShow(geotool::Args& args)
     if (L.model == qv::cmParabolicIp && !gratOk)
         std::printf("  graticule not usable: it needs two parallels and two meridians of 3 points or more\n");
 
-    std::printf("quads %d%s\n", d.NumCalQuads,
-                L.model == qv::cmUTM ? " (northing easting in metres, x y, predicted x y, distance in whole pixels)"
-                                     : " (latitude longitude, x y, predicted x y, distance in whole pixels)");
+    const qv::TCalibResiduals res = qv::CalibResiduals(d, cal.Fit(), L.size.w, L.size.h);
+    std::printf("quads %d (%s, x y, predicted x y, residual px m, leave-one-out px)\n", d.NumCalQuads,
+                L.model == qv::cmUTM ? "northing easting in metres" : "latitude longitude");
     for (int i = 0; i < qv::ValidCalQuads(d); ++i) {
         const qv::TCalQuad& q = d.CalQuads[static_cast<std::size_t>(i)];
-        std::int32_t x = 0, y = 0;
-        const bool ok = PredictQuad(cal, q, x, y);
         std::printf("  %3d %15.5f %15.5f %6d %6d", i + 1, q.Latitude, q.Longitude, q.MapX, q.MapY);
-        if (ok)
-            std::printf(" %6d %6d %8.2f\n", x, y, std::hypot(x - q.MapX, y - q.MapY));
-        else
-            std::printf("      -      -        -\n");
+        const qv::TQuadResidual* r = res.Quads.empty() ? nullptr : &res.Quads[static_cast<std::size_t>(i)];
+        if (r && r->Valid) {
+            std::printf(" %9.2f %9.2f %8.2f", r->PredX, r->PredY, r->Pixels);
+            r->Metres >= 0 ? std::printf(" %9.2f", r->Metres) : std::printf("         -");
+            r->LeaveOneOut >= 0 ? std::printf(" %8.2f\n", r->LeaveOneOut) : std::printf("        -\n");
+        } else {
+            std::printf("         -         -        -         -        -\n");
+        }
     }
 
     std::printf("coefficients\n");
@@ -266,9 +267,8 @@ int RunShow(geotool::Args& args)
     } else if (L.model == qv::cmUTM) {
         std::printf("CalibQuality  not meaningful under utm (the quads hold northing/easting)\n");
     }
-    const double rms = QuadRms(cal);
-    if (rms >= 0 && L.model != qv::cmParabolicIp && L.model != qv::cmUndefined)
-        std::printf("residual      %.3f px (rms over the quads, whole pixels)\n", rms);
+    if (L.model != qv::cmParabolicIp || res.Diagnosis == qv::cdgOutOfRange)
+        std::printf("residuals     %s\n", ResidualSummary(res).c_str());
     return 0;
 }
 
@@ -384,25 +384,11 @@ int RunFit(geotool::Args& args)
                 continue;
             }
             const qv::TGratLineKind k = kind == "parallel" ? qv::gtlParallel : qv::gtlMeridian;
-            int l = 0;
-            while (l < d.NumCalLines && !(d.CalLines[static_cast<std::size_t>(l)].LineType == k &&
-                                           d.CalLines[static_cast<std::size_t>(l)].LineValue == value))
-                ++l;
-            if (l == d.NumCalLines) {
-                if (l == qv::MaxCalLines) {
-                    bad("more than 25 graticule lines");
-                    continue;
-                }
-                d.CalLines[static_cast<std::size_t>(l)] = qv::TCalibLine{k, value, 0, {}};
-                ++d.NumCalLines;
+            switch (qv::AppendLinePoint(d, k, value, qv::TPoint{static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)})) {
+            case qv::caLinesFull: bad("more than 25 graticule lines"); break;
+            case qv::caLineFull: bad("more than 10 points on this graticule line"); break;
+            default: break;
             }
-            qv::TCalibLine& line = d.CalLines[static_cast<std::size_t>(l)];
-            if (line.NumPoints == qv::MaxCalLinePoints) {
-                bad("more than 10 points on this graticule line");
-                continue;
-            }
-            line.CalPoints[static_cast<std::size_t>(line.NumPoints++)] =
-                qv::TPoint{static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)};
         } else {
             double a = 0, b = 0;
             long long x = 0, y = 0;
@@ -412,39 +398,36 @@ int RunFit(geotool::Args& args)
                 bad(model == qv::cmUTM ? "expected \"northing easting x y\"" : "expected \"latitude longitude x y\"");
                 continue;
             }
-            if (d.NumCalQuads == qv::MaxCalQuads) {
+            if (qv::AppendCalQuad(d, qv::TCalQuad{a, b, static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)}) !=
+                qv::caAppended)
                 bad("more than 200 reference points");
-                continue;
-            }
-            d.CalQuads[static_cast<std::size_t>(d.NumCalQuads++)] =
-                qv::TCalQuad{a, b, static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)};
         }
     }
     if (failed)
         return 1;
 
     qv::TMapCalibration cal;
-    cal.SetName("calib");
+    cal.SetComponentName("calib");
     cal.SetImageSize(size.w, size.h);
-    const bool gratOk = cal.LoadCalibData(d, model);
-    static constexpr int kMinQuads[] = {0, 6, 3, 3, 3, 3, 0};
-    if (model == qv::cmParabolicIp) {
-        if (!gratOk) {
-            std::fprintf(stderr, "geotool calib fit: the graticule needs two parallels and two meridians of "
-                                 "3 points or more\n");
-            return 1;
-        }
-    } else if (d.NumCalQuads < kMinQuads[model]) {
-        std::fprintf(stderr, "geotool calib fit: the %s model needs at least %d reference points, got %d\n",
-                     keyword.c_str(), kMinQuads[model], d.NumCalQuads);
+    cal.LoadCalibData(d, model);
+    const qv::TCalibResiduals res = qv::CalibResiduals(cal.CalibData(), cal.Fit(), size.w, size.h);
+    // Nothing can come of too few points, positions off the globe or collinear points; repeated points and
+    // an exact fit still give a calibration, with a warning.
+    switch (res.Diagnosis) {
+    case qv::cdgTooFewPoints:
+    case qv::cdgOutOfRange:
+    case qv::cdgCollinearPoints:
+        std::fprintf(stderr, "geotool calib fit: %s\n", qv::CalibDiagnosisText(res).c_str());
         return 1;
+    default:
+        break;
     }
     cal.CalcExtentsAndResolution();
     qv::WriteRawCalDataToOpenXMLFile(std::cout, true, id, cal.CalibData(), model);
     std::cout.flush();
     if (model != qv::cmParabolicIp)
-        std::fprintf(stderr, "geotool calib fit: %d reference points, rms residual %.3f px\n", d.NumCalQuads,
-                     QuadRms(cal));
+        std::fprintf(stderr, "geotool calib fit: %d reference points, residuals %s\n", d.NumCalQuads,
+                     ResidualSummary(res).c_str());
     return std::cout ? 0 : 1;
 }
 
@@ -457,8 +440,9 @@ const geotool::Registrar regShow({"calib show", "show a calibration: model, corn
                                   std::string("usage: geotool calib show FILE [--id ID] [--size WxH]\n\n") + kCommon +
                                       "\nPrints the model, ellipsoid, UTM zone, the corners and resolution stored in\n"
                                       "the file and (when the image size is known) those of the fit, the graticule\n"
-                                      "lines, the quads with their predicted pixels and residuals, the fitted\n"
-                                      "coefficients and the calibration quality.",
+                                      "lines, the quads with their predicted pixels and residuals (pixels, metres,\n"
+                                      "leave-one-out), the fitted coefficients, the calibration quality and the\n"
+                                      "residual summary or why it is not meaningful.",
                                   RunShow});
 
 const geotool::Registrar regPix({"calib pix2geo", "map pixels to latitude/longitude through a calibration",
@@ -480,7 +464,10 @@ const geotool::Registrar regFit(
      "usage: geotool calib fit --model KEYWORD --size WxH [--zone Z [--south]] [--id ID] [--map IMAGE]\n"
      "                         [--caption TEXT] [--ellipsoid ID]\n\n"
      "Reads control points from standard input and writes a calibration file (with its header line)\n"
-     "to standard output; a summary with the rms residual goes to standard error.\n"
+     "to standard output; a summary goes to standard error: the rms residual in pixels and metres, the\n"
+     "worst point, and the point whose prediction moves most when fitted without it (leave-one-out).\n"
+     "Too few points, points off the globe and collinear points are errors (exit 1); an exact fit\n"
+     "(as many points as coefficients) or repeated points are reported as such.\n"
      "  equirect, biquadraticpn, conicconformal, millercylindrical: lines \"latitude longitude x y\"\n"
      "  utm (needs --zone, --south for the southern hemisphere): lines \"northing easting x y\" (metres)\n"
      "  parabolicip: lines \"parallel|meridian VALUE x y\", points on drawn graticule lines\n"

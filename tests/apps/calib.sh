@@ -16,6 +16,11 @@ grep -q '^model *utm$' <<<"$out" || fail "show: model"
 grep -q '^image size *800 x 600 px (header of ' <<<"$out" || fail "show: image size from the header"
 grep -q '^UTM zone *33 north$' <<<"$out" || fail "show: zone"
 grep -q '^quads 6 ' <<<"$out" || fail "show: quads"
+# Residuals to 0.01 px and in metres (12.5 m per pixel here), the worst point and the leave-one-out figure.
+grep -qx '    4   5337750.00000    604750.00000    701    500    700.70    500.00     0.30      3.75     0.70' <<<"$out" ||
+  fail "show: residual row of point 4"
+grep -qx 'residuals     rms 0.22 px, 2.80 m over 6 points; worst point 4 (0.30 px, 3.75 m); leave-one-out: point 4 moves 0.70 px when fitted without it' <<<"$out" ||
+  fail "show: residual summary"
 "$G" calib show "$CAL" --id GRAT | grep -q '^graticule lines 8$' || fail "show: graticule lines by id"
 
 # pixels -> places -> pixels reproduces the pixels under every calibration in the file.
@@ -36,6 +41,7 @@ paste -d' ' "$TMP/geo.utm" "$TMP/geo.geo" "$TMP/geo.grat" |
 printf '%s\n' "50 10 0 0" "50 12 1000 0" "49.2 10 0 800" "49.5 11 500 500" |
   "$G" calib fit --model equirect --size 1000x800 --id t --map sheet.bmp --caption "Test sheet" > "$TMP/fit.xml" 2>"$TMP/fit.err" ||
   fail "fit equirect"
+grep -q 'residuals rms 0.00 px, 0.00 m over 4 points' "$TMP/fit.err" || fail "fit: exact residuals"
 grep -q '^<geomap sig="Quorvanta" vers="1.0" id="t" model="equirect" map="sheet.bmp" caption="Test sheet">$' "$TMP/fit.xml" ||
   fail "fit: header line"
 grep -qx '\[50.00000,10.00000\] \[49.20000,10.00000\] \[49.20000,12.00000\] \[50.00000,12.00000\] ' "$TMP/fit.xml" ||
@@ -52,6 +58,18 @@ grep -qx '<utmsouth>TRUE</utmsouth>' "$TMP/utm.xml" || fail "fit utm: hemisphere
 echo "1 2 3 4" | "$G" calib fit --model utm --size 10x10 >/dev/null 2>&1
 [ $? -eq 2 ] || fail "fit utm without --zone should be a usage error"
 echo "1 2 3 4" | "$G" calib fit --model conicconformal --size 10x10 >/dev/null 2>&1 && fail "fit with one point should fail"
+
+# Degenerate point sets are named, not reported as a zero residual: three points for three coefficients
+# (a warning), repeated points (a warning), collinear pixels and a latitude beyond 90 degrees (errors).
+fitmsg() { printf '%s\n' "$@" | "$G" calib fit --model equirect --size 1000x800 2>&1 >/dev/null; }
+grep -q 'residuals not meaningful: no redundancy: 3 points for 3 coefficients' <<<"$(fitmsg "50 10 0 0" "50 12 1000 0" "49.2 10 0 800")" ||
+  fail "fit: no redundancy"
+grep -q 'points 2 and 3 repeat a pixel' <<<"$(fitmsg "50 10 0 0" "50 12 1000 0" "50 12 1000 0" "49 13 200 500")" ||
+  fail "fit: repeated points"
+grep -q 'collinear points' <<<"$(fitmsg "50 10 0 0" "50 12 1000 0" "50 11 500 0" "49 13 200 0")" || fail "fit: collinear pixels"
+grep -q 'point 3 lies outside the globe' <<<"$(fitmsg "50 10 0 0" "50 12 1000 0" "95 11 500 300" "49 13 200 0")" ||
+  fail "fit: latitude beyond 90"
+fitmsg "50 10 0 0" "50 11 500 0" "49 13 200 0" >/dev/null && fail "fit: collinear points should exit non-zero"
 
 # Error paths: unreadable file, unknown id, a malformed file, a bad input line.
 "$G" calib show "$TMP/missing.xml" 2>"$TMP/err" && fail "missing file accepted"

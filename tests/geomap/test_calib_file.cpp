@@ -53,7 +53,7 @@ bool Parse(const std::string& text, std::string_view id, TCalibData& d, TCalibMo
 TMapCalibration NamedMap()
 {
     TMapCalibration cal;
-    cal.SetName("GeoMap1");
+    cal.SetComponentName("GeoMap1");
     return cal;
 }
 
@@ -190,9 +190,7 @@ TEST(CalibFile, MapReaderQuirks)
 
     TMapCalibration cal = NamedMap();
     std::string requested;
-    TCalibrationOwner owner;
-    owner.LoadImage = [&](const std::string& name) { requested = name; };
-    cal.SetOwner(owner);
+    cal.LoadImageHook = [&](const std::string& name) { requested = name; };
     cal.SetCalibModel(cmEquiRect);
     // Only the model keywords of the five fitted models select a model here: parabolicip gives cmUndefined.
     // The result is RecalcGratMat's: false without two fitted lines of each kind.
@@ -356,14 +354,12 @@ TEST(CalibFile, TheBundledSampleLoadsWithItsImage)
         EXPECT_EQ(m, c.parsed);
         EXPECT_EQ(std::pair(d.NumCalLines, d.NumCalQuads), std::pair(c.lines, c.quads));
         EXPECT_EQ(d.MapFName, "calib-vienna.bmp");
-        // An owner-less map loads the named image relative to the working directory; an owner that
+        // A hook-less map loads the named image relative to the working directory; an owner that
         // resolves names beside the calibration file gets the sheet and its size.
         TMapCalibration cal = NamedMap();
-        TCalibrationOwner owner;
         std::int32_t w = 0, h = 0;
-        owner.LoadImage = [&](const std::string& name) { ASSERT_TRUE(ReadImageSize(dir + name, w, h)); };
-        owner.ImageSize = [&](std::int32_t& W, std::int32_t& H) { W = w, H = h; };
-        cal.SetOwner(owner);
+        cal.LoadImageHook = [&](const std::string& name) { ASSERT_TRUE(ReadImageSize(dir + name, w, h)); };
+        cal.ImageSizeHook = [&](std::int32_t& W, std::int32_t& H) { W = w, H = h; };
         EXPECT_EQ(cal.LoadCalDataFromXML(dir + "calib-vienna.xml", c.id), c.lines > 0);
         EXPECT_EQ(cal.CalibModel(), c.mapModel);
         EXPECT_EQ(std::pair(w, h), std::pair(800, 600));

@@ -1,8 +1,9 @@
 // The six calibration models recover known ground truths: synthetic maps are built from a known relation
 // between pixels and places, fitted from their reference points, and checked in both directions.
-// Degenerate inputs behave as documented and never crash.
+// Degenerate inputs are diagnosed, behave as documented and never crash.
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/support/curve_fit.h>
 
@@ -21,7 +22,7 @@ constexpr int kW = 1000, kH = 800;
 TMapCalibration MakeMap(TCalibModel model)
 {
     TMapCalibration cal;
-    cal.SetName("Synth");
+    cal.SetComponentName("Synth");
     cal.SetImageSize(kW, kH);
     cal.SetCalibModel(model);
     return cal;
@@ -53,9 +54,20 @@ void CheckBothWays(const TMapCalibration& cal, const GeoOfPixel& truth, double t
             EXPECT_NEAR(cal.CalcLatitude(x, y, v1), g.Latit, tolDeg);
             EXPECT_NEAR(cal.CalcLongitude(TPoint{x, y}, v2), g.Longit, tolDeg);
             EXPECT_TRUE(v1 && v2);
+            TCoords c;
+            EXPECT_TRUE(cal.CalcPosition(TPoint{x, y}, c));
+            EXPECT_NEAR(c.Latit, g.Latit, tolDeg);
+            EXPECT_NEAR(c.Longit, g.Longit, tolDeg);
             std::int32_t px = -1, py = -1;
             ASSERT_TRUE(cal.CalcPixelCoords(g.Latit, g.Longit, px, py));
             EXPECT_LE(std::max(std::abs(px - x), std::abs(py - y)), tolPx);
+            // The unrounded pixel rounds to the same one (the conic column follows the unrounded row).
+            double fx = 0, fy = 0;
+            ASSERT_TRUE(cal.Fit().CalcPixelPosition(g.Latit, g.Longit, fx, fy));
+            EXPECT_EQ(std::nearbyint(fy), py);
+            if (cal.CalibModel() != cmConicConformal) {
+                EXPECT_EQ(std::nearbyint(fx), px);
+            }
         }
 }
 
@@ -245,24 +257,29 @@ TEST(CalibModels, UnderdeterminedEquiRectFitsStillReproduceTheirQuads)
     EXPECT_NEAR(line.CalcLongitude(800, 600, v), 18.0, 1e-9);
 }
 
-TEST(CalibModels, DegenerateInputsNeverCrash)
+TEST(CalibModels, DegenerateInputsAreDiagnosedAndNeverCrash)
 {
     for (TCalibModel m : {cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect}) {
         SCOPED_TRACE(static_cast<int>(m));
         TMapCalibration cal = MakeMap(m);
         cal.RecalcCalibration();  // no points
-        // Collinear quads, then all on one pixel row, then all on one pixel.
-        for (int i = 0; i < 5; ++i)
+        auto diagnosis = [&] { return CalibResiduals(cal.CalibData(), cal.Fit(), kW, kH).Diagnosis; };
+        EXPECT_EQ(diagnosis(), cdgTooFewPoints);
+        // Collinear quads (Miller fits each axis alone and takes them), then all on one pixel row, then all
+        // on one pixel.
+        for (int i = 0; i < 6; ++i)
             cal.AddCalibPoint(48.0 + 0.01 * i, 16.0 + 0.01 * i, 100 * i, 80 * i);
+        EXPECT_EQ(diagnosis(), m == cmMillerCylindrical ? cdgOK : cdgCollinearPoints);
         cal.ClearCalibData();
-        for (int i = 0; i < 5; ++i)
+        for (int i = 0; i < 6; ++i)
             cal.AddCalibPoint(48.0, 16.0 + 0.01 * i, 100 * i, 300);
+        EXPECT_EQ(diagnosis(), cdgCollinearPoints);
         cal.ClearCalibData();
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 6; ++i)
             cal.AddCalibPoint(48.0, 16.0, 5, 5);
-        bool v = false;
-        cal.CalcLatitude(5, 5, v);
-        cal.CalcLongitude(5, 5, v);
+        EXPECT_EQ(diagnosis(), cdgRepeatedPoints);
+        TCoords c;
+        cal.CalcPosition(TPoint{5, 5}, c);
         std::int32_t x = 0, y = 0;
         cal.CalcPixelCoords(48.0, 16.0, x, y);
         double qx = 0, qy = 0;

@@ -18,11 +18,9 @@ struct Fixture {
     int repaints = 0;
     explicit Fixture(TCalibModel model)
     {
-        cal.SetName("Map1");
+        cal.SetComponentName("Map1");
         cal.SetImageSize(1000, 800);
-        TCalibrationOwner owner;
-        owner.Repaint = [this] { ++repaints; };
-        cal.SetOwner(owner);
+        cal.RepaintHook = [this] { ++repaints; };
         cal.SetCalibModel(model);
     }
     const TCalibData& d() const { return cal.CalibData(); }
@@ -220,7 +218,7 @@ TEST(CalibPoints, ClearCalibDataKeepsModelNamesAndCaption)
     EXPECT_EQ(f.cal.CalibModel(), cmUndefined);
     cleared.MapFName = cleared.Caption = "";
     EXPECT_EQ(f.d(), cleared);
-    // Without an owner the own image goes as well.
+    // Without hooks the own image goes as well.
     TMapCalibration cal;
     cal.SetImageSize(640, 480);
     cal.Clear();
@@ -234,12 +232,12 @@ TEST(CalibPoints, ModelChangeAndAssignKeepThePoints)
 {
     Fixture f(cmEquiRect);
     f.Quads({{48.0, 16.0, 0, 0}, {47.0, 17.0, 500, 400}, {46.0, 16.5, 100, 800}});
-    // Assigning copies the state but neither the name nor the owner.
+    // Assigning copies the state but neither the name nor the hooks.
     TMapCalibration other;
-    other.SetName("Other");
+    other.SetComponentName("Other");
     other.AssignCalibration(f.cal);
-    EXPECT_EQ(other.Name(), "Other");
-    EXPECT_FALSE(other.Owner().Repaint);
+    EXPECT_EQ(other.ComponentName(), "Other");
+    EXPECT_FALSE(other.RepaintHook);
     EXPECT_EQ(other.CalibData(), f.d());
     EXPECT_EQ(other.CalibModel(), cmEquiRect);
     EXPECT_EQ(other.EquRectSPPL(), f.cal.EquRectSPPL());

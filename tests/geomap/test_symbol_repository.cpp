@@ -101,11 +101,11 @@ TEST(SymbolRepository, BackupRestoreAssign)
     EXPECT_EQ(repo.GetValues(1).Name, "one");
 
     TSymbolRepository copy;
-    copy.SetName("Copy");
+    copy.SetComponentName("Copy");
     copy.Assign(repo);
     EXPECT_EQ(copy.NumEntries(), 2);
     EXPECT_EQ(copy.GetValues(1), one);
-    EXPECT_EQ(copy.Name(), "Copy");
+    EXPECT_EQ(copy.ComponentName(), "Copy");
     copy.SetValues(1, DefaultSymbolRecord());
     copy.Restore();  // the backup came along
     EXPECT_EQ(copy.GetValues(1), one);
@@ -149,7 +149,7 @@ TEST(SymbolRepository, RoundTripThroughAFileKeepsAllButPlusAndUserDef)
     std::filesystem::create_directories(dir);
     const std::string name = (dir / "symbols.xml").string();
     TSymbolRepository repo;
-    repo.SetName("Symbols1");
+    repo.SetComponentName("Symbols1");
     repo.SetNEntries(NumLandMarkElements);
     for (int k = 0; k < NumLandMarkElements; ++k)
         repo.SetValues(k + 1, Sym(static_cast<TLandMarkElement>(k), "Symbol " + std::to_string(k), k * 100 - 300,
