@@ -245,28 +245,45 @@ TEST(CalibModels, UnderdeterminedEquiRectFitsStillReproduceTheirQuads)
     EXPECT_NEAR(line.CalcLongitude(800, 600, v), 18.0, 1e-9);
 }
 
-TEST(CalibModels, DegenerateInputsNeverCrash)
+// Degenerate quad sets that a plane still fits (none, collinear, all on one pixel row, all on one pixel),
+// queried at their middle quad: the linear least-squares models (minimum-norm solutions) give the quad
+// back both ways, the Miller model wherever it calls its result valid; every model stays finite.
+TEST(CalibModels, DegenerateQuadSets)
 {
+    const struct {
+        int n;
+        double dLat, dLon;
+        int dx, y;  // quad i: place (48 + i·dLat, 16 + i·dLon), pixel (5 + i·dx, y), or (5 + i·dx, 0.8·i·dx) for y 0
+    } sets[] = {{0, 0, 0, 0, 5}, {5, 0.01, 0.01, 100, 0}, {5, 0.0, 0.01, 100, 300}, {4, 0.0, 0.0, 0, 5}};
     for (TCalibModel m : {cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect}) {
-        SCOPED_TRACE(static_cast<int>(m));
-        TMapCalibration cal = MakeMap(m);
-        cal.RecalcCalibration();  // no points
-        // Collinear quads, then all on one pixel row, then all on one pixel.
-        for (int i = 0; i < 5; ++i)
-            cal.AddCalibPoint(48.0 + 0.01 * i, 16.0 + 0.01 * i, 100 * i, 80 * i);
-        cal.ClearCalibData();
-        for (int i = 0; i < 5; ++i)
-            cal.AddCalibPoint(48.0, 16.0 + 0.01 * i, 100 * i, 300);
-        cal.ClearCalibData();
-        for (int i = 0; i < 4; ++i)
-            cal.AddCalibPoint(48.0, 16.0, 5, 5);
-        bool v = false;
-        cal.CalcLatitude(5, 5, v);
-        cal.CalcLongitude(5, 5, v);
-        std::int32_t x = 0, y = 0;
-        cal.CalcPixelCoords(48.0, 16.0, x, y);
-        double qx = 0, qy = 0;
-        cal.CalibQuality(qx, qy);
+        for (const auto& s : sets) {
+            SCOPED_TRACE(testing::Message() << "model " << m << ", " << s.n << " quads, dx " << s.dx);
+            const auto pixel = [&](int i) { return TPoint{5 + i * s.dx, s.y == 0 ? i * s.dx * 4 / 5 : s.y}; };
+            TMapCalibration cal = MakeMap(m);
+            for (int i = 0; i < s.n; ++i)
+                cal.AddCalibPoint(48.0 + s.dLat * i, 16.0 + s.dLon * i, pixel(i).X, pixel(i).Y);
+            cal.RecalcCalibration();
+            const TPoint p = pixel(2);
+            const double lat = 48.0 + s.dLat * 2, lon = 16.0 + s.dLon * 2;
+            bool v1 = false, v2 = false;
+            const double rlat = cal.CalcLatitude(p.X, p.Y, v1), rlon = cal.CalcLongitude(p.X, p.Y, v2);
+            std::int32_t x = 0, y = 0;
+            const bool ok = cal.CalcPixelCoords(lat, lon, x, y);
+            double qx = 0, qy = 0;
+            cal.CalibQuality(qx, qy);
+            EXPECT_TRUE(std::isfinite(rlat) && std::isfinite(rlon) && std::isfinite(qx) && std::isfinite(qy));
+            if (s.n == 0)
+                continue;
+            if (m == cmBiquadraticPn || m == cmEquiRect) {
+                EXPECT_TRUE(v1 && v2 && ok);
+                EXPECT_NEAR(rlat, lat, 1e-9);
+                EXPECT_NEAR(rlon, lon, 1e-9);
+                EXPECT_TRUE(x == p.X && y == p.Y) << x << " " << y;
+            } else if (m == cmMillerCylindrical) {
+                EXPECT_TRUE(!v1 || std::fabs(rlat - lat) < 1e-5) << rlat;
+                EXPECT_TRUE(!v2 || std::fabs(rlon - lon) < 1e-9) << rlon;
+            }
+        }
     }
     // All quads on one row: candidate apexes on that row have no angles; the conic fit still completes.
     TMapCalibration cal = MakeMap(cmConicConformal);
