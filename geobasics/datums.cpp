@@ -56,23 +56,27 @@ const TGeoDatum* GeoDatum(int Number)
     return &detail::GeoDatumTable[Number - 1];
 }
 
-int HelmertTransform(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
-                     double& NewLong, double& NewHeight)
+namespace {
+
+// Everything of the shift but the final geocentric-to-geodetic step: the status, and the target datum
+// with the shifted X, Y, Z (metres) when both datums exist (nullptr otherwise).
+const TGeoDatum* ShiftToTarget(int SrcDatum, double Lat, double Long, double Height, int DstDatum, int& Status,
+                               double& X2, double& Y2, double& Z2)
 {
-    int status = HelmertOk;
+    Status = HelmertOk;
     if (SrcDatum < 1 || SrcDatum > NumGeoDatums)
-        status = HelmertBadSrcDatum;
+        Status = HelmertBadSrcDatum;
     if (DstDatum < 1 || DstDatum > NumGeoDatums)
-        status = HelmertBadDstDatum;
+        Status = HelmertBadDstDatum;
     // Written as negated ranges so that NaN is rejected too.
     if (!(Lat >= -90.0 && Lat <= 90.0))
-        status = HelmertBadLatitude;
+        Status = HelmertBadLatitude;
     if (!(Long >= -180.0 && Long <= 180.0))
-        status = HelmertBadLongitude;
+        Status = HelmertBadLongitude;
     const TGeoDatum* src = GeoDatum(SrcDatum);
     const TGeoDatum* dst = GeoDatum(DstDatum);
     if (!src || !dst)
-        return status;  // never read outside the table; the outputs stay as they were
+        return nullptr;  // never read outside the table; the outputs stay as they were
 
     double X, Y, Z;
     GeoToCartesian(Lat, Long, Height, src->Ellipsoid, X, Y, Z);
@@ -84,11 +88,31 @@ int HelmertTransform(int SrcDatum, double Lat, double Long, double Height, int D
 
     // b.rX etc. are the negated rotations, so these lines read as the forward step with −r.
     const THelmertParams& b = Params(DstDatum).backward;
-    const double X2 = -b.dX + b.s * (X1 - b.rZ * Y1 + b.rY * Z1);
-    const double Y2 = -b.dY + b.s * (b.rZ * X1 + Y1 - b.rX * Z1);
-    const double Z2 = -b.dZ + b.s * (-b.rY * X1 + b.rX * Y1 + Z1);
+    X2 = -b.dX + b.s * (X1 - b.rZ * Y1 + b.rY * Z1);
+    Y2 = -b.dY + b.s * (b.rZ * X1 + Y1 - b.rX * Z1);
+    Z2 = -b.dZ + b.s * (-b.rY * X1 + b.rX * Y1 + Z1);
+    return dst;
+}
 
-    CartesianToGeo(X2, Y2, Z2, dst->Ellipsoid, NewLat, NewLong, NewHeight);
+}  // namespace
+
+int HelmertTransform(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
+                     double& NewLong, double& NewHeight)
+{
+    int status;
+    double X, Y, Z;
+    if (const TGeoDatum* dst = ShiftToTarget(SrcDatum, Lat, Long, Height, DstDatum, status, X, Y, Z))
+        CartesianToGeo(X, Y, Z, dst->Ellipsoid, NewLat, NewLong, NewHeight);
+    return status;
+}
+
+int HelmertTransformUnfolded(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
+                             double& NewLong, double& NewHeight)
+{
+    int status;
+    double X, Y, Z;
+    if (const TGeoDatum* dst = ShiftToTarget(SrcDatum, Lat, Long, Height, DstDatum, status, X, Y, Z))
+        CartesianToGeoUnfolded(X, Y, Z, dst->Ellipsoid, NewLat, NewLong, NewHeight);
     return status;
 }
 

@@ -38,7 +38,8 @@ inline constexpr int HelmertBadLongitude = -4;
 // datum's parameters negated out of WGS 84 (a first-order inverse: a round trip through two datums with
 // rotations leaves residuals of the order of the rotation terms), geocentric to geodetic on the target
 // ellipsoid. Lat, Long in degrees, Height in metres; NewLat, NewLong in degrees, NewHeight in metres.
-// NewLong lies in [−90°, +90°] (see CartesianToGeo): longitudes beyond ±90° come back folded by 180°.
+// NewLong lies in [−90°, +90°] (see CartesianToGeo): longitudes beyond ±90° come back folded by 180°;
+// HelmertTransformUnfolded gives the true longitude.
 //
 // The status is checked in this order, a later failure overwriting an earlier one: 0 success, −1 bad
 // SrcDatum, −2 bad DstDatum, −3 latitude outside [−90, 90], −4 longitude outside [−180, 180]. With a
@@ -46,5 +47,10 @@ inline constexpr int HelmertBadLongitude = -4;
 // number outside the table the outputs are left unchanged. Nothing is raised.
 int HelmertTransform(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
                      double& NewLong, double& NewHeight);
+
+// HelmertTransform ending in CartesianToGeoUnfolded: the same status, latitude and height, and the true
+// longitude in [−180°, +180°].
+int HelmertTransformUnfolded(int SrcDatum, double Lat, double Long, double Height, int DstDatum, double& NewLat,
+                             double& NewLong, double& NewHeight);
 
 }  // namespace qv

@@ -47,8 +47,11 @@ void GeoToCartesian(double Lat, double Long, double Height, TGeoEllipsoid Ellips
     Z = (N * (1.0 - c.e2) + Height) * sinPhi;
 }
 
-void CartesianToGeo(double X, double Y, double Z, TGeoEllipsoid Ellipsoid, double& Lat, double& Long,
-                    double& Height)
+namespace {
+
+// Bowring's closed form; Folded chooses the documented one-argument arc tangent for the longitude.
+void ToGeo(double X, double Y, double Z, TGeoEllipsoid Ellipsoid, bool Folded, double& Lat, double& Long,
+           double& Height)
 {
     const TGeocentricConsts& c = Consts(Ellipsoid);
     const double a = c.a, e2 = c.e2, f = c.f;
@@ -56,14 +59,35 @@ void CartesianToGeo(double X, double Y, double Z, TGeoEllipsoid Ellipsoid, doubl
     const double r = std::sqrt(p * p + Z * Z);
     const double u = std::atan((Z / p) * ((1.0 - f) + e2 * a / r));
     const double sinU = std::sin(u), cosU = std::cos(u);
-    // atan, not atan2: the longitude folding into [−90°, 90°] is part of the contract.
-    const double lambda = std::atan(Y / X);
+    // atan, not atan2: the longitude folding into [−90°, 90°] is part of CartesianToGeo's contract.
+    const double lambda = Folded ? std::atan(Y / X) : std::atan2(Y, X);
     const double phi = std::atan((Z * (1.0 - f) + e2 * a * (sinU * sinU * sinU)) /
                                  ((1.0 - f) * (p - e2 * a * (cosU * cosU * cosU))));
     const double sinPhi = std::sin(phi);
     Height = p * std::cos(phi) + Z * sinPhi - a * std::sqrt(1.0 - e2 * (sinPhi * sinPhi));
     Lat = phi * 180.0 / Pi;
     Long = lambda * 180.0 / Pi;
+}
+
+}  // namespace
+
+void CartesianToGeo(double X, double Y, double Z, TGeoEllipsoid Ellipsoid, double& Lat, double& Long,
+                    double& Height)
+{
+    ToGeo(X, Y, Z, Ellipsoid, true, Lat, Long, Height);
+}
+
+void CartesianToGeoUnfolded(double X, double Y, double Z, TGeoEllipsoid Ellipsoid, double& Lat, double& Long,
+                            double& Height)
+{
+    if (X == 0.0 && Y == 0.0) {
+        // Bowring's quotient has p = 0 in it; on the axis the answer is known exactly.
+        Lat = Z >= 0.0 ? 90.0 : -90.0;
+        Long = 0.0;
+        Height = std::fabs(Z) - GeoEllipsoidData[Ellipsoid].b;
+        return;
+    }
+    ToGeo(X, Y, Z, Ellipsoid, false, Lat, Long, Height);
 }
 
 }  // namespace qv

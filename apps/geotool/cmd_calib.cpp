@@ -18,7 +18,6 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -29,8 +28,6 @@ using geotool::RecordWriter;
 using geotool::UsageError;
 using geotool::Fields;
 using geotool::StreamRecords;
-
-constexpr int DegDecimals = 10;
 
 struct ImageSize {
     std::int32_t w = 0, h = 0;
@@ -106,9 +103,7 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
         extra->assign(pos.begin() + 1, pos.end());
     qv::TCalibData d;
     if (!qv::ParseCalibData(L.file, L.id, d, L.model)) {
-        std::ifstream probe(L.file);
-        if (!probe)
-            throw std::runtime_error("ParseCalibData: cannot open \"" + L.file + "\"");
+        geotool::OpenInput(L.file);  // a file that cannot be read is reported as such, with the reason
         throw std::runtime_error(L.id.empty() ? "no calibration in \"" + L.file + "\""
                                               : "no calibration with id \"" + L.id + "\" in \"" + L.file + "\"");
     }
@@ -277,7 +272,7 @@ int RunShow(geotool::Args& args)
 bool TwoInts(const Fields& f, std::int32_t& a, std::int32_t& b, std::string& error)
 {
     long long x = 0, y = 0;
-    if (f.size() != 2 || !geotool::ParseInt(f[0], x) || !geotool::ParseInt(f[1], y) || x < INT32_MIN ||
+    if (!geotool::ParseInt(f[0], x) || !geotool::ParseInt(f[1], y) || x < INT32_MIN ||
         x > INT32_MAX || y < INT32_MIN || y > INT32_MAX) {
         error = "expected two integer pixel coordinates \"x y\"";
         return false;
@@ -291,15 +286,16 @@ int RunPix2Geo(geotool::Args& args)
 {
     Loaded L;
     std::vector<std::string> extra;
+    const int decimals = geotool::PrecisionOption(args).Degrees;
     LoadCalibration(args, L, &extra);
-    return StreamRecords("calib pix2geo", extra, [&](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("calib pix2geo", extra, {2, 3, "x y"}, [&](const Fields& f, RecordWriter& out, std::string& error) {
         std::int32_t x = 0, y = 0;
         if (!TwoInts(f, x, y, error))
             return false;
         bool v1 = false, v2 = false;
         const double lat = L.cal.CalcLatitude(x, y, v1);
         const double lon = L.cal.CalcLongitude(x, y, v2);
-        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Int(v1 && v2 ? 1 : 0).EndLine();
+        out.Fixed(lat, decimals).Char(' ').Fixed(lon, decimals).Char(' ').Int(v1 && v2 ? 1 : 0);
         return true;
     });
 }
@@ -309,15 +305,13 @@ int RunGeo2Pix(geotool::Args& args)
     Loaded L;
     std::vector<std::string> extra;
     LoadCalibration(args, L, &extra);
-    return StreamRecords("calib geo2pix", extra, [&](const Fields& f, RecordWriter& out, std::string& error) {
-        double lat = 0, lon = 0;
-        if (f.size() != 2 || !geotool::ParseDouble(f[0], lat) || !geotool::ParseDouble(f[1], lon)) {
-            error = "expected \"latitude longitude\" in degrees";
+    return StreamRecords("calib geo2pix", extra, {2, 3, "lat lon"}, [&](const Fields& f, RecordWriter& out, std::string& error) {
+        double v[2];
+        if (!geotool::Numbers(f, 0, 2, v, error) || !geotool::LatLongInRange(v[0], v[1], error))
             return false;
-        }
         std::int32_t x = 0, y = 0;
-        const bool ok = L.cal.CalcPixelCoords(lat, lon, x, y);
-        out.Int(x).Char(' ').Int(y).Char(' ').Int(ok ? 1 : 0).EndLine();
+        const bool ok = L.cal.CalcPixelCoords(v[0], v[1], x, y);
+        out.Int(x).Char(' ').Int(y).Char(' ').Int(ok ? 1 : 0);
         return true;
     });
 }
@@ -424,11 +418,11 @@ int RunFit(geotool::Args& args)
     }
     cal.CalcExtentsAndResolution();
     qv::WriteRawCalDataToOpenXMLFile(std::cout, true, id, cal.CalibData(), model);
-    std::cout.flush();
+    geotool::CheckStandardOutput(std::cout);
     if (model != qv::cmParabolicIp)
         std::fprintf(stderr, "geotool calib fit: %d reference points, residuals %s\n", d.NumCalQuads,
                      ResidualSummary(res).c_str());
-    return std::cout ? 0 : 1;
+    return 0;
 }
 
 const char* const kCommon =
@@ -446,17 +440,18 @@ const geotool::Registrar regShow({"calib show", "show a calibration: model, corn
                                   RunShow});
 
 const geotool::Registrar regPix({"calib pix2geo", "map pixels to latitude/longitude through a calibration",
-                                 std::string("usage: geotool calib pix2geo FILE [--id ID] [--size WxH] [X Y]\n\n") +
+                                 std::string("usage: geotool calib pix2geo FILE [--id ID] [--size WxH] [--precision N] [X Y]\n\n") +
                                      kCommon +
                                      "\nReads lines \"x y\" (integer pixels, origin top-left, y down) and writes\n"
-                                     "\"latitude longitude valid\": degrees with 10 decimals, valid 1 or 0.",
+                                     "\"latitude longitude valid\": degrees with 10 decimals (N with --precision N),\n"
+                                     "valid 1 or 0.\n\n" + std::string(geotool::StreamNote),
                                  RunPix2Geo});
 
 const geotool::Registrar regGeo({"calib geo2pix", "latitude/longitude to map pixels through a calibration",
                                  std::string("usage: geotool calib geo2pix FILE [--id ID] [--size WxH] [LAT LON]\n\n") +
                                      kCommon +
                                      "\nReads lines \"latitude longitude\" in degrees and writes \"x y ok\": pixels\n"
-                                     "rounded half to even, ok 1 or 0.",
+                                     "rounded half to even, ok 1 or 0.\n\n" + std::string(geotool::StreamNote),
                                  RunGeo2Pix});
 
 const geotool::Registrar regFit(

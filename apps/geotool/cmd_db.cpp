@@ -1,6 +1,7 @@
 // geotool db ...: create, inspect, fill (GeoJSON), query, edit, export, compact and repair a geographic
 // database.
 #include "command.h"
+#include "geojson_import.h"
 #include "line_io.h"
 
 #include <qvgeo/geodb/geodb.h>
@@ -11,12 +12,13 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 #include <unistd.h>
@@ -42,15 +44,39 @@ std::string JsonString(const std::string& s)
     return json(s).dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-// The first bytes of Name that fit the 59-byte field without splitting a UTF-8 sequence.
-std::string FitName(const std::string& name)
+// The first file of the set (or the directory it goes into) that this process may not open as needed,
+// with the system's reason; empty when nothing is found.
+std::string AccessProblem(const std::string& base, bool write)
 {
-    if (name.size() <= static_cast<std::size_t>(qv::gdbNameLen))
-        return name;
-    std::size_t n = qv::gdbNameLen;
-    while (n > 0 && (static_cast<unsigned char>(name[n]) & 0xC0) == 0x80)
-        --n;
-    return name.substr(0, n);
+    const std::string b = qv::StripExtension(base);
+    for (const char* ext : {".xelgi1", ".xelgi2", ".xelgi3", ".xelgi4", ".xelgi0", ".xelgds", ".xelgdd"}) {
+        const std::string file = b + ext;
+        if (::access(file.c_str(), F_OK) == 0) {
+            if (::access(file.c_str(), write ? R_OK | W_OK : R_OK) != 0)
+                return geotool::FileError(file);
+            continue;
+        }
+        if (errno != ENOENT)
+            return geotool::FileError(file);
+        std::string dir = std::filesystem::path(file).parent_path().string();
+        if (dir.empty())
+            dir = ".";
+        if (::access(dir.c_str(), W_OK | X_OK) != 0)
+            return geotool::FileError(file, "cannot create");
+    }
+    return {};
+}
+
+// Opens the set named base; a failure is reported with the file and the system's reason where they can be
+// found out.
+void OpenSet(qv::TGeoDB& db, const std::string& base, bool write)
+{
+    try {
+        db.SetGDBName(base);
+    } catch (const std::exception& e) {
+        const std::string why = AccessProblem(base, write);
+        throw std::runtime_error(why.empty() ? std::string(e.what()) : std::string(e.what()) + " (" + why + ")");
+    }
 }
 
 // Opens an existing set; read-only commands must not create a database where there is none.
@@ -59,7 +85,7 @@ void OpenExisting(qv::TGeoDB& db, const std::string& base, bool warnIfDamaged = 
     const std::string b = qv::StripExtension(base);
     if (!std::filesystem::exists(b + ".xelgds") && !std::filesystem::exists(b + ".xelgdd"))
         throw std::runtime_error("no database at \"" + b + "\" (geotool db create makes one)");
-    db.SetGDBName(base);
+    OpenSet(db, base, false);
     if (warnIfDamaged && db.Damaged())
         std::fprintf(stderr, "geotool db: warning: the database is damaged (geotool db info shows how; "
                              "geotool db repair mends it)\n");
@@ -104,7 +130,7 @@ int RunCreate(geotool::Args& args)
         if (std::filesystem::exists(b + ext))
             throw std::runtime_error("\"" + b + ext + "\" exists already; not overwriting a database");
     qv::TGeoDB db("geotool");
-    db.SetGDBName(base);
+    OpenSet(db, base, true);
     if (haveDescr)
         db.SetDescription(descr);
     if (haveRev) {
@@ -161,195 +187,22 @@ int RunInfo(geotool::Args& args)
 
 // ---- import ---------------------------------------------------------------------------------------
 
-struct TImport {
-    qv::TGeoDB& db;
-    long features = 0, items = 0, skipped = 0;
-};
-
-void Warn(long feature, const std::string& text)
-{
-    std::fprintf(stderr, "geotool db import: feature %ld: %s\n", feature, text.c_str());
-}
-
-bool ToPoint(const json& c, qv::TSCoords& p, double* alt)
-{
-    if (!c.is_array() || c.size() < 2 || !c[0].is_number() || !c[1].is_number())
-        return false;
-    const double lon = c[0].get<double>(), lat = c[1].get<double>();
-    if (!std::isfinite(lat) || !std::isfinite(lon) || std::fabs(lat) > 90 || std::fabs(lon) > 180)
-        return false;
-    p = qv::TSCoords{static_cast<float>(lat), static_cast<float>(lon)};
-    if (alt && c.size() >= 3 && c[2].is_number())
-        *alt = c[2].get<double>();
-    return true;
-}
-
-bool ToLine(const json& c, qv::TgdbPolygon& pts)
-{
-    if (!c.is_array() || c.empty())
-        return false;
-    pts.clear();
-    for (const auto& p : c) {
-        qv::TSCoords s;
-        if (!ToPoint(p, s, nullptr))
-            return false;
-        pts.push_back(s);
-    }
-    return true;
-}
-
-void AddOne(TImport& im, qv::TgdbData base, const qv::TgdbPolygon& pts)
-{
-    im.db.AddData(base, pts);
-    ++im.items;
-}
-
-void ImportFeature(TImport& im, const json& f)
-{
-    ++im.features;
-    if (!f.is_object()) {
-        Warn(im.features, "not an object; skipped");
-        ++im.skipped;
-        return;
-    }
-    const json* geom = f.contains("geometry") ? &f["geometry"] : nullptr;
-    const json props = f.contains("properties") && f["properties"].is_object() ? f["properties"] : json::object();
-    qv::TgdbData d;
-    bool kindGiven = false;
-    if (props.contains("kind") && props["kind"].is_string()) {
-        qv::TgdbItem k = qv::gitUndefined;
-        if (!qv::GdbItemFromName(props["kind"].get<std::string>(), k) || k == qv::gitBLOB) {
-            Warn(im.features, "kind \"" + props["kind"].get<std::string>() + "\" cannot be imported; skipped");
-            ++im.skipped;
-            return;
-        }
-        d.ItemKind = k;
-        kindGiven = true;
-    }
-    if (props.contains("name") && props["name"].is_string())
-        d.Name = FitName(props["name"].get<std::string>());
-    bool haveAlt = false;
-    if (props.contains("altitude") && props["altitude"].is_number()) {
-        d.Altitude = props["altitude"].get<float>();
-        haveAlt = true;
-    }
-    if (props.contains("class") && props["class"].is_number_integer())
-        d.ClassFlag = static_cast<std::uint8_t>(std::clamp<long long>(props["class"].get<long long>(), 0, 255));
-    if (props.contains("tag") && props["tag"].is_number_integer())
-        d.Tag = static_cast<std::int32_t>(
-            std::clamp<long long>(props["tag"].get<long long>(), std::numeric_limits<std::int32_t>::min(),
-                                  std::numeric_limits<std::int32_t>::max()));
-    d.Date = 0;
-    if (props.contains("date") && props["date"].is_string()) {
-        int pos = 1;
-        d.Date = qv::ScanDateTime(props["date"].get<std::string>(), DatePicture, qv::lanEnglish, pos);
-    }
-    if (d.Date == 0) {
-        const double secs = static_cast<double>(std::time(nullptr));
-        d.Date = 25569.0 + secs / 86400.0;
-    }
-    const auto kindOr = [&](qv::TgdbItem fallback) {
-        if (!kindGiven)
-            d.ItemKind = fallback;
-    };
-
-    if (!geom || geom->is_null()) {
-        // An item without points, placed by its bounding box [west, south, east, north].
-        const json* bb = f.contains("bbox") ? &f["bbox"] : nullptr;
-        qv::TSCoords sw, ne;
-        if (bb && bb->is_array() && bb->size() == 4 && ToPoint(json::array({(*bb)[0], (*bb)[1]}), sw, nullptr) &&
-            ToPoint(json::array({(*bb)[2], (*bb)[3]}), ne, nullptr)) {
-            kindOr(qv::gitTown);
-            d.LatLow = sw.Latit, d.LongLow = sw.Longit, d.LatHigh = ne.Latit, d.LongHigh = ne.Longit;
-            AddOne(im, d, {});
-        } else {
-            Warn(im.features, "no geometry; skipped");
-            ++im.skipped;
-        }
-        return;
-    }
-    const std::string type = geom->contains("type") && (*geom)["type"].is_string() ? (*geom)["type"].get<std::string>() : "";
-    const json coords = geom->contains("coordinates") ? (*geom)["coordinates"] : json();
-    qv::TgdbPolygon pts;
-    bool ok = true;
-    const auto addPolygon = [&](const json& rings) {
-        if (!rings.is_array() || rings.empty() || !ToLine(rings[0], pts) || pts.size() < 2) {
-            ok = false;
-            return;
-        }
-        if (rings.size() > 1)
-            Warn(im.features, "polygon holes are not kept");
-        // The ring's closing point repeats its first; Closed says the same thing.
-        if (pts.size() > 1 && pts.front().Latit == pts.back().Latit && pts.front().Longit == pts.back().Longit)
-            pts.pop_back();
-        kindOr(qv::gitBorder);
-        d.Closed = true;
-        AddOne(im, d, pts);
-    };
-    if (type == "Point") {
-        qv::TSCoords p;
-        double alt = 0;
-        if ((ok = ToPoint(coords, p, &alt))) {
-            if (!haveAlt)
-                d.Altitude = static_cast<float>(alt);
-            kindOr(qv::gitTown);
-            AddOne(im, d, {p});
-        }
-    } else if (type == "MultiPoint") {
-        ok = ToLine(coords, pts);
-        kindOr(qv::gitTown);
-        for (std::size_t i = 0; ok && i < pts.size(); ++i)
-            AddOne(im, d, {pts[i]});
-    } else if (type == "LineString") {
-        if ((ok = ToLine(coords, pts))) {
-            kindOr(qv::gitRoad);
-            AddOne(im, d, pts);
-        }
-    } else if (type == "MultiLineString") {
-        ok = coords.is_array();
-        kindOr(qv::gitRoad);
-        for (std::size_t i = 0; ok && i < coords.size(); ++i)
-            if ((ok = ToLine(coords[i], pts)))
-                AddOne(im, d, pts);
-    } else if (type == "Polygon") {
-        addPolygon(coords);
-    } else if (type == "MultiPolygon") {
-        ok = coords.is_array();
-        for (std::size_t i = 0; ok && i < coords.size(); ++i)
-            addPolygon(coords[i]);
-    } else {
-        Warn(im.features, "geometry type \"" + type + "\" is not supported; skipped");
-        ++im.skipped;
-        return;
-    }
-    if (!ok) {
-        Warn(im.features, "bad coordinates (longitude, latitude within range expected); skipped");
-        ++im.skipped;
-    }
-}
-
 int RunImport(geotool::Args& args)
 {
+    geotool::TGeoJSONImportOptions options;
+    options.Replace = args.Flag("--replace");
     const auto pos = args.Positional();
     if (pos.size() != 2)
         throw geotool::UsageError{"expected the database base name and a GeoJSON file"};
-    json doc;
-    {
-        std::ifstream in(pos[1], std::ios::binary);
-        if (!in)
-            throw std::runtime_error("cannot read \"" + pos[1] + "\"");
-        try {
-            doc = json::parse(in);
-        } catch (const json::exception& e) {
-            throw std::runtime_error("\"" + pos[1] + "\" is not valid JSON: " + e.what());
-        }
+    const std::string name = pos[1] == "-" ? std::string("standard input") : "\"" + pos[1] + "\"";
+    std::unique_ptr<geotool::TGeoJSONDocument> doc;
+    try {
+        doc = std::make_unique<geotool::TGeoJSONDocument>(geotool::ReadWholeFile(pos[1]));
+    } catch (const std::runtime_error& e) {
+        throw std::runtime_error(std::string(e.what()).rfind("cannot ", 0) == 0 ? e.what() : name + ": " + e.what());
     }
-    const std::string type = doc.is_object() && doc.contains("type") && doc["type"].is_string()
-                                 ? doc["type"].get<std::string>() : "";
-    if (type.empty())
-        throw std::runtime_error("\"" + pos[1] + "\" is not GeoJSON (no \"type\")");
     qv::TGeoDB db("geotool");
-    db.SetGDBName(pos[0]);
+    OpenSet(db, pos[0], true);
     if (db.Damaged())
         throw std::runtime_error("the database is damaged; geotool db repair mends it first");
     // On a terminal the percentage is redrawn in place; in a log it is a line every quarter.
@@ -363,29 +216,15 @@ int RunImport(geotool::Args& args)
             lastShown = p;
         }
     };
-    TImport im{db};
-    db.SetLazyWrite(true);
-    db.BeginUpdate();
-    const auto every = [&](const json& features) {
-        for (const auto& f : features) {
-            ImportFeature(im, f);
-            if (im.features % 100000 == 0)
-                std::fprintf(stderr, "geotool db import: %ld features read\n", im.features);
-        }
-    };
-    if (type == "FeatureCollection" && doc.contains("features") && doc["features"].is_array())
-        every(doc["features"]);
-    else if (type == "Feature")
-        ImportFeature(im, doc);
-    else
-        ImportFeature(im, json{{"type", "Feature"}, {"geometry", doc}, {"properties", json::object()}});
-    db.EndUpdate();
-    db.SetLazyWrite(false);
+    const geotool::TGeoJSONImportReport r = doc->ImportInto(db, options);
     if (tty && lastShown >= 0)
         std::fprintf(stderr, "\n");
-    std::fprintf(stderr, "geotool db import: %ld features, %ld items added, %ld skipped; %d items in the database\n",
-                 im.features, im.items, im.skipped, db.NumEntries());
-    return im.skipped > 0 && im.items == 0 ? 1 : 0;
+    for (const auto& w : r.Warnings)
+        std::fprintf(stderr, "geotool db import: feature %ld: %s\n", w.Feature, w.Text.c_str());
+    std::fprintf(stderr, "geotool db import: %ld features, %ld items added, %ld replaced, %ld removed, %ld skipped; "
+                         "%d items in the database\n",
+                 r.Features, r.Added, r.Replaced, r.Removed, r.Skipped, db.NumEntries());
+    return r.Skipped > 0 ? 1 : 0;
 }
 
 // ---- query, get, delete --------------------------------------------------------------------------------
@@ -503,7 +342,9 @@ int RunExport(geotool::Args& args)
             continue;
         }
         const qv::TgdbPolygon pts = db.RetrievePolygon(r);
-        out.Text(first ? "\n" : ",\n");
+        if (!first)
+            out.Char(',');
+        out.EndLine();
         first = false;
         out.Text("{\"type\":\"Feature\",\"properties\":{\"id\":").Int(d.ItemId);
         out.Text(",\"kind\":").Text(JsonString(std::string(qv::GdbItemName(d.ItemKind))));
@@ -578,14 +419,20 @@ const geotool::Registrar regInfo({"db info", "header, item counts, extent and he
                                   RunInfo});
 const geotool::Registrar regImport(
     {"db import", "add the features of a GeoJSON file",
-     "usage: geotool db import BASE FILE\n\n"
-     "Adds every feature of a GeoJSON FeatureCollection (or one Feature or geometry). The property \"kind\"\n"
-     "(Border, Town, City, Lake, River, Road, Route; any case) chooses the item kind; otherwise points\n"
-     "become towns, line strings roads and polygons borders. \"name\" becomes the name (cut to 59 bytes),\n"
-     "\"altitude\", \"class\", \"tag\" and \"date\" (yyyy-mm-ddTHH:MM:SS) are taken when present. Multi-\n"
-     "geometries give one item per part; polygon holes are dropped. A feature with a null geometry and a\n"
-     "\"bbox\" becomes an item without points. The database is created when it does not exist. Progress\n"
-     "and skipped features go to standard error; identifiers are issued anew (\"id\" is not read).",
+     "usage: geotool db import BASE FILE [--replace]\n\n"
+     "Adds every feature of a GeoJSON FeatureCollection (or one Feature or geometry; FILE \"-\" reads\n"
+     "standard input). The property \"kind\" (Border, Town, City, Lake, River, Road, Route; any case)\n"
+     "chooses the item kind; otherwise points become towns, line strings roads and polygons borders.\n"
+     "\"name\" becomes the name (cut to 59 bytes), \"altitude\", \"class\", \"tag\" and \"date\"\n"
+     "(yyyy-mm-ddTHH:MM:SS) are taken when present. Multi-geometries give one item per part; polygon\n"
+     "holes are dropped. A feature with a null geometry and a \"bbox\" becomes an item without points.\n"
+     "The database is created when it does not exist. Identifiers are issued anew (\"id\" is not read).\n"
+     "JSON nested deeper than 64 levels is refused whole.\n\n"
+     "--replace: the file's items of a name and kind take the places of the database's items of that\n"
+     "name and kind, one for one in table order and keeping their identifiers; further database items of\n"
+     "that name and kind are removed, further file items added. Importing a file again with --replace\n"
+     "thus leaves the database as the first import did. Unnamed items are always added.\n\n"
+     "Progress and skipped features go to standard error; the exit code is 1 when a feature was skipped.",
      RunImport});
 const geotool::Registrar regQuery(
     {"db query", "items whose bounding box meets a rectangle",

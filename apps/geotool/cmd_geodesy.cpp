@@ -1,8 +1,8 @@
 // geotool geodesy commands: utm, tm, ups, geocentric, helmert, zone, datums, countries.
 //
 // The conversions stream one record a line from standard input (or take a single record from the command
-// line), print degrees with 10 decimals and metres with 4, and report a malformed line on standard error
-// with its number; the run goes on and the exit code is 1 at the end.
+// line) through StreamRecords, print degrees with 10 decimals and metres with 4 unless --precision says
+// otherwise, and reject input outside a projection's domain rather than print numbers for it.
 #include "command.h"
 #include "line_io.h"
 
@@ -23,13 +23,28 @@
 
 namespace {
 
+using geotool::Decimals;
 using geotool::Fields;
-using geotool::StreamRecords;
+using geotool::RecordShape;
 using geotool::RecordWriter;
+using geotool::StreamRecords;
 
-constexpr int DegDecimals = 10;
-constexpr int MetreDecimals = 4;
 constexpr double Pi = 3.141592653589793;
+
+// The UTM grid is read as far as 400 km either side of a zone's central meridian (the zone edge lies
+// 334 km out at the equator) and from the equator to the false northing; the place found must then lie
+// in the UTM area, widened by half a degree into the polar caps, and within 9 degrees of the meridian
+// (the widened Svalbard zones reach 6). Near the poles 400 km are many degrees of longitude, and the
+// kernel's series is off by degrees there, which the second test catches.
+constexpr double UTMMinEasting = 100000.0, UTMMaxEasting = 900000.0;  // metres
+constexpr double UTMMaxNorthing = 10000000.0;                        // metres
+constexpr double UTMMaxFromMeridian = 9.0;                           // degrees
+// UTM covers -80..84 degrees; the UPS caps start half a degree inside it, so the two overlap.
+constexpr double UTMSouthLimit = -80.0, UTMNorthLimit = 84.0;
+constexpr double UPSNorthLimit = 83.5, UPSSouthLimit = -79.5;
+// Farthest from its meridian that geotool tm goes, degrees: the kernel's series is off by 0.4 m at 15
+// degrees, 4 m at 20 and 120 m at 30 on the equator (against the exact projection), kilometres beyond.
+constexpr double TMMaxFromMeridian = 30.0;
 
 qv::TGeoEllipsoid EllipsoidOption(geotool::Args& args)
 {
@@ -38,17 +53,6 @@ qv::TGeoEllipsoid EllipsoidOption(geotool::Args& args)
     if (!qv::FindGeoEllipsoid(id, ell))
         throw geotool::UsageError{"unknown ellipsoid \"" + id + "\" (geotool ellipsoids lists them)"};
     return ell;
-}
-
-// A field for an error message: at most 40 characters, anything unprintable shown as '?'.
-std::string Quote(std::string_view field)
-{
-    std::string q = "\"";
-    for (std::size_t i = 0; i < field.size() && i < 40; ++i) {
-        const unsigned char c = static_cast<unsigned char>(field[i]);
-        q.push_back(c >= 32 && c < 127 ? static_cast<char>(c) : '?');
-    }
-    return q + (field.size() > 40 ? "...\"" : "\"");
 }
 
 // Input far outside a projection's domain can overflow to infinity or NaN; that is reported, not printed.
@@ -62,36 +66,9 @@ bool Finite(std::initializer_list<double> values, std::string& error)
     return true;
 }
 
-bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* values, std::string& error)
+bool LatLong(const Fields& f, double* v, std::string& error)
 {
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!geotool::ParseDouble(f[first + i], values[i])) {
-            error = "not a number: " + Quote(f[first + i]);
-            return false;
-        }
-    }
-    return true;
-}
-
-bool FieldCount(const Fields& f, std::size_t n, const char* layout, std::string& error)
-{
-    if (f.size() == n)
-        return true;
-    error = "expected " + std::to_string(n) + " fields (" + layout + "), got " + std::to_string(f.size());
-    return false;
-}
-
-bool LatLongInRange(double lat, double lon, std::string& error)
-{
-    if (lat < -90.0 || lat > 90.0) {
-        error = "latitude outside -90..90";
-        return false;
-    }
-    if (lon < -180.0 || lon > 180.0) {
-        error = "longitude outside -180..180";
-        return false;
-    }
-    return true;
+    return geotool::Numbers(f, 0, 2, v, error) && geotool::LatLongInRange(v[0], v[1], error);
 }
 
 // "N"/"S" (either case) as the southern flag.
@@ -105,8 +82,15 @@ bool Hemisphere(std::string_view field, bool& south, std::string& error)
         south = true;
         return true;
     }
-    error = "hemisphere must be N or S, not " + Quote(field);
+    error = "hemisphere must be N or S, not " + geotool::Quote(field);
     return false;
+}
+
+std::string Deg(double v)
+{
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%g", v);
+    return buf;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -115,12 +99,20 @@ int RunUTM(geotool::Args& args)
 {
     const bool inverse = args.Flag("--inverse");
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
+    const Decimals dec = geotool::PrecisionOption(args);
     const auto positional = args.Positional();
     if (!inverse) {
-        return StreamRecords("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("utm", positional, RecordShape{2, 4, "lat lon"},
+                             [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
-            if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
+            if (!LatLong(f, v, error))
                 return false;
+            if (v[0] < UTMSouthLimit || v[0] > UTMNorthLimit) {
+                error = "latitude " + Deg(v[0]) + " is outside the UTM area -80..84 (geotool ups covers the caps)";
+                return false;
+            }
+            if (v[1] == 180.0)  // the same meridian as -180, which starts zone 1
+                v[1] = -180.0;
             int zone;
             char band;
             double e, n;
@@ -128,28 +120,41 @@ int RunUTM(geotool::Args& args)
             qv::LatLongToUTM(v[0], v[1], ell, zone, e, n);
             if (!Finite({e, n}, error))
                 return false;
-            out.Int(zone).Char(' ').Char(zone == 0 ? '-' : band).Char(' ');
-            out.Fixed(e, MetreDecimals).Char(' ').Fixed(n, MetreDecimals).EndLine();
+            out.Int(zone).Char(' ').Char(band).Char(' ');
+            out.Fixed(e, dec.Metres).Char(' ').Fixed(n, dec.Metres);
             return true;
         });
     }
-    return StreamRecords("utm", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("utm", positional, RecordShape{4, 2, "zone N|S easting northing"},
+                         [=](const Fields& f, RecordWriter& out, std::string& error) {
         long long zone;
         bool south;
         double v[2];
-        if (!FieldCount(f, 4, "zone N|S easting northing", error))
-            return false;
         if (!geotool::ParseInt(f[0], zone) || zone < 1 || zone > 60) {
-            error = "zone must be a whole number from 1 to 60, not " + Quote(f[0]);
+            error = "zone must be a whole number from 1 to 60, not " + geotool::Quote(f[0]);
             return false;
         }
-        if (!Hemisphere(f[1], south, error) || !Numbers(f, 2, 2, v, error))
+        if (!Hemisphere(f[1], south, error) || !geotool::Numbers(f, 2, 2, v, error))
             return false;
+        if (v[0] < UTMMinEasting || v[0] > UTMMaxEasting) {
+            error = "easting outside 100000..900000 m (400 km either side of the zone's central meridian)";
+            return false;
+        }
+        if (v[1] < 0.0 || v[1] > UTMMaxNorthing) {
+            error = "northing outside 0..10000000 m";
+            return false;
+        }
         double lat, lon;
         qv::UTMToLatLong(v[0], v[1], static_cast<int>(zone), south, ell, lat, lon);
         if (!Finite({lat, lon}, error))
             return false;
-        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).EndLine();
+        if (!(lat >= UTMSouthLimit - 0.5 && lat <= UTMNorthLimit + 0.5 &&
+              std::fabs(lon - (6.0 * static_cast<double>(zone) - 183.0)) <= UTMMaxFromMeridian)) {
+            error = "easting and northing lie beyond the zone (more than 9 degrees from its meridian, or outside "
+                    "latitudes -80.5..84.5)";
+            return false;
+        }
+        out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees);
         return true;
     });
 }
@@ -158,6 +163,7 @@ int RunTM(geotool::Args& args)
 {
     const bool inverse = args.Flag("--inverse");
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
+    const Decimals dec = geotool::PrecisionOption(args);
     bool found = false;
     const std::string lon0Text = args.Option("--lon0", "", &found);
     double lon0 = 0;
@@ -165,28 +171,39 @@ int RunTM(geotool::Args& args)
         throw geotool::UsageError{"option --lon0 DEG (central meridian, -180 to 180 degrees) is required"};
     const double lambda0 = lon0 * Pi / 180.0;
     const auto positional = args.Positional();
+    // The kernel works on the plain difference of longitudes, without wrapping.
+    const auto inDomain = [lon0](double lat, double lon, std::string& error) {
+        if (!(std::fabs(lon - lon0) <= TMMaxFromMeridian && std::fabs(lat) <= 90.0)) {
+            error = "more than 30 degrees from the central meridian, where the series no longer holds";
+            return false;
+        }
+        return true;
+    };
     if (!inverse) {
-        return StreamRecords("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("tm", positional, RecordShape{2, 2, "lat lon"},
+                             [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
-            if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
+            if (!LatLong(f, v, error) || !inDomain(v[0], v[1], error))
                 return false;
             double x, y;
             qv::LatLongToTM(v[0] * Pi / 180.0, v[1] * Pi / 180.0, lambda0, ell, x, y);
             if (!Finite({x, y}, error))
                 return false;
-            out.Fixed(x, MetreDecimals).Char(' ').Fixed(y, MetreDecimals).EndLine();
+            out.Fixed(x, dec.Metres).Char(' ').Fixed(y, dec.Metres);
             return true;
         });
     }
-    return StreamRecords("tm", positional, [=](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("tm", positional, RecordShape{2, 2, "x y"},
+                         [=](const Fields& f, RecordWriter& out, std::string& error) {
         double v[2];
-        if (!FieldCount(f, 2, "x y", error) || !Numbers(f, 0, 2, v, error))
+        if (!geotool::Numbers(f, 0, 2, v, error))
             return false;
         double phi, lambda;
         qv::TMToLatLong(v[0], v[1], lambda0, ell, phi, lambda);
-        if (!Finite({phi, lambda}, error))
+        const double lat = phi * 180.0 / Pi, lon = lambda * 180.0 / Pi;
+        if (!Finite({lat, lon}, error) || !inDomain(lat, lon, error))
             return false;
-        out.Fixed(phi * 180.0 / Pi, DegDecimals).Char(' ').Fixed(lambda * 180.0 / Pi, DegDecimals).EndLine();
+        out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees);
         return true;
     });
 }
@@ -195,30 +212,42 @@ int RunUPS(geotool::Args& args)
 {
     const bool inverse = args.Flag("--inverse");
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
+    const Decimals dec = geotool::PrecisionOption(args);
     const auto positional = args.Positional();
+    const char* const capError = "outside the UPS caps (latitude 83.5 to 90 north, -79.5 to -90 south)";
     if (!inverse) {
-        return StreamRecords("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("ups", positional, RecordShape{2, 2, "lat lon"},
+                             [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
-            if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error) || !LatLongInRange(v[0], v[1], error))
+            if (!LatLong(f, v, error))
                 return false;
+            if (v[0] < UPSNorthLimit && v[0] > UPSSouthLimit) {
+                error = "latitude " + Deg(v[0]) + " is " + capError;
+                return false;
+            }
             double x, y;
             qv::LatLongToUPS(v[0], v[1], ell, x, y);
             if (!Finite({x, y}, error))
                 return false;
-            out.Fixed(x, MetreDecimals).Char(' ').Fixed(y, MetreDecimals).EndLine();
+            out.Fixed(x, dec.Metres).Char(' ').Fixed(y, dec.Metres);
             return true;
         });
     }
-    return StreamRecords("ups", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("ups", positional, RecordShape{3, 2, "N|S x y"},
+                         [=](const Fields& f, RecordWriter& out, std::string& error) {
         bool south;
         double v[2];
-        if (!FieldCount(f, 3, "N|S x y", error) || !Hemisphere(f[0], south, error) || !Numbers(f, 1, 2, v, error))
+        if (!Hemisphere(f[0], south, error) || !geotool::Numbers(f, 1, 2, v, error))
             return false;
         double lat, lon;
         qv::UPSToLatLong(v[0], v[1], south, ell, lat, lon);
         if (!Finite({lat, lon}, error))
             return false;
-        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).EndLine();
+        if (south ? lat > UPSSouthLimit : lat < UPSNorthLimit) {
+            error = std::string("x y lie beyond the cap: latitude ") + Deg(lat) + " is " + capError;
+            return false;
+        }
+        out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees);
         return true;
     });
 }
@@ -226,36 +255,46 @@ int RunUPS(geotool::Args& args)
 int RunGeocentric(geotool::Args& args)
 {
     const bool inverse = args.Flag("--inverse");
+    const bool folded = args.Flag("--folded");
     const qv::TGeoEllipsoid ell = EllipsoidOption(args);
+    const Decimals dec = geotool::PrecisionOption(args);
     const auto positional = args.Positional();
+    if (folded && !inverse)
+        throw geotool::UsageError{"--folded belongs to --inverse"};
     if (!inverse) {
-        return StreamRecords("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+        return StreamRecords("geocentric", positional, RecordShape{3, 3, "lat lon h"},
+                             [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[3];
-            if (!FieldCount(f, 3, "lat lon h", error) || !Numbers(f, 0, 3, v, error) || !LatLongInRange(v[0], v[1], error))
+            if (!geotool::Numbers(f, 0, 3, v, error) || !geotool::LatLongInRange(v[0], v[1], error))
                 return false;
             double X, Y, Z;
             qv::GeoToCartesian(v[0], v[1], v[2], ell, X, Y, Z);
             if (!Finite({X, Y, Z}, error))
                 return false;
-            out.Fixed(X, MetreDecimals).Char(' ').Fixed(Y, MetreDecimals).Char(' ').Fixed(Z, MetreDecimals).EndLine();
+            out.Fixed(X, dec.Metres).Char(' ').Fixed(Y, dec.Metres).Char(' ').Fixed(Z, dec.Metres);
             return true;
         });
     }
     if (qv::RecipFlattening(ell) == 0.0)
         throw geotool::UsageError{"geocentric --inverse needs an ellipsoid, not a sphere"};
-    return StreamRecords("geocentric", positional, [ell](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("geocentric", positional, RecordShape{3, 3, "X Y Z"},
+                         [=](const Fields& f, RecordWriter& out, std::string& error) {
         double v[3];
-        if (!FieldCount(f, 3, "X Y Z", error) || !Numbers(f, 0, 3, v, error))
+        if (!geotool::Numbers(f, 0, 3, v, error))
             return false;
-        if (v[0] == 0.0 && v[1] == 0.0) {
-            error = "a point on the polar axis (X = Y = 0) has no defined longitude";
-            return false;
-        }
         double lat, lon, h;
-        qv::CartesianToGeo(v[0], v[1], v[2], ell, lat, lon, h);
+        if (folded) {
+            if (v[0] == 0.0 && v[1] == 0.0) {
+                error = "a point on the polar axis (X = Y = 0) has no folded longitude";
+                return false;
+            }
+            qv::CartesianToGeo(v[0], v[1], v[2], ell, lat, lon, h);
+        } else {
+            qv::CartesianToGeoUnfolded(v[0], v[1], v[2], ell, lat, lon, h);
+        }
         if (!Finite({lat, lon, h}, error))
             return false;
-        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Fixed(h, MetreDecimals).EndLine();
+        out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees).Char(' ').Fixed(h, dec.Metres);
         return true;
     });
 }
@@ -270,6 +309,8 @@ int DatumArgument(const std::string& word)
 
 int RunHelmert(geotool::Args& args)
 {
+    const bool folded = args.Flag("--folded");
+    const Decimals dec = geotool::PrecisionOption(args);
     auto words = args.Positional();
     if (words.size() < 2)
         throw geotool::UsageError{"source and target datum numbers are required"};
@@ -279,27 +320,36 @@ int RunHelmert(geotool::Args& args)
     for (const qv::TGeoDatum* d : {qv::GeoDatum(src), qv::GeoDatum(dst)})
         if (qv::RecipFlattening(d->Ellipsoid) == 0.0)
             throw geotool::UsageError{"datum on a sphere is not supported by the geocentric inverse"};
-    return StreamRecords("helmert", words, [=](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("helmert", words, RecordShape{3, 4, "lat lon h"},
+                         [=](const Fields& f, RecordWriter& out, std::string& error) {
         double v[3];
-        if (!FieldCount(f, 3, "lat lon h", error) || !Numbers(f, 0, 3, v, error))
+        if (!geotool::Numbers(f, 0, 3, v, error))
             return false;
         double lat = 0, lon = 0, h = 0;
-        const int status = qv::HelmertTransform(src, v[0], v[1], v[2], dst, lat, lon, h);
+        const int status = folded ? qv::HelmertTransform(src, v[0], v[1], v[2], dst, lat, lon, h)
+                                  : qv::HelmertTransformUnfolded(src, v[0], v[1], v[2], dst, lat, lon, h);
+        if (status != qv::HelmertOk) {
+            error = "HelmertTransform status " + std::to_string(status) +
+                    (status == qv::HelmertBadLatitude ? ": latitude outside -90..90" : ": longitude outside -180..180");
+            return false;
+        }
         if (!Finite({lat, lon, h}, error))
             return false;
-        out.Fixed(lat, DegDecimals).Char(' ').Fixed(lon, DegDecimals).Char(' ').Fixed(h, MetreDecimals);
-        out.Char(' ').Int(status).EndLine();
+        out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees).Char(' ').Fixed(h, dec.Metres);
+        out.Char(' ').Int(status);
         return true;
     });
 }
 
 int RunZone(geotool::Args& args)
 {
-    return StreamRecords("zone", args.Positional(), [](const Fields& f, RecordWriter& out, std::string& error) {
+    return StreamRecords("zone", args.Positional(), RecordShape{2, 1, "lat lon"},
+                         [](const Fields& f, RecordWriter& out, std::string& error) {
         double v[2];
-        if (!FieldCount(f, 2, "lat lon", error) || !Numbers(f, 0, 2, v, error))
+        if (!geotool::Numbers(f, 0, 2, v, error))
             return false;
-        out.Text(qv::GeoToUTMZone(v[0], v[1])).EndLine();
+        const std::string zone = qv::GeoToUTMZone(v[0], v[1]);
+        out.Text(zone.empty() ? "-" : zone);
         return true;
     });
 }
@@ -374,68 +424,73 @@ int RunCountries(geotool::Args& args)
     return 0;
 }
 
-const char* const StreamNote =
-    "Records are read one a line from standard input (fields separated by blanks; blank lines and\n"
-    "lines starting with '#' are skipped), or one record is taken from the command line. Degrees are\n"
-    "printed with 10 decimals, metres with 4. A bad line is reported on standard error with its\n"
-    "number; the run goes on and the exit code is 1.\n";
+const std::string StreamNote = std::string(geotool::StreamNote) + std::string(geotool::PrecisionNote);
 
 const geotool::Registrar regUTM(
     {"utm", "geographic <-> UTM (zone, band, easting, northing)",
-     std::string("usage: geotool utm [--ellipsoid ID] [lat lon]\n"
-                 "       geotool utm --inverse [--ellipsoid ID] [zone N|S easting northing]\n\n"
-                 "Forward: lat lon (degrees) -> zone band easting northing (metres). Zones follow the\n"
-                 "Norway and Svalbard exceptions. Outside the UTM area (latitude beyond -80..84, longitude\n"
-                 "180) the zone is 0, the band '-' and the point is projected about the Greenwich meridian.\n"
-                 "Inverse: zone (1-60), N or S for the hemisphere, easting, northing -> lat lon.\n"
-                 "--ellipsoid ID selects the ellipsoid (default gelWGS84; geotool ellipsoids lists them).\n\n") +
+     "usage: geotool utm [--ellipsoid ID] [--precision N] [lat lon]\n"
+     "       geotool utm --inverse [--ellipsoid ID] [--precision N] [zone N|S easting northing]\n\n"
+     "Forward: lat lon (degrees) -> zone band easting northing (metres). Zones follow the Norway and\n"
+     "Svalbard exceptions; longitude 180 is taken as -180 (zone 1). A latitude outside the UTM area\n"
+     "-80..84 is rejected (geotool ups covers the caps).\n"
+     "Inverse: zone (1-60), N or S for the hemisphere, easting, northing -> lat lon. The easting must lie\n"
+     "within 400 km of the zone's central meridian (100000 to 900000 m), the northing within 0 to\n"
+     "10000000 m, and the place found within 9 degrees of the meridian and between latitudes -80.5 and\n"
+     "84.5; anything else is rejected.\n"     "--ellipsoid ID selects the ellipsoid (default gelWGS84; geotool ellipsoids lists them).\n\n" +
          StreamNote,
      RunUTM});
 
 const geotool::Registrar regTM(
     {"tm", "Transverse Mercator kernel about any meridian (unscaled)",
-     std::string("usage: geotool tm --lon0 DEG [--inverse] [--ellipsoid ID] [record]\n\n"
-                 "Forward: lat lon (degrees) -> x y (metres from the central meridian DEG and the equator,\n"
-                 "without scale factor or false origin). Inverse: x y -> lat lon. The series loses\n"
-                 "accuracy beyond about 6 degrees from the central meridian.\n\n") +
+     "usage: geotool tm --lon0 DEG [--inverse] [--ellipsoid ID] [--precision N] [record]\n\n"
+     "Forward: lat lon (degrees) -> x y (metres from the central meridian DEG and the equator,\n"
+     "without scale factor or false origin). Inverse: x y -> lat lon. The series loses accuracy away\n"
+     "from the meridian (on the equator about 1 mm at 6 degrees, 0.4 m at 15, 4 m at 20, 120 m at 30);\n"
+     "a place more than 30 degrees from it (longitudes are not wrapped) is rejected either way.\n\n" +
          StreamNote,
      RunTM});
 
 const geotool::Registrar regUPS(
     {"ups", "geographic <-> UPS (polar caps)",
-     std::string("usage: geotool ups [--ellipsoid ID] [lat lon]\n"
-                 "       geotool ups --inverse [--ellipsoid ID] [N|S x y]\n\n"
-                 "Forward: lat lon (degrees) -> x y (metres, false origin 2000000 m, scale 0.994); latitude\n"
-                 "0 and above counts as the northern cap. Inverse: N or S for the cap, x, y -> lat lon.\n\n") +
+     "usage: geotool ups [--ellipsoid ID] [--precision N] [lat lon]\n"
+     "       geotool ups --inverse [--ellipsoid ID] [--precision N] [N|S x y]\n\n"
+     "Forward: lat lon (degrees) -> x y (metres, false origin 2000000 m, scale 0.994). Inverse: N or S\n"
+     "for the cap, x, y -> lat lon. The caps reach half a degree into the UTM area: latitudes from 83.5\n"
+     "to 90 in the north and from -79.5 to -90 in the south; a place or grid position beyond its cap\n"
+     "is rejected.\n\n" +
          StreamNote,
      RunUPS});
 
 const geotool::Registrar regGeocentric(
     {"geocentric", "geographic <-> earth-centred X Y Z",
-     std::string("usage: geotool geocentric [--ellipsoid ID] [lat lon h]\n"
-                 "       geotool geocentric --inverse [--ellipsoid ID] [X Y Z]\n\n"
-                 "Forward: lat lon (degrees), h (metres above the ellipsoid) -> X Y Z (metres).\n"
-                 "Inverse: X Y Z -> lat lon h. The inverse returns the longitude folded into -90..90\n"
-                 "degrees (a point at 120 degrees east comes back as -60): that is the library's contract.\n\n") +
+     "usage: geotool geocentric [--ellipsoid ID] [--precision N] [lat lon h]\n"
+     "       geotool geocentric --inverse [--folded] [--ellipsoid ID] [--precision N] [X Y Z]\n\n"
+     "Forward: lat lon (degrees), h (metres above the ellipsoid) -> X Y Z (metres).\n"
+     "Inverse: X Y Z -> lat lon h with the true longitude, -180..180 degrees (CartesianToGeoUnfolded; a\n"
+     "point on the polar axis gives latitude +-90 and longitude 0). --folded gives the library's\n"
+     "documented CartesianToGeo instead, whose longitude is folded into -90..90 (a point at 120 degrees\n"
+     "east comes back as -60) and which rejects points on the axis.\n\n" +
          StreamNote,
      RunGeocentric});
 
 const geotool::Registrar regHelmert(
     {"helmert", "seven-parameter datum shift between two datums",
-     std::string("usage: geotool helmert SRC DST [lat lon h]\n\n"
-                 "Shifts lat lon (degrees) h (metres) from datum number SRC to datum number DST through\n"
-                 "WGS 84 (geotool datums lists the numbers; 269 is WGS 84) and prints lat lon h status.\n"
-                 "Status 0 is success, -3 a latitude outside -90..90, -4 a longitude outside -180..180\n"
-                 "(the numbers are then meaningless). The longitude comes back folded into -90..90 degrees.\n\n") +
+     "usage: geotool helmert SRC DST [--folded] [--precision N] [lat lon h]\n\n"
+     "Shifts lat lon (degrees) h (metres) from datum number SRC to datum number DST through\n"
+     "WGS 84 (geotool datums lists the numbers; 269 is WGS 84) and prints lat lon h status. The\n"
+     "longitude is the true one, -180..180 degrees (HelmertTransformUnfolded); --folded gives the\n"
+     "library's documented HelmertTransform, whose longitude is folded into -90..90. A record whose\n"
+     "status is not 0 (-3 latitude outside -90..90, -4 longitude outside -180..180) is rejected, so a\n"
+     "printed status is always 0.\n\n" +
          StreamNote,
      RunHelmert});
 
 const geotool::Registrar regZone(
     {"zone", "UTM zone text (e.g. 33T) of a position",
-     std::string("usage: geotool zone [LAT LON]\n\n"
-                 "Prints the UTM zone number and latitude band of a position (degrees), e.g. 33T, or an\n"
-                 "empty line outside the UTM area (latitude beyond -80..84, longitude 180 and beyond).\n\n") +
-         StreamNote,
+     "usage: geotool zone [LAT LON]\n\n"
+     "Prints the UTM zone number and latitude band of a position (degrees), e.g. 33T, or '-' outside\n"
+     "the UTM area (latitude beyond -80..84, longitude 180 and beyond).\n\n" +
+         std::string(geotool::StreamNote),
      RunZone});
 
 const geotool::Registrar regDatums(

@@ -1,6 +1,7 @@
 // geotool landmarks / symbols: list landmark files and symbol catalogues, and convert landmarks to and
 // from GeoJSON.
 #include "command.h"
+#include "geojson_import.h"
 #include "line_io.h"
 
 #include <qvgeo/geomap/file_family.h>
@@ -57,17 +58,9 @@ std::string TimeText(double days)
     return ec == std::errc() ? std::string(tmp, end) : "nan";
 }
 
-std::ifstream OpenOrThrow(const std::string& name)
-{
-    std::ifstream in(name, std::ios::binary);
-    if (!in)
-        throw std::runtime_error("cannot open \"" + name + "\"");
-    return in;
-}
-
 qv::TLandMarkStore ReadLandMarkSet(const std::string& file, const std::string& id)
 {
-    std::ifstream in = OpenOrThrow(file);
+    std::ifstream in = geotool::OpenInput(file);
     qv::TLandMarkStore store;
     if (!store.ReadLandMarksFromOpenXMLFile(in, id))
         throw std::runtime_error(id.empty() ? "no landmark set in \"" + file + "\""
@@ -152,19 +145,18 @@ json FeatureOf(const qv::TLandMark& lm)
 void WriteGeoJSON(const qv::TLandMarkStore& store)
 {
     // One feature a line: large collections stay readable and diff well.
-    std::string out = "{\"type\":\"FeatureCollection\",\"features\":[";
+    geotool::RecordWriter out(stdout);
+    out.Text("{\"type\":\"FeatureCollection\",\"features\":[");
     bool first = true;
     for (const qv::TLandMark& lm : store.LandMarks()) {
-        out += first ? "\n" : ",\n";
+        if (!first)
+            out.Char(',');
+        out.EndLine();
         first = false;
-        out += FeatureOf(lm).dump(-1, ' ', false, json::error_handler_t::replace);
-        if (out.size() > (1u << 16)) {
-            std::fwrite(out.data(), 1, out.size(), stdout);
-            out.clear();
-        }
+        out.Text(FeatureOf(lm).dump(-1, ' ', false, json::error_handler_t::replace));
     }
-    out += "\n]}\n";
-    std::fwrite(out.data(), 1, out.size(), stdout);
+    out.EndLine().Text("]}").EndLine();
+    out.Flush();
 }
 
 // A property conversion failure, reported with the feature's number.
@@ -375,16 +367,12 @@ std::string LossOf(const qv::TLandMark& lm)
 
 int FromGeoJSON(const std::string& file, const std::string& id)
 {
+    const std::string text = geotool::ReadWholeFile(file);
     json doc;
     try {
-        if (file == "-") {
-            doc = json::parse(std::cin);
-        } else {
-            std::ifstream in = OpenOrThrow(file);
-            doc = json::parse(in);
-        }
-    } catch (const json::parse_error& e) {
-        throw std::runtime_error("\"" + file + "\" is not JSON: " + e.what());
+        doc = geotool::ParseGeoJSONText(text);
+    } catch (const std::runtime_error& e) {
+        throw std::runtime_error("\"" + file + "\": " + e.what());
     }
     const json* features = nullptr;
     json single = json::array();
@@ -416,7 +404,7 @@ int FromGeoJSON(const std::string& file, const std::string& id)
         }
     }
     store.WriteLandMarksToOpenXMLFile(std::cout, true, id);
-    std::cout.flush();
+    geotool::CheckStandardOutput(std::cout);
     return bad == 0 ? 0 : 1;
 }
 
@@ -448,7 +436,7 @@ int RunSymbols(geotool::Args& args)
     const auto pos = args.Positional();
     if (pos.size() != 1)
         throw geotool::UsageError{"expected one symbol catalogue file"};
-    std::ifstream in = OpenOrThrow(pos[0]);
+    std::ifstream in = geotool::OpenInput(pos[0]);
     qv::TSymbolRepository repo;
     if (!repo.ReadFromOpenXMLFile(in, id))
         throw std::runtime_error(id.empty() ? "no symbol catalogue in \"" + pos[0] + "\""

@@ -1,10 +1,12 @@
 // geotool: the command-line front end of qvgeo. Subcommands register themselves (command.h); this file
 // only dispatches and prints help.
 #include "command.h"
+#include "line_io.h"
 
 #include <qvgeo/support/errors.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -17,8 +19,14 @@ void PrintOverview()
     std::printf("usage: geotool COMMAND [ARGS...]\n"
                 "       geotool COMMAND --help\n\n"
                 "Geodesy, map calibration and geographic database tools over the qvgeo library.\n"
-                "Conversions read one record a line from standard input (blank lines and lines starting\n"
-                "with '#' are skipped) and write one line each to standard output.\n\ncommands:\n");
+                "Conversions read one record a line from standard input and write one line each to standard\n"
+                "output: output line N answers input line N. Blank lines and lines starting with '#' are\n"
+                "copied, fields after the ones a conversion reads are passed through (an identifier column\n"
+                "survives), and a rejected record prints as '*' fields and is reported on standard error\n"
+                "with its line number while the run goes on.\n\n"
+                "Exit codes, for every command: 0 all done; 1 some records rejected, or a runtime error\n"
+                "(a file that cannot be read or written, standard output that cannot be written: a full\n"
+                "disk, a closed pipe); 2 a usage error.\n\ncommands:\n");
     std::vector<const geotool::Command*> sorted;
     for (const auto& c : geotool::Commands())
         sorted.push_back(&c);
@@ -52,11 +60,8 @@ const geotool::Command* Match(const std::vector<std::string>& words, std::size_t
     return best;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int Run(const std::vector<std::string>& words, std::string& name)
 {
-    std::vector<std::string> words(argv + 1, argv + argc);
     if (words.empty() || words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
         PrintOverview();
         return words.empty() ? 2 : 0;
@@ -82,6 +87,7 @@ int main(int argc, char** argv)
                          words[0].c_str());
         return 2;
     }
+    name = command->name;
     geotool::Args args(std::vector<std::string>(words.begin() + static_cast<long>(used), words.end()));
     if (args.Flag("--help") || args.Flag("-h")) {
         std::printf("%s\n", command->usage.c_str());
@@ -93,8 +99,27 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "geotool %s: %s\n\n%s\n", command->name.c_str(), e.message.c_str(),
                      command->usage.c_str());
         return 2;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "geotool %s: %s\n", command->name.c_str(), e.what());
-        return 1;
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // A closed pipe is reported as a write error (EPIPE) like any other, not a silent death by signal.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::string name;
+    int code = 0;
+    try {
+        code = Run(std::vector<std::string>(argv + 1, argv + argc), name);
+    } catch (const geotool::OutputError& e) {
+        std::fprintf(stderr, "geotool %s: %s\n", name.c_str(), e.what());
+        return 1;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "geotool %s: %s\n", name.c_str(), e.what());
+        code = 1;
+    }
+    if (!geotool::CloseStandardOutput(name) && code != 2)
+        code = 1;
+    return code;
 }

@@ -8,6 +8,8 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 sample=$root/data/samples/db-austria.geojson
 tab=$(printf '\t')
+# The exit code of a command; its messages are kept in "$tmp/err", its output in "$tmp/out" (or $OUT).
+code() { "$@" >"${OUT:-$tmp/out}" 2>"$tmp/err" && echo 0 || echo $?; }
 
 "$geotool" db create "$tmp/at" --description "Austria" --revision 7 >/dev/null
 [ "$(ls "$tmp" | wc -l)" -eq 7 ] || fail "create makes seven files"
@@ -16,8 +18,8 @@ set +e
 set -e
 [ $rc -ne 0 ] || fail "create over an existing database"
 
-"$geotool" db import "$tmp/at" "$sample" 2>"$tmp/import.err" || fail "import"
-grep -q "18 items added, 1 skipped" "$tmp/import.err" || fail "import summary: $(cat "$tmp/import.err")"
+[ "$(code "$geotool" db import "$tmp/at" "$sample")" = 1 ] || fail "import with a skipped feature exits 1"
+grep -q "18 items added, 0 replaced, 0 removed, 1 skipped" "$tmp/err" || fail "import summary: $(cat "$tmp/err")"
 info=$("$geotool" db info "$tmp/at")
 printf '%s\n' "$info" | grep -qx "items${tab}18" || fail "info items: $info"
 printf '%s\n' "$info" | grep -qx "description${tab}Austria" || fail "info description"
@@ -89,9 +91,9 @@ set -e
 printf '%s' '{"type":"FeatureCollection","features":[{"type":"Feature","geometry":{"type":"Point","coordinates":[200,1]}},
 {"type":"Feature","properties":{"kind":"volcano"},"geometry":{"type":"Point","coordinates":[1,1]}},
 {"type":"Feature","properties":{"name":"ok"},"geometry":{"type":"Point","coordinates":[1,1]}}]}' >"$tmp/mixed.json"
-"$geotool" db import "$tmp/mixed" "$tmp/mixed.json" 2>"$tmp/mixed.err" || fail "mixed import"
-grep -q "feature 1: bad coordinates" "$tmp/mixed.err" || fail "feature 1 not reported"
-grep -q 'feature 2: kind "volcano"' "$tmp/mixed.err" || fail "feature 2 not reported"
+[ "$(code "$geotool" db import "$tmp/mixed" "$tmp/mixed.json")" = 1 ] || fail "mixed import exit code"
+grep -q "feature 1: bad coordinates" "$tmp/err" || fail "feature 1 not reported"
+grep -q 'feature 2: kind "volcano"' "$tmp/err" || fail "feature 2 not reported"
 "$geotool" db info "$tmp/mixed" | grep -qx "items${tab}1" || fail "mixed import items"
 
 set +e
@@ -99,4 +101,43 @@ set +e
 set -e
 [ $rc -eq 1 ] || fail "info on a missing database"
 [ ! -e "$tmp/none.xelgds" ] || fail "info created a database"
+# --replace: a repeated import replaces items of the same name and kind, keeping their identifiers, and
+# collapses duplicates; without it the items are added again.
+code "$geotool" db import "$tmp/r" "$sample" >/dev/null
+"$geotool" db query "$tmp/r" --bbox -90 -180 90 180 >"$tmp/r1"
+[ "$(code "$geotool" db import "$tmp/r" "$sample" --replace)" = 1 ] || fail "replace import exit code"
+grep -q "0 items added, 18 replaced, 0 removed, 1 skipped; 18 items" "$tmp/err" || fail "replace: $(tail -1 "$tmp/err")"
+"$geotool" db query "$tmp/r" --bbox -90 -180 90 180 | diff -q - "$tmp/r1" >/dev/null || fail "replace changed the items"
+code "$geotool" db import "$tmp/r" "$sample" >/dev/null
+grep -q "18 items added.*36 items" "$tmp/err" || fail "import without --replace adds"
+code "$geotool" db import "$tmp/r" "$sample" --replace >/dev/null
+grep -q "0 items added, 18 replaced, 18 removed, 1 skipped; 18 items" "$tmp/err" || fail "replace collapses: $(tail -1 "$tmp/err")"
+"$geotool" db query "$tmp/r" --bbox -90 -180 90 180 | diff -q - "$tmp/r1" >/dev/null || fail "replace kept the first items"
+printf '%s' '{"type":"Feature","properties":{"name":"Donau","kind":"river"},"geometry":{"type":"LineString","coordinates":[[10,48],[11,48.5]]}}' >"$tmp/donau.json"
+code "$geotool" db import "$tmp/r" "$tmp/donau.json" --replace >/dev/null
+"$geotool" db get "$tmp/r" 11 | grep -qx "points${tab}2" || fail "replace: Donau keeps its identifier with the new points"
+
+# Nesting deeper than GeoJSON needs is refused with a message (it once overflowed the stack), and no
+# database is created; nesting GeoJSON can use is taken.
+deep() { head -c "$1" /dev/zero | tr '\0' '['; head -c "$1" /dev/zero | tr '\0' ']'; }
+for n in 150000 62 63; do
+  { printf '{"type":"Feature","properties":{"name":"deep","x":'; deep $n
+    printf '},"geometry":{"type":"Point","coordinates":[1,2]}}'; } >"$tmp/deep$n.json"
+done
+[ "$(code "$geotool" db import "$tmp/deep" "$tmp/deep150000.json")" = 1 ] || fail "deep file: exit code"
+grep -q 'deep150000.json": nested deeper than 64 levels' "$tmp/err" || fail "deep file: message $(cat "$tmp/err")"
+[ ! -e "$tmp/deep.xelgds" ] || fail "deep file created a database"
+[ "$(code "$geotool" db import "$tmp/deep" "$tmp/deep63.json")" = 1 ] || fail "65 levels taken"
+[ "$(code "$geotool" db import "$tmp/deep" "$tmp/deep62.json")" = 0 ] || fail "64 levels refused: $(cat "$tmp/err")"
+
+# File errors name the file and the system's reason; output that cannot be written is an error.
+[ "$(code "$geotool" db import "$tmp/x" "$tmp/none.json")" = 1 ] && grep -q 'none.json": No such file or directory' "$tmp/err" ||
+  fail "missing GeoJSON: $(cat "$tmp/err")"
+[ "$(code "$geotool" db import "$tmp/x" "$tmp")" = 1 ] && grep -q 'Is a directory' "$tmp/err" || fail "GeoJSON a directory"
+[ "$(code "$geotool" db create "$tmp/nodir/x")" = 1 ] && grep -q 'nodir/x.xelgi1": No such file or directory' "$tmp/err" ||
+  fail "create in a missing directory: $(cat "$tmp/err")"
+for args in "info $tmp/r" "query $tmp/r --bbox 40 0 50 20" "get $tmp/r 11" "export $tmp/r"; do
+  rc=$(OUT=/dev/full code $geotool db $args)
+  [ "$rc" = 1 ] && grep -q 'No space left on device' "$tmp/err" || fail "db $args > /dev/full: exit $rc"
+done
 echo "db: ok"

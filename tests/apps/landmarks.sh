@@ -65,7 +65,20 @@ check "plus reads back as cross" $'9\tCross\t4\t00000000\t00FFFFFF\tTRUE\t0\t0\t
 
 # Errors: exit code 1 with a message, 2 for a bad command line.
 "$geotool" landmarks "$tmp/missing.xml" 2> "$tmp/err.txt"; check "missing file" 1 $?
-check "missing file message" 1 "$(grep -c 'cannot open' "$tmp/err.txt")"
+check "missing file message" 1 "$(grep -c 'cannot open ".*missing.xml": No such file or directory' "$tmp/err.txt")"
+"$geotool" landmarks "$tmp" 2> "$tmp/err.txt"; check "a directory" 1 $?
+check "a directory: message" 1 "$(grep -c 'Is a directory' "$tmp/err.txt")"
+# Output that cannot be written fails every listing and conversion.
+for args in "landmarks $samples/landmarks-vienna.xml" "landmarks $samples/landmarks-vienna.xml --to-geojson" \
+  "landmarks --from-geojson $tmp/all.geojson" "symbols $samples/symbols-basic.xml"; do
+  $geotool $args > /dev/full 2> "$tmp/err.txt"; check "$args > /dev/full" 1 $?
+  check "$args > /dev/full: message" 1 "$(grep -c 'No space left on device' "$tmp/err.txt")"
+done
+# Nesting deeper than GeoJSON needs is refused, not a crash.
+{ printf '{"type":"Feature","properties":{"a":'; head -c 100000 /dev/zero | tr '\0' '['; head -c 100000 /dev/zero | tr '\0' ']'
+  printf '},"geometry":{"type":"Point","coordinates":[1,2]}}'; } > "$tmp/deep.geojson"
+"$geotool" landmarks --from-geojson "$tmp/deep.geojson" > /dev/null 2> "$tmp/err.txt"; check "deep nesting" 1 $?
+check "deep nesting: message" 1 "$(grep -c 'nested deeper than 64 levels' "$tmp/err.txt")"
 "$geotool" landmarks "$samples/landmarks-vienna.xml" --id nosuch 2> "$tmp/err.txt"; check "unknown id" 1 $?
 "$geotool" symbols "$samples/landmarks-vienna.xml" 2> /dev/null; check "not a catalogue" 1 $?
 echo 'not json' > "$tmp/bad.geojson"

@@ -44,17 +44,24 @@ TEST(GeoToCartesian, DocumentedPoints)
     EXPECT_NEAR(Y, 6378237.0, 1e-6);
 }
 
-TEST(Geocentric, AgreesWithGeographicLib)
+// The folded longitude of the documented inverse: the true one moved by 180° into [−90°, 90°].
+double Fold(double lon) { return lon > 90.0 ? lon - 180.0 : lon < -90.0 ? lon + 180.0 : lon; }
+
+// Difference of two longitudes in degrees, across the antimeridian (179.9 and −179.9 are 0.2 apart).
+double LonDiff(double a, double b) { return std::remainder(a - b, 360.0); }
+
+TEST(Geocentric, AgreesWithGeographicLibAllRound)
 {
     for (TGeoEllipsoid ell : {gelWGS84, gelBess41, gelClrk80, gelInt24, gelKrass40, gelAiry30, gelEver30, gelPZ90}) {
         const GeographicLib::Geocentric ref(GeoEllipsoidData[ell].a, 1.0 / RecipFlattening(ell));
         for (double lat = -89.0; lat <= 89.0; lat += 1.7) {
-            for (double lon = -89.5; lon <= 89.5; lon += 3.1) {
+            for (double lon = -179.5; lon <= 180.0; lon += 3.1) {
                 for (double h : {-11000.0, -100.0, 0.0, 850.0, 8848.0, 40000.0}) {
-                    double X, Y, Z, gX, gY, gZ, rlat, rlon, rh;
+                    double X, Y, Z, gX, gY, gZ, rlat, rlon, rh, flat, flon, fh;
                     GeoToCartesian(lat, lon, h, ell, X, Y, Z);
                     ref.Forward(lat, lon, h, gX, gY, gZ);
-                    CartesianToGeo(gX, gY, gZ, ell, rlat, rlon, rh);
+                    CartesianToGeoUnfolded(gX, gY, gZ, ell, rlat, rlon, rh);
+                    CartesianToGeo(gX, gY, gZ, ell, flat, flon, fh);
                     // Metres. The forward is the same closed form on both sides, up to rounding; the inverse
                     // is Bowring's closed form, without iteration.
                     const double err[] = {std::hypot(X - gX, Y - gY, Z - gZ), GroundDist(lat, lon, rlat, rlon),
@@ -62,6 +69,9 @@ TEST(Geocentric, AgreesWithGeographicLib)
                     ASSERT_TRUE(err[0] < 1e-6 && err[1] < 1e-5 && err[2] < 1e-5)
                         << GeoEllipsoidId[ell] << " " << lat << " " << lon << " " << h << ": forward " << err[0]
                         << ", inverse " << err[1] << ", height " << err[2];
+                    // The documented inverse differs in the longitude alone.
+                    ASSERT_TRUE(flat == rlat && fh == rh && std::fabs(flon - Fold(rlon)) < 1e-9)
+                        << GeoEllipsoidId[ell] << " " << lat << " " << lon << ": " << flon << " " << rlon;
                 }
             }
         }
@@ -74,12 +84,52 @@ TEST(CartesianToGeo, LongitudeIsFoldedIntoPlusMinus90)
         double lon, folded;
     } cases[] = {{120.0, -60.0}, {-120.0, 60.0}, {179.0, -1.0}, {91.0, -89.0}, {45.0, 45.0}, {-89.0, -89.0}};
     for (const auto& c : cases) {
-        double X, Y, Z, lat, lon, h;
+        double X, Y, Z, lat, lon, h, ulat, ulon, uh;
         GeoToCartesian(30.0, c.lon, 10.0, gelWGS84, X, Y, Z);
         CartesianToGeo(X, Y, Z, gelWGS84, lat, lon, h);
+        CartesianToGeoUnfolded(X, Y, Z, gelWGS84, ulat, ulon, uh);
         EXPECT_NEAR(lon, c.folded, 1e-9) << c.lon;
+        EXPECT_NEAR(ulon, c.lon, 1e-9) << c.lon;
         EXPECT_NEAR(lat, 30.0, 1e-9) << c.lon;  // latitude and height do not depend on the folding
         EXPECT_NEAR(h, 10.0, 1e-4) << c.lon;
+        EXPECT_TRUE(ulat == lat && uh == h) << c.lon;
+    }
+}
+
+std::string Num(double v)
+{
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.17g", v);
+    return buf;
+}
+
+using PJPtr = std::unique_ptr<PJ, decltype(&proj_destroy)>;
+
+std::string ProjCart(TGeoEllipsoid e)
+{
+    return " +proj=cart +a=" + Num(GeoEllipsoidData[e].a) + " +b=" + Num(GeoEllipsoidData[e].b);
+}
+
+// PROJ's inverse cart at points all round the globe, on the polar axis and at the centre's side of the
+// ellipsoid: 0.1 mm on the ground and in height.
+TEST(CartesianToGeoUnfolded, AgreesWithProjInverseCart)
+{
+    for (TGeoEllipsoid ell : {gelWGS84, gelBess41, gelClrk66}) {
+        const PJPtr P(proj_create(PJ_DEFAULT_CTX, ("+proj=pipeline +step +inv" + ProjCart(ell)).c_str()), proj_destroy);
+        ASSERT_TRUE(P);
+        const double b = GeoEllipsoidData[ell].b;
+        const double points[][3] = {{0, 0, b + 5}, {0, 0, -b + 100}, {-6.3e6, 1e3, 2e5},  {-6.3e6, -1e3, 2e5},
+                                    {-1e3, 6.3e6, -5e5}, {-4e6, -4e6, 2.8e6}, {-6378137, 0, 0}, {-6378137, -0.0, 0}};
+        for (const auto& q : points) {
+            double lat, lon, h;
+            CartesianToGeoUnfolded(q[0], q[1], q[2], ell, lat, lon, h);
+            const PJ_COORD out = proj_trans(P.get(), PJ_FWD, proj_coord(q[0], q[1], q[2], 0));
+            const double plat = out.lpz.phi / Deg, plon = out.lpz.lam / Deg;
+            EXPECT_LT(std::hypot((lat - plat) * 111320.0, LonDiff(lon, plon) * 111320.0 * std::cos(plat * Deg)), 1e-4)
+                << GeoEllipsoidId[ell] << " " << q[0] << " " << q[1] << " " << q[2] << ": " << lat << " " << lon;
+            EXPECT_NEAR(h, out.lpz.z, 1e-4) << q[0] << " " << q[1] << " " << q[2];
+            EXPECT_TRUE(lon >= -180.0 && lon <= 180.0) << lon;
+        }
     }
 }
 
@@ -205,56 +255,53 @@ TEST(Helmert, SameDatumRoundTrip)
     }
 }
 
-std::string Num(double v)
-{
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%.17g", v);
-    return buf;
-}
-
 // The whole shift as a PROJ pipeline: cart on the source ellipsoid, the source's position-vector Helmert,
 // the target's with every parameter negated, inverse cart on the target ellipsoid. The backward step out of
 // WGS 84 is that first-order inverse, which PROJ's forward Helmert reproduces exactly; for WGS 84 as the
-// target the second Helmert is the identity.
+// target the second Helmert is the identity. The unfolded companion must give PROJ's longitude, the
+// documented shift that longitude folded.
 void ExpectAgreesWithProj(int src, int dst, std::initializer_list<double> lats, std::initializer_list<double> lons,
                           double h)
 {
     const TGeoDatum &s = *GeoDatum(src), &d = *GeoDatum(dst);
-    auto cart = [](TGeoEllipsoid e) {
-        return " +proj=cart +a=" + Num(GeoEllipsoidData[e].a) + " +b=" + Num(GeoEllipsoidData[e].b);
-    };
     auto helmert = [](const TGeoDatum& p, double sign) {
         return " +step +proj=helmert +x=" + Num(sign * p.dX) + " +y=" + Num(sign * p.dY) + " +z=" +
                Num(sign * p.dZ) + " +rx=" + Num(sign * p.rX) + " +ry=" + Num(sign * p.rY) + " +rz=" +
                Num(sign * p.rZ) + " +s=" + Num(sign * p.Scale) + " +convention=position_vector";
     };
-    const std::string def = "+proj=pipeline +step" + cart(s.Ellipsoid) + helmert(s, 1.0) + helmert(d, -1.0) +
-                            " +step +inv" + cart(d.Ellipsoid);
-    const std::unique_ptr<PJ, decltype(&proj_destroy)> P(proj_create(PJ_DEFAULT_CTX, def.c_str()), proj_destroy);
+    const std::string def = "+proj=pipeline +step" + ProjCart(s.Ellipsoid) + helmert(s, 1.0) + helmert(d, -1.0) +
+                            " +step +inv" + ProjCart(d.Ellipsoid);
+    const PJPtr P(proj_create(PJ_DEFAULT_CTX, def.c_str()), proj_destroy);
     ASSERT_TRUE(P) << def;
     for (double lat : lats) {
         for (double lon : lons) {
-            double rlat, rlon, rh;
-            ASSERT_EQ(HelmertTransform(src, lat, lon, h, dst, rlat, rlon, rh), 0);
+            double rlat, rlon, rh, flat, flon, fh;
+            ASSERT_EQ(HelmertTransformUnfolded(src, lat, lon, h, dst, rlat, rlon, rh), 0);
+            ASSERT_EQ(HelmertTransform(src, lat, lon, h, dst, flat, flon, fh), 0);
             const PJ_COORD out = proj_trans(P.get(), PJ_FWD, proj_coord(lon * Deg, lat * Deg, h, 0));
+            const double plat = out.lpz.phi / Deg, plon = out.lpz.lam / Deg;
             // 0.1 mm on the ground and in height
-            ASSERT_LT(GroundDist(out.lpz.phi / Deg, out.lpz.lam / Deg, rlat, rlon), 1e-4)
-                << src << "->" << dst << " " << lat << " " << lon;
+            ASSERT_LT(std::hypot((rlat - plat) * 111320.0, LonDiff(rlon, plon) * 111320.0 * std::cos(plat * Deg)), 1e-4)
+                << src << "->" << dst << " " << lat << " " << lon << ": " << rlon << " " << plon;
             ASSERT_NEAR(rh, out.lpz.z, 1e-4) << src << "->" << dst << " " << lat << " " << lon;
+            ASSERT_TRUE(flat == rlat && fh == rh && std::fabs(LonDiff(flon, Fold(plon))) < 1e-9)
+                << src << "->" << dst << " " << lat << " " << lon << ": " << flon << " " << plon;
         }
     }
 }
 
-// Every datum into WGS 84, then whole shifts between two datums, most of them with rotations.
-TEST(Helmert, AgreesWithProjPipeline)
+// Every datum into WGS 84, then whole shifts between two datums, most of them with rotations, at
+// longitudes all round the globe (the antimeridian and both sides of ±90° included).
+TEST(Helmert, AgreesWithProjPipelineAllRound)
 {
     for (int n = 1; n <= NumGeoDatums && !HasFailure(); ++n)
-        ExpectAgreesWithProj(n, GeoDatumWGS84, {-60.0, -12.5, 0.0, 33.3, 51.5, 70.0}, {-85.0, -20.0, 0.0, 16.3, 77.7},
-                             250.0);
+        ExpectAgreesWithProj(n, GeoDatumWGS84, {-60.0, -12.5, 0.0, 33.3, 51.5, 70.0},
+                             {-180.0, -135.0, -90.5, -85.0, 0.0, 16.3, 89.9, 90.1, 120.0, 179.99, 180.0}, 250.0);
     const std::pair<int, int> pairs[] = {{183, 101}, {101, 183}, {269, 44}, {13, 217},
                                          {52, 75},   {92, 269},  {167, 59}, {1, 130}};
     for (const auto& [src, dst] : pairs)
-        ExpectAgreesWithProj(src, dst, {-45.0, 0.5, 35.0, 50.0, 64.0}, {-70.0, 0.0, 5.5, 15.0, 33.0}, 100.0);
+        ExpectAgreesWithProj(src, dst, {-45.0, 0.5, 35.0, 50.0, 64.0}, {-179.5, -100.0, -70.0, 0.0, 15.0, 95.0, 150.0},
+                             100.0);
 }
 
 }  // namespace
