@@ -370,3 +370,111 @@ TEST(FileFamily, SeekHeaderLeavesTheStreamAfterIt)
     EXPECT_EQ(next, "line b");
     EXPECT_FALSE(SeekFamilyHeader(in, "gmlandmarks", ""));
 }
+
+namespace {
+
+// A reproducible mix of every field: full-precision and tiny positions, extreme integers and colours,
+// every element (lmPlus and lmUserDef included), quotes of either kind in the texts, dates from the
+// year 1 to 9999 and none.
+std::vector<TLandMark> Generated(int n)
+{
+    std::uint64_t state = 0x9E3779B97F4A7C15ull;
+    auto next = [&state] {  // splitmix64
+        std::uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+        return z ^ (z >> 31);
+    };
+    auto unit = [&] { return static_cast<double>(next() >> 11) * 0x1.0p-53; };
+    auto text = [&](std::size_t maxLen) {
+        static constexpr std::string_view sets[] = {"abcXYZ019 ,.-&<\"", "defUVW278 ;:_#[]'"};
+        const std::string_view set = sets[next() % 2];
+        std::string s;
+        for (std::size_t len = next() % (maxLen + 1); s.size() < len;)
+            s += next() % 16 ? std::string(1, set[next() % set.size()]) : "\xC3\xA4";  // an umlaut now and then
+        s = CutShortString(s, maxLen);
+        while (!s.empty() && (s.front() == ' ' || s.back() == ' '))  // no blanks at the ends
+            s.erase(s.front() == ' ' ? 0 : s.size() - 1, 1);
+        return s;
+    };
+    std::vector<TLandMark> out(static_cast<std::size_t>(n));
+    for (TLandMark& lm : out) {
+        lm.Latitude = -90 + 180 * unit();
+        lm.Longitude = next() % 4 ? -180 + 360 * unit() : std::ldexp(unit(), -40);
+        lm.Altitude = next() % 2 ? std::round(unit() * 4000) - 400 : (unit() - 0.5) * 1e9;
+        lm.ClassFlag = static_cast<std::uint8_t>(next());
+        lm.Tag = static_cast<std::int32_t>(next());
+        lm.SymbolProps = {static_cast<TLandMarkElement>(next() % NumLandMarkElements),
+                          static_cast<std::int32_t>(next()), static_cast<TColor>(next()), static_cast<TColor>(next()),
+                          next() % 2 == 0, static_cast<std::int32_t>(next() % 721) - 360,
+                          static_cast<std::int32_t>(next() % 100000)};
+        lm.Caption = {text(LMTextCapacity), static_cast<std::int32_t>(next() % 72), next() % 2 ? "Arial" : "DejaVu Sans",
+                      {static_cast<std::uint8_t>(next() % 16)}, static_cast<TColor>(next()), static_cast<TColor>(next()),
+                      next() % 2 == 0, static_cast<std::int32_t>(next() % 201) - 100,
+                      static_cast<std::int32_t>(next() % 201) - 100, static_cast<std::int32_t>(next() % 360),
+                      static_cast<THorzAlignment>(next() % 3), static_cast<TVerticalAlignment>(next() % 3)};
+        lm.Identifier = text(LMIdentifierCapacity);
+        lm.Time = next() % 8 ? -693593.0 + std::floor(unit() * 3652059.0 * 86400) / 86400 : 0.0;
+    }
+    return out;
+}
+
+std::uint64_t Fnv1a(std::string_view Bytes, std::uint64_t h = 0xCBF29CE484222325ull)
+{
+    for (unsigned char c : Bytes)
+        h = (h ^ c) * 0x100000001B3ull;
+    return h;
+}
+
+template <class T>
+std::uint64_t Fnv1aOf(const T& Value, std::uint64_t h)
+{
+    return Fnv1a(std::string_view(reinterpret_cast<const char*>(&Value), sizeof Value), h);
+}
+
+}  // namespace
+
+// The writer's bytes and the reader's values for 1000 generated landmarks, pinned by checksums taken
+// before the reader and writer were tuned for speed: any change of a digit, a quote or a field shows.
+TEST(LandMarkFile, GeneratedFileKeepsItsBytesAndValues)
+{
+    const auto marks = Generated(1000);
+    TLandMarkStore store;
+    for (const auto& lm : marks) {
+        store.AddLandMark(0, 0, 0);
+        store.SetLandMarkData(store.NumLandMarks(), lm);
+    }
+    const std::string text = Write(store, true, "golden");
+    EXPECT_EQ(text.size(), 473428u);
+    EXPECT_EQ(Fnv1a(text), 11205287926127951418ull);
+
+    TLandMarkStore back;
+    ASSERT_TRUE(Read(back, text, "GOLDEN"));
+    ASSERT_EQ(back.NumLandMarks(), 1000);
+    std::uint64_t h = 0xCBF29CE484222325ull;
+    for (std::size_t i = 0; i < marks.size(); ++i) {
+        TLandMark got = back.GetLandMarkData(static_cast<int>(i + 1));
+        for (double v : {got.Latitude, got.Longitude, got.Altitude, got.Time})
+            h = Fnv1aOf(v, h);
+        for (std::int64_t v : {std::int64_t{got.ClassFlag}, std::int64_t{got.Tag}, std::int64_t{got.SymbolProps.Kind},
+                               std::int64_t{got.SymbolProps.Size}, std::int64_t{got.SymbolProps.FGColor},
+                               std::int64_t{got.SymbolProps.BGColor}, std::int64_t{got.SymbolProps.Transparent},
+                               std::int64_t{got.SymbolProps.Direction}, std::int64_t{got.SymbolProps.Length},
+                               std::int64_t{got.Caption.Size}, std::int64_t{got.Caption.FontStyles.Bits},
+                               std::int64_t{got.Caption.FGColor}, std::int64_t{got.Caption.BGColor},
+                               std::int64_t{got.Caption.Transparent}, std::int64_t{got.Caption.dx},
+                               std::int64_t{got.Caption.dy}, std::int64_t{got.Caption.Direction},
+                               std::int64_t{got.Caption.HAlignment}, std::int64_t{got.Caption.VAlignment}})
+            h = Fnv1aOf(v, h);
+        for (const std::string* s : {&got.Identifier, &got.Caption.Text, &got.Caption.FontName})
+            h = Fnv1a(*s + '\0', h);
+        // Beside the checksum, the values themselves: all but the time (kept to the second) and the two
+        // shapes without a keyword come back as written.
+        EXPECT_NEAR(got.Time, marks[i].Time, 0.5 / 86400) << i;
+        got.Time = marks[i].Time;
+        if (marks[i].SymbolProps.Kind == lmPlus || marks[i].SymbolProps.Kind == lmUserDef)
+            got.SymbolProps.Kind = marks[i].SymbolProps.Kind;
+        ASSERT_EQ(got, marks[i]) << i;
+    }
+    EXPECT_EQ(h, 8102061596743723283ull);
+}
