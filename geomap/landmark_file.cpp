@@ -165,6 +165,11 @@ void LandMarkFromAttributes(std::string_view Attr, TLandMark& LandMark)
 {
     std::array<std::string_view, laCount> v;
     SplitTagAttributes(Attr, AttrNames, v);
+    // Texts are kept as read; numbers, colours, keywords and flags are read without the blanks a hand
+    // edit may leave around them.
+    for (std::size_t k = 0; k < v.size(); ++k)
+        if (k != laId && k != laCapText && k != laCapFnm)
+            v[k] = Trim(v[k]);
     TSymbolProperties& sp = LandMark.SymbolProps;
     TLMTextProperties& cap = LandMark.Caption;
     LandMark.Latitude = StrToNumber(v[laLat], nsAnyReal);

@@ -23,7 +23,9 @@ TFontStyles StrToFontStyles(std::string_view Text);
 // The landmark's tag line, without line end: `<landmark lat="..." ... capfst="0000" />`.
 std::string LandMarkToTag(const TLandMark& LandMark);
 // Fills every field of LandMark from a landmark tag's attribute text; absent or malformed values give 0,
-// false or an empty text. Identifier and caption text are cut to 15 and 80 characters, the class is
+// false or an empty text. The three texts (identifier, caption text, font name) are taken as read,
+// blanks at their ends included; the other values are trimmed before they are decoded. Identifier and
+// caption text are cut to 15 and 80 characters, the class is
 // kept as its low byte, and alignment ordinals outside their enumeration give the template's values
 // (centre, top).
 void LandMarkFromAttributes(std::string_view Attr, TLandMark& LandMark);

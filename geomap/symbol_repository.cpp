@@ -146,6 +146,10 @@ TSymbol SymbolFromAttributes(std::string_view Attr)
 {
     std::array<std::string_view, saCount> v;
     SplitTagAttributes(Attr, SymAttrNames, v);
+    // The name is kept as read; the other values are read without blanks around them.
+    for (std::size_t k = 0; k < v.size(); ++k)
+        if (k != saName)
+            v[k] = Trim(v[k]);
     TSymbol s = DefaultSymbolRecord();
     // Every attribute is read, present or not: an absent one gives what an empty text gives.
     s.Category = StrToInteger(v[saCategory]);

@@ -106,7 +106,7 @@ void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view>
         const std::size_t close = Attr.find(quote, i + 1);
         if (close == std::string_view::npos)
             return;
-        const std::string_view value = Trim(Attr.substr(i + 1, close - i - 1));
+        const std::string_view value = Attr.substr(i + 1, close - i - 1);
         i = close + 1;
         // Writers put the attributes in a fixed order, so the search starts after the last name found.
         for (std::size_t tried = 0; tried < count; ++tried, hint = hint + 1 == count ? 0 : hint + 1) {
@@ -120,7 +120,7 @@ void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view>
     }
 }
 
-std::string TagAttribute(std::string_view Attr, std::string_view Name, bool* Found)
+std::string TagAttributeAsRead(std::string_view Attr, std::string_view Name, bool* Found)
 {
     const std::string lower = LowerCase(Name);
     const std::string_view names[1] = {lower};
@@ -129,6 +129,11 @@ std::string TagAttribute(std::string_view Attr, std::string_view Name, bool* Fou
     if (Found)
         *Found = values[0].data() != nullptr;
     return std::string(values[0]);
+}
+
+std::string TagAttribute(std::string_view Attr, std::string_view Name, bool* Found)
+{
+    return std::string(Trim(TagAttributeAsRead(Attr, Name, Found)));
 }
 
 }  // namespace qv

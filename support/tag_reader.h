@@ -26,7 +26,8 @@ int ReadNextTagInStream(std::istream& Stream, std::span<const std::string_view> 
 
 // Splits an attribute text ("lat=\"48.2\" long='16.3'") in one pass. For every Names[k] (lower-case) the
 // value of the first attribute of that name, compared without regard to case, goes to Values[k] as the
-// text between its quotes (double or single), trimmed of blanks; absent attributes give a view whose
+// text between its quotes (double or single), exactly as it stands: blanks inside the quotes are part
+// of the value, and callers trim where their format says so. Absent attributes give a view whose
 // data() is null, present but empty ones an empty view that is not null. Blanks may stand around "=".
 // Words without "=" and a quote are passed over; an unterminated quote ends the text (that attribute is
 // absent). The views point into Attr. Because values are skipped as a whole, a value that itself
@@ -34,7 +35,10 @@ int ReadNextTagInStream(std::istream& Stream, std::span<const std::string_view> 
 void SplitTagAttributes(std::string_view Attr, std::span<const std::string_view> Names,
                         std::span<std::string_view> Values);
 
-// The value of the single attribute Name (see SplitTagAttributes); Found tells whether it was present.
+// The value of the single attribute Name (see SplitTagAttributes), trimmed of blanks at both ends;
+// Found tells whether it was present.
 std::string TagAttribute(std::string_view Attr, std::string_view Name, bool* Found = nullptr);
+// The same value untrimmed, for texts that are kept as read (a calibration's caption).
+std::string TagAttributeAsRead(std::string_view Attr, std::string_view Name, bool* Found = nullptr);
 
 }  // namespace qv

@@ -123,6 +123,7 @@ TEST(TagAttribute, PicksValuesByName)
     EXPECT_TRUE(found);
     EXPECT_EQ(TagAttribute(attr, "vers"), "1.0");    // single quotes
     EXPECT_EQ(TagAttribute(attr, "id"), "Map 1");    // case-insensitive name, value trimmed, case kept
+    EXPECT_EQ(TagAttributeAsRead(attr, "id"), " Map 1 ");
     EXPECT_EQ(TagAttribute(attr, "myid"), "x");
     EXPECT_EQ(TagAttribute(attr, "empty", &found), "");
     EXPECT_TRUE(found);
@@ -145,8 +146,8 @@ TEST(SplitTagAttributes, SeveralNamesInOnePass)
 {
     constexpr std::array<std::string_view, 3> names = {"lat", "long", "text"};
     std::array<std::string_view, 3> values;
-    SplitTagAttributes("LONG='16.3' bare lat = \"48.2\" text=\"\" other=\"lat='1'\"", names, values);
-    EXPECT_EQ(values[0], "48.2");
+    SplitTagAttributes("LONG='16.3' bare lat = \" 48.2\t\" text=\"\" other=\"lat='1'\"", names, values);
+    EXPECT_EQ(values[0], " 48.2\t");  // as it stands between the quotes
     EXPECT_EQ(values[1], "16.3");
     EXPECT_NE(values[2].data(), nullptr);  // present, empty
     EXPECT_EQ(values[2], "");
