@@ -12,7 +12,7 @@ namespace qv {
 // Keyword of the element attribute. lmPlus and lmUserDef get "plus" and "userdef", which the reader
 // does not know and takes as lmCross; so does any value outside the enumeration ("cross").
 std::string_view LandMarkElementKeyword(TLandMarkElement Kind);
-// Lower-cased keyword to shape; anything but the eight known keywords gives lmCross.
+// Keyword (compared without regard to case) to shape; anything but the eight known keywords gives lmCross.
 TLandMarkElement ParseLandMarkElement(std::string_view Keyword);
 
 // Font styles as four characters "0"/"1": bold, italic, underline, strike-out.

@@ -160,7 +160,7 @@ TSymbol SymbolFromAttributes(std::string_view Attr)
     s.Properties.Direction = StrToInteger(v[saDir]);
     s.Properties.Length = StrToInteger(v[saLeng]);
     s.Properties.Transparent = LowerCase(v[saTransp]).find("true") != std::string::npos;
-    s.Properties.Kind = ParseLandMarkElement(LowerCase(v[saElement]));
+    s.Properties.Kind = ParseLandMarkElement(v[saElement]);
     return s;
 }
 
