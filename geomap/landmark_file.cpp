@@ -53,6 +53,8 @@ constexpr double EndWritableDate = 2958466.0 - 0.5 / 86400.0;
 // True when Value contains "true" in any case.
 bool ContainsTrue(std::string_view Value)
 {
+    if (Value == "TRUE" || Value == "FALSE")  // what the writer puts
+        return Value[0] == 'T';
     for (std::size_t i = 0; i + 4 <= Value.size(); ++i)
         if (SameText(Value.substr(i, 4), "true"))
             return true;
@@ -104,10 +106,43 @@ double RealValue(std::string_view Value)
     return StrToNumber(Value, nsAnyReal);
 }
 
+// ScanHex from the first character; the writer's eight digits are decoded here directly.
 std::uint32_t HexValue(std::string_view Value)
 {
+    if (Value.size() == 8) {
+        std::uint32_t v = 0;
+        std::size_t k = 0;
+        for (; k < 8; ++k) {
+            const char c = Value[k];
+            std::uint32_t d;
+            if (c >= '0' && c <= '9')
+                d = static_cast<std::uint32_t>(c - '0');
+            else if (c >= 'A' && c <= 'F')
+                d = static_cast<std::uint32_t>(c - 'A' + 10);
+            else
+                break;
+            v = v << 4 | d;
+        }
+        if (k == 8)
+            return v;
+    }
     int pos = 1;
     return ScanHex(Value, pos);
+}
+
+// StrToInteger; up to nine digits with an optional "-" are decoded here directly (no clamping needed).
+std::int32_t IntValue(std::string_view Value)
+{
+    const std::size_t first = !Value.empty() && Value[0] == '-' ? 1 : 0;
+    if (Value.size() > first && Value.size() - first <= 9) {
+        std::int32_t v = 0;
+        std::size_t k = first;
+        for (; k < Value.size() && Value[k] >= '0' && Value[k] <= '9'; ++k)
+            v = v * 10 + (Value[k] - '0');
+        if (k == Value.size())
+            return first ? -v : v;
+    }
+    return StrToInteger(Value);
 }
 
 // ScanDateTime over DatePicture, with the common case of fourteen digits decoded directly.
@@ -314,6 +349,35 @@ private:
     std::unique_ptr<char[]> FBuf = std::make_unique_for_overwrite<char[]>(Block);
 };
 
+// No writer's landmark line is shorter than that of a landmark with every field zero or empty, so the
+// bytes left in a file bound the landmarks it can hold: allocating that once spares the copies of a
+// growing list. Only the allocation changes; the length still follows the steps of the reader. Streams
+// that cannot tell their size are left alone.
+void ReserveForRestOf(std::istream& F, std::vector<TLandMark>& List)
+{
+    static const std::size_t shortestLine = LandMarkToTag(TLandMark{}).size() + 1;
+    constexpr std::size_t most = std::size_t{1} << 20;  // beyond this, growing costs little in proportion
+    if (!F.good())
+        return;
+    const std::streampos here = F.tellg();
+    if (here == std::streampos(-1))
+        return;
+    F.seekg(0, std::ios::end);
+    const std::streampos last = F.tellg();
+    F.clear();
+    F.seekg(here);
+    if (last == std::streampos(-1) || !F)
+        return;
+    const auto room = std::min(static_cast<std::size_t>(std::max<std::streamoff>(last - here, 0)) / shortestLine, most);
+    if (room > List.size()) {
+        try {
+            List.reserve(room);
+        } catch (const std::bad_alloc&) {  // then the list grows as it goes
+        } catch (const std::length_error&) {
+        }
+    }
+}
+
 }  // namespace
 
 std::string_view LandMarkElementKeyword(TLandMarkElement Kind)
@@ -332,7 +396,7 @@ std::string_view LandMarkElementKeyword(TLandMarkElement Kind)
 TLandMarkElement ParseLandMarkElement(std::string_view Keyword)
 {
     for (std::size_t i = 0; i < ElementKeywords.size(); ++i)
-        if (SameText(Keyword, ElementKeywords[i]))
+        if (Keyword.size() == ElementKeywords[i].size() && SameText(Keyword, ElementKeywords[i]))
             return ElementKinds[i];
     return lmCross;
 }
@@ -376,29 +440,29 @@ void LandMarkFromAttributes(std::string_view Attr, TLandMark& LandMark)
     LandMark.Latitude = RealValue(v[laLat]);
     LandMark.Longitude = RealValue(v[laLong]);
     LandMark.Altitude = RealValue(v[laAlti]);
-    LandMark.ClassFlag = static_cast<std::uint8_t>(static_cast<std::uint32_t>(StrToInteger(v[laClass])) & 0xFFu);
-    LandMark.Tag = StrToInteger(v[laUserTag]);
+    LandMark.ClassFlag = static_cast<std::uint8_t>(static_cast<std::uint32_t>(IntValue(v[laClass])) & 0xFFu);
+    LandMark.Tag = IntValue(v[laUserTag]);
     sp.FGColor = HexValue(v[laColorFG]);
     sp.BGColor = HexValue(v[laColorBG]);
-    sp.Size = StrToInteger(v[laSize]);
+    sp.Size = IntValue(v[laSize]);
     sp.Transparent = ContainsTrue(v[laTransp]);
-    sp.Direction = StrToInteger(v[laDir]);
-    sp.Length = StrToInteger(v[laLeng]);
+    sp.Direction = IntValue(v[laDir]);
+    sp.Length = IntValue(v[laLeng]);
     sp.Kind = ParseLandMarkElement(v[laElement]);
     LandMark.Identifier = CutShortString(v[laId], LMIdentifierCapacity);
     LandMark.Time = DateValue(v[laDate]);
     cap.Text = CutShortString(v[laCapText], LMTextCapacity);
-    cap.Size = StrToInteger(v[laCapSize]);
+    cap.Size = IntValue(v[laCapSize]);
     cap.FontName.assign(v[laCapFnm]);
     cap.FGColor = HexValue(v[laCapFGCol]);
     cap.BGColor = HexValue(v[laCapBGCol]);
     cap.Transparent = ContainsTrue(v[laCapTransp]);
-    cap.Direction = StrToInteger(v[laCapDir]);
-    cap.dx = StrToInteger(v[laCapDx]);
-    cap.dy = StrToInteger(v[laCapDy]);
-    const std::int32_t hal = StrToInteger(v[laCapHAl]);
+    cap.Direction = IntValue(v[laCapDir]);
+    cap.dx = IntValue(v[laCapDx]);
+    cap.dy = IntValue(v[laCapDy]);
+    const std::int32_t hal = IntValue(v[laCapHAl]);
     cap.HAlignment = (hal >= 0 && hal < NumHorzAlignments) ? static_cast<THorzAlignment>(hal) : haCenter;
-    const std::int32_t val = StrToInteger(v[laCapVAl]);
+    const std::int32_t val = IntValue(v[laCapVAl]);
     cap.VAlignment = (val >= 0 && val < NumVerticalAlignments) ? static_cast<TVerticalAlignment>(val) : vaTop;
     cap.FontStyles = StrToFontStyles(v[laCapFst]);
 }
@@ -420,6 +484,7 @@ bool TLandMarkStore::ReadLandMarksFromOpenXMLFile(std::istream& F, std::string_v
         throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
     }
     FNumLandMarks = 0;
+    ReserveForRestOf(F, FLandMarks);
 
     TTagScanner tags(F);
     std::string_view attr;
