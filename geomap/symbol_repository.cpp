@@ -196,9 +196,10 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         throw EXELGeoMapError(ComponentMessage(FName, "insufficient memory"));
     }
     FNumEntries = 0;
-    std::string attr, content;
+    TTagScanner tags(F);
+    std::string_view attr;
     for (;;) {
-        const int tag = ReadNextTagInStream(F, XMLTagNames, XMLTagHigh, attr, content);
+        const int tag = tags.Next(XMLTagNames, XMLTagHigh, attr);
         if (tag == xtGeoMapEnd || tag == xtInvalidTag)
             break;
         if (tag != xtSymbol)
@@ -219,6 +220,7 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         FEntries[count - 1] = SymbolFromAttributes(attr);
         FNumEntries = static_cast<std::int32_t>(count);
     }
+    tags.Finish();
     return true;
 }
 
