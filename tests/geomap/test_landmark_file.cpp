@@ -190,8 +190,11 @@ TEST(LandMarkFile, AttributeDecoding)
         {R"(captext="a id="x"" id="real")", [](L l) { return l.Identifier == "real"; }},
         {R"(caphal="7" capval="-1")",
          [](L l) { return l.Caption.HAlignment == haCenter && l.Caption.VAlignment == vaTop; }},
-        {R"(size="99999999999" dir="-99999999999" usertag="12abc")",
-         [](L l) { return l.SymbolProps.Size == imax && l.SymbolProps.Direction == imin && l.Tag == 12; }},
+        {R"(size="99999999999" dir="-99999999999" usertag="12abc" capsize="2147483648" capdir="-2147483649")",
+         [](L l) {
+             return l.SymbolProps.Size == imax && l.SymbolProps.Direction == imin && l.Tag == 12 &&
+                    l.Caption.Size == imax && l.Caption.Direction == imin;
+         }},
         {R"(lat="1e999" long="-1e99999999999999" alti="1e-999")",
          [](L l) { return l.Latitude == dmax && l.Longitude == -dmax && l.Altitude == 0; }},
         {R"(lat=48.2 long="16")", [](L l) { return l.Latitude == 0 && l.Longitude == 16; }},  // no quotes
