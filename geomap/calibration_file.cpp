@@ -373,9 +373,9 @@ bool ReadCalibration(std::istream& F, std::string_view Id, const TReadTarget& T)
         bool modelFound = false;
         const std::string model = TagAttribute(lower, "model", &modelFound);
         T.OnHeader(model, modelFound, matches);
-        // The image name arrives lower-cased; the caption keeps its case.
+        // The image name arrives lower-cased; the caption is kept as read, case and blanks alike.
         T.Data->MapFName = TagAttribute(lower, "map");
-        T.Data->Caption = TagAttribute(line, "caption");
+        T.Data->Caption = TagAttributeAsRead(line, "caption");
         if (matches) {
             T.OnMatch();
             ReadTags(F, T);

@@ -9,7 +9,7 @@ namespace qv {
 
 bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_view Id)
 {
-    const std::string want = LowerCase(Trim(Id));
+    const std::string want = LowerCase(Id);
     const std::string open = "<" + LowerCase(TagName);
     const std::string signature = LowerCase(XMLSignature);
     static constexpr std::string_view idName[] = {"id"};
@@ -23,7 +23,7 @@ bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_vie
             return true;
         std::string_view id[1];
         SplitTagAttributes(std::string_view(lower).substr(at + open.size()), idName, id);
-        if (id[0] == want)
+        if (Trim(id[0]) == want)
             return true;
     }
     return false;
@@ -47,9 +47,6 @@ std::string FamilyAttributeText(std::string_view Text)
             c = '\'';
         out.push_back(c);
     }
-    const std::string_view trimmed = Trim(out);
-    if (trimmed.size() != out.size())
-        return std::string(trimmed);
     return out;
 }
 

@@ -14,14 +14,15 @@ namespace qv {
 
 // Reads lines from F until the header of a set: a line that, lower-cased, contains "<" followed by
 // TagName (lower-case, e.g. "gmlandmarks") and the family's signature. Returns true at the first header
-// whose id attribute (trimmed) equals Id without regard to case, or at the first header at all when Id
-// is empty; false when the input ends first. F is left just after the header line, ready for the tag
-// reader.
+// whose id attribute (trimmed) equals Id lower-cased, or at the first header at all when Id is empty;
+// false when the input ends first. Id itself is not trimmed: " a " finds no set, whatever the file
+// holds, because a header's id never keeps blanks at its ends. F is left just after the header line,
+// ready for the tag reader.
 bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_view Id);
 
 // The form of Text that survives a write and a read: line breaks become blanks, '>' (which would end
-// the tag) becomes '_', a text holding both quote characters has its double quotes turned into single
-// ones, and blanks at both ends go (the reader trims them).
+// the tag) becomes '_', and a text holding both quote characters has its double quotes turned into
+// single ones. Everything else, blanks at the ends included, is kept.
 std::string FamilyAttributeText(std::string_view Text);
 
 // Appends ` Name="Value"` for FamilyAttributeText(Value), quoted with '\'' when the text holds '"'.

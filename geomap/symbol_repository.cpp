@@ -146,6 +146,10 @@ TSymbol SymbolFromAttributes(std::string_view Attr)
 {
     std::array<std::string_view, saCount> v;
     SplitTagAttributes(Attr, SymAttrNames, v);
+    // The name is kept as read; the other values are read without blanks around them.
+    for (std::size_t k = 0; k < v.size(); ++k)
+        if (k != saName)
+            v[k] = Trim(v[k]);
     TSymbol s = DefaultSymbolRecord();
     // Every attribute is read, present or not: an absent one gives what an empty text gives.
     s.Category = StrToInteger(v[saCategory]);
@@ -156,7 +160,7 @@ TSymbol SymbolFromAttributes(std::string_view Attr)
     s.Properties.Direction = StrToInteger(v[saDir]);
     s.Properties.Length = StrToInteger(v[saLeng]);
     s.Properties.Transparent = LowerCase(v[saTransp]).find("true") != std::string::npos;
-    s.Properties.Kind = ParseLandMarkElement(LowerCase(v[saElement]));
+    s.Properties.Kind = ParseLandMarkElement(v[saElement]);
     return s;
 }
 
@@ -192,9 +196,10 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         throw EXELGeoMapError(ComponentMessage(FComponentName, "insufficient memory"));
     }
     FNumEntries = 0;
-    std::string attr, content;
+    TTagScanner tags(F);
+    std::string_view attr;
     for (;;) {
-        const int tag = ReadNextTagInStream(F, XMLTagNames, XMLTagHigh, attr, content);
+        const int tag = tags.Next(XMLTagNames, XMLTagHigh, attr);
         if (tag == xtGeoMapEnd || tag == xtInvalidTag)
             break;
         if (tag != xtSymbol)
@@ -215,6 +220,7 @@ bool TSymbolRepository::ReadFromOpenXMLFile(std::istream& F, std::string_view Id
         FEntries[count - 1] = SymbolFromAttributes(attr);
         FNumEntries = static_cast<std::int32_t>(count);
     }
+    tags.Finish();
     return true;
 }
 

@@ -91,6 +91,7 @@ private:
 // The symbol line of the catalogue file, without line end.
 std::string SymbolToTag(const TSymbol& Symbol);
 // A symbol from a symbol tag's attribute text; absent or malformed values give 0, false or an empty name.
+// The name is taken as read (blanks at its ends included) and cut to 40 characters.
 TSymbol SymbolFromAttributes(std::string_view Attr);
 
 }  // namespace qv

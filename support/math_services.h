@@ -10,8 +10,9 @@
 namespace qv {
 
 inline constexpr double uc_MaxDouble = std::numeric_limits<double>::max();
-// The smallest positive normalised double (2.2250738585072014e-308).
-inline constexpr double uc_MinDouble = std::numeric_limits<double>::min();
+// The smallest positive double (4.9406564584124654e-324), a subnormal: not numeric_limits::min(), which
+// is the smallest normalised one.
+inline constexpr double uc_MinDouble = std::numeric_limits<double>::denorm_min();
 
 // x rounded to the nearest value of the series 1, 2, 5 times a power of ten, nearest on a logarithmic
 // scale (the switch points are sqrt(2), sqrt(10) and sqrt(50) times the power of ten). The sign is kept;

@@ -457,3 +457,28 @@ TEST(CalibFile, HostileInputEndsCleanly)
 
 }  // namespace
 }  // namespace qv
+
+namespace qv {
+namespace {
+
+TEST(CalibFile, TheCaptionIsKeptAsReadAndTheRequestedIdOnlyLowerCased)
+{
+    for (const char* caption : {"  Wien  ", " ", "\tTab", "Mitte "}) {
+        SCOPED_TRACE(caption);
+        TCalibData d = ViennaData();
+        d.Caption = caption;
+        const std::string text = Written(d, cmUTM, true, " Map ");
+        EXPECT_NE(text.find(std::string(" caption=\"") + caption + "\">\n"), std::string::npos);
+        TCalibData back;
+        TCalibModel m = cmUndefined;
+        EXPECT_FALSE(Parse(text, " map ", back, m));  // the header's id is trimmed, the requested one is not
+        ASSERT_TRUE(Parse(text, "MAP", back, m));
+        EXPECT_EQ(back.Caption, caption);
+        TMapCalibration cal = NamedMap();
+        Load(cal, text, "map");
+        EXPECT_EQ(cal.CalibData().Caption, caption);
+    }
+}
+
+}  // namespace
+}  // namespace qv

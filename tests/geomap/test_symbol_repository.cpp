@@ -250,3 +250,23 @@ TEST(SymbolRepository, HostileInput)
     EXPECT_EQ(repo.GetValues(1).Properties.Size, std::numeric_limits<std::int32_t>::max());
     EXPECT_EQ(repo.GetValues(1).Category, std::numeric_limits<std::int32_t>::min());
 }
+
+TEST(SymbolRepository, NamesKeepTheirBlanksAndTheRequestedIdIsOnlyLowerCased)
+{
+    // The last name is cut to 40 characters on the way in, which leaves it ending in two blanks.
+    const std::string names[] = {"  two leading", "trailing  ", " ", "\tTab\t", std::string(38, 'n') + "  x"};
+    TSymbolRepository repo;
+    repo.SetNEntries(5);
+    for (int i = 0; i < 5; ++i)
+        repo.SetValues(i + 1, Sym(lmSpade, names[i], i, 0xFF, 0, 8, false, 90, 40));
+    const std::string text = Store(repo, " Pal ");
+    for (int i = 1; i <= 5; ++i)
+        EXPECT_NE(text.find(" name=\"" + repo.GetValues(i).Name + "\" "), std::string::npos) << i;
+    EXPECT_EQ(repo.GetValues(5).Name, std::string(38, 'n') + "  ");
+    TSymbolRepository back;
+    EXPECT_FALSE(Read(back, text, " pal "));  // the header's id is trimmed, the requested one is not
+    ASSERT_TRUE(Read(back, text, "PAL"));
+    ASSERT_EQ(back.NumEntries(), 5);
+    for (int i = 1; i <= 5; ++i)
+        EXPECT_EQ(back.GetValues(i), repo.GetValues(i)) << i;
+}

@@ -332,6 +332,15 @@ TEST(Round125, SeriesAndSwitchPoints)
     EXPECT_TRUE(std::isinf(Round125(INFINITY)));
 }
 
+TEST(FloatLimits, SmallestPositiveAndLargestFinite)
+{
+    EXPECT_GT(uc_MinDouble, 0.0);
+    EXPECT_EQ(std::nextafter(0.0, 1.0), uc_MinDouble);
+    EXPECT_EQ(uc_MinDouble / 2, 0.0);  // nothing positive lies below it
+    EXPECT_TRUE(std::isfinite(uc_MaxDouble));
+    EXPECT_TRUE(std::isinf(std::nextafter(uc_MaxDouble, INFINITY)));
+}
+
 TEST(GreatCircle, KnownDistances)
 {
     const double r = 6378000.0;

@@ -5,6 +5,8 @@
 
 #include <array>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -123,6 +125,7 @@ TEST(TagAttribute, PicksValuesByName)
     EXPECT_TRUE(found);
     EXPECT_EQ(TagAttribute(attr, "vers"), "1.0");    // single quotes
     EXPECT_EQ(TagAttribute(attr, "id"), "Map 1");    // case-insensitive name, value trimmed, case kept
+    EXPECT_EQ(TagAttributeAsRead(attr, "id"), " Map 1 ");
     EXPECT_EQ(TagAttribute(attr, "myid"), "x");
     EXPECT_EQ(TagAttribute(attr, "empty", &found), "");
     EXPECT_TRUE(found);
@@ -145,8 +148,8 @@ TEST(SplitTagAttributes, SeveralNamesInOnePass)
 {
     constexpr std::array<std::string_view, 3> names = {"lat", "long", "text"};
     std::array<std::string_view, 3> values;
-    SplitTagAttributes("LONG='16.3' bare lat = \"48.2\" text=\"\" other=\"lat='1'\"", names, values);
-    EXPECT_EQ(values[0], "48.2");
+    SplitTagAttributes("LONG='16.3' bare lat = \" 48.2\t\" text=\"\" other=\"lat='1'\"", names, values);
+    EXPECT_EQ(values[0], " 48.2\t");  // as it stands between the quotes
     EXPECT_EQ(values[1], "16.3");
     EXPECT_NE(values[2].data(), nullptr);  // present, empty
     EXPECT_EQ(values[2], "");
@@ -173,6 +176,68 @@ TEST(TagReader, ReadsAFileWithLineEndsOfEitherKind)
     EXPECT_EQ(seen[5001].content, "[4999,1]");
     EXPECT_EQ(seen[5002].index, 1);
     EXPECT_EQ(seen.back().index, High);
+}
+
+// A stream that cannot tell or restore its position, as a pipe.
+struct TPipeBuf : std::stringbuf {
+    using std::stringbuf::stringbuf;
+    pos_type seekoff(off_type, std::ios::seekdir, std::ios::openmode) override { return pos_type(-1); }
+    pos_type seekpos(pos_type, std::ios::openmode) override { return pos_type(-1); }
+};
+
+// The tags (index and attributes) up to StopAt or the end, then what is left in the stream.
+std::pair<std::vector<std::pair<int, std::string>>, std::string> Scan(std::istream& in, int StopAt, bool Blockwise)
+{
+    std::vector<std::pair<int, std::string>> tags;
+    {
+        std::optional<TTagScanner> scanner;
+        if (Blockwise)
+            scanner.emplace(in);
+        std::string attr, content;
+        for (;;) {
+            std::string_view view;
+            const int ix = Blockwise ? scanner->Next(Tags, High, view) : ReadNextTagInStream(in, Tags, High, attr, content);
+            tags.emplace_back(ix, Blockwise ? std::string(view) : attr);
+            if (ix == StopAt || ix == High)
+                break;
+        }
+    }  // the scanner puts the stream back here
+    const bool atEnd = in.eof();
+    in.clear();
+    std::string rest{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return {tags, (atEnd ? "<eof>" : "") + rest};
+}
+
+// The block-wise scanner against the tag reader it stands in for: the same tags and attributes, and the
+// stream left at the same place, on seekable streams and on pipes, across block boundaries.
+TEST(TagScanner, FindsWhatTheTagReaderFindsAndLeavesTheStreamAlike)
+{
+    const std::string big(70000, 'x');  // more than one block
+    const std::string inputs[] = {
+        "<?xml version=\"1.0\"?>\n<geomap id=\"a\">\n<corners>\n[1,2]\n</corners>\n</geomap>\n<calline x='1'>tail",
+        "<geomap a=\"1\"/>\n<GEOMAP/>\r\n</geomap>rest <corners>",
+        "<<<<>>>>< geomap/>\n<geomap>\n</geomap>",
+        big + "<corners " + big + "=\"1\">" + big + "</geomap>" + big + "<calline>",
+        "<ellipsoid>gelWGS84</ellipsoid><corners a=\"1\"",  // a tag never closed
+        "<ellipsoid>",
+        "no tags at all",
+        "",
+        "</geomap>",
+        "<invalidtag>after",
+    };
+    for (const std::string& text : inputs)
+        for (int stopAt : {1, High})
+            for (bool pipe : {false, true}) {
+                SCOPED_TRACE(testing::Message() << text.substr(0, 60) << " stop " << stopAt << " pipe " << pipe);
+                std::istringstream a(text);
+                TPipeBuf pa(text), pb(text);
+                std::istream pipeA(&pa), pipeB(&pb);
+                std::istringstream b(text);
+                const auto expected = Scan(pipe ? pipeA : static_cast<std::istream&>(a), stopAt, false);
+                const auto got = Scan(pipe ? pipeB : static_cast<std::istream&>(b), stopAt, true);
+                EXPECT_EQ(got.first, expected.first);
+                EXPECT_EQ(got.second, expected.second);
+            }
 }
 
 }  // namespace
