@@ -76,13 +76,14 @@ TEST(EmptyMap, Labels)
         EXPECT_EQ(EmptyMapLabel(c.value, c.dist, c.lat), c.text) << c.value << " every " << c.dist;
 }
 
-// 40..50 N, 10..20 E on 400 x 300: parallels every 2° at rows 300 - round((φ - 40)/10 · 240) - 30, meridians
-// every 2.5° at columns round((λ - 10)/10 · 340) + 30; the lines at 40° and 10° fall on the frame.
+// 40..50.001 N, 10..20.001 E on 400 x 300: parallels every 2° at rows 300 - round((φ - 40)/10.001 · 240) - 30,
+// meridians every 2.5° at columns round((λ - 10)/10.001 · 340) + 30; the lines at 40° and 50° N, 10° and 20° E
+// fall on the frame and are left out.
 TEST(EmptyMap, FrameGraticuleAndLabels)
 {
     TBitmap b;
     TCalibData d;
-    GenerateEmptyMap(Request(40, 10, 50, 20, 2, 2.5, 400, 300), b, d);
+    GenerateEmptyMap(Request(40, 10, 50.001, 20.001, 2, 2.5, 400, 300), b, d);
     ASSERT_EQ(b.Width(), 400);
     ASSERT_EQ(b.Height(), 300);
     // Solid frame on the inner edge (its last LineTo reaches back to the start), dotted one 4 px outside.
@@ -114,10 +115,11 @@ TEST(EmptyMap, FrameGraticuleAndLabels)
         EXPECT_GT(dashes, 80) << x;
         EXPECT_LE(CountCol(b, x + 1, 40, 260, Silver), 4) << x;
     }
-    // No line on the frame: 40° N would be row 270, 50° N row 30, 10° E column 30.
+    // No line on the frame: 40° N would be row 270, 50° N row 30, 10° E column 30, 20° E column 370.
     EXPECT_EQ(CountRow(b, 270, 0, 400, Silver), 0);
     EXPECT_LE(CountRow(b, 30, 0, 400, Silver), 3);
     EXPECT_LE(CountCol(b, 30, 0, 300, Silver), 4);
+    EXPECT_EQ(CountCol(b, 370, 0, 300, Silver), 0);
 
     // Label text: parallels left (from x = 36) and right (ending 36 px before the edge), meridians above
     // (ending 24 px below the top) and below (from y = 276); none for 40° N, 50° N or 10° E.
@@ -127,6 +129,11 @@ TEST(EmptyMap, FrameGraticuleAndLabels)
     ASSERT_GT(e.cy, 6);
     EXPECT_GT(CountBox(b, 36, 222 - e.cy / 2, 36 + e.cx, 222 + e.cy / 2 + 1, Black), 10);
     EXPECT_GT(CountBox(b, 364 - e.cx, 222 - e.cy / 2, 364, 222 + e.cy / 2 + 1, Black), 10);
+    // Centred on the row, and clear of the frame by the 6-pixel gap.
+    EXPECT_GT(CountBox(b, 36, 216, 100, 222, Black), 3);
+    EXPECT_GT(CountBox(b, 36, 223, 100, 228, Black), 3);
+    EXPECT_EQ(CountBox(b, 31, 210, 36, 235, Black), 0);
+    EXPECT_EQ(CountBox(b, 364, 210, 370, 235, Black), 0);
     const TSize em = c.TextExtent(EmptyMapLabel(15, 2.5, false));
     EXPECT_GT(CountBox(b, 200 - em.cx / 2, 24 - em.cy, 200 + em.cx / 2, 24, Black), 10);
     EXPECT_GT(CountBox(b, 200 - em.cx / 2, 276, 200 + em.cx / 2, 276 + em.cy, Black), 10);

@@ -62,7 +62,7 @@ const std::vector<ShapeCase> kShapes = {
     {"arrow from, up", lmArrowFrom, 100, 100, 4, 0, 10, false, {{100, 90, F}, {100, 95, F}, {100, 101, U}, {100, 89, U}}},
     {"cross box", lmCrossBox, 50, 50, 5, 0, 0, false,
      {{45, 45, B}, {55, 55, B}, {46, 46, F}, {54, 46, F}, {50, 50, F}, {48, 48, F}, {52, 48, F}, {47, 53, F},
-      {50, 47, B}, {53, 50, B}, {56, 50, U}}},
+      {53, 53, F}, {55, 54, B}, {50, 47, B}, {53, 50, B}, {56, 50, U}}},
     {"cross box transparent", lmCrossBox, 50, 50, 5, 0, 0, true,
      {{45, 45, F}, {55, 55, F}, {55, 45, F}, {45, 55, F}, {48, 48, F}, {52, 48, F}, {50, 47, U}, {46, 50, U}}},
     {"spade", lmSpade, 50, 50, 5, 0, 0, false,
