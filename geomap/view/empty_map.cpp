@@ -3,12 +3,15 @@
 // as -5.6e-17°); rows and columns are computed from that value, and the label shows it as 0° N.
 #include <qvgeo/geomap/view/empty_map.h>
 
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
 #include <qvgeo/support/math_services.h>
 #include <qvgeo/support/text.h>
 
 #include <array>
 #include <cmath>
+#include <fstream>
 #include <string>
 
 namespace qv {
@@ -155,6 +158,39 @@ void GenerateEmptyMap(const TEmptyMapRequest& Request, TBitmap& Bitmap, TCalibDa
     if (r.OnDrawData)
         r.OnDrawData(c, r.LatMin, r.LongMin, r.LatMax, r.LongMax, r.Width, r.Height);
     FillCalibration(r, CalData);
+}
+
+TEmptyMapFiles WriteEmptyMapFiles(const std::string& FName, TEmptyMapRequest Request,
+                                  std::string_view ImageExtension, int JpegQuality)
+{
+    const std::string ext = LowerCase(ImageExtension);
+    if (ext != ".bmp" && ext != ".png" && ext != ".jpg" && ext != ".jpeg")
+        throw EXELGeoMapError("WriteEmptyMapFiles: unknown image extension \"" + std::string(ImageExtension) +
+                              "\" (.bmp, .png, .jpg or .jpeg)");
+    const std::string base = StripExtension(FName);
+    TEmptyMapFiles files{base + ext, base + ".xml"};
+    Request.ShowGrat = true;
+    TBitmap bmp;
+    TCalibData d;
+    GenerateEmptyMap(Request, bmp, d);
+    // 24-bit BMP rather than a 16-colour one: the application's drawing may use any colour, and the file
+    // is read back into a 32-bit bitmap anyway.
+    if (ext == ".bmp")
+        SaveBMP(bmp, files.ImageFile);
+    else if (ext == ".png")
+        SavePNG(bmp, files.ImageFile);
+    else
+        SaveJPEG(bmp, files.ImageFile, JpegQuality);
+
+    d.MapFName = files.ImageFile;
+    std::ofstream out(files.CalibFile, std::ios::binary | std::ios::trunc);
+    if (!out)
+        throw EXELGeoMapError("WriteEmptyMapFiles: cannot create \"" + files.CalibFile + "\"");
+    WriteRawCalDataToOpenXMLFile(out, true, EmptyMapCalibId, d, cmBiquadraticPn);
+    out.close();
+    if (!out)
+        throw EXELGeoMapError("WriteEmptyMapFiles: cannot write \"" + files.CalibFile + "\"");
+    return files;
 }
 
 }  // namespace qv

@@ -4,6 +4,7 @@
 
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
 
 #include <gtest/gtest.h>
@@ -236,6 +237,50 @@ TEST(EmptyMap, HostileArguments)
     // Equal limits: the lines at 45° and 10° divide by zero and are left out.
     GenerateEmptyMap(Request(45.5, 10.5, 45.5, 10.5, 1, 1, 200, 200), b, d);
     EXPECT_EQ(CountBox(b, 0, 0, 200, 200, Silver), 0);
+}
+
+// The file variant: image and calibration read back; the fitted biquadratic model puts the frame's
+// corners at the rectangle's corners.
+TEST(EmptyMap, WrittenFiles)
+{
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::temp_directory_path() / ("qvgeo_empty_map_" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    const TEmptyMapRequest r = Request(47, 9, 49, 17, 0.5, 1, 640, 480);
+    const TEmptyMapFiles files = WriteEmptyMapFiles((dir / "sheet.any").string(), r);
+    EXPECT_EQ(files.ImageFile, (dir / "sheet.bmp").string());
+    EXPECT_EQ(files.CalibFile, (dir / "sheet.xml").string());
+
+    TBitmap expected, loaded;
+    TCalibData d;
+    GenerateEmptyMap(r, expected, d);
+    LoadImageFile(loaded, files.ImageFile);
+    EXPECT_EQ(loaded.Image(), expected.Image());
+
+    std::ifstream in(files.CalibFile, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str().rfind("<?xml version=\"1.0\"?>\n\n<!-- TGeoMap Calibration / Quorvanta -->\n", 0), 0u);
+    TCalibData back;
+    TCalibModel model = cmUndefined;
+    ASSERT_TRUE(ParseCalibData(files.CalibFile, "XEL_geomap_caldata", back, model));
+    EXPECT_EQ(model, cmBiquadraticPn);
+    EXPECT_EQ(back.MapFName, files.ImageFile);
+    EXPECT_EQ(back.NumCalQuads, 9);
+    TMapCalibration cal;
+    cal.SetImageSize(640, 480);
+    cal.LoadCalibData(back, model);
+    bool v1 = false, v2 = false;
+    EXPECT_NEAR(cal.CalcLatitude(30, 30, v1), 49, 1e-9);
+    EXPECT_NEAR(cal.CalcLongitude(610, 450, v2), 17, 1e-9);
+    EXPECT_TRUE(v1 && v2);
+
+    const TEmptyMapFiles png = WriteEmptyMapFiles((dir / "sheet2").string(), r, ".png");
+    LoadImageFile(loaded, png.ImageFile);
+    EXPECT_EQ(loaded.Image(), expected.Image());
+    EXPECT_THROW(WriteEmptyMapFiles((dir / "sheet3").string(), r, ".tif"), EXELGeoMapError);
+    EXPECT_THROW(WriteEmptyMapFiles((dir / "no" / "such" / "dir").string(), r), EXELError);
+    fs::remove_all(dir);
 }
 
 }  // namespace
