@@ -3,6 +3,7 @@
 // and a synthetic 4000 x 3000 map with a 0.1° graticule.
 #include <qvgeo/geomap/view/empty_map.h>
 #include <qvgeo/geomap/view/landmark_symbols.h>
+#include <qvgeo/platform/canvas.h>
 
 #include <benchmark/benchmark.h>
 

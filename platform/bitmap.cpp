@@ -76,6 +76,70 @@ TAxisMap BuildAxisMap(std::int32_t S0, std::int32_t Sn, std::int32_t Dn, std::in
     return m;
 }
 
+// The two inner loops of the halftone stretch. They are compiled twice, for AVX2 and for the baseline
+// x86-64 instruction set, and the loader picks the version the processor runs.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define QVGEO_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define QVGEO_VECTOR_CLONES
+#endif
+
+// Mid[b] = sum over the rows r of Rows[r][b] * Weights[r], scaled from kWeightBits to kMidBits of
+// fraction and rounded, for N bytes (channels). Done in tiles that keep the accumulators in the first-level
+// cache while all rows pass over them.
+QVGEO_VECTOR_CLONES void WeightRows(std::uint16_t* __restrict Mid, const std::uint8_t* const* Rows,
+                                    const std::uint32_t* Weights, std::size_t Count, std::size_t N)
+{
+    constexpr int shift = kWeightBits - kMidBits;
+    constexpr std::size_t tile = 1024;
+    std::uint32_t acc[tile];
+    for (std::size_t t0 = 0; t0 < N; t0 += tile) {
+        const std::size_t n = std::min(tile, N - t0);
+        const std::uint8_t* s = Rows[0] + t0;
+        const std::uint32_t w0 = Weights[0];
+        for (std::size_t b = 0; b < n; ++b)
+            acc[b] = s[b] * w0 + (1u << (shift - 1));
+        // Rows in pairs: one pass over the accumulators per two rows.
+        std::size_t r = 1;
+        for (; r + 1 < Count; r += 2) {
+            const std::uint8_t* __restrict s1 = Rows[r] + t0;
+            const std::uint8_t* __restrict s2 = Rows[r + 1] + t0;
+            const std::uint32_t w1 = Weights[r], w2 = Weights[r + 1];
+            for (std::size_t b = 0; b < n; ++b)
+                acc[b] += s1[b] * w1 + s2[b] * w2;
+        }
+        if (r < Count) {
+            const std::uint8_t* __restrict s1 = Rows[r] + t0;
+            const std::uint32_t w1 = Weights[r];
+            for (std::size_t b = 0; b < n; ++b)
+                acc[b] += s1[b] * w1;
+        }
+        std::uint16_t* m = Mid + t0;
+        for (std::size_t b = 0; b < n; ++b)
+            m[b] = static_cast<std::uint16_t>(acc[b] >> shift);
+    }
+}
+
+// Dst[i] = the pixel of the weighted columns of Mid for destination pixels i = 0 .. N - 1: entries
+// [Start[i], Start[i + 1]) of Index (a column of Mid) and Weight.
+QVGEO_VECTOR_CLONES void WeightColumns(std::uint32_t* __restrict Dst, const std::uint16_t* __restrict Mid,
+                                       const std::int32_t* Start, const std::int32_t* Index,
+                                       const std::uint32_t* Weight, std::size_t N)
+{
+    constexpr int fin = kWeightBits + kMidBits;
+    constexpr std::uint32_t half = 1u << (fin - 1);
+    for (std::size_t i = 0; i < N; ++i) {
+        std::uint32_t c[4] = {half, half, half, half};
+        for (std::int32_t e = Start[i]; e < Start[i + 1]; ++e) {
+            const std::uint16_t* m = Mid + static_cast<std::size_t>(Index[e]) * 4;
+            const std::uint32_t w = Weight[e];
+            for (int k = 0; k < 4; ++k)
+                c[k] += m[k] * w;
+        }
+        Dst[i] = 0xff000000u | ((c[2] >> fin) << 16) | ((c[1] >> fin) << 8) | (c[0] >> fin);
+    }
+}
+
 // The destination range [D0, D1) of a destination span [DstLo, DstLo + Dn) clipped to [0, Size).
 std::pair<std::int32_t, std::int32_t> ClipSpan(std::int32_t DstLo, std::int32_t Dn, std::int32_t Size)
 {
@@ -209,37 +273,21 @@ void TBitmap::StretchRect(TRect DstRect, const TBitmap& Source, TRect SrcRect, T
     // Row pass over the source columns the column pass reads, [cx0, cx1).
     const std::int32_t cx0 = xm.MinIndex, ncols = xm.MaxIndex - xm.MinIndex + 1;
     const std::size_t nbytes = static_cast<std::size_t>(ncols) * 4;
-    std::vector<std::uint32_t> acc(nbytes);
     std::vector<std::uint16_t> mid(nbytes);
+    std::vector<std::int32_t> xIndex(xm.Index);  // relative to cx0
+    for (std::int32_t& k : xIndex)
+        k -= cx0;
+    std::vector<const std::uint8_t*> rows;
     for (std::int32_t j = y0; j < y1; ++j) {
         const auto jr = static_cast<std::size_t>(j - y0);
-        std::fill(acc.begin(), acc.end(), 0u);
-        for (std::int32_t e = ym.Start[jr]; e < ym.Start[jr + 1]; ++e) {
-            const std::uint8_t* s = srcBits + ym.Index[static_cast<std::size_t>(e)] * srcStride + cx0 * 4;
-            const std::uint32_t w = ym.Weight[static_cast<std::size_t>(e)];
-            std::uint32_t* a = acc.data();
-            for (std::size_t b = 0; b < nbytes; ++b)
-                a[b] += s[b] * w;
-        }
-        constexpr int shift = kWeightBits - kMidBits;
-        for (std::size_t b = 0; b < nbytes; ++b)
-            mid[b] = static_cast<std::uint16_t>((acc[b] + (1u << (shift - 1))) >> shift);
+        const auto e0 = static_cast<std::size_t>(ym.Start[jr]), e1 = static_cast<std::size_t>(ym.Start[jr + 1]);
+        rows.clear();
+        for (std::size_t e = e0; e < e1; ++e)
+            rows.push_back(srcBits + ym.Index[e] * srcStride + cx0 * 4);
+        WeightRows(mid.data(), rows.data(), ym.Weight.data() + e0, rows.size(), nbytes);
 
-        auto* d = reinterpret_cast<std::uint32_t*>(dstBits + (DstRect.Top + j) * dstStride) + DstRect.Left;
-        for (std::int32_t i = x0; i < x1; ++i) {
-            const auto ir = static_cast<std::size_t>(i - x0);
-            std::uint32_t c0 = 0, c1 = 0, c2 = 0;
-            for (std::int32_t e = xm.Start[ir]; e < xm.Start[ir + 1]; ++e) {
-                const std::uint16_t* m = mid.data() + (xm.Index[static_cast<std::size_t>(e)] - cx0) * 4;
-                const std::uint32_t w = xm.Weight[static_cast<std::size_t>(e)];
-                c0 += m[0] * w;
-                c1 += m[1] * w;
-                c2 += m[2] * w;
-            }
-            constexpr int fin = kWeightBits + kMidBits;
-            constexpr std::uint32_t half = 1u << (fin - 1);
-            d[i] = 0xff000000u | (((c2 + half) >> fin) << 16) | (((c1 + half) >> fin) << 8) | ((c0 + half) >> fin);
-        }
+        auto* d = reinterpret_cast<std::uint32_t*>(dstBits + (DstRect.Top + j) * dstStride) + DstRect.Left + x0;
+        WeightColumns(d, mid.data(), xm.Start.data(), xIndex.data(), xm.Weight.data(), static_cast<std::size_t>(x1 - x0));
     }
 }
 
