@@ -239,24 +239,6 @@ TEST(CalibModels, ParabolicInterpolatesBetweenGraticuleParabolas)
     EXPECT_FALSE(cal.CalcPixelCoords(-80.0, 170.0, px, py));
 }
 
-TEST(CalibModels, UnderdeterminedEquiRectFitsStillReproduceTheirQuads)
-{
-    TMapCalibration cal = MakeMap(cmEquiRect);
-    cal.AddCalibPoint(48.0, 16.0, 3, 4);
-    // One quad: c = [1, x, y]·b / (1 + x² + y²), the minimum-norm solution.
-    const TLinearPars& lat = cal.EquRectPLSP()[0];
-    for (int k = 0; k < 3; ++k)
-        EXPECT_NEAR(lat[k], (std::array{1.0, 3.0, 4.0}[k]) * 48.0 / 26, 1e-12) << k;
-    bool v = false;
-    EXPECT_NEAR(cal.CalcLatitude(3, 4, v), 48.0, 1e-12);
-    // Collinear quads reproduce their line.
-    TMapCalibration line = MakeMap(cmEquiRect);
-    line.AddCalibPoint(48.0, 16.0, 0, 0);
-    line.AddCalibPoint(47.0, 17.0, 400, 300);
-    EXPECT_NEAR(line.CalcLatitude(200, 150, v), 47.5, 1e-9);
-    EXPECT_NEAR(line.CalcLongitude(800, 600, v), 18.0, 1e-9);
-}
-
 TEST(CalibModels, DegenerateInputsAreDiagnosedAndNeverCrash)
 {
     for (TCalibModel m : {cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect}) {
