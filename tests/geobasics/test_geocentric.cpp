@@ -78,24 +78,6 @@ TEST(Geocentric, AgreesWithGeographicLibAllRound)
     }
 }
 
-TEST(CartesianToGeo, LongitudeIsFoldedIntoPlusMinus90)
-{
-    const struct {
-        double lon, folded;
-    } cases[] = {{120.0, -60.0}, {-120.0, 60.0}, {179.0, -1.0}, {91.0, -89.0}, {45.0, 45.0}, {-89.0, -89.0}};
-    for (const auto& c : cases) {
-        double X, Y, Z, lat, lon, h, ulat, ulon, uh;
-        GeoToCartesian(30.0, c.lon, 10.0, gelWGS84, X, Y, Z);
-        CartesianToGeo(X, Y, Z, gelWGS84, lat, lon, h);
-        CartesianToGeoUnfolded(X, Y, Z, gelWGS84, ulat, ulon, uh);
-        EXPECT_NEAR(lon, c.folded, 1e-9) << c.lon;
-        EXPECT_NEAR(ulon, c.lon, 1e-9) << c.lon;
-        EXPECT_NEAR(lat, 30.0, 1e-9) << c.lon;  // latitude and height do not depend on the folding
-        EXPECT_NEAR(h, 10.0, 1e-4) << c.lon;
-        EXPECT_TRUE(ulat == lat && uh == h) << c.lon;
-    }
-}
-
 std::string Num(double v)
 {
     char buf[64];
@@ -195,19 +177,6 @@ TEST(DatumTable, DocumentedAndPublishedRows)
         const TGeoDatum& d = *GeoDatum(n);
         EXPECT_EQ(Params(d.Ellipsoid, d.dX, d.dY, d.dZ, d.Scale, d.rX, d.rY, d.rZ), params) << n;
     }
-}
-
-TEST(Helmert, WGS84ToWGS84IsIdentityAndLongitudesAreFolded)
-{
-    double lat = 0, lon = 0, h = 0;
-    EXPECT_EQ(HelmertTransform(269, 48.2, 16.3, 200.0, 269, lat, lon, h), 0);
-    EXPECT_NEAR(lat, 48.2, 1e-11);
-    EXPECT_NEAR(lon, 16.3, 1e-11);
-    EXPECT_NEAR(h, 200.0, 1e-5);
-    // Longitudes beyond ±90° come back folded by 180°.
-    EXPECT_EQ(HelmertTransform(59, 40.0, 120.0, 0.0, 269, lat, lon, h), 0);
-    EXPECT_NEAR(lon, -60.0, 0.01);
-    EXPECT_NEAR(lat, 40.0, 0.01);
 }
 
 TEST(Helmert, StatusPrecedence)
