@@ -175,15 +175,6 @@ TEST(FileNames, ShortNameCharacters)
     EXPECT_EQ(ReduceStringToFN83CompliantChars(""), "");
 }
 
-TEST(WriteLnStream, AppendsLineEnds)
-{
-    std::ostringstream out;
-    WriteLnStream(out, "<corners>");
-    WriteLnStream(out, "");
-    WriteLnStream(out, "x");
-    EXPECT_EQ(out.str(), "<corners>\n\nx\n");
-}
-
 TEST(TextCase, TrimAndSameText)
 {
     EXPECT_EQ(Trim(" \t a b \r\n"), "a b");  // CR of files written elsewhere goes too

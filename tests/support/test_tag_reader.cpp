@@ -68,19 +68,6 @@ TEST(TagReader, ListedTagsAttributesContentAndEnd)
     EXPECT_EQ(content, "");
 }
 
-TEST(TagReader, HeaderLinesConsumedByTheCallerFirst)
-{
-    std::istringstream in("<?xml version=\"1.0\"?>\n<geomap id=\"a\">\n<corners>\n[1,2] \n</corners>\n");
-    std::string line;
-    std::getline(in, line);
-    std::getline(in, line);  // the caller read the geomap header itself
-    const auto seen = ReadAll(in);
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_EQ(seen[0].index, 4);
-    EXPECT_EQ(seen[0].content, "[1,2]");
-    EXPECT_EQ(seen[1].index, High);
-}
-
 TEST(TagReader, HostileInputEndsCleanly)
 {
     struct C {
@@ -156,26 +143,6 @@ TEST(SplitTagAttributes, SeveralNamesInOnePass)
     SplitTagAttributes("lat=\"48.2\" long=\"16", names, values);  // unterminated: absent
     EXPECT_EQ(values[0], "48.2");
     EXPECT_EQ(values[1].data(), nullptr);
-}
-
-TEST(TagReader, ReadsAFileWithLineEndsOfEitherKind)
-{
-    const std::string path = ::testing::TempDir() + "tag_reader_file.xml";
-    {
-        std::ofstream out(path, std::ios::binary);
-        out << "<?xml version=\"1.0\"?>\r\n\r\n<geomap id=\"a\">\r\n<ellipsoid>gelBess41</ellipsoid>\r\n";
-        for (int i = 0; i < 5000; ++i)  // past any stream buffer boundary
-            out << "<corners>\r\n[" << i << ",1] \r\n</corners>\r\n";
-        out << "</geomap>\r\n";
-    }
-    std::ifstream in(path, std::ios::binary);
-    const auto seen = ReadAll(in, 20000);
-    ASSERT_EQ(seen.size(), 2u + 5000u + 1u + 1u);
-    EXPECT_EQ(seen[1].content, "gelBess41");
-    EXPECT_EQ(seen[2].content, "[0,1]");
-    EXPECT_EQ(seen[5001].content, "[4999,1]");
-    EXPECT_EQ(seen[5002].index, 1);
-    EXPECT_EQ(seen.back().index, High);
 }
 
 // A stream that cannot tell or restore its position, as a pipe.
