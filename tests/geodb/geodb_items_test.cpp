@@ -232,20 +232,6 @@ TEST_F(GeoDBItems, TypedFormsAndLocations)
     EXPECT_EQ(db.GetSumdata(6).Tag, 42);
 }
 
-TEST_F(GeoDBItems, IdentifiersAreNeverReused)
-{
-    db.SetGDBName(dir / "ids");
-    db.AddTown("a", 1, 1);
-    db.AddTown("b", 2, 2);
-    db.DeleteData(2);
-    EXPECT_EQ(db.AddTown("c", 3, 3), 2);
-    EXPECT_EQ(db.GetSumdata(2).ItemId, 3);
-    db.SetGDBName("");
-    db.SetGDBName(dir / "ids");
-    EXPECT_EQ(db.HighestID(), 3);
-    EXPECT_EQ(db.SearchForItemID(2), 0);
-}
-
 TEST_F(GeoDBItems, DeleteRenumbersAndCompactionReclaims)
 {
     db.SetGDBName(dir / "gc");
