@@ -80,13 +80,21 @@ public:
     TColor Pixel(std::int32_t X, std::int32_t Y) const { return FTarget.Pixel(X, Y); }
     void SetPixel(std::int32_t X, std::int32_t Y, TColor Color) { FTarget.SetPixel(X, Y, Color); }
 
-    // Copies Source's SrcRect to (X, Y) without scaling; StretchDraw scales Source onto DstRect.
+    // Draw copies all of Source with its top-left corner at (X, Y), without scaling; CopyRect copies
+    // Source's SrcRect onto DstRect, stretched in Mode when the sizes differ.
     void Draw(std::int32_t X, std::int32_t Y, const TBitmap& Source);
     void CopyRect(TRect DstRect, const TBitmap& Source, TRect SrcRect, TStretchMode Mode = smColorOnColor);
 
 private:
     TBitmap& FTarget;
     TPoint FPenPos;
+    // Position in the pen's dot/dash pattern: continues along consecutive LineTo calls, restarts at MoveTo.
+    std::uint32_t FPatternPos = 0;
+
+    void DrawLine(TPoint A, TPoint B);  // the pen's pixels from A to B, B left out
+    void DrawOutline(std::span<const TPoint> Points);  // closed, every pixel of the path once
+    void FillSpan(std::int32_t Y, std::int32_t X0, std::int32_t X1, TColor Color, TPenMode Mode);  // [X0, X1)
+    void WidePath(std::span<const TPoint> Points, bool Closed);  // pens wider than 1, through Qt
 };
 
 }  // namespace qv
