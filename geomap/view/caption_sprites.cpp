@@ -94,19 +94,7 @@ void DrawLandMarkCaption(TCanvas& Canvas, TPoint P, const TLMTextProperties& Cap
 
 // ---- the sprite cache ----
 
-struct TCaptionSpriteCache::TEntry {
-    std::int32_t Width = 0, Height = 0;  // unrotated text extent
-    bool Direct = false;                 // not cacheable: draw directly every time
-    struct TRun {
-        std::int32_t Dy, Dx, Length;     // relative to the text's top-left corner
-        std::uint32_t Offset;            // into Pixels
-    };
-    std::vector<TRun> Runs;
-    std::vector<std::uint32_t> Pixels;   // QRgb words, as the bitmap's rows hold them
-    std::size_t Bytes() const { return Runs.size() * sizeof(TRun) + Pixels.size() * 4 + sizeof(TEntry) + 64; }
-};
-
-std::size_t TCaptionSpriteCache::TKeyHash::operator()(const TKeyView& K) const noexcept
+std::size_t TCaptionSpriteCache::TKeyHash::operator()(const TKeyView& K) const
 {
     auto mix = [](std::uint64_t h, std::uint64_t v) { return (h ^ v) * 0x100000001B3ull + (h >> 29); };
     std::uint64_t h = std::hash<std::string_view>()(K.Text);
@@ -123,6 +111,7 @@ TCaptionSpriteCache::~TCaptionSpriteCache() = default;
 void TCaptionSpriteCache::Clear()
 {
     FEntries.clear();
+    FSlots.clear();
     FBytes = 0;
 }
 
@@ -141,96 +130,112 @@ std::array<TColor, 2> KeyColours(TColor FG, TColor BG)
     return k;
 }
 
+TCaptionSpriteCache::TKeyView KeyOf(const TLMTextProperties& Caption)
+{
+    return {Caption.Text,
+            Caption.FontName,
+            Caption.Size,
+            CaptionOrientation(Caption.Direction),
+            Caption.FGColor & 0xFFFFFF,
+            Caption.Transparent ? 0u : (Caption.BGColor & 0xFFFFFF),
+            Caption.FontStyles.Bits,
+            Caption.Transparent};
+}
+
 }  // namespace
 
-void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption)
+const TCaptionSpriteCache::TMap::value_type& TCaptionSpriteCache::Find(const TLMTextProperties& Caption,
+                                                                      const TKeyView& View)
 {
-    if (Caption.Text.empty())
-        return;
-    const TKeyView view{Caption.Text,
-                        Caption.FontName,
-                        Caption.Size,
-                        CaptionOrientation(Caption.Direction),
-                        Caption.FGColor & 0xFFFFFF,
-                        Caption.Transparent ? 0u : (Caption.BGColor & 0xFFFFFF),
-                        Caption.FontStyles.Bits,
-                        Caption.Transparent};
-    auto it = FEntries.find(view);
-    if (it == FEntries.end()) {
-        auto e = std::make_unique<TEntry>();
-        TCanvas& sc = FScratch.Canvas();
-        SetCaptionFont(sc, Caption);
-        const TSize ext = sc.TextExtent(Caption.Text);
-        e->Width = ext.cx;
-        e->Height = ext.cy;
-        // Box of the turned text plus a margin for glyphs reaching beyond their advance and line height.
-        double s, c;
-        SinCos(view.Orientation, s, c);
-        double minX = 0, maxX = 0, minY = 0, maxY = 0;
-        for (const auto& [u, v] : {std::pair<double, double>{double(ext.cx), 0.0}, {0.0, double(ext.cy)},
-                                   {double(ext.cx), double(ext.cy)}}) {
-            const double x = u * c + v * s, y = -u * s + v * c;
-            minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
-        }
-        const std::int32_t m = ext.cy + 4;
-        const std::int32_t ax = -static_cast<std::int32_t>(std::floor(minX)) + m;
-        const std::int32_t ay = -static_cast<std::int32_t>(std::floor(minY)) + m;
-        const std::int32_t bw = ax + static_cast<std::int32_t>(std::ceil(maxX)) + m;
-        const std::int32_t bh = ay + static_cast<std::int32_t>(std::ceil(maxY)) + m;
-        const auto keys = KeyColours(Caption.FGColor, Caption.BGColor);
-        std::array<std::vector<std::uint32_t>, 2> img;
-        std::array<std::uint32_t, 2> raw{};
-        FScratch.SetSize(bw, bh);
-        for (int r = 0; r < 2; ++r) {
-            FScratch.Fill(keys[static_cast<std::size_t>(r)]);
-            raw[static_cast<std::size_t>(r)] = FScratch.ScanLine(0)[0];
-            sc.TextOut(ax, ay, Caption.Text);
-            auto& buf = img[static_cast<std::size_t>(r)];
-            buf.resize(static_cast<std::size_t>(bw) * static_cast<std::size_t>(bh));
-            for (std::int32_t y = 0; y < bh; ++y)
-                std::memcpy(buf.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw), FScratch.ScanLine(y),
-                            static_cast<std::size_t>(bw) * 4);
-        }
-        ++FRenders;
-        for (std::int32_t y = 0; y < bh && !e->Direct; ++y) {
-            const std::uint32_t* a = img[0].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw);
-            const std::uint32_t* b = img[1].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw);
-            std::int32_t x = 0;
-            while (x < bw) {
-                if (a[x] == raw[0] && b[x] == raw[1]) {
-                    ++x;
-                    continue;
-                }
-                const std::int32_t x0 = x;
-                while (x < bw && !(a[x] == raw[0] && b[x] == raw[1])) {
-                    // Blended with the background, or reaching the sprite's border: draw directly.
-                    if (a[x] != b[x] || x == 0 || x == bw - 1 || y == 0 || y == bh - 1) {
-                        e->Direct = true;
-                        break;
-                    }
-                    ++x;
-                }
-                if (e->Direct)
-                    break;
-                e->Runs.push_back({y - ay, x0 - ax, x - x0, static_cast<std::uint32_t>(e->Pixels.size())});
-                e->Pixels.insert(e->Pixels.end(), a + x0, a + x);
-            }
-        }
-        if (e->Direct) {
-            e->Runs.clear();
-            e->Pixels.clear();
-        }
-        const std::size_t bytes = e->Bytes();
-        if (FBytes + bytes > FMaxBytes)
-            Clear();
-        FBytes += bytes;
-        it = FEntries.emplace(TKey{std::string(Caption.Text), std::string(Caption.FontName), view.Size,
-                                   view.Orientation, view.FG, view.BG, view.Styles, view.Transparent},
-                              std::move(e))
-                 .first;
+    auto it = FEntries.find(View);
+    if (it != FEntries.end())
+        return *it;
+    TEntry e;
+    TCanvas& sc = FScratch.Canvas();
+    SetCaptionFont(sc, Caption);
+    const TSize ext = sc.TextExtent(Caption.Text);
+    e.Width = ext.cx;
+    e.Height = ext.cy;
+    // Box of the turned text plus a margin for glyphs reaching beyond their advance and line height.
+    double s, c;
+    SinCos(View.Orientation, s, c);
+    double minX = 0, maxX = 0, minY = 0, maxY = 0;
+    for (const auto& [u, v] : {std::pair<double, double>{double(ext.cx), 0.0}, {0.0, double(ext.cy)},
+                               {double(ext.cx), double(ext.cy)}}) {
+        const double x = u * c + v * s, y = -u * s + v * c;
+        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
     }
-    const TEntry& e = *it->second;
-    if (e.Direct) {
+    const std::int32_t m = ext.cy + 4;
+    const std::int32_t ax = -static_cast<std::int32_t>(std::floor(minX)) + m;
+    const std::int32_t ay = -static_cast<std::int32_t>(std::floor(minY)) + m;
+    const std::int32_t bw = ax + static_cast<std::int32_t>(std::ceil(maxX)) + m;
+    const std::int32_t bh = ay + static_cast<std::int32_t>(std::ceil(maxY)) + m;
+    const auto keys = KeyColours(Caption.FGColor, Caption.BGColor);
+    std::array<std::vector<std::uint32_t>, 2> img;
+    std::array<std::uint32_t, 2> raw{};
+    FScratch.SetSize(bw, bh);
+    for (std::size_t r = 0; r < 2; ++r) {
+        FScratch.Fill(keys[r]);
+        raw[r] = FScratch.ScanLine(0)[0];
+        sc.TextOut(ax, ay, Caption.Text);
+        img[r].resize(static_cast<std::size_t>(bw) * static_cast<std::size_t>(bh));
+        for (std::int32_t y = 0; y < bh; ++y)
+            std::memcpy(img[r].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw), FScratch.ScanLine(y),
+                        static_cast<std::size_t>(bw) * 4);
+    }
+    ++FRenders;
+    std::vector<TRow> rows;
+    std::vector<std::uint8_t> bytes;
+    int colours = 0;
+    for (std::int32_t y = 0; y < bh && !e.Direct; ++y) {
+        const std::uint32_t* a = img[0].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw);
+        const std::uint32_t* b = img[1].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw);
+        std::int32_t first = -1, last = -1;
+        for (std::int32_t x = 0; x < bw && !e.Direct; ++x) {
+            if (a[x] == raw[0] && b[x] == raw[1])
+                continue;
+            // Blended with the background, reaching the sprite's border, or a third colour: draw directly.
+            if (a[x] != b[x] || x == 0 || x == bw - 1 || y == 0 || y == bh - 1)
+                e.Direct = true;
+            else if (colours == 0 || (a[x] != e.Palette[0] && colours == 1))
+                e.Palette[colours++] = a[x];
+            else if (a[x] != e.Palette[0] && a[x] != e.Palette[1])
+                e.Direct = true;
+            if (first < 0)
+                first = x;
+            last = x;
+        }
+        if (e.Direct || first < 0)
+            continue;
+        rows.push_back({y - ay, first - ax, last + 1 - first, static_cast<std::uint32_t>(bytes.size())});
+        for (std::int32_t x = first; x <= last; ++x)
+            bytes.push_back(a[x] == raw[0] && b[x] == raw[1] ? 0 : a[x] == e.Palette[0] ? 1 : 2);
+    }
+    if (!e.Direct) {
+        e.NumRows = static_cast<std::int32_t>(rows.size());
+        const std::size_t head = rows.size() * sizeof(TRow);
+        e.Blob.resize(head + bytes.size());
+        for (TRow& r : rows)
+            r.Offset += static_cast<std::uint32_t>(head);
+        if (!rows.empty())
+            std::memcpy(e.Blob.data(), rows.data(), head);
+        if (!bytes.empty())
+            std::memcpy(e.Blob.data() + head, bytes.data(), bytes.size());
+    }
+    const std::size_t size = e.Blob.size() + sizeof(TMap::value_type) + Caption.Text.size() + 64;
+    if (FBytes + size > FMaxBytes)
+        Clear();
+    FBytes += size;
+    return *FEntries
+                .emplace(TKey{std::string(View.Text), std::string(View.FontName), View.Size, View.Orientation, View.FG,
+                              View.BG, View.Styles, View.Transparent},
+                         std::move(e))
+                .first;
+}
+
+void TCaptionSpriteCache::Blit(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, const TEntry& E)
+{
+    if (E.Direct) {
         DrawLandMarkCaption(Canvas, P, Caption);
         return;
     }
@@ -245,9 +250,13 @@ void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextPropertie
         FRowsOf = first;
         FRowsWidth = bmp.Width();
     }
-    const TPoint o = CaptionOrigin(P, Caption, e.Width, e.Height);
+    const TPoint o = CaptionOrigin(P, Caption, E.Width, E.Height);
     const std::int64_t h = bmp.Height(), w = FRowsWidth;
-    for (const TEntry::TRun& r : e.Runs) {
+    const std::uint32_t c1 = E.Palette[0], c2 = E.Palette[1];
+    const std::uint8_t* blob = E.Blob.data();
+    for (std::int32_t k = 0; k < E.NumRows; ++k) {
+        TRow r;
+        std::memcpy(&r, blob + static_cast<std::size_t>(k) * sizeof(TRow), sizeof(TRow));
         const std::int64_t y = std::int64_t{o.Y} + r.Dy;
         if (y < 0 || y >= h)
             continue;
@@ -258,11 +267,36 @@ void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextPropertie
             x0 = 0;
         }
         x1 = std::min(x1, w);
-        if (x1 <= x0)
-            continue;
-        std::memcpy(FRows[static_cast<std::size_t>(y)] + x0, e.Pixels.data() + r.Offset + skip,
-                    static_cast<std::size_t>(x1 - x0) * 4);
+        std::uint32_t* d = FRows[static_cast<std::size_t>(y)] + x0;
+        const std::uint8_t* p = blob + r.Offset + skip;
+        for (std::int64_t i = 0, n = x1 - x0; i < n; ++i) {
+            const std::uint32_t v = p[i] == 1 ? c1 : c2;
+            d[i] = p[i] ? v : d[i];
+        }
     }
+}
+
+void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption)
+{
+    if (Caption.Text.empty())
+        return;
+    Blit(Canvas, P, Caption, Find(Caption, KeyOf(Caption)).second);
+}
+
+void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, std::size_t Slot)
+{
+    if (Caption.Text.empty())
+        return;
+    const TKeyView view = KeyOf(Caption);
+    if (Slot < FSlots.size() && FSlots[Slot] && View(FSlots[Slot]->first) == view) {
+        Blit(Canvas, P, Caption, FSlots[Slot]->second);
+        return;
+    }
+    const TMap::value_type& node = Find(Caption, view);  // may start afresh, forgetting every slot
+    if (Slot >= FSlots.size())
+        FSlots.resize(Slot + 1, nullptr);
+    FSlots[Slot] = &node;
+    Blit(Canvas, P, Caption, node.second);
 }
 
 }  // namespace qv

@@ -55,6 +55,9 @@ public:
     ~TCaptionSpriteCache();
 
     void Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption);
+    // The same, remembering which sprite the caller's item Slot (a landmark's number, say) used last: when
+    // the item's caption is still that sprite's, the next paint finds it without hashing.
+    void Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, std::size_t Slot);
     void Clear();
     std::size_t SpriteCount() const { return FEntries.size(); }
     std::size_t Renders() const { return FRenders; }  // sprites rendered since construction
@@ -80,10 +83,12 @@ public:
     {
         return {K.Text, K.FontName, K.Size, K.Orientation, K.FG, K.BG, K.Styles, K.Transparent};
     }
+    // Not noexcept on purpose: the standard library then keeps each node's hash code, so a lookup compares
+    // codes along a bucket instead of hashing the texts of the nodes it passes.
     struct TKeyHash {
         using is_transparent = void;
-        std::size_t operator()(const TKeyView& K) const noexcept;
-        std::size_t operator()(const TKey& K) const noexcept { return (*this)(View(K)); }
+        std::size_t operator()(const TKeyView& K) const;
+        std::size_t operator()(const TKey& K) const { return (*this)(View(K)); }
     };
     struct TKeyEqual {
         using is_transparent = void;
@@ -92,13 +97,31 @@ public:
         bool operator()(const TKeyView& A, const TKey& B) const noexcept { return A == View(B); }
         bool operator()(const TKey& A, const TKey& B) const noexcept { return A == B; }
     };
-    struct TEntry;
+    // A rendered caption. Each sprite row is kept from its first to its last set pixel, one byte a pixel:
+    // 0 not set, 1 and 2 the two colours of Palette (text and background).
+    struct TEntry {
+        std::int32_t Width = 0, Height = 0;  // unrotated text extent
+        bool Direct = false;                 // not cacheable: drawn directly every time
+        std::uint32_t Palette[2] = {0, 0};   // QRgb words, as the bitmap's rows hold them
+        std::int32_t NumRows = 0;
+        // NumRows row headers (TRow), then the pixel bytes of all rows: one block, one allocation.
+        std::vector<std::uint8_t> Blob;
+    };
+    struct TRow {
+        std::int32_t Dy, Dx, Length;  // relative to the text's top-left corner
+        std::uint32_t Offset;         // of the row's first pixel byte in Blob
+    };
 
 private:
+    using TMap = std::unordered_map<TKey, TEntry, TKeyHash, TKeyEqual>;
+    const TMap::value_type& Find(const TLMTextProperties& Caption, const TKeyView& View);
+    void Blit(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, const TEntry& E);
+
     std::size_t FMaxBytes;
     std::size_t FBytes = 0;
     std::size_t FRenders = 0;
-    std::unordered_map<TKey, std::unique_ptr<TEntry>, TKeyHash, TKeyEqual> FEntries;
+    TMap FEntries;  // nodes stay where they are until Clear
+    std::vector<const TMap::value_type*> FSlots;
     TBitmap FScratch;  // where sprites are rendered
     // Row addresses of the bitmap drawn on last, valid while its first row and size stay the same.
     std::vector<std::uint32_t*> FRows;

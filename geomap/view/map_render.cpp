@@ -32,12 +32,33 @@ namespace {
 
 std::int32_t RoundI(double v) { return render_detail::ClampRound(v); }
 
-// Step 6: the visible part of the map image, through the scaled-image cache when the view is reduced.
-void DrawMapImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
+// Fills the W x H window with the background except the rectangle Covered (clipped to the window).
+void FillAround(TCanvas& C, TColor Colour, std::int32_t W, std::int32_t H, TRect Covered)
 {
-    const TBitmap& map = *S.GrafBmp;
+    Covered = {std::clamp(Covered.Left, 0, W), std::clamp(Covered.Top, 0, H), std::clamp(Covered.Right, 0, W),
+               std::clamp(Covered.Bottom, 0, H)};
+    if (Covered.IsEmpty())
+        Covered = {0, 0, 0, 0};
+    C.Brush = {Colour, bsSolid};
+    C.FillRect({0, 0, W, Covered.Top});
+    C.FillRect({0, Covered.Bottom, W, H});
+    C.FillRect({0, Covered.Top, Covered.Left, Covered.Bottom});
+    C.FillRect({Covered.Right, Covered.Top, W, Covered.Bottom});
+}
+
+// Steps 5 and 6: the background and the visible part of the map image, through the scaled-image cache
+// when the view is reduced. The background is filled only where the image leaves the window uncovered:
+// the pixels are those of filling everything first, without writing the frame twice.
+void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
+{
     const std::int32_t W = S.Width, H = S.Height;
     const double mag = S.Magnify;
+    TCanvas& canvas = Aux.Canvas();
+    if (!S.GrafBmp || S.GrafBmp->Empty() || !(mag > 0) || !std::isfinite(mag)) {
+        FillAround(canvas, S.ColorBackGnd, W, H, {});
+        return;
+    }
+    const TBitmap& map = *S.GrafBmp;
     const TStretchMode mode = S.AntiAlias ? smHalftone : smColorOnColor;
     if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit) {
         Cache.Image.SetSize(RoundI(map.Width() * mag), RoundI(map.Height() * mag));
@@ -49,21 +70,22 @@ void DrawMapImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
     }
     if (Cache.Mag == mag) {
         const std::int32_t x = RoundI(S.TopLeft.X * mag), y = RoundI(S.TopLeft.Y * mag);
-        // The part of the W x H window beyond AuxBmp cannot be seen; CopyRect clips both sides.
+        // The cache pixels [0, width) x [0, height) land at (-x, -y); the part of the W x H window beyond
+        // AuxBmp cannot be seen, and CopyRect clips both sides.
+        FillAround(canvas, S.ColorBackGnd, W, H,
+                   {-x, -y, Cache.Image.Width() - x, Cache.Image.Height() - y});
         Aux.CopyRect(0, 0, Cache.Image, {x, y, x + W, y + H});
         return;
     }
     const TRect src{S.TopLeft.X, S.TopLeft.Y, RoundI(S.TopLeft.X + W / mag), RoundI(S.TopLeft.Y + H / mag)};
-    Aux.StretchRect({0, 0, W, H}, map, src, mode);
-    ++Cache.DirectStretches;
     // Columns and rows whose centre falls outside the image show the background, not the edge pixels.
+    // Destination pixel i samples source Start + (2i + 1)·SrcLen / (2·DstLen).
     auto inside = [](std::int32_t Start, std::int32_t SrcLen, std::int32_t DstLen, std::int32_t Limit,
                      std::int32_t& Lo, std::int32_t& Hi) {
         Lo = 0;
         Hi = DstLen;
         if (SrcLen <= 0 || DstLen <= 0)
             return;
-        // Destination pixel i samples source Start + (2i + 1)·SrcLen / (2·DstLen).
         auto src = [&](std::int32_t i) { return Start + (2.0 * i + 1.0) * SrcLen / (2.0 * DstLen); };
         while (Lo < Hi && src(Lo) < 0)
             ++Lo;
@@ -73,14 +95,11 @@ void DrawMapImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
     std::int32_t x0, x1, y0, y1;
     inside(src.Left, src.Width(), W, map.Width(), x0, x1);
     inside(src.Top, src.Height(), H, map.Height(), y0, y1);
-    if (x0 == 0 && x1 == W && y0 == 0 && y1 == H)
-        return;
-    TCanvas& c = Aux.Canvas();
-    c.Brush = {S.ColorBackGnd, bsSolid};
-    c.FillRect({0, 0, W, y0});
-    c.FillRect({0, y1, W, H});
-    c.FillRect({0, y0, x0, y1});
-    c.FillRect({x1, y0, W, y1});
+    Aux.StretchRect({0, 0, W, H}, map, src, mode);
+    ++Cache.DirectStretches;
+    if (src.IsEmpty())
+        x0 = x1 = y0 = y1 = 0;
+    FillAround(canvas, S.ColorBackGnd, W, H, {x0, y0, x1, y1});
 }
 
 // Step 9.1: the probability with which each landmark is drawn.
@@ -122,7 +141,9 @@ void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas
     const bool placeable = store && S.Fit && S.Fit->Model() != cmUndefined;
     if (placeable) {
         const double p = SampleProbability(S, View, *store);
-        for (const TLandMark& lm : store->LandMarks()) {
+        const auto all = store->LandMarks();
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const TLandMark& lm = all[i];
             if (!store->GetClassVisibility(lm.ClassFlag))
                 continue;
             if (p < 1.0 && !(BRandom(1.0) < p))
@@ -141,7 +162,7 @@ void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas
                 continue;
             DrawSymbol(Canvas, Caches, c, lm.SymbolProps);
             if (Caches)
-                Caches->Captions.Draw(Canvas, c, lm.Caption);
+                Caches->Captions.Draw(Canvas, c, lm.Caption, i);
             else
                 DrawLandMarkCaption(Canvas, c, lm.Caption);
         }
@@ -186,12 +207,8 @@ void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache
         canvas.Font.Color = State.ColorFrame;
         canvas.TextOut(10, 10, State.EmptyMsg);
     } else if (State.Visible) {
-        // 5. Background.
-        canvas.Brush = {State.ColorBackGnd, bsSolid};
-        canvas.FillRect({0, 0, W, H});
-        // 6. The map image.
-        if (State.GrafBmp && !State.GrafBmp->Empty() && State.Magnify > 0 && std::isfinite(State.Magnify))
-            DrawMapImage(State, AuxBmp, Cache);
+        // 5. and 6. Background and the map image.
+        DrawBackgroundAndImage(State, AuxBmp, Cache);
         // 7. The application's data under the graticule.
         if (State.OnBeforeRenderData)
             State.OnBeforeRenderData(canvas);

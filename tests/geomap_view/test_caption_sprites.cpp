@@ -73,10 +73,12 @@ TEST(CaptionSprites, PixelIdenticalToDirectDrawing)
         cache.Draw(sprite.Canvas(), c.at, c.cap);  // from the sprite now, over its own pixels
         EXPECT_FALSE(ChangedBox(bg, direct).IsEmpty()) << c.cap.Text;
         EXPECT_TRUE(ChangedBox(direct, sprite).IsEmpty()) << c.cap.Text << " at " << c.at.X << "," << c.at.Y;
-        // The same sprite at another point gives the direct drawing there too.
+        // The same sprite at another point gives the direct drawing there too, also when found through a
+        // slot that another caption used before.
         TBitmap direct2 = bg, sprite2 = bg;
         DrawLandMarkCaption(direct2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap);
-        cache.Draw(sprite2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap);
+        cache.Draw(sprite2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap, 0);
+        cache.Draw(sprite2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap, 0);
         EXPECT_TRUE(ChangedBox(direct2, sprite2).IsEmpty()) << c.cap.Text;
     }
     EXPECT_EQ(cache.SpriteCount(), std::size(cases));
