@@ -75,22 +75,25 @@ TEST(Canvas, LinesClippedAtTheEdgeKeepTheirPixels)
 
 TEST(Canvas, PenPatternsRunOnAcrossLineToAndRestartAtMoveTo)
 {
-    struct Case { TPenStyle Style; std::vector<std::int32_t> Xs; };
+    struct Case { TPenStyle Style; std::vector<std::int32_t> Row0, Row1; };
     const Case cases[] = {
-        {psDot, {0, 2, 4, 6, 8, 10}},
-        {psDash, {0, 1, 2, 3, 4, 5, 9, 10, 11}},
-        {psClear, {}},
+        {psDot, {0, 2, 4, 6, 8, 10}, {0, 2}},
+        {psDash, {0, 1, 2, 3, 4, 5, 9, 10}, {0, 1, 2}},
+        {psClear, {}, {}},
     };
     for (const Case& c : cases) {
-        TBitmap b(12, 1);
+        TBitmap b(12, 2);
         b.Canvas().Pen.Style = c.Style;
         b.Canvas().MoveTo(0, 0);
         b.Canvas().LineTo(3, 0);  // the pattern continues into the next segment
-        b.Canvas().LineTo(12, 0);
-        std::vector<std::int32_t> xs;
+        b.Canvas().LineTo(11, 0);
+        b.Canvas().MoveTo(0, 1);  // and starts again here
+        b.Canvas().LineTo(3, 1);
+        std::vector<std::int32_t> rows[2];
         for (const TPoint& p : PixelsOf(b, kBlack))
-            xs.push_back(p.X);
-        EXPECT_EQ(xs, c.Xs) << int(c.Style);
+            rows[p.Y].push_back(p.X);
+        EXPECT_EQ(rows[0], c.Row0) << int(c.Style);
+        EXPECT_EQ(rows[1], c.Row1) << int(c.Style);
     }
 }
 
@@ -117,7 +120,7 @@ TEST(Canvas, ExclusiveOrTwiceRestoresTheImage)
         c.Polygon(poly);
     };
     drawAll();
-    EXPECT_NE(b.Image(), original.Image());
+    EXPECT_EQ(b.ScanLine(1)[1], original.ScanLine(1)[1] ^ 0x00FFFFFFu);  // a white pen inverts, alpha stays
     drawAll();
     EXPECT_EQ(b.Image(), original.Image());
 }
@@ -192,6 +195,17 @@ TEST(Canvas, PolygonFillsPixelsWhoseCentreIsInside)
     b.Canvas().Polygon(tri);
     EXPECT_EQ(PixelsOf(b, kBlack).size(), 12u);
     EXPECT_EQ(PixelsOf(b, kRed), (std::vector<TPoint>{{1, 1}, {2, 1}, {1, 2}}));
+    // A diamond: rows through a vertex are cut once per side, so its area is exactly 2 * 4 * 4.
+    b.Fill(kWhite);
+    b.Canvas().Pen.Style = psClear;
+    const TPoint diamond[] = {{4, 0}, {8, 4}, {4, 8}, {0, 4}};
+    TBitmap d(9, 9);
+    d.Canvas().Pen.Style = psClear;
+    d.Canvas().Brush.Color = kRed;
+    d.Canvas().Polygon(diamond);
+    EXPECT_EQ(PixelsOf(d, kRed).size(), 32u);
+    EXPECT_EQ(d.Pixel(0, 4), kRed);
+    EXPECT_EQ(d.Pixel(8, 4), kWhite);
     // A rectangle as a polygon with a clear pen covers the rectangle's pixels exactly.
     TBitmap p(10, 10), q(10, 10);
     p.Canvas().Pen.Style = q.Canvas().Pen.Style = psClear;
