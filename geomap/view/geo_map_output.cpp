@@ -82,7 +82,8 @@ void TGeoMap::ConstructInternalMapImg()
         // frame takes everything else from AuxBmp.
         auto user = std::move(s.OnBeforeRenderData);
         s.OnBeforeRenderData = [this, user](TCanvas& C) {
-            FMapOnly = C.Bitmap();
+            // A deep copy: a shared picture would let row pointers the renderer keeps write into it.
+            FMapOnly = TBitmap(C.Bitmap().Image().copy());
             FMapOnlyValid = true;
             if (user)
                 user(C);
