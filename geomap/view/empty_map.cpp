@@ -126,11 +126,12 @@ TEmptyMapRequest NormalizedEmptyMapRequest(TEmptyMapRequest Request)
 
 std::string EmptyMapLabel(double Value, double GratDist, bool Latitude)
 {
-    const int decimals = GratDist <= 0.06 ? 2 : (GratDist == std::trunc(GratDist) ? 0 : 1);
-    const std::string text = DegreeToStr(std::fabs(Value), dfDecimal, decimals);
+    // Fine graticules need seconds, half and quarter degrees need minutes; whole-degree ones show degrees.
+    const TDegreeFormat format = GratDist <= 0.06 ? dfDegMinSec : (GratDist == std::trunc(GratDist) ? dfDecimal : dfDegMin);
+    const std::string text = DegreeToStr(std::fabs(Value), format, 0);
     // A value that shows as zero is the equator or the prime meridian, whatever sign the stepping's
     // rounding left on it.
-    const bool negative = Value < 0 && text != DegreeToStr(0.0, dfDecimal, decimals);
+    const bool negative = Value < 0 && text != DegreeToStr(0.0, format, 0);
     const char* hemi = Latitude ? (negative ? " S " : " N ") : (negative ? " W " : " E ");
     return " " + text + hemi;
 }

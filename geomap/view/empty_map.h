@@ -42,9 +42,11 @@ inline constexpr std::string_view EmptyMapCalibId = "XEL_geomap_caldata";
 // width and height below 100 raised to 100.
 TEmptyMapRequest NormalizedEmptyMapRequest(TEmptyMapRequest Request);
 
-// Label of a parallel (Latitude true: " 48.25° N ") or meridian (" 16° E "): a blank, the absolute value,
-// the hemisphere letter between blanks. Whole degrees when GratDist is a whole number, two decimals when
-// it is at most 0.06°, one decimal otherwise. S and W for negative values, except those that show as 0.
+// Label of a parallel or meridian: a blank, the absolute value,
+// the hemisphere letter between blanks. Whole degrees (dfDecimal) when GratDist is a whole number,
+// degrees, minutes and seconds (dfDegMinSec) when it is at most 0.06°, degrees and minutes (dfDegMin)
+// otherwise, all without decimals: " 48°15'00\" N ", " 12°30' E ", " 42° N ". S and W for negative
+// values, except those that show as 0.
 std::string EmptyMapLabel(double Value, double GratDist, bool Latitude);
 
 // Draws the map of Request into Bitmap (resized; any former contents are replaced) and fills CalData with

@@ -47,10 +47,10 @@ TEST(EmptyMap, Labels)
         bool lat;
         const char* text;
     } cases[] = {
-        {48.25, 0.05, true, " 48.25° N "}, {48.2, 0.06, true, " 48.20° N "},    {48.2, 0.07, true, " 48.2° N "},
-        {42, 2, true, " 42° N "},          {12.5, 2.5, false, " 12.5° E "},     {-33.5, 0.5, true, " 33.5° S "},
-        {-120, 10, false, " 120° W "},     {0, 1, false, " 0° E "},             {-5.6e-17, 0.05, true, " 0.00° N "},
-        {-0.004, 0.05, false, " 0.00° E "}, {-0.006, 0.05, false, " 0.01° W "},
+        {48.25, 0.05, true, " 48°15'00\" N "}, {48.2, 0.06, true, " 48°12'00\" N "}, {48.2, 0.07, true, " 48°12' N "},
+        {42, 2, true, " 42° N "},            {12.5, 2.5, false, " 12°30' E "},     {-33.5, 0.5, true, " 33°30' S "},
+        {-120, 10, false, " 120° W "},       {0, 1, false, " 0° E "},             {-5.6e-17, 0.05, true, " 0°00'00\" N "},
+        {-0.0001, 0.05, false, " 0°00'00\" E "}, {-0.0003, 0.05, false, " 0°00'01\" W "},
     };
     for (const auto& c : cases)
         EXPECT_EQ(EmptyMapLabel(c.value, c.dist, c.lat), c.text) << c.value << " every " << c.dist;
