@@ -83,7 +83,7 @@ void TGeoMap::ConstructInternalMapImg()
         auto user = std::move(s.OnBeforeRenderData);
         s.OnBeforeRenderData = [this, user](TCanvas& C) {
             // A deep copy: a shared picture would let row pointers the renderer keeps write into it.
-            FMapOnly = TBitmap(C.Bitmap().Image().copy());
+            FMapOnly = TBitmap(C.Bitmap().Image().copy(0, 0, width(), height()));
             FMapOnlyValid = true;
             if (user)
                 user(C);
