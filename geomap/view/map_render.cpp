@@ -26,7 +26,11 @@ namespace qv {
 
 using render_detail::TViewTransform;
 
-std::unique_ptr<TMapRenderCaches> MakeMapRenderCaches() { return std::make_unique<TMapRenderCaches>(); }
+TMapRenderCachesPtr MakeMapRenderCaches() { return TMapRenderCachesPtr(std::make_unique<TMapRenderCaches>().release()); }
+void TMapRenderCachesDeleter::operator()(TMapRenderCaches* Caches) const noexcept
+{
+    std::unique_ptr<TMapRenderCaches> owned(Caches);  // TMapRenderCaches is complete here
+}
 
 namespace {
 
@@ -62,8 +66,10 @@ void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCac
     const TStretchMode mode = S.AntiAlias ? smHalftone : smColorOnColor;
     if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit) {
         Cache.Image.SetSize(RoundI(map.Width() * mag), RoundI(map.Height() * mag));
-        Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, map,
-                                {0, 0, map.Width(), map.Height()}, mode);
+        // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
+        const TBitmap& from = *MapCacheSource(S);
+        Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
+                                {0, 0, from.Width(), from.Height()}, mode);
         Cache.Mag = mag;
         Cache.AntiAlias = S.AntiAlias;
         ++Cache.CacheBuilds;

@@ -15,6 +15,7 @@
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -43,6 +44,12 @@ struct TMapRenderState {
     bool Visible = true;
     std::string MapImgName;              // empty: the empty-map picture
     const TBitmap* GrafBmp = nullptr;    // the map image at its own size
+    // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
+    // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
+    // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
+    // (step 6.1), stretch all of MapCacheSource(State) into it instead of all of GrafBmp: the same picture,
+    // from up to 256 times fewer pixels.
+    std::array<const TBitmap*, 4> PyramidLevels{};
     double Magnify = 1.0;
     TPoint TopLeft;                      // map pixel at the control's top-left corner
     bool AntiAlias = true;
@@ -68,10 +75,32 @@ struct TMapRenderState {
     std::function<void(TCanvas& Canvas)> OnDataRendered;
 };
 
+// The image to build the scaled cache from at State.Magnify: the smallest pyramid level that still has at
+// least as many pixels across as the cache (Round(width x Magnify)), else GrafBmp.
+inline const TBitmap* MapCacheSource(const TMapRenderState& State)
+{
+    const TBitmap* src = State.GrafBmp;
+    if (!src)
+        return src;
+    const double need = static_cast<double>(src->Width()) * State.Magnify;
+    for (const TBitmap* level : State.PyramidLevels) {
+        if (!level || level->Empty() || static_cast<double>(level->Width()) < need)
+            break;
+        src = level;
+    }
+    return src;
+}
+
 // Caches that live as long as the map view and make repeated paints cheap: symbol sprites and caption
 // sprites (keyed by text, font, colours and direction). Their output is pixel-identical to drawing directly.
+// The class stays incomplete outside the renderer, so the pointer's deleter is a function the renderer
+// defines (a plain std::unique_ptr would need the complete type wherever an owner is destroyed).
 class TMapRenderCaches;
-std::unique_ptr<TMapRenderCaches> MakeMapRenderCaches();
+struct TMapRenderCachesDeleter {
+    void operator()(TMapRenderCaches* Caches) const noexcept;
+};
+using TMapRenderCachesPtr = std::unique_ptr<TMapRenderCaches, TMapRenderCachesDeleter>;
+TMapRenderCachesPtr MakeMapRenderCaches();
 
 // Draws one frame into AuxBmp (grown, never shrunk, to at least Width x Height) following the documented
 // steps; Cache is used and updated by the cache rule. Caches may be null (everything drawn directly).
