@@ -245,32 +245,42 @@ TEST(MapRender, UTMGridOnTheCalibrationsLines)
     struct Case {
         std::int32_t dist;
         int lines;  // easting lines inside the map, ends excluded
+        double mag;
+        TPoint topLeft;
     };
-    for (const Case& c : {Case{1000, 3}, Case{0, 7}}) {  // automatic: Round125(4000 m / 10) = 500 m
+    // Automatic: Round125(4000 m / 10) = 500 m.
+    for (const Case& c : {Case{1000, 3, 1.0, {0, 0}}, Case{0, 7, 0.8, {-20, 10}}}) {
         TTestMap m(400, 300, 5400000, 5397000, 500000, 504000, cmUTM);
         TMapRenderState s = m.State(500, 400);
         s.ShowGraticule = sgUTMGrid;
         s.UTMGridDist = c.dist;
+        s.Magnify = c.mag;
+        s.TopLeft = c.topLeft;
         TBitmap aux;
         TMapImageCache cache;
         RenderMapView(s, aux, cache, nullptr);
         if (c.dist)
             Keep(aux, "utm_grid");
+        auto ctl = [&](int x, int y) {
+            return TPoint{int(std::nearbyint((x - c.topLeft.X) * c.mag)), int(std::nearbyint((y - c.topLeft.Y) * c.mag))};
+        };
         const int spacing = c.dist ? 1000 : 500;
-        EXPECT_EQ(CountColour(aux, Blue, 2, 150 + 7, 398, 150 + 8), c.lines);
+        const int row = ctl(0, 157).Y;
+        EXPECT_EQ(CountColour(aux, Blue, ctl(0, 0).X + 2, row, ctl(400, 0).X - 2, row + 1), c.lines);
         for (int e = 500000 + spacing; e < 504000; e += spacing) {
-            for (int y : {5, 157, 290}) {
-                const int x = m.Fit.CalcUTMxFromEastingY(e, y);
-                EXPECT_EQ(aux.Pixel(x, y), Blue) << e;
-                EXPECT_EQ(aux.Pixel(x + 2, y), White) << e;
+            for (int y : {20, 157, 290}) {
+                const TPoint p = ctl(m.Fit.CalcUTMxFromEastingY(e, y), y);
+                EXPECT_EQ(aux.Pixel(p.X, p.Y), Blue) << e;
+                EXPECT_EQ(aux.Pixel(p.X + 2, p.Y), White) << e;
             }
-            EXPECT_EQ(aux.Pixel(m.Fit.CalcUTMxFromEastingY(e, 350), 350), Silver);  // clipped to the map
+            const TPoint below = ctl(m.Fit.CalcUTMxFromEastingY(e, 350), 350);
+            EXPECT_EQ(aux.Pixel(below.X, below.Y), Silver);  // clipped to the map
         }
-        const int y = m.Fit.CalcUTMyFromNorthingX(5399000, 250);
-        EXPECT_EQ(y, 100);
-        EXPECT_EQ(aux.Pixel(251, y), Blue);
-        EXPECT_EQ(aux.Pixel(251, y + 2), White);
-        EXPECT_EQ(aux.Pixel(450, y), Silver);
+        EXPECT_EQ(m.Fit.CalcUTMyFromNorthingX(5399000, 250), 100);
+        const TPoint p = ctl(251, 100);
+        EXPECT_EQ(aux.Pixel(p.X, p.Y), Blue);
+        EXPECT_EQ(aux.Pixel(p.X, p.Y + 2), White);
+        EXPECT_EQ(aux.Pixel(ctl(450, 100).X, p.Y), Silver);
     }
 }
 
