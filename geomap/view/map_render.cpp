@@ -4,9 +4,9 @@
 // - The canvas of AuxBmp keeps its state between paints; each step sets the pen, brush and font it uses
 //   (the empty-map message is written in the default font in ColorFrame, its background the brush of
 //   ColorBackGnd), so a caption's rotated font never leaks into the next frame.
-// - A stretched view (step 6.3) whose source rectangle reaches beyond the map's right or bottom edge
-//   shows the background there: destination columns and rows whose centre maps outside the image are
-//   filled with ColorBackGnd after the stretch, instead of repeating the edge pixels.
+// - A stretched view (step 6.3) whose source rectangle reaches beyond the map's edges shows the background
+//   there: destination columns and rows whose centre maps outside the image get ColorBackGnd instead of
+//   repeated edge pixels.
 // - Under cmUndefined there is no transform (CalcPixelCoords reports success without a pixel), so no
 //   landmark has a place on the map: the landmark loop is skipped, OnDrawLandmark included. The random
 //   sample needs the fit too.

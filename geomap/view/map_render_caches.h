@@ -1,5 +1,5 @@
-// TMapRenderCaches in full, for the owner of a map view's caches (its destructor needs the complete type)
-// and for tests that look at what was cached. RenderMapView fills both caches as it draws.
+// TMapRenderCaches in full, for code that looks at what was cached (tests, benchmarks); owners hold it
+// through TMapRenderCachesPtr and need only map_render.h. RenderMapView fills both caches as it draws.
 #pragma once
 
 #include <qvgeo/geomap/view/caption_sprites.h>
