@@ -320,7 +320,7 @@ TEST(GeoMap, ClipboardBitmapAndPrinter)
     TBitmap clip;
     ASSERT_TRUE(PasteBitmapFromClipboard(clip));
     ASSERT_EQ(clip.Width(), W);
-    for (TPoint p : {TPoint{1, 1}, TPoint{W - 2, 1}, TPoint{W - 2, H - 2}, TPoint{1, H - 2}, TPoint{W / 2, H - 2}})
+    for (TPoint p : {TPoint{1, 1}, TPoint{W - 2, 1}, TPoint{W - 2, H - 2}, TPoint{1, H - 2}, TPoint{3, H - 2}, TPoint{1, H / 2}})
         EXPECT_EQ(clip.Pixel(p.X, p.Y), 0x000000u) << p.X << ", " << p.Y;
     EXPECT_EQ(clip.Pixel(W - 1, H / 2), 0xFFFFFFu);  // outside the copied area
     EXPECT_EQ(clip.Pixel(W / 2, H / 2), m.AuxBmp().Pixel(W / 2, H / 2));
@@ -378,6 +378,9 @@ TEST(GeoMap, HighDensityFrame)
         EXPECT_EQ(f.Pixel(p.X, p.Y), checker.Pixel(10 + p.X, 20 + p.Y)) << p.X << ", " << p.Y;
     EXPECT_EQ(f.Pixel(0, 0), m.AuxBmp().Pixel(0, 0));
     EXPECT_EQ(f.Pixel(999, 799), m.AuxBmp().Pixel(499, 399));
+    TGeoMap empty;  // no map at all: the whole frame comes from AuxBmp
+    empty.SetForcedPixelRatio(2.0);
+    EXPECT_EQ(empty.ScreenFrame().Pixel(1, 1), empty.AuxBmp().Pixel(0, 0));
     m.SetForcedPixelRatio(1.5);
     EXPECT_EQ(m.ScreenFrame().Width(), 750);
     EXPECT_EQ(m.ScreenFrame().Height(), 600);
