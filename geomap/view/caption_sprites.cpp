@@ -276,10 +276,22 @@ void TCaptionSpriteCache::Blit(TCanvas& Canvas, TPoint P, const TLMTextPropertie
     }
 }
 
+// Text turned by an angle other than a quarter turn is placed by the font rasteriser at fractional positions
+// that it rounds after adding the text's origin, so the same caption can come out a pixel different at
+// two origins: such captions are drawn directly every time.
+bool Cacheable(const TLMTextProperties& Caption)
+{
+    return CaptionOrientation(Caption.Direction) % 900 == 0;
+}
+
 void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption)
 {
     if (Caption.Text.empty())
         return;
+    if (!Cacheable(Caption)) {
+        DrawLandMarkCaption(Canvas, P, Caption);
+        return;
+    }
     Blit(Canvas, P, Caption, Find(Caption, KeyOf(Caption)).second);
 }
 
@@ -287,6 +299,10 @@ void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextPropertie
 {
     if (Caption.Text.empty())
         return;
+    if (!Cacheable(Caption)) {
+        DrawLandMarkCaption(Canvas, P, Caption);
+        return;
+    }
     const TKeyView view = KeyOf(Caption);
     if (Slot < FSlots.size() && FSlots[Slot] && View(FSlots[Slot]->first) == view) {
         Blit(Canvas, P, Caption, FSlots[Slot]->second);

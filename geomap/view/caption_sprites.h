@@ -40,7 +40,9 @@ void SetCaptionFont(TCanvas& Canvas, const TLMTextProperties& Caption);
 void DrawLandMarkCaption(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption);
 
 // Draws the same pixels as DrawLandMarkCaption. Each distinct caption (text, font name, size, styles,
-// colours, transparency and direction) is rendered once into a sprite — on two different backgrounds, to
+// colours, transparency and direction) read horizontally or vertically (directions that are multiples of
+// 90°; other directions are drawn directly, as the rasteriser's rounding of turned glyphs depends on where
+// the text starts) is rendered once into a sprite — on two different backgrounds, to
 // find which pixels the text covers — and afterwards only its covered pixels are copied. A caption whose
 // pixels depend on the background (a blended, anti-aliased edge) keeps being drawn directly. The canvas is
 // not touched except for the pixels drawn.

@@ -64,16 +64,18 @@ TEST(CaptionSprites, PixelIdenticalToDirectDrawing)
         cache.Draw(sprite.Canvas(), c.at, c.cap);  // from the sprite now, over its own pixels
         EXPECT_FALSE(ChangedBox(bg, direct).IsEmpty()) << c.cap.Text;
         EXPECT_TRUE(ChangedBox(direct, sprite).IsEmpty()) << c.cap.Text << " at " << c.at.X << "," << c.at.Y;
-        // The same sprite at another point gives the direct drawing there too, also when found through a
+        // The same sprite at other points gives the direct drawing there too, also when found through a
         // slot that another caption used before.
-        TBitmap direct2 = bg, sprite2 = bg;
-        DrawLandMarkCaption(direct2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap);
-        cache.Draw(sprite2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap, 0);
-        cache.Draw(sprite2.Canvas(), {c.at.X + 17, c.at.Y - 9}, c.cap, 0);
-        EXPECT_TRUE(ChangedBox(direct2, sprite2).IsEmpty()) << c.cap.Text;
+        for (const TPoint d : {TPoint{17, -9}, TPoint{-31, 4}, TPoint{1, 1}, TPoint{-2, 13}}) {
+            TBitmap direct2 = bg, sprite2 = bg;
+            DrawLandMarkCaption(direct2.Canvas(), {c.at.X + d.X, c.at.Y + d.Y}, c.cap);
+            cache.Draw(sprite2.Canvas(), {c.at.X + d.X, c.at.Y + d.Y}, c.cap, 0);
+            cache.Draw(sprite2.Canvas(), {c.at.X + d.X, c.at.Y + d.Y}, c.cap, 0);
+            EXPECT_TRUE(ChangedBox(direct2, sprite2).IsEmpty()) << c.cap.Text << " moved by " << d.X << "," << d.Y;
+        }
     }
-    EXPECT_EQ(cache.SpriteCount(), std::size(cases));
-    EXPECT_EQ(cache.Renders(), std::size(cases));
+    EXPECT_EQ(cache.SpriteCount(), 6u);  // the captions read horizontally or vertically
+    EXPECT_EQ(cache.Renders(), 6u);
     // An empty caption draws nothing and is not cached.
     TBitmap bg = Background(50, 50), b = bg;
     cache.Draw(b.Canvas(), {25, 25}, Caption("", 0, haCenter, vaTop, false));

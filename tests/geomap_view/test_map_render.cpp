@@ -341,6 +341,30 @@ TEST(MapRender, HandledAndTheStrictOnControlTest)
     EXPECT_EQ(aux.Pixel(123, 50), White);
 }
 
+TEST(MapRender, CachedLandmarksDrawTheDirectPixels)
+{
+    // Every shape, caption direction, alignment and background, some cut by the control's edges; painted
+    // without caches, then twice through the same caches (sprites made, then found by slot) after a pan.
+    TTestMap m(300, 200, 1, 0, 0, 1.5);
+    for (int i = 0; i < 60; ++i) {
+        const int n = m.Store.AddLandMark(0.02 + 0.016 * i, 0.03 + (i * 37 % 60) / 40.0, 0, "Ort " + std::to_string(i % 7), 8, 0x000000);
+        TLandMark lm = m.Store.GetLandMarkData(n);
+        lm.SymbolProps.Kind = TLandMarkElement(i % 9);
+        lm.Caption.Direction = i % 5 ? i * 90 : i * 35, lm.Caption.Transparent = i % 2, lm.Caption.BGColor = 0xCCFFFF;
+        lm.Caption.HAlignment = THorzAlignment(i % 3), lm.Caption.VAlignment = TVerticalAlignment(i / 3 % 3);
+        m.Store.SetLandMarkData(n, lm);
+    }
+    auto caches = MakeMapRenderCaches();
+    for (TPoint tl : {TPoint{0, 0}, TPoint{37, 11}}) {
+        const TMapRenderState s = m.State(260, 180, 1.0, tl);
+        const TBitmap direct = Paint(s);
+        Paint(s, caches.get());
+        EXPECT_TRUE(Paint(s, caches.get()).Image() == direct.Image()) << tl.X;
+        Keep(direct, "landmarks");
+    }
+    EXPECT_EQ(caches->Captions.Renders(), caches->Captions.SpriteCount());  // each rendered once
+}
+
 TEST(MapRender, StepsDrawInOrder)
 {
     // OnBeforeRenderData paints under the graticule; OnDataRendered paints over the landmarks and under
