@@ -1,0 +1,660 @@
+// TGeoMap: construction, hooks, properties, the map image, the view (magnification, zoom history,
+// panning, pixel conversions), Assign and the synthetic empty maps. Rendering and output are in
+// geo_map_output.cpp.
+#include <qvgeo/geomap/view/geo_map.h>
+
+#include <qvgeo/platform/image_files.h>
+#include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+namespace qv {
+
+namespace {
+
+// Round half to even, saturated to the 32-bit range (NaN gives 0).
+std::int32_t RoundI(double V)
+{
+    if (!(V == V))
+        return 0;
+    const double r = std::nearbyint(V);
+    if (r >= 2147483647.0)
+        return std::numeric_limits<std::int32_t>::max();
+    if (r <= -2147483648.0)
+        return std::numeric_limits<std::int32_t>::min();
+    return static_cast<std::int32_t>(r);
+}
+
+// Runs Body with painting held back, then repaints once (also when Body throws, so the view never
+// shows a half-done state).
+class THoldPaint {
+public:
+    explicit THoldPaint(int& Counter) : FCounter(Counter) { ++FCounter; }
+    ~THoldPaint() { --FCounter; }
+    THoldPaint(const THoldPaint&) = delete;
+    THoldPaint& operator=(const THoldPaint&) = delete;
+
+private:
+    int& FCounter;
+};
+
+bool IsFile(const std::string& Name)
+{
+    std::error_code ec;
+    return !Name.empty() && std::filesystem::is_regular_file(Name, ec);
+}
+
+}  // namespace
+
+TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMapRenderCaches())
+{
+    FCache.AntiAlias = FAntiAlias;
+    InstallHooks();
+    resize(500, 400);
+    setFocusPolicy(Qt::StrongFocus);
+    ClearZoomHistory();
+}
+
+TGeoMap::~TGeoMap() = default;
+
+void TGeoMap::InstallHooks()
+{
+    FCalib.ImageSizeHook = [this](std::int32_t& W, std::int32_t& H) {
+        W = FMapImgWidth;
+        H = FMapImgHeight;
+    };
+    FCalib.ImageNameHook = [this] { return FMapImgName; };
+    FCalib.LoadImageHook = [this](const std::string& Name) { LoadImageFromHook(Name); };
+    FCalib.RepaintHook = [this] { Paint(); };
+    FLandMarks.LandMarkActionHook = [this](bool& Allowed, TLandMarkAction Action, const TLandMark& LandMark) {
+        if (OnLandMarkAction)
+            OnLandMarkAction(*this, Allowed, Action, LandMark);
+    };
+    FLandMarks.RepaintHook = [this] { Paint(); };
+}
+
+void TGeoMap::SetName(const std::string& Name)
+{
+    TCustomControl::SetName(Name);
+    FCalib.SetComponentName(Name);
+    FLandMarks.SetComponentName(Name);
+}
+
+void TGeoMap::RaiseError(std::string_view Text) const
+{
+    throw EXELGeoMapError(ComponentMessage(Name(), Text));
+}
+
+// ---- properties ----------------------------------------------------------------------------------------
+
+void TGeoMap::SetAntiAlias(bool Value)
+{
+    FAntiAlias = Value;
+    Paint();
+}
+
+void TGeoMap::SetCacheMagLimit(double Value)
+{
+    if (std::isnan(Value))
+        return;
+    FCacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
+    if (2.0 / 3.0 > FMagnify)
+        Paint();
+}
+
+void TGeoMap::SetColorBackGnd(TColor Value)
+{
+    FColorBakGnd = Value;
+    Paint();
+}
+
+void TGeoMap::SetColorFrame(TColor Value)
+{
+    FFrameColor = Value;
+    Paint();
+}
+
+void TGeoMap::SetColorGraticule(TColor Value)
+{
+    FColorGratLine = Value;
+    Paint();
+}
+
+void TGeoMap::SetColorCalibPoints(TColor Value)
+{
+    FColorGratPoints = Value;
+    Paint();
+}
+
+void TGeoMap::SetConfinePanToMapImage(bool Value)
+{
+    FConfinePan = Value;
+    if (Value)
+        PanMapToFillWindow();
+}
+
+void TGeoMap::SetEmptyMsg(const std::string& Value)
+{
+    FEmptyMsg = Value;
+    Paint();
+}
+
+void TGeoMap::SetFrameStyle(TFrameStyle Value)
+{
+    if (Value == FFrameStyle)
+        return;
+    FFrameStyle = Value;
+    Paint();
+}
+
+void TGeoMap::SetGratLineDist(double Value)
+{
+    if (std::isnan(Value))
+        return;
+    FGratLineDist = std::clamp(Value, 0.0, 60.0);
+    Paint();
+}
+
+void TGeoMap::SetUTMGridDist(std::int32_t Value)
+{
+    FUTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
+    Paint();
+}
+
+void TGeoMap::SetShowGraticule(TShowGrat Value)
+{
+    if (Value == FShowGrat)
+        return;
+    FShowGrat = Value;
+    Paint();
+}
+
+void TGeoMap::SetMaxMapPixels(std::int64_t Value)
+{
+    FMaxMapPixels = std::clamp<std::int64_t>(Value, 1, std::numeric_limits<std::int32_t>::max());
+}
+
+void TGeoMap::SetKeyboardNavigation(bool Value)
+{
+    FKeyboardNavigation = Value;
+}
+
+void TGeoMap::SetForcedPixelRatio(double Value)
+{
+    FForcedPixelRatio = (Value >= 1.0 && Value <= 8.0) ? Value : 0.0;
+    Paint();
+}
+
+void TGeoMap::SetSuppressPaint(bool Value)
+{
+    const bool changed = Value != FSuppressPaint;
+    FSuppressPaint = Value;
+    if (changed && !Value)
+        Paint();
+}
+
+void TGeoMap::SetRandSampleLimit(std::int32_t Value)
+{
+    if (Value < 1001 || Value == FLMRandSampleLimit)
+        return;
+    FLMRandSampleLimit = Value;
+    Paint();
+}
+
+// ---- the map image -------------------------------------------------------------------------------------
+
+void TGeoMap::LoadImageFromHook(const std::string& Name)
+{
+    if (!Name.empty()) {
+        SetMapImgName(Name);
+        return;
+    }
+    FMapImgName.clear();
+    FMapImgWidth = FMapImgHeight = 0;
+    FCache.Invalidate();
+    Paint();
+}
+
+void TGeoMap::CheckMapSize() const
+{
+    const std::int64_t w = FGrafBmp.Width(), h = FGrafBmp.Height();
+    if (w * h > FMaxMapPixels)
+        RaiseError("Cannot use map image, maximum of " + std::to_string(FMaxMapPixels) +
+                   " pixels exceeded (size of map is " + std::to_string(w) + " x " + std::to_string(h) + ")");
+}
+
+void TGeoMap::SetMapImgName(const std::string& Name)
+{
+    const std::string passed = (!FImageNameFix.empty() && Name == LowerCase(FImageNameFix)) ? FImageNameFix : Name;
+    std::string load = passed;
+    if (OnMapImageRequest)
+        OnMapImageRequest(*this, load);
+    FCache.Invalidate();
+    if (!IsFile(load)) {
+        FMapImgName.clear();
+        FMapImgWidth = FMapImgHeight = 0;
+        Paint();
+        return;
+    }
+    const std::string ext = LowerCase(std::filesystem::path(load).extension().string());
+    if (ext == ".jpg" || ext == ".jpeg" || ext == ".bmp") {
+        if (OnDataLoading)
+            OnDataLoading(*this, pgStarting, 0);
+        TBitmap picture;
+        if (ext == ".bmp") {
+            LoadBMP(picture, load);
+        } else {
+            TImageProgress progress;
+            if (OnDataLoading)
+                progress = [this](std::int32_t Done, std::int32_t Total) {
+                    OnDataLoading(*this, pgRunning,
+                                  Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0);
+                    return true;
+                };
+            LoadJPEG(picture, load, progress);
+        }
+        FGrafBmp = std::move(picture);
+        FPyramidStale = true;
+        if (OnDataLoading)
+            OnDataLoading(*this, pgEnding, 100);
+    }
+    // Any other type loads nothing: the previous picture is checked and shown under the new name.
+    CheckMapSize();
+    TakeNewImage(passed);
+}
+
+void TGeoMap::TakeNewImage(const std::string& Name)
+{
+    FMapImgName = Name;
+    FMapImgWidth = FGrafBmp.Width();
+    FMapImgHeight = FGrafBmp.Height();
+    if (std::int64_t{FMapImgWidth} * FMapImgHeight > DefaultMaxMapPixels)
+        FAuxBmp.SetSize(width(), height());  // a screen image of the whole map would only waste memory
+    else
+        FAuxBmp.SetSize(FMapImgWidth, FMapImgHeight);
+    if (FPyramidStale)
+        BuildPyramid();
+    FTopLeft = {0, 0};
+    Paint();
+}
+
+void TGeoMap::SetMapBitMap(const TBitmap& Bitmap)
+{
+    FCache.Invalidate();
+    FGrafBmp = Bitmap;
+    FPyramidStale = true;
+    CheckMapSize();
+    TakeNewImage("$unknown$");
+}
+
+bool TGeoMap::RenameMapImg(const std::string& NewName)
+{
+    const std::string reduced = StripExtension(StripPath(ReduceStringToFN83CompliantChars(NewName)));
+    if (FMapImgName.empty() || reduced.empty() || !IsFile(FMapImgName))
+        return false;
+    const std::filesystem::path current(FMapImgName);
+    const std::filesystem::path target = current.parent_path() / (reduced + current.extension().string());
+    std::error_code ec;
+    std::filesystem::rename(current, target, ec);
+    if (ec)
+        return false;
+    FMapImgName = target.string();
+    return true;
+}
+
+void TGeoMap::SaveMap(const std::string& FileName, std::string_view Comment)
+{
+    FMapImgName = StripExtension(StripPath(FileName)) + ".jpg";
+    FCalib.SaveCalDataAsXML(StripExtension(FileName) + ".xml", Comment);
+    const std::filesystem::path dir = std::filesystem::path(FileName).parent_path();
+    SaveJPEG(FGrafBmp, (dir / FMapImgName).string());
+}
+
+void TGeoMap::ResizeMap(std::int32_t Size)
+{
+    const std::int32_t longer = std::max(FMapImgWidth, FMapImgHeight);
+    if (longer > 0)
+        ResizeMap(static_cast<double>(Size) / longer);
+}
+
+void TGeoMap::ResizeMap(double Factor)
+{
+    const std::int32_t w = FGrafBmp.Width(), h = FGrafBmp.Height();
+    const std::int32_t nw = RoundI(w * Factor), nh = RoundI(h * Factor);
+    if (!(Factor > 0.0) || nw < 1 || nh < 1 || std::int64_t{nw} * nh > FMaxMapPixels)
+        return;
+    FCache.Invalidate();
+    {
+        THoldPaint hold(FHoldPaint);
+        TBitmap resized(nw, nh);
+        resized.StretchRect({0, 0, nw, nh}, FGrafBmp, {0, 0, w, h}, FAntiAlias ? smHalftone : smColorOnColor);
+        FGrafBmp = std::move(resized);
+        FPyramidStale = true;
+        // The new size is in place before the refit, so that the corners are those of the resized image.
+        FMapImgWidth = nw;
+        FMapImgHeight = nh;
+        FCalib.ScaleCalibPoints(Factor);
+    }
+    TakeNewImage(FMapImgName);
+}
+
+const TBitmap* TGeoMap::PyramidLevel(int Level) const
+{
+    if (Level < 0 || Level >= static_cast<int>(FPyramid.size()) || FPyramid[Level].Empty())
+        return nullptr;
+    return &FPyramid[Level];
+}
+
+namespace {
+
+// Source halved: each pixel the rounded mean of a 2 x 2 block (of the pixels that exist at the right and
+// bottom edges of an odd size).
+TBitmap Halve(const TBitmap& Src)
+{
+    const std::int32_t w = Src.Width(), h = Src.Height();
+    const std::int32_t hw = (w + 1) / 2, hh = (h + 1) / 2;
+    TBitmap out(hw, hh);
+    for (std::int32_t y = 0; y < hh; ++y) {
+        const std::uint32_t* r0 = Src.ScanLine(2 * y);
+        const std::uint32_t* r1 = Src.ScanLine(std::min(2 * y + 1, h - 1));
+        std::uint32_t* d = out.ScanLine(y);
+        for (std::int32_t x = 0; x < hw; ++x) {
+            const std::int32_t x0 = 2 * x, x1 = std::min(2 * x + 1, w - 1);
+            const std::uint32_t p[4] = {r0[x0], r0[x1], r1[x0], r1[x1]};
+            std::uint32_t rb = 0, g = 0;
+            for (std::uint32_t v : p) {
+                rb += v & 0x00FF00FFu;  // red and blue side by side: 4 x 255 fits in 10 bits each
+                g += v & 0x0000FF00u;
+            }
+            rb = ((rb + 0x00020002u) >> 2) & 0x00FF00FFu;
+            g = ((g + 0x00000200u) >> 2) & 0x0000FF00u;
+            d[x] = 0xFF000000u | rb | g;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+void TGeoMap::BuildPyramid()
+{
+    for (TBitmap& level : FPyramid)
+        level = TBitmap();
+    FPyramidStale = false;
+    if (std::int64_t{FGrafBmp.Width()} * FGrafBmp.Height() <= DefaultMaxMapPixels)
+        return;
+    const TBitmap* from = &FGrafBmp;
+    for (TBitmap& level : FPyramid) {
+        if (from->Width() < 2 || from->Height() < 2)
+            break;
+        level = Halve(*from);
+        from = &level;
+    }
+}
+
+// ---- view ----------------------------------------------------------------------------------------------
+
+void TGeoMap::SetMagnification(double Value)
+{
+    if (!(Value > 0.0) || !std::isfinite(Value))
+        return;
+    FMagnify = Value;
+    Paint();
+}
+
+void TGeoMap::SetTopLeft(TPoint Value)
+{
+    FTopLeft = Value;
+    Paint();
+}
+
+void TGeoMap::ZoomStateOnStack()
+{
+    if (ComponentState().Contains(csLoading))
+        return;
+    FZoomStack[FZStackPoi - 1] = {FTopLeft.X, FTopLeft.Y, FMagnify};
+    FZStackPoi = FZStackPoi == 16 ? 1 : FZStackPoi + 1;
+}
+
+TgmZoomStackEntry TGeoMap::GetZoomStackEntry(std::int32_t n) const
+{
+    if (n < -15 || n > 0)
+        return {};
+    std::int32_t slot = FZStackPoi + n - 1;
+    if (slot < 1)
+        slot += 16;
+    return FZoomStack[slot - 1];
+}
+
+void TGeoMap::ZoomHistory(std::int32_t n)
+{
+    if (n < -15 || n > 0)
+        return;
+    const TgmZoomStackEntry e = GetZoomStackEntry(n);
+    if (e.Left == 0 && e.Top == 0 && e.MagF == 0.0)
+        return;
+    FTopLeft = {e.Left, e.Top};
+    FMagnify = e.MagF;
+    Paint();
+}
+
+void TGeoMap::ClearZoomHistory()
+{
+    FZoomStack.fill({});
+    FZStackPoi = 1;
+    ZoomStateOnStack();
+}
+
+void TGeoMap::PanMapToFillWindow()
+{
+    const double visW = width() / FMagnify, visH = height() / FMagnify;
+    if (FTopLeft.X > FMapImgWidth - visW)
+        FTopLeft.X = RoundI(FMapImgWidth - visW);
+    if (FTopLeft.Y > FMapImgHeight - visH)
+        FTopLeft.Y = RoundI(FMapImgHeight - visH);
+    FTopLeft.X = std::max(FTopLeft.X, 0);
+    FTopLeft.Y = std::max(FTopLeft.Y, 0);
+}
+
+void TGeoMap::BringMapPixelToCenter(TPoint P)
+{
+    FTopLeft = {RoundI(P.X - static_cast<double>(RoundI(width() / FMagnify / 2))),
+                RoundI(P.Y - static_cast<double>(RoundI(height() / FMagnify / 2)))};
+    PanMapToFillWindow();
+    Paint();
+}
+
+void TGeoMap::BringLocationToCenter(double Lat, double Long)
+{
+    std::int32_t x = 0, y = 0;
+    if (!FCalib.CalcPixelCoords(Lat, Long, x, y))
+        return;
+    const double hx = RoundI(width() / FMagnify / 2), hy = RoundI(height() / FMagnify / 2);
+    double left = x - hx, top = y - hy;
+    left = std::max(std::min(left, FMapImgWidth - 2 * hx), 0.0);
+    top = std::max(std::min(top, FMapImgHeight - 2 * hy), 0.0);
+    FTopLeft = {RoundI(left), RoundI(top)};
+    Paint();
+}
+
+void TGeoMap::ZoomFitPage()
+{
+    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+        return;
+    FMagnify = std::min(static_cast<double>(width()) / FMapImgWidth, static_cast<double>(height()) / FMapImgHeight);
+    SetTopLeft({0, 0});
+}
+
+TPoint TGeoMap::ControlToMapImage(TPoint P) const
+{
+    return {RoundI(RoundI(P.X / FMagnify) + static_cast<double>(FTopLeft.X)),
+            RoundI(RoundI(P.Y / FMagnify) + static_cast<double>(FTopLeft.Y))};
+}
+
+TPoint TGeoMap::MapImageToControl(TPoint P) const
+{
+    return {RoundI((static_cast<double>(P.X) - FTopLeft.X) * FMagnify),
+            RoundI((static_cast<double>(P.Y) - FTopLeft.Y) * FMagnify)};
+}
+
+double TGeoMap::GetLastMClickLatitude() const
+{
+    bool valid = false;
+    const double v = FCalib.CalcLatitude(FLastMClickPosX, FLastMClickPosY, valid);
+    return valid ? v : 0.0;
+}
+
+double TGeoMap::GetLastMClickLongitude() const
+{
+    bool valid = false;
+    const double v = FCalib.CalcLongitude(FLastMClickPosX, FLastMClickPosY, valid);
+    return valid ? v : 0.0;
+}
+
+void TGeoMap::DoZoomPanEvent()
+{
+    if (OnZoomPan)
+        OnZoomPan(*this);
+}
+
+void TGeoMap::DoSelectRectEvent(std::int32_t Kind, double V1, double V2, double V3, double V4)
+{
+    if (OnSelectRect)
+        OnSelectRect(*this, Kind, V1, V2, V3, V4);
+}
+
+// ---- Assign --------------------------------------------------------------------------------------------
+
+void TGeoMap::Assign(const TGeoMap& Source)
+{
+    if (&Source == this)
+        return;
+    {
+        THoldPaint hold(FHoldPaint);
+        FAuxBmp = Source.FAuxBmp;
+        FCache = Source.FCache;
+        FCacheMagLimit = Source.FCacheMagLimit;
+        FLandMarks.AssignLandMarks(Source.FLandMarks);
+        FColorBakGnd = Source.FColorBakGnd;
+        FFrameStyle = Source.FFrameStyle;
+        FFrameColor = Source.FFrameColor;
+        FColorGratLine = Source.FColorGratLine;
+        FColorGratPoints = Source.FColorGratPoints;
+        FColBlackLine = Source.FColBlackLine;
+        FColGrayLine = Source.FColGrayLine;
+        FColWhiteLine = Source.FColWhiteLine;
+        FEmptyMsg = Source.FEmptyMsg;
+        FLButtonWasDown = Source.FLButtonWasDown;
+        FLMRandSampleLimit = Source.FLMRandSampleLimit;
+        FMapImgName = Source.FMapImgName;
+        FMapImgWidth = Source.FMapImgWidth;
+        FMapImgHeight = Source.FMapImgHeight;
+        FMagnify = Source.FMagnify;
+        FZoomState = Source.FZoomState;
+        FMouseBoxState = Source.FMouseBoxState;
+        FMouseBoxX1 = Source.FMouseBoxX1;
+        FMouseBoxX2 = Source.FMouseBoxX2;
+        FMouseBoxY1 = Source.FMouseBoxY1;
+        FMouseBoxY2 = Source.FMouseBoxY2;
+        FWindOldCornerX = Source.FWindOldCornerX;
+        FWindOldCornerY = Source.FWindOldCornerY;
+        FWindAnchorX = Source.FWindAnchorX;
+        FWindAnchorY = Source.FWindAnchorY;
+        FShowGrat = Source.FShowGrat;
+        FTopLeft = Source.FTopLeft;
+        FCalib.AssignCalibration(Source.FCalib);  // model, data, fit, removed points, FCalDatName
+        FAntiAlias = Source.FAntiAlias;
+        FGratLineDist = Source.FGratLineDist;
+        FUTMGridDist = Source.FUTMGridDist;
+        FTopLeftXAnchor = Source.FTopLeftXAnchor;
+        FTopLeftYAnchor = Source.FTopLeftYAnchor;
+        // The history's entries travel with its write position: a position without its entries would
+        // point into a different history.
+        FZoomStack = Source.FZoomStack;
+        FZStackPoi = Source.FZStackPoi;
+        MouseAnchorX = Source.MouseAnchorX;
+        MouseAnchorY = Source.MouseAnchorY;
+        FMouseAction = Source.FMouseAction;
+        FConfinePan = Source.FConfinePan;
+        FMaxMapPixels = Source.FMaxMapPixels;
+        FKeyboardNavigation = Source.FKeyboardNavigation;
+        FGrafBmp = Source.FGrafBmp;
+        FPyramid = Source.FPyramid;
+        FPyramidStale = Source.FPyramidStale;
+    }
+    Paint();
+}
+
+// ---- synthetic empty maps ------------------------------------------------------------------------------
+
+namespace {
+
+TEmptyMapRequest EmptyRequest(TGeoMap& Map, double LatMin, double LongMin, double LatMax, double LongMax,
+                              double LatGratDist, double LongGratDist, std::int32_t Width, std::int32_t Height,
+                              bool ShowGrat, const TGeoMapDrawDataEvent& OnDrawData)
+{
+    TEmptyMapRequest r;
+    r.LatMin = LatMin;
+    r.LongMin = LongMin;
+    r.LatMax = LatMax;
+    r.LongMax = LongMax;
+    r.LatGratDist = LatGratDist;
+    r.LongGratDist = LongGratDist;
+    r.Width = Width;
+    r.Height = Height;
+    r.ShowGrat = ShowGrat;
+    if (OnDrawData)
+        r.OnDrawData = [&Map, OnDrawData](TCanvas& C, double a, double b, double c, double d, std::int32_t w,
+                                          std::int32_t h) { OnDrawData(Map, C, a, b, c, d, w, h); };
+    return r;
+}
+
+}  // namespace
+
+void TGeoMap::CreateEmptyMapInMemory(double LatMin, double LongMin, double LatMax, double LongMax,
+                                     double LatGratDist, double LongGratDist, std::int32_t Width,
+                                     std::int32_t Height, bool ShowGrat, const TGeoMapDrawDataEvent& OnDrawData)
+{
+    TBitmap bmp;
+    TCalibData cal;
+    GenerateEmptyMap(EmptyRequest(*this, LatMin, LongMin, LatMax, LongMax, LatGratDist, LongGratDist, Width,
+                                  Height, ShowGrat, OnDrawData),
+                     bmp, cal);
+    {
+        THoldPaint hold(FHoldPaint);
+        SetMapBitMap(bmp);
+        cal.MapFName = "$unknown$";
+        FCalib.LoadCalibData(cal, cmEquiRect);
+        FCalib.RecalcCalibration();
+    }
+    Paint();
+}
+
+void TGeoMap::CreateAndLoadEmptyMap(const std::string& FName, double LatMin, double LongMin, double LatMax,
+                                    double LongMax, double LatGratDist, double LongGratDist, std::int32_t Width,
+                                    std::int32_t Height, const TGeoMapDrawDataEvent& OnDrawData)
+{
+    const TEmptyMapFiles files = WriteEmptyMapFiles(
+        FName, EmptyRequest(*this, LatMin, LongMin, LatMax, LongMax, LatGratDist, LongGratDist, Width, Height,
+                            true, OnDrawData),
+        ".bmp");
+    {
+        THoldPaint hold(FHoldPaint);
+        // The calibration reader lower-cases the image name it finds; the file just written is meant.
+        FImageNameFix = files.ImageFile;
+        try {
+            FCalib.LoadCalDataFromXML(files.CalibFile, EmptyMapCalibId);
+        } catch (...) {
+            FImageNameFix.clear();
+            throw;
+        }
+        FImageNameFix.clear();
+    }
+    Paint();
+}
+
+}  // namespace qv

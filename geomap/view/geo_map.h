@@ -1,0 +1,443 @@
+// TGeoMap: the map view control. A QWidget that shows a raster map image at a magnification, scrolled so
+// that a chosen map pixel sits at its top-left corner, calibrated to geographic coordinates by its
+// TMapCalibration member and carrying the landmarks of its TLandMarkStore member. This header holds the
+// control's state (image, magnification, zoom history, panning, pixel conversions), its published
+// properties and events, the operations delegated to the calibration and the landmark store, and the output
+// of the map to the clipboard, a bitmap and a printer. The drawing itself is RenderMapView (map_render.h).
+//
+// Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft and the map
+// operations; degrees for positions; magnification is control pixels per map pixel.
+//
+// Beyond the control's classic behaviour (each off or invisible at its default):
+// - MaxMapPixels: the image size limit, 3 000 000 pixels by default, may be raised (up to 2^31 - 1). For an
+//   image above 3 000 000 pixels the control keeps a pyramid of halved copies (2x2 averages, made once per
+//   image) from which the renderer builds its scaled cache, so a zoom change on a 100-megapixel map costs
+//   about what it costs on a small one. Images within 3 000 000 pixels have no pyramid and are drawn
+//   exactly as before.
+// - High-density screens: with a device pixel ratio above 1 (fractional ratios included) the widget shows
+//   a frame at device resolution whose map image is stretched from the map itself; everything drawn over the
+//   map (graticule, landmarks, events, frame) is taken from AuxBmp, which stays the documented W x H
+//   picture. At ratio 1 the widget shows AuxBmp unchanged.
+// - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
+//   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
+//   on the zoom history.
+#pragma once
+
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/platform/custom_control.h>
+#include <qvgeo/platform/frame.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+
+class QPainter;
+class QPrinter;
+
+namespace qv {
+
+// Mouse modes by their fixed ordinals; the ordinals not named have no behaviour in the map.
+enum TMouseActMode : std::uint8_t {
+    maNone = 0, maPan = 1, maPanHoriz = 2, maPanVert = 3, maRubberBand = 5, maZoomWindow = 7, maDragZoom = 9,
+    maSelectRect = 16
+};
+using TZoomState = std::uint8_t;      // 0 idle, 1 zoom box being dragged
+using TMouseBoxState = std::uint8_t;  // 0 idle, 1 waiting for the first corner, 2 first corner set, 3 done
+
+// A saved view: FTopLeft and FMagnify.
+struct TgmZoomStackEntry {
+    std::int32_t Left = 0;
+    std::int32_t Top = 0;
+    double MagF = 0.0;
+    friend bool operator==(const TgmZoomStackEntry&, const TgmZoomStackEntry&) = default;
+};
+
+// Stage of a long load reported by OnDataLoading.
+enum TProgressStage : std::uint8_t { pgStarting, pgRunning, pgEnding };
+
+class TGeoMap;
+using TRenderEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas)>;
+using TDrawLandMarkEvent =
+    std::function<void(TGeoMap& Sender, bool& Handled, TCanvas& Canvas, TPoint APoint, const TLandMark& LandMarkData)>;
+using TLandMarkActionEvent =
+    std::function<void(TGeoMap& Sender, bool& Allowed, TLandMarkAction Action, const TLandMark& LandMarkData)>;
+using TMapImgRequestEvent = std::function<void(TGeoMap& Sender, std::string& FileName)>;
+using TZoomPanEvent = std::function<void(TGeoMap& Sender)>;
+// Kind: 1 when the four values are the latitudes and longitudes of the box's corners (Lat1, Long1, Lat2,
+// Long2), 0 when they could not be converted (then they are map-image pixels X1, Y1, X2, Y2).
+using TSelectRectEvent =
+    std::function<void(TGeoMap& Sender, std::int32_t Kind, double V1, double V2, double V3, double V4)>;
+// The map-image pixel of the click.
+using TOnRubberBandActionEvent = std::function<void(TGeoMap& Sender, std::int32_t X, std::int32_t Y)>;
+// PercentDone 0..100; JPEG images report every batch of decoded rows, BMP images only the start and the end.
+using TDataLoadingEvent = std::function<void(TGeoMap& Sender, TProgressStage Stage, std::int32_t PercentDone)>;
+// The application's drawing onto a generated empty map (CreateEmptyMapInMemory, CreateAndLoadEmptyMap).
+using TGeoMapDrawDataEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas, double LatMin, double LongMin,
+                                                double LatMax, double LongMax, std::int32_t Width, std::int32_t Height)>;
+
+// The documented image size limit; the default of MaxMapPixels and the size above which a pyramid is kept.
+inline constexpr std::int64_t DefaultMaxMapPixels = 3000000;
+
+class TGeoMap : public TCustomControl {
+    Q_OBJECT
+    Q_PROPERTY(bool AllowPan READ AllowPan WRITE SetAllowPan)
+    Q_PROPERTY(bool AntiAlias READ AntiAlias WRITE SetAntiAlias)
+    Q_PROPERTY(double CacheMagLimit READ CacheMagLimit WRITE SetCacheMagLimit)
+    Q_PROPERTY(quint32 ColorBackGnd READ ColorBackGnd WRITE SetColorBackGnd)
+    Q_PROPERTY(quint32 ColorFrame READ ColorFrame WRITE SetColorFrame)
+    Q_PROPERTY(quint32 ColorGraticule READ ColorGraticule WRITE SetColorGraticule)
+    Q_PROPERTY(quint32 ColorCalibPoints READ ColorCalibPoints WRITE SetColorCalibPoints)
+    Q_PROPERTY(bool ConfinePanToMapImage READ ConfinePanToMapImage WRITE SetConfinePanToMapImage)
+    Q_PROPERTY(double GratLineDist READ GratLineDist WRITE SetGratLineDist)
+    Q_PROPERTY(int UTMGridDist READ UTMGridDist WRITE SetUTMGridDist)
+    Q_PROPERTY(int UTMZone READ UTMZone WRITE SetUTMZone)
+    Q_PROPERTY(double Magnification READ Magnification WRITE SetMagnification)
+    Q_PROPERTY(qint64 MaxMapPixels READ MaxMapPixels WRITE SetMaxMapPixels)
+    Q_PROPERTY(bool KeyboardNavigation READ KeyboardNavigation WRITE SetKeyboardNavigation)
+
+public:
+    explicit TGeoMap(QWidget* Parent = nullptr);
+    ~TGeoMap() override;
+    TGeoMap(const TGeoMap&) = delete;
+    TGeoMap& operator=(const TGeoMap&) = delete;
+
+    // Sets the component name of the control and of its calibration and landmark store (error messages).
+    void SetName(const std::string& Name);
+
+    // ---- published properties ----
+    bool AllowPan() const { return FMouseAction == maPan; }
+    void SetAllowPan(bool Value) { FMouseAction = Value ? maPan : maNone; }
+    bool AntiAlias() const { return FAntiAlias; }
+    void SetAntiAlias(bool Value);
+    TCalibModel CalibModel() const { return FCalib.CalibModel(); }
+    void SetCalibModel(TCalibModel Value) { FCalib.SetCalibModel(Value); }
+    double CacheMagLimit() const { return FCacheMagLimit; }
+    void SetCacheMagLimit(double Value);  // clamped to [0, 2/3]
+    TColor ColorBackGnd() const { return FColorBakGnd; }
+    void SetColorBackGnd(TColor Value);
+    TColor ColorFrame() const { return FFrameColor; }  // the colour of the empty-map message
+    void SetColorFrame(TColor Value);
+    TColor ColorGraticule() const { return FColorGratLine; }
+    void SetColorGraticule(TColor Value);
+    TColor ColorCalibPoints() const { return FColorGratPoints; }
+    void SetColorCalibPoints(TColor Value);
+    bool ConfinePanToMapImage() const { return FConfinePan; }
+    void SetConfinePanToMapImage(bool Value);  // true confines at once, without a repaint
+    const std::string& EmptyMsg() const { return FEmptyMsg; }
+    void SetEmptyMsg(const std::string& Value);
+    TFrameStyle FrameStyle() const { return FFrameStyle; }
+    void SetFrameStyle(TFrameStyle Value);
+    double GratLineDist() const { return FGratLineDist; }
+    void SetGratLineDist(double Value);  // degrees, clamped to [0, 60]; 0 = automatic
+    std::int32_t UTMGridDist() const { return FUTMGridDist; }
+    void SetUTMGridDist(std::int32_t Value);  // metres, clamped to [0, 10000000]; 0 = automatic
+    std::int32_t UTMZone() const { return FCalib.UTMZone(); }
+    void SetUTMZone(std::int32_t Value) { FCalib.SetUTMZone(Value); }  // 1..60, others ignored
+    THemisphere UTMHemisphere() const { return FCalib.UTMHemisphere(); }
+    void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
+    TMouseActMode MouseAction() const { return FMouseAction; }
+    void SetMouseAction(TMouseActMode Value) { FMouseAction = Value; }
+    TShowGrat ShowGraticule() const { return FShowGrat; }
+    void SetShowGraticule(TShowGrat Value);
+    // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
+    std::int64_t MaxMapPixels() const { return FMaxMapPixels; }
+    void SetMaxMapPixels(std::int64_t Value);
+    bool KeyboardNavigation() const { return FKeyboardNavigation; }
+    void SetKeyboardNavigation(bool Value);
+    // Device pixel ratio used for the screen frame; 0 (the default) takes the widget's own.
+    double ForcedPixelRatio() const { return FForcedPixelRatio; }
+    void SetForcedPixelRatio(double Value);
+
+    // ---- published events ----
+    TOnRubberBandActionEvent OnBeginRubberBand, OnContinueRubberBand, OnEndRubberBand;
+    TDataLoadingEvent OnDataLoading;
+    TRenderEvent OnDataRendered, OnBeforeRenderData;
+    TDrawLandMarkEvent OnDrawLandmark;
+    TSelectRectEvent OnSelectRect;
+    TMapImgRequestEvent OnMapImageRequest;
+    TLandMarkActionEvent OnLandMarkAction;
+    TZoomPanEvent OnZoomPan;
+
+    // ---- the map image ----
+    const std::string& MapImgName() const { return FMapImgName; }
+    // Loads a map image: OnMapImageRequest may change the name that is loaded, FMapImgName takes the name
+    // passed in. ".jpg"/".jpeg" and ".bmp" load; any other existing file keeps the previous picture but
+    // takes the name. A missing file empties the map without an error. Raises EXELGeoMapError when the
+    // picture exceeds MaxMapPixels (the over-size picture stays in GrafBmp, name and size do not change).
+    void SetMapImgName(const std::string& Name);
+    void SetMapBitMap(const TBitmap& Bitmap);  // the name becomes "$unknown$"
+    bool RenameMapImg(const std::string& NewName);
+    // Writes the calibration (".xml", naming the image without a directory) and the image (".jpg").
+    void SaveMap(const std::string& FileName, std::string_view Comment);
+    std::int32_t MapWidth() const { return FMapImgWidth; }
+    std::int32_t MapHeight() const { return FMapImgHeight; }
+    const TBitmap& GrafBmp() const { return FGrafBmp; }
+    // Resamples the map so that its longer side becomes Size pixels.
+    void ResizeMap(std::int32_t Size);
+    // Resamples the map by Factor and scales the calibration points with it.
+    void ResizeMap(double Factor);
+    // Halved copies of the map image (only for images above 3 000 000 pixels); null beyond the last.
+    const TBitmap* PyramidLevel(int Level) const;
+
+    // ---- view ----
+    double Magnification() const { return FMagnify; }
+    void SetMagnification(double Value);  // TopLeft is kept
+    TPoint TopLeft() const { return FTopLeft; }
+    void SetTopLeft(TPoint Value);  // no confinement
+    void ZoomStateOnStack();
+    TgmZoomStackEntry GetZoomStackEntry(std::int32_t n) const;  // n = -15..0, 0 the newest
+    void ZoomHistory(std::int32_t n);
+    void ClearZoomHistory();
+    void PanMapToFillWindow();  // no repaint
+    void BringMapPixelToCenter(TPoint P);
+    void BringLocationToCenter(double Lat, double Long);
+    void ZoomFitPage();
+    // Ties round to even.
+    TPoint ControlToMapImage(TPoint P) const;
+    TPoint MapImageToControl(TPoint P) const;
+    bool IsPositionWithinMap(double Lat, double Long) const { return FCalib.IsPositionWithinMap(Lat, Long); }
+    const std::string& MapCaption() const { return FCalib.MapCaption(); }
+    void SetMapCaption(std::string Value) { FCalib.SetMapCaption(std::move(Value)); }  // no repaint
+    bool SuppressPaint() const { return FSuppressPaint; }
+    void SetSuppressPaint(bool Value);
+    std::int32_t RandSampleLimit() const { return FLMRandSampleLimit; }
+    void SetRandSampleLimit(std::int32_t Value);  // taken only when >= 1001
+    double GetLastMClickLatitude() const;
+    double GetLastMClickLongitude() const;
+    void DoZoomPanEvent();
+    void DoSelectRectEvent(std::int32_t Kind, double V1, double V2, double V3, double V4);
+
+    // ---- rendering and output ----
+    // Rebuilds AuxBmp at once (unless SuppressPaint) and schedules the widget's update.
+    void Paint() override;
+    void ConstructInternalMapImg();
+    const TBitmap& AuxBmp() const { return FAuxBmp; }
+    const TMapImageCache& ImageCache() const { return FCache; }
+    // The frame the widget shows: AuxBmp at ratio 1, the device-resolution frame above 1.
+    const TBitmap& ScreenFrame() const;
+    double EffectivePixelRatio() const;
+    void CopyToClipboard();
+    // Renders the map region whose top-left map pixel is Position, at Scale control pixels per map pixel,
+    // into a bitmap of Size pixels: everything the view draws (image, events, graticule, landmarks,
+    // frame), the view itself untouched.
+    void CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size);
+    // The whole map at Scale.
+    void CopyEntireMapToClipboard(double Scale = 1.0);
+    // Printing: the map is rendered as on screen, Scale control pixels per map pixel, and a control pixel is
+    // printed as 1/96 inch. The map region starts at the view's TopLeft.
+    // The map pixels that fit on the printer's page at Scale, from TopLeft, clipped to the map.
+    TRect CalcExtentsOfPrint(QPrinter& Printer, double Scale) const;
+    // Begins a document on Printer, prints CalcExtentsOfPrint's region, ends it. False when the printer
+    // cannot be opened.
+    bool PrintIt(QPrinter& Printer, double Scale);
+    // Onto a painter already open on a printer (or any paint device), at the painter's origin:
+    // MapSize map pixels from TopLeft at Scale;
+    void CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale);
+    // the map rectangle MapRect at Dpi map pixels per inch;
+    void CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi);
+    // the same at PagePos (device pixels of the painter) instead of the origin.
+    void CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi);
+
+    // Copies the whole state but the events (and the widget's own geometry) from Source and repaints.
+    void Assign(const TGeoMap& Source);
+    void AssignTo(TGeoMap& Dest) const { Dest.Assign(*this); }
+
+    // ---- calibration (TMapCalibration) ----
+    TMapCalibration& Calibration() { return FCalib; }
+    const TMapCalibration& Calibration() const { return FCalib; }
+    const TCalibData& CalibData() const { return FCalib.CalibData(); }
+    bool AddCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
+    {
+        return FCalib.AddCalibPoint(LineKind, LineValue, x, y);
+    }
+    bool AddCalibPoint(double Lat, double Long, std::int32_t x, std::int32_t y) { return FCalib.AddCalibPoint(Lat, Long, x, y); }
+    bool AddCalibPoint(double Northing, double Easting, std::int32_t Zone, THemisphere Hemisphere, std::int32_t x,
+                       std::int32_t y)
+    {
+        return FCalib.AddCalibPoint(Northing, Easting, Zone, Hemisphere, x, y);
+    }
+    bool RemoveCalibPoint(TGratLineKind LineKind, double LineValue, std::int32_t x, std::int32_t y)
+    {
+        return FCalib.RemoveCalibPoint(LineKind, LineValue, x, y);
+    }
+    bool RemoveCalibPoint(std::int32_t x, std::int32_t y) { return FCalib.RemoveCalibPoint(x, y); }
+    void RestoreLastDeletedCalPoint() { FCalib.RestoreLastDeletedCalPoint(); }
+    void ClearCalibData() { FCalib.ClearCalibData(); }
+    // Calibration cleared, model undefined, image name and caption emptied, the image dropped.
+    void Clear() { FCalib.Clear(); }
+    void RecalcCalibration() { FCalib.RecalcCalibration(); }
+    void CalibQuality(double& QualX, double& QualY) const { FCalib.CalibQuality(QualX, QualY); }
+    double CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const { return FCalib.CalcLatitude(x, y, Valid); }
+    double CalcLongitude(std::int32_t x, std::int32_t y, bool& Valid) const { return FCalib.CalcLongitude(x, y, Valid); }
+    bool CalcPixelCoords(double Lat, double Long, std::int32_t& x, std::int32_t& y) const
+    {
+        return FCalib.CalcPixelCoords(Lat, Long, x, y);
+    }
+    bool CalcPixelCoordsUTM(double Northing, double Easting, std::int32_t& x, std::int32_t& y) const
+    {
+        return FCalib.CalcPixelCoordsUTM(Northing, Easting, x, y);
+    }
+    void CalcExtentsAndResolution() { FCalib.CalcExtentsAndResolution(); }
+    void WriteCalDataToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_view Id)
+    {
+        FCalib.WriteCalDataToOpenXMLFile(F, WithHeader, Id);
+    }
+    void SaveCalDataAsXML(const std::string& FName, std::string_view Id) { FCalib.SaveCalDataAsXML(FName, Id); }
+    void SaveCalDataAsXML(std::ostream& Stream, std::string_view Id) { FCalib.SaveCalDataAsXML(Stream, Id); }
+    bool ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id) { return FCalib.ReadCalDataFromOpenXMLFile(F, Id); }
+    bool LoadCalDataFromXML(const std::string& FName, std::string_view Id) { return FCalib.LoadCalDataFromXML(FName, Id); }
+    bool LoadCalDataFromXML(std::istream& Stream, std::string_view Id) { return FCalib.LoadCalDataFromXML(Stream, Id); }
+    void SetCalDatName(const std::string& FName) { FCalib.SetCalDatName(FName); }
+    const std::string& CalDatName() const { return FCalib.CalDatName(); }
+
+    // ---- landmarks (TLandMarkStore) ----
+    TLandMarkStore& LandMarkStore() { return FLandMarks; }
+    const TLandMarkStore& LandMarkStore() const { return FLandMarks; }
+    std::int32_t NumLandMarks() const { return FLandMarks.NumLandMarks(); }
+    std::int32_t AddLandMark(double Lat, double Long, double Alt) { return FLandMarks.AddLandMark(Lat, Long, Alt); }
+    std::int32_t AddLandMark(double Lat, double Long, double Alt, std::string_view Ident, double Time)
+    {
+        return FLandMarks.AddLandMark(Lat, Long, Alt, Ident, Time);
+    }
+    std::int32_t AddLandMark(double Lat, double Long, double Alt, std::string_view Caption, std::int32_t Size, TColor Color)
+    {
+        return FLandMarks.AddLandMark(Lat, Long, Alt, Caption, Size, Color);
+    }
+    std::int32_t AddLandMark(double Lat, double Long, double Alt, std::string_view Ident, double Time,
+                             std::string_view Caption, std::int32_t Size, TColor Color)
+    {
+        return FLandMarks.AddLandMark(Lat, Long, Alt, Ident, Time, Caption, Size, Color);
+    }
+    std::int32_t AddLandMark(double Lat, double Long, double Alt, TLandMarkElement Kind, std::uint8_t ClassFlag,
+                             std::string_view Ident, double Time, std::int32_t Tag, TColor FGColor, TColor BGColor,
+                             std::int32_t Size, bool Transparent, std::int32_t Direction, std::int32_t Length)
+    {
+        return FLandMarks.AddLandMark(Lat, Long, Alt, Kind, ClassFlag, Ident, Time, Tag, FGColor, BGColor, Size,
+                                      Transparent, Direction, Length);
+    }
+    std::int32_t FindLandMark(double Lat, double Long, std::int32_t Class) const { return FLandMarks.FindLandMark(Lat, Long, Class); }
+    std::int32_t RemoveLandMark(double Lat, double Long, std::int32_t Class) { return FLandMarks.RemoveLandMark(Lat, Long, Class); }
+    std::int32_t RemoveLandMark(double Lat, double Long, std::int32_t Class, double Distance)
+    {
+        return FLandMarks.RemoveLandMark(Lat, Long, Class, Distance);
+    }
+    std::int32_t RemoveLandMark(const TRectDouble& Rect, std::int32_t Class) { return FLandMarks.RemoveLandMark(Rect, Class); }
+    std::int32_t RemoveLandMark(std::int32_t Index) { return FLandMarks.RemoveLandMark(Index); }
+    std::int32_t RemoveLastLandMark() { return FLandMarks.RemoveLastLandMark(); }
+    std::int32_t RemoveAllLandMarks(std::uint8_t Class) { return FLandMarks.RemoveAllLandMarks(Class); }
+    void RemoveAllLandMarks() { FLandMarks.RemoveAllLandMarks(); }
+    TLandMark GetLandMarkData(std::int32_t Index) const { return FLandMarks.GetLandMarkData(Index); }
+    void SetLandMarkData(std::int32_t Index, const TLandMark& Data) { FLandMarks.SetLandMarkData(Index, Data); }
+    const TLandMark& DefaultLandMark() const { return FLandMarks.DefaultLandMark(); }
+    void SetDefaultLandMark(const TLandMark& LandMark) { FLandMarks.SetDefaultLandMark(LandMark); }
+    bool GetClassVisibility(std::uint8_t Class) const { return FLandMarks.GetClassVisibility(Class); }
+    void SetClassVisibility(std::uint8_t Class, bool Visible) { FLandMarks.SetClassVisibility(Class, Visible); }
+    std::int32_t HighLM() const { return FLandMarks.HighLM(); }
+    void SetHighLM(std::int32_t Index) { FLandMarks.SetHighLM(Index); }
+    void SetHighLightProperties(TColor FG, TColor BG, bool Transparent) { FLandMarks.SetHighLightProperties(FG, BG, Transparent); }
+    bool LoadLandMarks(const std::string& FName, std::string_view Id) { return FLandMarks.LoadLandMarks(FName, Id); }
+    void SaveLandmarks(const std::string& FName, std::string_view Id) const { FLandMarks.SaveLandmarks(FName, Id); }
+    bool ReadLandMarksFromOpenXMLFile(std::istream& F, std::string_view Id) { return FLandMarks.ReadLandMarksFromOpenXMLFile(F, Id); }
+    void WriteLandMarksToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_view Id) const
+    {
+        FLandMarks.WriteLandMarksToOpenXMLFile(F, WithHeader, Id);
+    }
+
+    // ---- synthetic empty maps ----
+    void CreateEmptyMapInMemory(double LatMin, double LongMin, double LatMax, double LongMax, double LatGratDist,
+                                double LongGratDist, std::int32_t Width, std::int32_t Height, bool ShowGrat,
+                                const TGeoMapDrawDataEvent& OnDrawData = {});
+    void CreateAndLoadEmptyMap(const std::string& FName, double LatMin, double LongMin, double LatMax, double LongMax,
+                               double LatGratDist, double LongGratDist, std::int32_t Width, std::int32_t Height,
+                               const TGeoMapDrawDataEvent& OnDrawData = {});
+
+    // ---- mouse state (read by the mouse handlers) ----
+    TZoomState ZoomState() const { return FZoomState; }
+    TMouseBoxState MouseBoxState() const { return FMouseBoxState; }
+    TPoint LastMClickPos() const { return {FLastMClickPosX, FLastMClickPosY}; }
+    void SetLastMClickPos(TPoint P) { FLastMClickPosX = P.X; FLastMClickPosY = P.Y; }
+    std::int32_t ZStackPoi() const { return FZStackPoi; }
+
+protected:
+    void paintEvent(QPaintEvent* Event) override;
+    void resizeEvent(QResizeEvent* Event) override;
+    void showEvent(QShowEvent* Event) override;
+    void keyPressEvent(QKeyEvent* Event) override;
+
+private:
+    void InstallHooks();
+    void LoadImageFromHook(const std::string& Name);
+    // The size check of loading: raises when the picture in FGrafBmp exceeds MaxMapPixels.
+    void CheckMapSize() const;
+    // After a new picture was accepted: name, size, AuxBmp, pyramid, TopLeft (0, 0), repaint.
+    void TakeNewImage(const std::string& Name);
+    void BuildPyramid();
+    void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
+    void BuildScreenFrame();
+    void ZoomAboutCentre(double Factor);
+    void RaiseError(std::string_view Text) const;
+
+    // The view state, in the documented order where it has one.
+    TBitmap FAuxBmp;
+    TMapImageCache FCache;  // FImgCache, FCacheMag, FCacheAA
+    double FCacheMagLimit = 2.0 / 3.0;
+    TColor FColorBakGnd = 0xC0C0C0;
+    TFrameStyle FFrameStyle = fsLowered;
+    TColor FFrameColor = 0x000000;
+    TColor FColorGratLine = 0xFF0000;
+    TColor FColorGratPoints = 0x0000FF;
+    TColor FColBlackLine = 0x000000, FColGrayLine = 0x808080, FColWhiteLine = 0xFFFFFF;
+    std::string FEmptyMsg = "GeoMap: empty";
+    bool FLButtonWasDown = false;
+    std::int32_t FLMRandSampleLimit = 20000;
+    std::string FMapImgName;
+    std::int32_t FMapImgWidth = 0, FMapImgHeight = 0;
+    double FMagnify = 1.0;
+    TZoomState FZoomState = 0;
+    TMouseBoxState FMouseBoxState = 0;
+    std::int32_t FMouseBoxX1 = 0, FMouseBoxX2 = 0, FMouseBoxY1 = 0, FMouseBoxY2 = 0;
+    std::int32_t FWindOldCornerX = 0, FWindOldCornerY = 0, FWindAnchorX = 0, FWindAnchorY = 0;
+    TShowGrat FShowGrat = sgNone;
+    TPoint FTopLeft;
+    bool FSuppressPaint = false;
+    bool FConfinePan = true;
+    TMouseActMode FMouseAction = maPan;
+    bool FRubberBandOn = false, FSelectRectOn = false;
+    std::int32_t FRubberBAnchorX = 0, FRubberBAnchorY = 0, FRubberBandOldX = 0, FRubberBandOldY = 0;
+    bool FAntiAlias = true;
+    double FGratLineDist = 0.0;
+    std::int32_t FUTMGridDist = 0;
+    TMapCalibration FCalib;      // FCalibData, FCalibModel, the fitted sets, FCalDatName
+    TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
+    std::int32_t FTopLeftXAnchor = 0, FTopLeftYAnchor = 0;
+    std::array<TgmZoomStackEntry, 16> FZoomStack{};
+    std::int32_t FZStackPoi = 1;
+    std::int32_t MouseAnchorX = 0, MouseAnchorY = 0;
+    std::int32_t FLastMClickPosX = 0, FLastMClickPosY = 0;
+    std::int32_t FLastMMousePosX = 0, FLastMMousePosY = 0;
+    TBitmap FGrafBmp;
+
+    // Beyond the classic state.
+    std::int64_t FMaxMapPixels = DefaultMaxMapPixels;
+    bool FKeyboardNavigation = true;
+    double FForcedPixelRatio = 0.0;
+    std::array<TBitmap, 4> FPyramid;  // FGrafBmp halved 1..4 times; empty when unused
+    TMapRenderCachesPtr FRenderCaches;
+    TBitmap FMapOnly;       // AuxBmp as it stood before OnBeforeRenderData (ratio above 1 only)
+    TBitmap FScreenBmp;     // the device-resolution frame (ratio above 1 only)
+    bool FMapOnlyValid = false;
+    bool FFrameBuilt = false;
+    bool FPyramidStale = true;  // FGrafBmp replaced since the pyramid was made
+    int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
+    // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
+    std::string FImageNameFix;
+};
+
+}  // namespace qv

@@ -1,0 +1,360 @@
+// TGeoMap: painting (the render state handed to RenderMapView, the widget's copy of AuxBmp, the
+// device-resolution frame of high-density screens), the keyboard, and output to the clipboard, a bitmap
+// and a printer.
+#include <qvgeo/geomap/view/geo_map.h>
+
+#include <qvgeo/platform/clipboard.h>
+
+#include <QKeyEvent>
+#include <QPaintDevice>
+#include <QPainter>
+#include <QPrinter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace qv {
+
+// ---- painting ------------------------------------------------------------------------------------------
+
+void TGeoMap::FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft,
+                              double Magnify)
+{
+    State.Width = W;
+    State.Height = H;
+    State.Designing = ComponentState().Contains(csDesigning);
+    // "Visible" is the control's own visibility, not whether a window shows it: a control nobody hid
+    // draws its map even before its window appears (tests and off-screen rendering rely on that).
+    State.Visible = !isHidden() || !testAttribute(Qt::WA_WState_ExplicitShowHide);
+    State.MapImgName = FMapImgName;
+    State.GrafBmp = &FGrafBmp;
+    for (std::size_t i = 0; i < FPyramid.size(); ++i)
+        State.PyramidLevels[i] = FPyramid[i].Empty() ? nullptr : &FPyramid[i];
+    State.Magnify = Magnify;
+    State.TopLeft = TopLeft;
+    State.AntiAlias = FAntiAlias;
+    State.CacheMagLimit = FCacheMagLimit;
+    State.ColorBackGnd = FColorBakGnd;
+    State.ColorFrame = FFrameColor;
+    State.ColorGraticule = FColorGratLine;
+    State.ColorCalibPoints = FColorGratPoints;
+    State.ColBlackLine = FColBlackLine;
+    State.ColGrayLine = FColGrayLine;
+    State.ColWhiteLine = FColWhiteLine;
+    State.FrameStyle = FFrameStyle;
+    State.EmptyMsg = FEmptyMsg;
+    State.ShowGraticule = FShowGrat;
+    State.GratLineDist = FGratLineDist;
+    State.UTMGridDist = FUTMGridDist;
+    State.CalibData = &FCalib.CalibData();
+    State.Fit = &FCalib.Fit();
+    State.LandMarks = &FLandMarks;
+    State.LMRandSampleLimit = FLMRandSampleLimit;
+    if (OnBeforeRenderData)
+        State.OnBeforeRenderData = [this](TCanvas& C) { OnBeforeRenderData(*this, C); };
+    if (OnDrawLandmark)
+        State.OnDrawLandmark = [this](bool& Handled, TCanvas& C, TPoint P, const TLandMark& L) {
+            OnDrawLandmark(*this, Handled, C, P, L);
+        };
+    if (OnDataRendered)
+        State.OnDataRendered = [this](TCanvas& C) { OnDataRendered(*this, C); };
+}
+
+double TGeoMap::EffectivePixelRatio() const
+{
+    return FForcedPixelRatio > 0.0 ? FForcedPixelRatio : devicePixelRatioF();
+}
+
+void TGeoMap::ConstructInternalMapImg()
+{
+    // The state is filled from a snapshot of the calibration: a handler that edits the calibration while
+    // the frame is drawn replaces the fit, never the copy the renderer reads.
+    const TCalibFit fit = FCalib.Fit();
+    const TCalibData data = FCalib.CalibData();
+    TMapRenderState s;
+    FillRenderState(s, width(), height(), FTopLeft, FMagnify);
+    s.Fit = &fit;
+    s.CalibData = &data;
+    const bool hiDpi = EffectivePixelRatio() > 1.0;
+    FMapOnlyValid = false;
+    if (hiDpi) {
+        // Keep what the frame looks like before anything is drawn over the map: the device-resolution
+        // frame takes everything else from AuxBmp.
+        auto user = std::move(s.OnBeforeRenderData);
+        s.OnBeforeRenderData = [this, user](TCanvas& C) {
+            // A deep copy: a shared picture would let row pointers the renderer keeps write into it.
+            FMapOnly = TBitmap(C.Bitmap().Image().copy(0, 0, width(), height()));
+            FMapOnlyValid = true;
+            if (user)
+                user(C);
+        };
+    }
+    RenderMapView(s, FAuxBmp, FCache, FRenderCaches.get());
+    FFrameBuilt = true;
+    if (hiDpi)
+        BuildScreenFrame();
+}
+
+void TGeoMap::Paint()
+{
+    if (FSuppressPaint || FHoldPaint > 0)
+        return;
+    ConstructInternalMapImg();
+    update();
+}
+
+void TGeoMap::BuildScreenFrame()
+{
+    const double r = EffectivePixelRatio();
+    const std::int32_t W = width(), H = height();
+    const std::int32_t Wd = static_cast<std::int32_t>(std::ceil(W * r)), Hd = static_cast<std::int32_t>(std::ceil(H * r));
+    if (FScreenBmp.Width() != Wd || FScreenBmp.Height() != Hd)
+        FScreenBmp = TBitmap(Wd, Hd);
+    FScreenBmp.Fill(FColorBakGnd);
+    if (FMapOnlyValid && !FGrafBmp.Empty()) {
+        // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
+        const double x0 = std::max<double>(FTopLeft.X, 0.0), y0 = std::max<double>(FTopLeft.Y, 0.0);
+        const double x1 = std::min<double>(FTopLeft.X + W / FMagnify, FMapImgWidth);
+        const double y1 = std::min<double>(FTopLeft.Y + H / FMagnify, FMapImgHeight);
+        if (x1 > x0 && y1 > y0) {
+            const double k = FMagnify * r;  // device pixels per map pixel
+            // The smallest pyramid level that still has at least one pixel per device pixel.
+            const TBitmap* src = &FGrafBmp;
+            double scale = 1.0;
+            for (const TBitmap& level : FPyramid) {
+                const double ls = static_cast<double>(level.Width()) / FMapImgWidth;
+                if (level.Empty() || ls < k)
+                    break;
+                src = &level;
+                scale = ls;
+            }
+            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - FTopLeft.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y0 - FTopLeft.Y) * k)),
+                            static_cast<std::int32_t>(std::lround((x1 - FTopLeft.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y1 - FTopLeft.Y) * k))};
+            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
+                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
+            FScreenBmp.StretchRect(dst, *src, from, FAntiAlias ? smHalftone : smColorOnColor);
+        }
+    }
+    // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each
+    // control pixel covering the device pixels whose centres it contains.
+    std::vector<std::int32_t> xs(static_cast<std::size_t>(Wd));
+    for (std::int32_t dx = 0; dx < Wd; ++dx)
+        xs[static_cast<std::size_t>(dx)] = std::min(static_cast<std::int32_t>((dx + 0.5) / r), W - 1);
+    for (std::int32_t dy = 0; dy < Hd; ++dy) {
+        const std::int32_t y = std::min(static_cast<std::int32_t>((dy + 0.5) / r), H - 1);
+        const std::uint32_t* aux = FAuxBmp.ScanLine(y);
+        const std::uint32_t* bare = FMapOnlyValid ? FMapOnly.ScanLine(y) : nullptr;
+        std::uint32_t* out = FScreenBmp.ScanLine(dy);
+        for (std::int32_t dx = 0; dx < Wd; ++dx) {
+            const std::int32_t x = xs[static_cast<std::size_t>(dx)];
+            if (!bare || aux[x] != bare[x])
+                out[dx] = aux[x];
+        }
+    }
+}
+
+const TBitmap& TGeoMap::ScreenFrame() const
+{
+    return EffectivePixelRatio() > 1.0 && !FScreenBmp.Empty() ? FScreenBmp : FAuxBmp;
+}
+
+void TGeoMap::paintEvent(QPaintEvent*)
+{
+    const std::int32_t W = width(), H = height();
+    if (!FSuppressPaint && (!FFrameBuilt || FAuxBmp.Width() < W || FAuxBmp.Height() < H))
+        Guarded([this] { ConstructInternalMapImg(); });
+    QPainter painter(this);
+    const double r = EffectivePixelRatio();
+    if (r > 1.0 && !FScreenBmp.Empty())
+        painter.drawImage(QRectF(0, 0, W, H), FScreenBmp.Image(),
+                          QRectF(0, 0, FScreenBmp.Width(), FScreenBmp.Height()));
+    else
+        painter.drawImage(QPoint(0, 0), FAuxBmp.Image(), QRect(0, 0, W, H));
+}
+
+void TGeoMap::resizeEvent(QResizeEvent* Event)
+{
+    TCustomControl::resizeEvent(Event);
+    Guarded([this] { Paint(); });
+}
+
+void TGeoMap::showEvent(QShowEvent* Event)
+{
+    TCustomControl::showEvent(Event);
+    Guarded([this] { Paint(); });
+}
+
+// ---- keyboard ------------------------------------------------------------------------------------------
+
+void TGeoMap::ZoomAboutCentre(double Factor)
+{
+    const double cx = FTopLeft.X + std::nearbyint(width() / FMagnify / 2);
+    const double cy = FTopLeft.Y + std::nearbyint(height() / FMagnify / 2);
+    FMagnify *= Factor;
+    FTopLeft = {static_cast<std::int32_t>(cx - std::nearbyint(width() / FMagnify / 2)),
+                static_cast<std::int32_t>(cy - std::nearbyint(height() / FMagnify / 2))};
+}
+
+void TGeoMap::keyPressEvent(QKeyEvent* Event)
+{
+    if (!FKeyboardNavigation || FMapImgWidth <= 0) {
+        TCustomControl::keyPressEvent(Event);
+        return;
+    }
+    const std::int32_t stepX = std::max(1, static_cast<std::int32_t>(std::nearbyint(width() / FMagnify / 8)));
+    const std::int32_t stepY = std::max(1, static_cast<std::int32_t>(std::nearbyint(height() / FMagnify / 8)));
+    bool fit = false;
+    switch (Event->key()) {
+    case Qt::Key_Left: FTopLeft.X -= stepX; break;
+    case Qt::Key_Right: FTopLeft.X += stepX; break;
+    case Qt::Key_Up: FTopLeft.Y -= stepY; break;
+    case Qt::Key_Down: FTopLeft.Y += stepY; break;
+    case Qt::Key_Plus:
+    case Qt::Key_Equal: ZoomAboutCentre(1.25); break;
+    case Qt::Key_Minus: ZoomAboutCentre(1.0 / 1.25); break;
+    case Qt::Key_Home: fit = true; break;
+    default: TCustomControl::keyPressEvent(Event); return;
+    }
+    Event->accept();
+    Guarded([&] {
+        if (fit) {
+            ZoomFitPage();
+        } else {
+            if (FConfinePan)
+                PanMapToFillWindow();
+            Paint();
+        }
+        ZoomStateOnStack();
+        DoZoomPanEvent();
+    });
+}
+
+// ---- clipboard and bitmaps -----------------------------------------------------------------------------
+
+void TGeoMap::CopyToClipboard()
+{
+    const std::int32_t W = width(), H = height();
+    TBitmap bmp(W, H);
+    bmp.CopyRect(0, 0, FAuxBmp, {0, 0, W - 2, H - 2});
+    TCanvas& c = bmp.Canvas();
+    c.Pen = TPen{};
+    const TPoint path[] = {{1, 1}, {W - 2, 1}, {W - 2, H - 2}, {1, H - 2}, {1, 1}};
+    c.Polyline(path);
+    CopyBitmapToClipboard(bmp);
+}
+
+void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size)
+{
+    if (Size.cx <= 0 || Size.cy <= 0 || !(Scale > 0.0) || !std::isfinite(Scale)) {
+        Bitmap = TBitmap();
+        return;
+    }
+    const TCalibFit fit = FCalib.Fit();
+    const TCalibData data = FCalib.CalibData();
+    TMapRenderState s;
+    FillRenderState(s, Size.cx, Size.cy, Position, Scale);
+    s.Fit = &fit;
+    s.CalibData = &data;
+    s.Visible = true;
+    TBitmap out;
+    // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped after.
+    if (FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias) {
+        RenderMapView(s, out, FCache, FRenderCaches.get());
+    } else {
+        TMapImageCache cache;
+        RenderMapView(s, out, cache, FRenderCaches.get());
+    }
+    if (out.Width() != Size.cx || out.Height() != Size.cy) {
+        TBitmap cut(Size.cx, Size.cy);
+        cut.CopyRect(0, 0, out, {0, 0, Size.cx, Size.cy});
+        out = std::move(cut);
+    }
+    Bitmap = std::move(out);
+}
+
+void TGeoMap::CopyEntireMapToClipboard(double Scale)
+{
+    TBitmap bmp;
+    CopyToBMP(bmp, {0, 0}, Scale,
+              {static_cast<std::int32_t>(std::nearbyint(FMapImgWidth * Scale)),
+               static_cast<std::int32_t>(std::nearbyint(FMapImgHeight * Scale))});
+    if (!bmp.Empty())
+        CopyBitmapToClipboard(bmp);
+}
+
+// ---- printing ------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr double ScreenDpi = 96.0;
+
+// Renders MapRect at RenderScale and draws it at DevPos, DevPerPixel device pixels per rendered pixel.
+void DrawRendered(TGeoMap& Map, QPainter& Painter, QPointF DevPos, TRect MapRect, double RenderScale, double DevPerPixel)
+{
+    if (MapRect.IsEmpty() || !(RenderScale > 0.0))
+        return;
+    TBitmap bmp;
+    Map.CopyToBMP(bmp, {MapRect.Left, MapRect.Top}, RenderScale,
+                  {std::max(1, static_cast<std::int32_t>(std::lround(MapRect.Width() * RenderScale))),
+                   std::max(1, static_cast<std::int32_t>(std::lround(MapRect.Height() * RenderScale)))});
+    if (bmp.Empty())
+        return;
+    Painter.save();
+    Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+    Painter.drawImage(QRectF(DevPos, QSizeF(bmp.Width() * DevPerPixel, bmp.Height() * DevPerPixel)), bmp.Image());
+    Painter.restore();
+}
+
+double DeviceDpi(QPainter& Painter)
+{
+    const QPaintDevice* d = Painter.device();
+    return d && d->logicalDpiX() > 0 ? d->logicalDpiX() : ScreenDpi;
+}
+
+}  // namespace
+
+TRect TGeoMap::CalcExtentsOfPrint(QPrinter& Printer, double Scale) const
+{
+    if (!(Scale > 0.0))
+        return {};
+    const QRectF page = Printer.pageLayout().paintRect(QPageLayout::Inch);
+    const double w = page.width() * ScreenDpi / Scale, h = page.height() * ScreenDpi / Scale;
+    TRect r{std::max(FTopLeft.X, 0), std::max(FTopLeft.Y, 0),
+            static_cast<std::int32_t>(std::min<double>(FTopLeft.X + std::floor(w), FMapImgWidth)),
+            static_cast<std::int32_t>(std::min<double>(FTopLeft.Y + std::floor(h), FMapImgHeight))};
+    if (r.IsEmpty())
+        return {};
+    return r;
+}
+
+bool TGeoMap::PrintIt(QPrinter& Printer, double Scale)
+{
+    const TRect r = CalcExtentsOfPrint(Printer, Scale);
+    QPainter painter;
+    if (!painter.begin(&Printer))
+        return false;
+    DrawRendered(*this, painter, QPointF(0, 0), r, Scale, DeviceDpi(painter) / ScreenDpi);
+    return painter.end();
+}
+
+void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale)
+{
+    const TRect r{FTopLeft.X, FTopLeft.Y, FTopLeft.X + MapSize.cx, FTopLeft.Y + MapSize.cy};
+    DrawRendered(*this, Painter, QPointF(0, 0), r, Scale, DeviceDpi(Painter) / ScreenDpi);
+}
+
+void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi)
+{
+    CopyToOpenPrinter(Painter, TPoint{0, 0}, MapRect, Dpi);
+}
+
+void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi)
+{
+    if (Dpi <= 0)
+        return;
+    DrawRendered(*this, Painter, QPointF(PagePos.X, PagePos.Y), MapRect, 1.0, DeviceDpi(Painter) / Dpi);
+}
+
+}  // namespace qv

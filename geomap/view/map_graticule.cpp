@@ -1,0 +1,244 @@
+// Graticule, UTM grid and calibration points of a map view.
+//
+// Meridians and parallels (biquadratic, conic, Miller, equirect): each family spans the range its
+// coordinate takes over the four calibrated corners. Spacing 1/f degrees: f = 1/GratLineDist, or
+// automatically the largest of 1°, 0.1°, 0.01°, ... not larger than the range. Line k lies at
+// (Trunc(min·f) + k)/f — computed from the index, not by adding steps, so that a long run of lines does
+// not drift — while that value is below the maximum. Each line is 101 points evenly spaced in the other
+// coordinate over its range, converted by the fit and the view; a point the fit cannot convert lifts the
+// pen. A GratLineDist so small that a family would exceed 1000 lines is widened tenfold until it does not.
+//
+// UTM grid: the corners are projected with LatLongToUTM in the fit's ellipsoid (when a corner falls in
+// another zone than the map's, the corner pixels are taken through the linear fit instead, which is in
+// the map's zone by construction). The spacing is UTMGridDist metres when positive, otherwise Round125 of
+// a tenth of the larger of the easting and northing ranges (about ten lines across the map), at least
+// 1 m, and widened tenfold while a family would exceed 1000 lines. Lines are drawn at every whole multiple
+// of the spacing from the smallest to the largest corner value, both included; each line runs through its
+// map positions at the top and bottom rows (eastings) or left and right columns (northings), is clipped to
+// the map's box (0, 0)–(width, height) in map pixels with TSLine and drawn between the clipped ends.
+//
+// Calibration points: a plus of 7 × 7 pixels in ColorCalibPoints centred on the point's control pixel —
+// the graticule-line points under the parabolic model, the calibration quads under the others.
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/view/map_render_internal.h>
+#include <qvgeo/support/curve_fit.h>
+#include <qvgeo/support/line_clip.h>
+#include <qvgeo/support/math_services.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace qv::render_detail {
+
+namespace {
+
+constexpr double MaxLinesPerFamily = 1000.0;
+
+// A polyline through map pixels that lifts the pen at points that could not be converted.
+class TMapPolyline {
+public:
+    TMapPolyline(TCanvas& Canvas, const TViewTransform& View) : FCanvas(Canvas), FView(View) {}
+    void Add(bool Valid, TPoint MapPixel)
+    {
+        if (!Valid) {
+            FDown = false;
+            return;
+        }
+        const TPoint c = FView.MapImageToControl(MapPixel);
+        if (FDown)
+            FCanvas.LineTo(c.X, c.Y);
+        else
+            FCanvas.MoveTo(c.X, c.Y);
+        FDown = true;
+    }
+
+private:
+    TCanvas& FCanvas;
+    const TViewTransform& FView;
+    bool FDown = false;
+};
+
+std::int32_t MapWidth(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->Width() : 0; }
+std::int32_t MapHeight(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->Height() : 0; }
+
+// cmParabolicIp: each calibration line as the parabola through its points, one point per visible map
+// column (parallels) or row (meridians).
+void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+{
+    const TCalibData& d = *S.CalibData;
+    for (int i = 0; i < ValidCalLines(d); ++i) {
+        const TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
+        const int n = ValidLinePoints(line);
+        if (n == 0)
+            continue;
+        const bool parallel = line.LineType == gtlParallel;
+        TCurveFit fit;
+        fit.Init();
+        for (int k = 0; k < n; ++k) {
+            const TPoint p = line.CalPoints[static_cast<std::size_t>(k)];
+            if (parallel)
+                fit.EnterStatValue(p.X, p.Y);
+            else
+                fit.EnterStatValue(p.Y, p.X);
+        }
+        double c0 = 0, c1 = 0, c2 = 0, q = 0;
+        fit.CalcParabolFit(c0, c1, c2, q);
+        TMapPolyline poly(Canvas, View);
+        const std::int32_t start = parallel ? S.TopLeft.X : S.TopLeft.Y;
+        const double end = start + (parallel ? S.Width : S.Height) / S.Magnify;
+        for (std::int64_t t = start; double(t) < end; ++t) {
+            const double f = c0 + c1 * double(t) + c2 * double(t) * double(t);
+            const auto v = static_cast<std::int32_t>(t);
+            poly.Add(true, parallel ? TPoint{v, ClampRound(f)} : TPoint{ClampRound(f), v});
+        }
+    }
+}
+
+void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+{
+    const TCornerArray& c = S.CalibData->Corners;
+    double latMin = c[0].Latit, latMax = c[0].Latit, lonMin = c[0].Longit, lonMax = c[0].Longit;
+    for (const TCoords& k : c) {
+        latMin = std::min(latMin, k.Latit), latMax = std::max(latMax, k.Latit);
+        lonMin = std::min(lonMin, k.Longit), lonMax = std::max(lonMax, k.Longit);
+    }
+    for (const bool meridians : {true, false}) {
+        const double vMin = meridians ? lonMin : latMin, vMax = meridians ? lonMax : latMax;
+        const double oMin = meridians ? latMin : lonMin, oMax = meridians ? latMax : lonMax;
+        const double range = vMax - vMin;
+        if (!std::isfinite(range) || !std::isfinite(oMax - oMin) || range <= 0)
+            continue;
+        double f = 1.0;
+        if (S.GratLineDist > 0) {
+            f = 1.0 / S.GratLineDist;
+        } else {
+            for (double r = range; r < 1.0; r *= 10.0)
+                f *= 10.0;
+        }
+        while (range * f > MaxLinesPerFamily)
+            f /= 10.0;
+        const double first = std::trunc(vMin * f);
+        for (int k = 0;; ++k) {
+            const double v = (first + k) / f;
+            if (!(v < vMax))
+                break;
+            TMapPolyline poly(Canvas, View);
+            for (int i = 0; i <= 100; ++i) {
+                const double o = oMin + (oMax - oMin) * i / 100.0;
+                TPoint p;
+                const bool ok = meridians ? S.Fit->CalcPixelCoords(o, v, p.X, p.Y)
+                                          : S.Fit->CalcPixelCoords(v, o, p.X, p.Y);
+                poly.Add(ok, p);
+            }
+        }
+    }
+}
+
+// One clipped straight grid line through two map positions.
+void DrawClippedLine(TCanvas& Canvas, const TViewTransform& View, double x1, double y1, double x2, double y2,
+                     double W, double H)
+{
+    TSLine line;
+    if (!line.LineFrom2Points(x1, y1, x2, y2))
+        return;
+    double a = 0, b = 0, e = 0, f = 0;
+    if (!line.ClipBox(0, 0, W, H, a, b, e, f))
+        return;
+    const TPoint p = View.MapImageToControl({ClampRound(a), ClampRound(b)});
+    const TPoint q = View.MapImageToControl({ClampRound(e), ClampRound(f)});
+    Canvas.MoveTo(p.X, p.Y);
+    Canvas.LineTo(q.X, q.Y);
+}
+
+void DrawUTMGrid(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+{
+    const TCalibFit& fit = *S.Fit;
+    const std::int32_t W = MapWidth(S), H = MapHeight(S);
+    std::array<double, 4> east{}, north{};
+    bool sameZone = true;
+    for (std::size_t i = 0; i < 4; ++i) {
+        int zone = 0;
+        LatLongToUTM(S.CalibData->Corners[i].Latit, S.CalibData->Corners[i].Longit, fit.Ellipsoid(), zone, east[i],
+                     north[i]);
+        sameZone = sameZone && zone == fit.UTMZone();
+    }
+    if (!sameZone) {
+        // Corner pixels in TCorners order, through the linear fit (northing and easting of a pixel).
+        const std::array<TPoint, 4> px = {TPoint{0, 0}, TPoint{0, H}, TPoint{W, H}, TPoint{W, 0}};
+        const auto& pl = fit.EquRectPLSP();
+        for (std::size_t i = 0; i < 4; ++i) {
+            north[i] = pl[0][0] + pl[0][1] * px[i].X + pl[0][2] * px[i].Y;
+            east[i] = pl[1][0] + pl[1][1] * px[i].X + pl[1][2] * px[i].Y;
+        }
+    }
+    const auto [eMin, eMax] = std::minmax_element(east.begin(), east.end());
+    const auto [nMin, nMax] = std::minmax_element(north.begin(), north.end());
+    const double eRange = *eMax - *eMin, nRange = *nMax - *nMin;
+    if (!std::isfinite(eRange) || !std::isfinite(nRange))
+        return;
+    double d = S.UTMGridDist > 0 ? double(S.UTMGridDist) : std::max(1.0, Round125(std::max(eRange, nRange) / 10.0));
+    while (std::max(eRange, nRange) / d > MaxLinesPerFamily)
+        d *= 10.0;
+    for (double k = std::ceil(*eMin / d); k * d <= *eMax; k += 1.0) {
+        const double e = k * d;
+        DrawClippedLine(Canvas, View, fit.CalcUTMxFromEastingY(e, 0), 0, fit.CalcUTMxFromEastingY(e, H), H, W, H);
+    }
+    for (double k = std::ceil(*nMin / d); k * d <= *nMax; k += 1.0) {
+        const double n = k * d;
+        DrawClippedLine(Canvas, View, 0, fit.CalcUTMyFromNorthingX(n, 0), W, fit.CalcUTMyFromNorthingX(n, W), W, H);
+    }
+}
+
+void MarkPoint(TCanvas& Canvas, const TViewTransform& View, TPoint MapPixel)
+{
+    const TPoint c = View.MapImageToControl(MapPixel);
+    Canvas.MoveTo(c.X - 3, c.Y);
+    Canvas.LineTo(c.X + 4, c.Y);
+    Canvas.MoveTo(c.X, c.Y - 3);
+    Canvas.LineTo(c.X, c.Y + 4);
+}
+
+void DrawCalibPoints(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View, TCalibModel Model)
+{
+    const TCalibData& d = *S.CalibData;
+    Canvas.Pen.Color = S.ColorCalibPoints;
+    if (Model == cmParabolicIp) {
+        for (int i = 0; i < ValidCalLines(d); ++i) {
+            const TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
+            for (int k = 0; k < ValidLinePoints(line); ++k)
+                MarkPoint(Canvas, View, line.CalPoints[static_cast<std::size_t>(k)]);
+        }
+    } else {
+        for (int i = 0; i < ValidCalQuads(d); ++i) {
+            const TCalQuad& q = d.CalQuads[static_cast<std::size_t>(i)];
+            MarkPoint(Canvas, View, {q.MapX, q.MapY});
+        }
+    }
+}
+
+}  // namespace
+
+void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+{
+    if (S.ShowGraticule == sgNone || !S.Fit || !S.CalibData)
+        return;
+    const TCalibModel model = S.Fit->Model();
+    if (model == cmUndefined)
+        return;
+    const TShowGrat g = S.ShowGraticule;
+    Canvas.Pen.Color = S.ColorGraticule;
+    if (model == cmUTM) {
+        if (g == sgUTMGrid || g == sgPointsAndUTMGrid)
+            DrawUTMGrid(Canvas, S, View);
+    } else if (g == sgLines || g == sgPointsAndLines) {
+        if (model == cmParabolicIp)
+            DrawParabolas(Canvas, S, View);
+        else
+            DrawMeridiansAndParallels(Canvas, S, View);
+    }
+    if (g == sgPoints || g == sgPointsAndLines || g == sgPointsAndUTMGrid)
+        DrawCalibPoints(Canvas, S, View, model);
+}
+
+}  // namespace qv::render_detail

@@ -1,0 +1,234 @@
+// RenderMapView: one frame of a map view, step by step in the documented order.
+//
+// Choices where the drawing is left open:
+// - The canvas of AuxBmp keeps its state between paints; each step sets the pen, brush and font it uses
+//   (the empty-map message is written in the default font in ColorFrame, its background the brush of
+//   ColorBackGnd), so a caption's rotated font never leaks into the next frame.
+// - A stretched view (step 6.3) whose source rectangle reaches beyond the map's edges shows the background
+//   there: destination columns and rows whose centre maps outside the image get ColorBackGnd instead of
+//   repeated edge pixels.
+// - Under cmUndefined there is no transform (CalcPixelCoords reports success without a pixel), so no
+//   landmark has a place on the map: the landmark loop is skipped, OnDrawLandmark included. The random
+//   sample needs the fit too.
+// - Captions: see caption_sprites.h for the placement. Captions are drawn after their symbol; an empty
+//   caption draws nothing.
+// - The highlighted landmark is drawn wherever its pixel lies (clipped by the bitmap), without the strict
+//   on-control test and without OnDrawLandmark; only its symbol is drawn again, not its caption.
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/view/map_render_caches.h>
+#include <qvgeo/geomap/view/map_render_internal.h>
+#include <qvgeo/support/math_services.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace qv {
+
+using render_detail::TViewTransform;
+
+TMapRenderCachesPtr MakeMapRenderCaches() { return TMapRenderCachesPtr(std::make_unique<TMapRenderCaches>().release()); }
+void TMapRenderCachesDeleter::operator()(TMapRenderCaches* Caches) const noexcept
+{
+    std::unique_ptr<TMapRenderCaches> owned(Caches);  // TMapRenderCaches is complete here
+}
+
+namespace {
+
+std::int32_t RoundI(double v) { return render_detail::ClampRound(v); }
+
+// Fills the W x H window with the background except the rectangle Covered (clipped to the window).
+void FillAround(TCanvas& C, TColor Colour, std::int32_t W, std::int32_t H, TRect Covered)
+{
+    Covered = {std::clamp(Covered.Left, 0, W), std::clamp(Covered.Top, 0, H), std::clamp(Covered.Right, 0, W),
+               std::clamp(Covered.Bottom, 0, H)};
+    if (Covered.IsEmpty())
+        Covered = {0, 0, 0, 0};
+    C.Brush = {Colour, bsSolid};
+    C.FillRect({0, 0, W, Covered.Top});
+    C.FillRect({0, Covered.Bottom, W, H});
+    C.FillRect({0, Covered.Top, Covered.Left, Covered.Bottom});
+    C.FillRect({Covered.Right, Covered.Top, W, Covered.Bottom});
+}
+
+// Steps 5 and 6: the background and the visible part of the map image, through the scaled-image cache
+// when the view is reduced. The background is filled only where the image leaves the window uncovered:
+// the pixels are those of filling everything first, without writing the frame twice.
+void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
+{
+    const std::int32_t W = S.Width, H = S.Height;
+    const double mag = S.Magnify;
+    TCanvas& canvas = Aux.Canvas();
+    if (!S.GrafBmp || S.GrafBmp->Empty() || !(mag > 0) || !std::isfinite(mag)) {
+        FillAround(canvas, S.ColorBackGnd, W, H, {});
+        return;
+    }
+    const TBitmap& map = *S.GrafBmp;
+    const TStretchMode mode = S.AntiAlias ? smHalftone : smColorOnColor;
+    if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit) {
+        Cache.Image.SetSize(RoundI(map.Width() * mag), RoundI(map.Height() * mag));
+        // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
+        const TBitmap& from = *MapCacheSource(S);
+        Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
+                                {0, 0, from.Width(), from.Height()}, mode);
+        Cache.Mag = mag;
+        Cache.AntiAlias = S.AntiAlias;
+        ++Cache.CacheBuilds;
+    }
+    if (Cache.Mag == mag) {
+        const std::int32_t x = RoundI(S.TopLeft.X * mag), y = RoundI(S.TopLeft.Y * mag);
+        // The cache pixels [0, width) x [0, height) land at (-x, -y); the part of the W x H window beyond
+        // AuxBmp cannot be seen, and CopyRect clips both sides.
+        FillAround(canvas, S.ColorBackGnd, W, H,
+                   {-x, -y, Cache.Image.Width() - x, Cache.Image.Height() - y});
+        Aux.CopyRect(0, 0, Cache.Image, {x, y, x + W, y + H});
+        return;
+    }
+    const TRect src{S.TopLeft.X, S.TopLeft.Y, RoundI(S.TopLeft.X + W / mag), RoundI(S.TopLeft.Y + H / mag)};
+    // Columns and rows whose centre falls outside the image show the background, not the edge pixels.
+    // Destination pixel i samples source Start + (2i + 1)·SrcLen / (2·DstLen).
+    auto inside = [](std::int32_t Start, std::int32_t SrcLen, std::int32_t DstLen, std::int32_t Limit,
+                     std::int32_t& Lo, std::int32_t& Hi) {
+        Lo = 0;
+        Hi = DstLen;
+        if (SrcLen <= 0 || DstLen <= 0)
+            return;
+        auto src = [&](std::int32_t i) { return Start + (2.0 * i + 1.0) * SrcLen / (2.0 * DstLen); };
+        while (Lo < Hi && src(Lo) < 0)
+            ++Lo;
+        while (Hi > Lo && src(Hi - 1) >= Limit)
+            --Hi;
+    };
+    std::int32_t x0, x1, y0, y1;
+    inside(src.Left, src.Width(), W, map.Width(), x0, x1);
+    inside(src.Top, src.Height(), H, map.Height(), y0, y1);
+    Aux.StretchRect({0, 0, W, H}, map, src, mode);
+    ++Cache.DirectStretches;
+    if (src.IsEmpty())
+        x0 = x1 = y0 = y1 = 0;
+    FillAround(canvas, S.ColorBackGnd, W, H, {x0, y0, x1, y1});
+}
+
+// Step 9.1: the probability with which each landmark is drawn.
+double SampleProbability(const TMapRenderState& S, const TViewTransform& View, const TLandMarkStore& Store)
+{
+    const std::int32_t n = Store.NumLandMarks();
+    if (n <= S.LMRandSampleLimit)
+        return 1.0;
+    const std::array<TPoint, 4> corners = {TPoint{0, 0}, TPoint{0, S.Height}, TPoint{S.Width, S.Height},
+                                           TPoint{S.Width, 0}};  // TCorners order
+    TCornerArray view{};
+    for (std::size_t i = 0; i < 4; ++i) {
+        const TPoint m = View.ControlToMapImage(corners[i]);
+        bool valid = false;
+        view[i].Latit = S.Fit->CalcLatitude(m.X, m.Y, valid);
+        view[i].Longit = S.Fit->CalcLongitude(m.X, m.Y, valid);
+    }
+    std::int64_t inView = 0;
+    for (const TLandMark& lm : Store.LandMarks()) {
+        if (Store.GetClassVisibility(lm.ClassFlag) && PositionInMap(lm.Latitude, lm.Longitude, view))
+            ++inView;
+    }
+    return inView > S.LMRandSampleLimit ? double(S.LMRandSampleLimit) / double(inView) : 1.0;
+}
+
+void DrawSymbol(TCanvas& Canvas, TMapRenderCaches* Caches, TPoint P, const TSymbolProperties& Props)
+{
+    if (Caches)
+        Caches->Symbols.Draw(Canvas, P.X, P.Y, Props);
+    else
+        DrawLandMarkSymbolOnCanvas(Canvas, P.X, P.Y, Props.Kind, Props.FGColor, Props.BGColor, Props.Size,
+                                   Props.Direction, Props.Length, Props.Transparent);
+}
+
+// Step 9: landmarks, OnDataRendered, the highlighted landmark.
+void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas& Canvas, TMapRenderCaches* Caches)
+{
+    const TLandMarkStore* store = S.LandMarks;
+    const bool placeable = store && S.Fit && S.Fit->Model() != cmUndefined;
+    if (placeable) {
+        const double p = SampleProbability(S, View, *store);
+        const auto all = store->LandMarks();
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const TLandMark& lm = all[i];
+            if (!store->GetClassVisibility(lm.ClassFlag))
+                continue;
+            if (p < 1.0 && !(BRandom(1.0) < p))
+                continue;
+            TPoint m;
+            if (!S.Fit->CalcPixelCoords(lm.Latitude, lm.Longitude, m.X, m.Y))
+                continue;
+            const TPoint c = View.MapImageToControl(m);
+            if (S.OnDrawLandmark) {
+                bool handled = false;
+                S.OnDrawLandmark(handled, Canvas, c, lm);
+                if (handled)
+                    continue;
+            }
+            if (!(c.X > 0 && c.X < S.Width && c.Y > 0 && c.Y < S.Height))
+                continue;
+            DrawSymbol(Canvas, Caches, c, lm.SymbolProps);
+            if (Caches)
+                Caches->Captions.Draw(Canvas, c, lm.Caption, i);
+            else
+                DrawLandMarkCaption(Canvas, c, lm.Caption);
+        }
+    }
+    if (S.OnDataRendered)
+        S.OnDataRendered(Canvas);
+    if (!placeable)
+        return;
+    const std::int32_t high = store->HighLM();
+    if (high <= 0 || high > store->NumLandMarks())
+        return;
+    const TLandMark& lm = store->LandMarks()[static_cast<std::size_t>(high - 1)];
+    TPoint m;
+    if (!store->GetClassVisibility(lm.ClassFlag) || !S.Fit->CalcPixelCoords(lm.Latitude, lm.Longitude, m.X, m.Y))
+        return;
+    TSymbolProperties props = lm.SymbolProps;
+    props.FGColor = store->HighLMColFG();
+    props.BGColor = store->HighLMColBG();
+    props.Transparent = store->HighLMTrans();
+    DrawSymbol(Canvas, Caches, View.MapImageToControl(m), props);
+}
+
+}  // namespace
+
+void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache& Cache, TMapRenderCaches* Caches)
+{
+    const std::int32_t W = std::max(0, State.Width), H = std::max(0, State.Height);
+    // 1. AuxBmp only grows.
+    if (H > AuxBmp.Height() || W > AuxBmp.Width())
+        AuxBmp.SetSize(std::max(W, AuxBmp.Width()), std::max(H, AuxBmp.Height()));
+    TCanvas& canvas = AuxBmp.Canvas();
+    // 2. Solid pen in copy mode.
+    canvas.Pen = TPen{};
+    const TViewTransform view{State.Magnify, State.TopLeft};
+
+    if (State.Designing || State.MapImgName.empty()) {
+        // 3. The empty-map picture.
+        canvas.Pen.Color = State.ColorBackGnd;
+        canvas.Brush = {State.ColorBackGnd, bsSolid};
+        canvas.Rectangle(0, 0, W, H);
+        canvas.Font = TFont{};
+        canvas.Font.Color = State.ColorFrame;
+        canvas.TextOut(10, 10, State.EmptyMsg);
+    } else if (State.Visible) {
+        // 5. and 6. Background and the map image.
+        DrawBackgroundAndImage(State, AuxBmp, Cache);
+        // 7. The application's data under the graticule.
+        if (State.OnBeforeRenderData)
+            State.OnBeforeRenderData(canvas);
+        // 8. Graticule or grid, calibration points.
+        canvas.Pen = TPen{};
+        render_detail::DrawGraticuleAndPoints(canvas, State, view);
+        // 9. Landmarks, OnDataRendered, the highlighted landmark.
+        canvas.Pen = TPen{};
+        DrawLandMarks(State, view, canvas, Caches);
+    }
+    // 10. The frame, for every picture.
+    canvas.Pen = TPen{};
+    DrawFrame(canvas, State.FrameStyle, 0, 0, W - 1, H - 1, State.ColWhiteLine, 0xC0C0C0, State.ColGrayLine,
+              State.ColBlackLine);
+}
+
+}  // namespace qv

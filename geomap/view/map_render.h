@@ -1,0 +1,110 @@
+// The map view's picture: RenderMapView draws one frame of a map view into its screen bitmap (AuxBmp),
+// in the fixed order the map control documents — background, the visible part of the map image (through
+// the scaled-image cache), the application's data, graticule or UTM grid, calibration points, landmarks
+// with symbols and captions, the highlighted landmark, the frame. TGeoMap owns the state read here and
+// calls RenderMapView from Paint; tests and benchmarks call it without a widget.
+//
+// Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft; degrees for
+// positions; Magnify is control pixels per map pixel.
+#pragma once
+
+#include <qvgeo/geomap/calib_fit.h>
+#include <qvgeo/geomap/calib_types.h>
+#include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/platform/bitmap.h>
+#include <qvgeo/platform/canvas.h>
+#include <qvgeo/platform/frame.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace qv {
+
+// What the graticule step draws. Ordinals are those of the published ShowGraticule property.
+enum TShowGrat : std::uint8_t { sgNone, sgLines, sgPoints, sgPointsAndLines, sgUTMGrid, sgPointsAndUTMGrid };
+
+// The scaled copy of the map image kept between paints, and the counters tests use to see the cache rule
+// at work. Magnification 0 means "no valid cache"; the map control invalidates it on image load/resize.
+struct TMapImageCache {
+    TBitmap Image;              // FImgCache
+    double Mag = 0.0;           // FCacheMag
+    bool AntiAlias = true;      // FCacheAA
+    std::uint64_t CacheBuilds = 0;     // times the whole map was scaled into Image
+    std::uint64_t DirectStretches = 0; // paints that stretched the visible rectangle from the map image
+    void Invalidate() { Mag = 0.0; }
+};
+
+// Everything one paint reads. The references must stay valid for the call.
+struct TMapRenderState {
+    std::int32_t Width = 0, Height = 0;  // control size W x H
+    bool Designing = false;              // component state "designing": the empty-map picture
+    bool Visible = true;
+    std::string MapImgName;              // empty: the empty-map picture
+    const TBitmap* GrafBmp = nullptr;    // the map image at its own size
+    // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
+    // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
+    // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
+    // (step 6.1), stretch all of MapCacheSource(State) into it instead of all of GrafBmp: the same picture,
+    // from up to 256 times fewer pixels.
+    std::array<const TBitmap*, 4> PyramidLevels{};
+    double Magnify = 1.0;
+    TPoint TopLeft;                      // map pixel at the control's top-left corner
+    bool AntiAlias = true;
+    double CacheMagLimit = 2.0 / 3.0;
+
+    TColor ColorBackGnd = 0xC0C0C0, ColorFrame = 0x000000, ColorGraticule = 0xFF0000, ColorCalibPoints = 0x0000FF;
+    TColor ColBlackLine = 0x000000, ColGrayLine = 0x808080, ColWhiteLine = 0xFFFFFF;
+    TFrameStyle FrameStyle = static_cast<TFrameStyle>(1);
+    std::string EmptyMsg = "GeoMap: empty";
+
+    TShowGrat ShowGraticule = sgNone;
+    double GratLineDist = 0.0;      // degrees, 0 = automatic
+    std::int32_t UTMGridDist = 0;   // metres, 0 = automatic
+    const TCalibData* CalibData = nullptr;
+    const TCalibFit* Fit = nullptr;  // the fitted model (its Model is the map's CalibModel)
+
+    const TLandMarkStore* LandMarks = nullptr;
+    std::int32_t LMRandSampleLimit = 20000;
+
+    // Events, called with AuxBmp's canvas; the map binds itself as the sender.
+    std::function<void(TCanvas& Canvas)> OnBeforeRenderData;
+    std::function<void(bool& Handled, TCanvas& Canvas, TPoint APoint, const TLandMark& LandMarkData)> OnDrawLandmark;
+    std::function<void(TCanvas& Canvas)> OnDataRendered;
+};
+
+// The image to build the scaled cache from at State.Magnify: the smallest pyramid level that still has at
+// least as many pixels across as the cache (Round(width x Magnify)), else GrafBmp.
+inline const TBitmap* MapCacheSource(const TMapRenderState& State)
+{
+    const TBitmap* src = State.GrafBmp;
+    if (!src)
+        return src;
+    const double need = static_cast<double>(src->Width()) * State.Magnify;
+    for (const TBitmap* level : State.PyramidLevels) {
+        if (!level || level->Empty() || static_cast<double>(level->Width()) < need)
+            break;
+        src = level;
+    }
+    return src;
+}
+
+// Caches that live as long as the map view and make repeated paints cheap: symbol sprites and caption
+// sprites (keyed by text, font, colours and direction). Their output is pixel-identical to drawing directly.
+// The class stays incomplete outside the renderer, so the pointer's deleter is a function the renderer
+// defines (a plain std::unique_ptr would need the complete type wherever an owner is destroyed).
+class TMapRenderCaches;
+struct TMapRenderCachesDeleter {
+    void operator()(TMapRenderCaches* Caches) const noexcept;
+};
+using TMapRenderCachesPtr = std::unique_ptr<TMapRenderCaches, TMapRenderCachesDeleter>;
+TMapRenderCachesPtr MakeMapRenderCaches();
+
+// Draws one frame into AuxBmp (grown, never shrunk, to at least Width x Height) following the documented
+// steps; Cache is used and updated by the cache rule. Caches may be null (everything drawn directly).
+void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache& Cache,
+                   TMapRenderCaches* Caches);
+
+}  // namespace qv

@@ -1,0 +1,17 @@
+// TMapRenderCaches in full, for code that looks at what was cached (tests, benchmarks); owners hold it
+// through TMapRenderCachesPtr and need only map_render.h. RenderMapView fills both caches as it draws.
+#pragma once
+
+#include <qvgeo/geomap/view/caption_sprites.h>
+#include <qvgeo/geomap/view/landmark_symbols.h>
+#include <qvgeo/geomap/view/map_render.h>
+
+namespace qv {
+
+class TMapRenderCaches {
+public:
+    TSymbolSpriteCache Symbols;
+    TCaptionSpriteCache Captions;
+};
+
+}  // namespace qv
