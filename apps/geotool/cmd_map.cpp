@@ -1,17 +1,21 @@
 // geotool map: pictures drawn by the widget library. "map blank" writes a generated, already calibrated
-// map of a latitude/longitude rectangle — the first map a user can make without a scanner.
+// map of a latitude/longitude rectangle — the first map a user can make without a scanner; "map render"
+// draws a calibrated map as the map view shows it (graticule or UTM grid, landmarks) into an image file.
 //
-// Drawing text needs a Qt GUI application object; the command makes one on Qt's offscreen platform (unless
-// QT_QPA_PLATFORM says otherwise), so it runs on machines without a display.
+// Drawing text and the map view need a Qt application object; the commands make one on Qt's offscreen
+// platform (unless QT_QPA_PLATFORM says otherwise), so they run on machines without a display.
 #include "command.h"
 #include "line_io.h"
 
 #include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/text.h>
 
-#include <QGuiApplication>
+#include <QApplication>
 
 #include <cmath>
+#include <filesystem>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -66,8 +70,8 @@ void TakeSize(geotool::Args& args, std::int32_t& width, std::int32_t& height)
     height = static_cast<std::int32_t>(h);
 }
 
-// A QGuiApplication for the text of the labels, unless the process has one already.
-std::unique_ptr<QGuiApplication> EnsureGuiApplication()
+// A QApplication (text needs the GUI part, the map view the widgets part), unless the process has one.
+std::unique_ptr<QApplication> EnsureGuiApplication()
 {
     if (QCoreApplication::instance())
         return nullptr;
@@ -82,7 +86,7 @@ std::unique_ptr<QGuiApplication> EnsureGuiApplication()
     static int argc = 1;
     static char name[] = "geotool";
     static char* argv[] = {name, nullptr};
-    return std::make_unique<QGuiApplication>(argc, argv);
+    return std::make_unique<QApplication>(argc, argv);
 }
 
 int RunBlank(geotool::Args& args)
@@ -120,6 +124,82 @@ int RunBlank(geotool::Args& args)
                 std::string(qv::EmptyMapCalibId).c_str());
     return 0;
 }
+
+qv::TShowGrat GratKeyword(const std::string& word)
+{
+    static const struct {
+        const char* word;
+        qv::TShowGrat value;
+    } table[] = {{"none", qv::sgNone},           {"lines", qv::sgLines},
+                 {"points", qv::sgPoints},       {"both", qv::sgPointsAndLines},
+                 {"utm", qv::sgUTMGrid},         {"utm+points", qv::sgPointsAndUTMGrid}};
+    for (const auto& t : table)
+        if (word == t.word)
+            return t.value;
+    throw UsageError{"--grat wants none, lines, points, both, utm or utm+points, not \"" + word + "\""};
+}
+
+int RunRender(geotool::Args& args)
+{
+    std::int32_t width = 1200, height = 900;
+    TakeSize(args, width, height);
+    const std::string out = args.RequiredOption("--out");
+    const std::string id = args.Option("--id", "");
+    const std::string landmarks = args.Option("--landmarks", "");
+    const std::string landmarksId = args.Option("--landmarks-id", "");
+    const qv::TShowGrat grat = GratKeyword(args.Option("--grat", "lines"));
+    const double gratDist = args.NumberOption("--grat-dist", 0);
+    const std::vector<std::string> pos = args.Positional();
+    if (pos.size() != 1)
+        throw UsageError{"one calibration file is needed"};
+    if (!(gratDist >= 0 && gratDist <= 60))
+        throw UsageError{"--grat-dist wants 0..60 degrees (0: automatic)"};
+
+    const auto app = EnsureGuiApplication();
+    qv::TGeoMap map;
+    map.SetName("geotool");
+    map.SetSuppressPaint(true);  // one frame is drawn, at the end
+    // A calibration file names its image without a directory: look beside the calibration file when the
+    // name does not resolve from the working directory.
+    const std::filesystem::path calDir = std::filesystem::path(pos[0]).parent_path();
+    map.OnMapImageRequest = [&calDir](qv::TGeoMap&, std::string& name) {
+        std::error_code ec;
+        const std::filesystem::path p(name);
+        if (p.is_relative() && !std::filesystem::exists(p, ec) && std::filesystem::exists(calDir / p, ec))
+            name = (calDir / p).string();
+    };
+    if (!map.LoadCalDataFromXML(pos[0], id) && map.CalibModel() == qv::cmUndefined)
+        throw std::runtime_error("\"" + pos[0] + "\": no calibration" + (id.empty() ? "" : " with id \"" + id + "\""));
+    if (map.MapWidth() <= 0 || map.MapHeight() <= 0)
+        throw std::runtime_error("\"" + pos[0] + "\": the map image it names could not be loaded");
+    if (!landmarks.empty() && !map.LoadLandMarks(landmarks, landmarksId))
+        throw std::runtime_error("\"" + landmarks + "\": no landmark set" +
+                                 (landmarksId.empty() ? "" : " with id \"" + landmarksId + "\""));
+    map.SetShowGraticule(grat);
+    map.SetGratLineDist(gratDist);
+    // The whole map, as large as fits into WIDTH x HEIGHT.
+    const double scale = std::min(static_cast<double>(width) / map.MapWidth(),
+                                  static_cast<double>(height) / map.MapHeight());
+    qv::TBitmap picture;
+    map.CopyToBMP(picture, {0, 0}, scale, {width, height});
+    qv::SaveImageFile(picture, out);
+    std::printf("%s (%d x %d px, scale %.4f, %d landmarks)\n", out.c_str(), width, height, scale,
+                map.NumLandMarks());
+    return 0;
+}
+
+const geotool::Registrar regRender(
+    {"map render", "draw a calibrated map with its graticule and landmarks into an image file",
+     "usage: geotool map render CALFILE --out FILE [--id ID] [--size WxH] [--grat MODE] [--grat-dist DEG]\n"
+     "                          [--landmarks FILE [--landmarks-id ID]]\n\n"
+     "Loads the calibration ID (default: the first) of CALFILE and the map image it names, and draws the\n"
+     "whole map as the map view shows it, scaled to fit WIDTH x HEIGHT (default 1200x900), into FILE\n"
+     "(.png, .jpg/.jpeg or .bmp by its extension). --grat chooses what is drawn over the image: none,\n"
+     "lines (default: meridians and parallels, or parabolas for a parabolic calibration), points (the\n"
+     "calibration points), both, utm or utm+points (the UTM grid of a UTM calibration). --grat-dist is the\n"
+     "spacing of meridians and parallels in degrees (default 0: automatic). --landmarks adds the landmark\n"
+     "set ID (default: the first) of a landmark file, with symbols and captions.",
+     RunRender});
 
 const geotool::Registrar regBlank(
     {"map blank", "write a calibrated empty map image and its calibration file",

@@ -41,6 +41,21 @@ near "$TMP/p.xml" 371 271 -10 130 0.13 0.09
 [ "$(od -A n -t x1 -N 2 "$TMP/j.jpg" | tr -d ' ')" = ffd8 ] || fail "no JPEG written"
 "$G" calib show "$TMP/j.xml" | grep -q '^image size *300 x 200 px' || fail "jpeg: size from its header"
 
+# map render: the sheet drawn by the map view, its image found beside the calibration file; the same
+# frame twice is the same bytes, and the graticule changes them.
+bmpsize() { od -A n -t u4 -j 18 -N 8 "$1" | tr -s ' ' | sed 's/^ //'; }
+(cd "$TMP" && mkdir -p r && cd r && cp ../sheet.xml . && sed -i "s@map=\"$TMP/sheet.bmp\"@map=\"sheet.bmp\"@" sheet.xml &&
+ cp ../sheet.bmp .) || fail "render set-up"
+for g in none lines; do
+  "$G" map render "$TMP/r/sheet.xml" --grat $g --size 320x200 --out "$TMP/$g.bmp" >/dev/null || fail "render $g exited $?"
+done
+[ "$(bmpsize "$TMP/lines.bmp")" = "320 200" ] || fail "render: size $(bmpsize "$TMP/lines.bmp")"
+"$G" map render "$TMP/r/sheet.xml" --grat lines --size 320x200 --out "$TMP/again.bmp" >/dev/null
+cmp -s "$TMP/lines.bmp" "$TMP/again.bmp" || fail "render: two runs differ"
+cmp -s "$TMP/lines.bmp" "$TMP/none.bmp" && fail "render: graticule drew nothing"
+"$G" map render "$TMP/r/sheet.xml" --grat grid --out "$TMP/x.png" >/dev/null 2>&1; [ $? -eq 2 ] || fail "--grat grid"
+"$G" map render "$TMP/r/nothing.xml" --out "$TMP/x.png" >/dev/null 2>&1; [ $? -eq 1 ] || fail "missing file"
+
 # Usage errors (exit 2) and a directory that does not exist (exit 1, message naming the file).
 "$G" map blank 40 10 41 11 --size 300x200 >/dev/null 2>&1; [ $? -eq 2 ] || fail "missing --out"
 "$G" map blank 40 10 41 --out "$TMP/x" >/dev/null 2>&1; [ $? -eq 2 ] || fail "three limits"

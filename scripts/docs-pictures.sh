@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Renders the README's pictures into docs/ with the built geotool (offscreen, no display needed):
+#   scripts/docs-pictures.sh [GEOTOOL]
+set -euo pipefail
+here=$(cd "$(dirname "$0")/.." && pwd)
+G=${1:-$here/build/apps/geotool/geotool}
+S=$here/data/samples
+out=$here/docs
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+mkdir -p "$out"
+"$G" map render "$S/calib-vienna.xml" --id utm --grat utm+points --landmarks "$S/landmarks-vienna.xml" \
+  --size 800x600 --out "$out/map-utm-grid.png"
+"$G" map render "$S/calib-vienna.xml" --id geo --grat lines --grat-dist 0.02 \
+  --landmarks "$S/landmarks-vienna.xml" --size 800x600 --out "$out/map-graticule.png"
+"$G" map blank 46.3 9.4 49.1 17.2 --grat 0.5 1 --size 800x500 --out "$tmp/austria.png" >/dev/null
+cp "$tmp/austria.png" "$out/map-blank.png"
