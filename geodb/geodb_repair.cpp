@@ -55,7 +55,10 @@ public:
     {
         while (Length > 0) {
             if (Offset < FStart || Offset >= FStart + static_cast<std::int64_t>(FBuf.size())) {
-                FBuf.resize(WindowSize);
+                // No larger than what is left of the file: zeroing a 4 MiB window for a small set costs
+                // more than the copy.
+                FBuf.resize(static_cast<std::size_t>(
+                    std::clamp<std::int64_t>(FFile.Size() - Offset, 1, static_cast<std::int64_t>(WindowSize))));
                 FBuf.resize(FFile.ReadSomeAt(Offset, FBuf));
                 FStart = Offset;
                 if (FBuf.empty())
