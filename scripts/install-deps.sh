@@ -9,6 +9,8 @@ packages=(
   nlohmann-json3-dev
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
+  # the fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes
+  clang libclang-rt-14-dev
 )
 
 missing=()
