@@ -209,7 +209,8 @@ void TBinFile::Close()
 
 TChunkWriter::TChunkWriter(TBinFile& File, std::int64_t Offset) : FFile(File), FOffset(Offset)
 {
-    FBuf.reserve(ChunkSize);
+    // The buffer grows as needed up to ChunkSize: most files written (indexes, the header) are small,
+    // and reserving a whole chunk per writer made each small rewrite allocate and clear a megabyte.
 }
 
 void TChunkWriter::Put(std::span<const std::uint8_t> Bytes)

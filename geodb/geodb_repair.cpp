@@ -62,7 +62,10 @@ public:
     const std::uint8_t* At(std::int64_t Offset, std::size_t Length)
     {
         if (Offset < FStart || Offset + static_cast<std::int64_t>(Length) > FStart + static_cast<std::int64_t>(FBuf.size())) {
-            FBuf.resize(WindowSize);
+            // No larger than what is left of the file: zeroing a whole window for a small set costs more
+            // than the copy.
+            FBuf.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(
+                FFile.Size() - Offset, static_cast<std::int64_t>(Length), static_cast<std::int64_t>(WindowSize))));
             FBuf.resize(FFile.ReadSomeAt(Offset, FBuf));
             FStart = Offset;
             if (FBuf.size() < Length)

@@ -14,6 +14,8 @@ packages=(
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search
   libsqlite3-dev
+  # the fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes
+  clang libclang-rt-14-dev
 )
 
 missing=()

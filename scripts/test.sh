@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice: in the optimised Release build that the main job uses (build/) and in
-# an AddressSanitizer + UndefinedBehaviorSanitizer build (build-asan/). Exits non-zero if any build or
-# test fails.
+# an AddressSanitizer + UndefinedBehaviorSanitizer build (build-asan/), then runs every fuzz target for a
+# short while (build-fuzz/). Exits non-zero if any build or test fails or a fuzz target finds a crash.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 "$here/scripts/install-deps.sh"
@@ -16,3 +16,8 @@ jobs=$(nproc)
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd "$here/build-asan" && ctest --output-on-failure --parallel "$jobs" --label-exclude install)
+
+# Ten seconds per target keeps the fuzz step near three minutes with the build; scripts/fuzz.sh SECONDS
+# runs longer.
+unset ASAN_OPTIONS UBSAN_OPTIONS
+"$here/scripts/fuzz.sh" 10
