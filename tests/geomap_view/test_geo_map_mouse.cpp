@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <stdexcept>
+#include <tuple>
 
 namespace {
 
@@ -25,6 +27,8 @@ void Hover(TGeoMap& M, int X, int Y)
     QMouseEvent e(QEvent::MouseMove, QPointF(X, Y), M.mapToGlobal(QPointF(X, Y)), Qt::NoButton, Qt::NoButton, {});
     QApplication::sendEvent(&M, &e);
 }
+
+void Send(TGeoMap& M, QEvent&& E) { QApplication::sendEvent(&M, &E); }
 
 void Drag(TGeoMap& M, QPoint From, QPoint To, Qt::KeyboardModifiers K = {})
 {
@@ -54,11 +58,8 @@ TEST(GeoMapMouse, ZoomWindow)
         m.OnZoomPan = [&](TGeoMap&) { ++events; };
         const auto poi = m.ZStackPoi();
         Drag(m, c.a, c.b);
-        EXPECT_EQ(m.Magnification(), c.mag) << c.a.x();
-        EXPECT_EQ(m.TopLeft(), c.tl) << c.a.x();
-        EXPECT_EQ(events, c.events);
-        EXPECT_EQ(m.ZoomState(), 0);
-        EXPECT_TRUE(m.MouseFigures().empty());
+        EXPECT_EQ(std::tuple(m.Magnification(), m.TopLeft(), events), std::tuple(c.mag, c.tl, c.events)) << c.a.x();
+        EXPECT_TRUE(m.ZoomState() == 0 && m.MouseFigures().empty());
         EXPECT_EQ(m.ZStackPoi(), poi);  // zoom windows are not pushed
     }
 }
@@ -86,9 +87,7 @@ TEST(GeoMapMouse, PanAndDragZoom)
         QTest::mouseMove(&m, QPoint(250, 200) + c.d);
         QTest::mouseMove(&m, {600, 200});  // outside: ignored
         QTest::mouseRelease(&m, L, {}, QPoint(250, 200) + c.d);
-        EXPECT_EQ(m.TopLeft(), c.tl) << int(c.mode);
-        EXPECT_EQ(events, 1);
-        EXPECT_EQ(m.ZStackPoi(), poi + 1);
+        EXPECT_EQ(std::tuple(m.TopLeft(), events, m.ZStackPoi()), std::tuple(c.tl, 1, poi + 1)) << int(c.mode);
         EXPECT_EQ(m.GetZoomStackEntry(0), (TgmZoomStackEntry{c.tl.X, c.tl.Y, m.Magnification()}));
         // A new drag right after (no hover move between, as with touch input) anchors afresh.
         Drag(m, {100, 100}, {100, 100});
@@ -106,8 +105,7 @@ TEST(GeoMapMouse, MouseBoxRunsItsOwnLoop)
     QTimer::singleShot(0, &m, [&] {
         QTest::mousePress(&m, L, {}, {300, 50});
         QTest::mouseMove(&m, {120, 200});
-        EXPECT_EQ(m.MouseFigures().size(), 1u);
-        EXPECT_EQ(m.MouseAction(), maNone);
+        EXPECT_TRUE(m.MouseFigures().size() == 1 && m.MouseAction() == maNone);
         QTest::mouseRelease(&m, L, {}, {120, 200});
     });
     ASSERT_TRUE(m.MouseBox(x1, y1, x2, y2));
@@ -115,9 +113,7 @@ TEST(GeoMapMouse, MouseBoxRunsItsOwnLoop)
     EXPECT_TRUE(m.MouseFigures().empty());
     QTimer::singleShot(0, &m, [&] { QTest::mousePress(&m, L, {}, {30, 30}); QTest::mouseMove(&m, {90, 90}); m.MouseBoxAbort(); });
     EXPECT_FALSE(m.MouseBox(x1, y1, x2, y2));
-    EXPECT_TRUE(m.MouseFigures().empty());
-    EXPECT_EQ(m.MouseAction(), maZoomWindow);
-    EXPECT_EQ(m.MouseBoxState(), 0);
+    EXPECT_TRUE(m.MouseFigures().empty() && m.MouseAction() == maZoomWindow && m.MouseBoxState() == 0);
 }
 
 TEST(GeoMapMouse, SelectRectangleAndRubberBand)
@@ -130,12 +126,13 @@ TEST(GeoMapMouse, SelectRectangleAndRubberBand)
             m.SetMapBitMap(TBitmap(1000, 800));
         m.SetMouseAction(maSelectRect);
         std::vector<double> got;
-        m.OnSelectRect = [&](TGeoMap&, std::int32_t k, double a, double b, double c, double d) { got = {double(k), a, b, c, d}; };
+        m.OnSelectRect = [&](TGeoMap&, std::int32_t k, double a, double b, double c, double d) {
+            got = {double(k), a, b, c, d};
+            for (double& v : got)
+                v = std::round(v * 1e9) / 1e9;  // degrees to a nanodegree
+        };
         Drag(m, {300, 240}, {100, 80});
-        const std::vector<double> want = calibrated ? std::vector<double>{1, 49, 11, 47, 13} : std::vector<double>{0, 100, 80, 300, 240};
-        ASSERT_EQ(got.size(), 5u);
-        for (int i = 0; i < 5; ++i)
-            EXPECT_NEAR(got[i], want[i], 1e-9) << calibrated << i;
+        EXPECT_EQ(got, (calibrated ? std::vector<double>{1, 49, 11, 47, 13} : std::vector<double>{0, 100, 80, 300, 240}));
     }
     TGeoMap m;
     m.SetMagnification(2.0);
@@ -155,8 +152,7 @@ TEST(GeoMapMouse, SelectRectangleAndRubberBand)
     QTest::mouseClick(&m, L, {}, {90, 90});
     EXPECT_EQ(log, "B105,106 C130,120 E145,145 ");
     EXPECT_EQ(m.LastMClickPos(), (TPoint{145, 145}));
-    EXPECT_FALSE(m.RubberBandOn());
-    EXPECT_TRUE(m.MouseFigures().empty());
+    EXPECT_TRUE(!m.RubberBandOn() && m.MouseFigures().empty());
 }
 
 TEST(GeoMapMouse, ExclusiveOrFiguresOnTheFrame)
@@ -169,15 +165,12 @@ TEST(GeoMapMouse, ExclusiveOrFiguresOnTheFrame)
     QTest::mousePress(&m, L, {}, {50, 50});
     QTest::mouseMove(&m, {150, 120});
     const QImage during = m.grab().toImage();
-    int changed = 0;
     for (int y = 0; y < before.height(); ++y)
         for (int x = 0; x < before.width(); ++x) {
             const bool onBox = (x >= 50 && x < 150 && (y == 50 || y == 119)) || (y >= 50 && y < 120 && (x == 50 || x == 149));
             const QRgb want = onBox ? before.pixel(x, y) ^ 0xFFFFFFu : before.pixel(x, y);
-            changed += during.pixel(x, y) != before.pixel(x, y);
             ASSERT_EQ(during.pixel(x, y), want) << x << "," << y;
         }
-    EXPECT_EQ(changed, 2 * (100 + 70) - 4);
     EXPECT_TRUE(m.AuxBmp().Image() == aux.Image());  // the map is not redrawn for a figure
     // The same box drawn again (erased) restores the frame; a dotted selection box the same way.
     QTest::mouseMove(&m, {50, 50});
@@ -191,6 +184,7 @@ TEST(GeoMapMouse, LandMarksExceptionsAndExtras)
 {
     TGeoMap m;
     Calibrated(m);
+    m.SetTopLeft({100, 80});  // the click at (100, 80) is map pixel (200, 160): 48 N, 12 E
     m.SetMouseAction(maLandMark);
     bool allow = false;
     m.OnLandMarkAction = [&](TGeoMap&, bool& Allowed, TLandMarkAction, const TLandMark&) { Allowed = allow; };
@@ -199,8 +193,8 @@ TEST(GeoMapMouse, LandMarksExceptionsAndExtras)
     allow = true;
     QTest::mouseClick(&m, L, {}, {100, 80});
     ASSERT_EQ(m.NumLandMarks(), 1);
-    EXPECT_NEAR(m.GetLandMarkData(1).Latitude, 49.0, 1e-9);
-    EXPECT_NEAR(m.GetLandMarkData(1).Longitude, 11.0, 1e-9);
+    EXPECT_NEAR(m.GetLandMarkData(1).Latitude, 48.0, 1e-9);
+    EXPECT_NEAR(m.GetLandMarkData(1).Longitude, 12.0, 1e-9);
     EXPECT_EQ(m.GetLandMarkData(1).SymbolProps.Kind, m.DefaultLandMark().SymbolProps.Kind);
 
     // A throwing handler mid-drag: the error reaches OnError, the drag is dropped.
@@ -211,8 +205,7 @@ TEST(GeoMapMouse, LandMarksExceptionsAndExtras)
     QTest::mousePress(&m, L, {}, {10, 10});
     QTest::mouseMove(&m, {60, 60});
     EXPECT_EQ(error, "boom");
-    EXPECT_EQ(m.ZoomState(), 0);
-    EXPECT_TRUE(m.MouseFigures().empty());
+    EXPECT_TRUE(m.ZoomState() == 0 && m.MouseFigures().empty());
     QTest::mouseRelease(&m, L, {}, {60, 60});
     EXPECT_EQ(m.Magnification(), 1.0);
     m.OnMouseMove = nullptr;
@@ -223,29 +216,23 @@ TEST(GeoMapMouse, LandMarksExceptionsAndExtras)
     Drag(m, {10, 10}, {16, 16});
     EXPECT_EQ(m.Magnification(), 1.0);
     Drag(m, {10, 10}, {17, 17});
-    EXPECT_NE(m.Magnification(), 1.0);
+    EXPECT_EQ(m.Magnification(), 400.0 / 7);  // a square box: the height decides
 
     // Wheel (off by default) and pinch zoom about the pointer: map pixel (300, 380) stays at (100, 80).
     for (bool wheel : {false, true}) {
         m.SetMagnification(1.0);
         m.SetTopLeft({200, 300});
         m.SetWheelZoom(wheel);
-        QWheelEvent w(QPointF(100, 80), m.mapToGlobal(QPointF(100, 80)), {}, {0, 120}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
-        QApplication::sendEvent(&m, &w);
-        EXPECT_EQ(m.Magnification(), wheel ? 1.25 : 1.0);
-        EXPECT_EQ(m.TopLeft(), (wheel ? TPoint{220, 316} : TPoint{200, 300}));
+        Send(m, QWheelEvent({100, 80}, m.mapToGlobal(QPointF(100, 80)), {}, {0, 120}, Qt::NoButton, {}, Qt::NoScrollPhase, false));
+        EXPECT_EQ(std::pair(m.Magnification(), m.TopLeft()), (wheel ? std::pair(1.25, TPoint{220, 316}) : std::pair(1.0, TPoint{200, 300})));
     }
     m.SetMagnification(1.0);
     m.SetTopLeft({200, 300});
     const auto poi = m.ZStackPoi();
-    for (auto type : {Qt::ZoomNativeGesture, Qt::EndNativeGesture}) {
-        QNativeGestureEvent g(type, QPointingDevice::primaryPointingDevice(), 2, QPointF(100, 80), QPointF(100, 80),
-                              m.mapToGlobal(QPointF(100, 80)), 0.25, {});
-        QApplication::sendEvent(&m, &g);
-    }
-    EXPECT_EQ(m.Magnification(), 1.25);
-    EXPECT_EQ(m.TopLeft(), (TPoint{220, 316}));
-    EXPECT_EQ(m.ZStackPoi(), poi + 1);
+    for (auto type : {Qt::ZoomNativeGesture, Qt::EndNativeGesture})
+        Send(m, QNativeGestureEvent(type, QPointingDevice::primaryPointingDevice(), 2, {100, 80}, {100, 80},
+                                    m.mapToGlobal(QPointF(100, 80)), 0.25, {}));
+    EXPECT_EQ(std::tuple(m.Magnification(), m.TopLeft(), m.ZStackPoi()), std::tuple(1.25, TPoint{220, 316}, poi + 1));
 
     // Cursors follow the mode.
     m.SetMouseAction(maRubberBand);
