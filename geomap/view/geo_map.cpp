@@ -57,6 +57,7 @@ TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMa
     resize(500, 400);
     setFocusPolicy(Qt::StrongFocus);
     ClearZoomHistory();
+    InitMouse();
 }
 
 TGeoMap::~TGeoMap() = default;

@@ -21,6 +21,9 @@
 // - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
 //   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
 //   on the zoom history.
+// - Mouse: the landmark mode maLandMark, wheel zoom (WheelZoom, off by default), touchpad pinch zoom,
+//   a hit tolerance for boxes that scales with the device pixel ratio (HitTolerance, 0 by default), the
+//   cursor of the mode (ModeCursor); see the mouse section below.
 #pragma once
 
 #include <qvgeo/geomap/calibration.h>
@@ -30,6 +33,7 @@
 #include <qvgeo/platform/custom_control.h>
 #include <qvgeo/platform/frame.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -37,16 +41,23 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class QPainter;
 class QPrinter;
 
 namespace qv {
 
+class TModalLoop;
+
 // Mouse modes by their fixed ordinals; the ordinals not named have no behaviour in the map.
+// maLandMark (20) is this control's own: a left press converts the pixel under the pointer to latitude and
+// longitude and adds a landmark there from the template DefaultLandMark() (its altitude included), asking
+// OnLandMarkAction first; the press of a double click adds nothing, and nothing is added where the
+// calibration cannot convert the pixel.
 enum TMouseActMode : std::uint8_t {
     maNone = 0, maPan = 1, maPanHoriz = 2, maPanVert = 3, maRubberBand = 5, maZoomWindow = 7, maDragZoom = 9,
-    maSelectRect = 16
+    maSelectRect = 16, maLandMark = 20
 };
 using TZoomState = std::uint8_t;      // 0 idle, 1 zoom box being dragged
 using TMouseBoxState = std::uint8_t;  // 0 idle, 1 waiting for the first corner, 2 first corner set, 3 done
@@ -70,8 +81,11 @@ using TLandMarkActionEvent =
     std::function<void(TGeoMap& Sender, bool& Allowed, TLandMarkAction Action, const TLandMark& LandMarkData)>;
 using TMapImgRequestEvent = std::function<void(TGeoMap& Sender, std::string& FileName)>;
 using TZoomPanEvent = std::function<void(TGeoMap& Sender)>;
-// Kind: 1 when the four values are the latitudes and longitudes of the box's corners (Lat1, Long1, Lat2,
-// Long2), 0 when they could not be converted (then they are map-image pixels X1, Y1, X2, Y2).
+// The selected box, its control-pixel corners first ordered (left <= right, top <= bottom):
+// Kind 1: V1, V2 = latitude, longitude (degrees) of the top-left corner, V3, V4 = latitude, longitude of
+//         the bottom-right corner; on a north-up map that is north, west, south, east.
+// Kind 0: a corner could not be converted (no calibration, or outside the model's domain): V1, V2 = x, y
+//         of the top-left corner and V3, V4 = x, y of the bottom-right corner, in map-image pixels.
 using TSelectRectEvent =
     std::function<void(TGeoMap& Sender, std::int32_t Kind, double V1, double V2, double V3, double V4)>;
 // The map-image pixel of the click.
@@ -101,6 +115,10 @@ class TGeoMap : public TCustomControl {
     Q_PROPERTY(double Magnification READ Magnification WRITE SetMagnification)
     Q_PROPERTY(qint64 MaxMapPixels READ MaxMapPixels WRITE SetMaxMapPixels)
     Q_PROPERTY(bool KeyboardNavigation READ KeyboardNavigation WRITE SetKeyboardNavigation)
+    Q_PROPERTY(bool WheelZoom READ WheelZoom WRITE SetWheelZoom)
+    Q_PROPERTY(bool PinchZoom READ PinchZoom WRITE SetPinchZoom)
+    Q_PROPERTY(int HitTolerance READ HitTolerance WRITE SetHitTolerance)
+    Q_PROPERTY(bool ModeCursor READ ModeCursor WRITE SetModeCursor)
 
 public:
     explicit TGeoMap(QWidget* Parent = nullptr);
@@ -113,7 +131,7 @@ public:
 
     // ---- published properties ----
     bool AllowPan() const { return FMouseAction == maPan; }
-    void SetAllowPan(bool Value) { FMouseAction = Value ? maPan : maNone; }
+    void SetAllowPan(bool Value) { SetMouseAction(Value ? maPan : maNone); }
     bool AntiAlias() const { return FAntiAlias; }
     void SetAntiAlias(bool Value);
     TCalibModel CalibModel() const { return FCalib.CalibModel(); }
@@ -143,7 +161,7 @@ public:
     THemisphere UTMHemisphere() const { return FCalib.UTMHemisphere(); }
     void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
     TMouseActMode MouseAction() const { return FMouseAction; }
-    void SetMouseAction(TMouseActMode Value) { FMouseAction = Value; }
+    void SetMouseAction(TMouseActMode Value);  // a plain store (and the mode's cursor, see ModeCursor)
     TShowGrat ShowGraticule() const { return FShowGrat; }
     void SetShowGraticule(TShowGrat Value);
     // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
@@ -358,14 +376,69 @@ public:
                                double LatGratDist, double LongGratDist, std::int32_t Width, std::int32_t Height,
                                const TGeoMapDrawDataEvent& OnDrawData = {});
 
+    // ---- mouse (geo_map_mouse.cpp) ----
+    // Lets the user press and release the mouse at two corners of a box, running a nested event loop
+    // meanwhile (MouseAction is maNone until it returns). True with the box in control pixels, X1 <= X2 and
+    // Y1 <= Y2, when completed; false when a right button, MouseBoxAbort or an exception in a mouse
+    // handler ended it, or when a box is already being asked for. The control must outlive the call.
+    bool MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std::int32_t& Y2);
+    void MouseBoxAbort();
+    // Wheel zoom about the pointer: 1.25 times per notch (120 units), the map pixel under the pointer
+    // kept under it; each wheel event is pushed on the zoom history and fires OnZoomPan. Only when
+    // OnMouseWheel left the event unhandled. Off by default (the wheel then only fires OnMouseWheel).
+    bool WheelZoom() const { return FWheelZoom; }
+    void SetWheelZoom(bool Value) { FWheelZoom = Value; }
+    // Touchpad pinch (a native zoom gesture or Qt's pinch gesture) zooms about the fingers, firing
+    // OnZoomPan on every step and pushing the view on the zoom history when the gesture ends. On by default.
+    bool PinchZoom() const { return FPinchZoom; }
+    void SetPinchZoom(bool Value);
+    // A zoom window or selection box whose sides are both at most this many pixels counts as a click: the
+    // zoom only ends, OnSelectRect is not called. Given in control pixels for a device pixel ratio of 1 and
+    // multiplied by the ratio (rounded), since pen and touch input on high-density screens lands less
+    // exactly; 0 (the default) keeps every box.
+    std::int32_t HitTolerance() const { return FHitTolerance; }
+    void SetHitTolerance(std::int32_t Value) { FHitTolerance = std::max<std::int32_t>(Value, 0); }
+    std::int32_t EffectiveHitTolerance() const;
+    // The cursor follows MouseAction (hand for panning, the zoom, window and selection cursors, a cross for
+    // the rubber band and MouseBox, the landmark cursor). On by default; off leaves the cursor to the
+    // application.
+    bool ModeCursor() const { return FModeCursor; }
+    void SetModeCursor(bool Value);
+
+    // The exclusive-or feedback figures currently shown over the frame, white pen, clear brush. Drawing a
+    // figure that is shown removes it (drawing twice erases), exactly as the pixels behave; figures stay
+    // over the frame across repaints until the mouse operation that drew them erases them.
+    enum TMouseFigureKind : std::uint8_t { mfBox, mfDottedBox, mfLine };
+    struct TMouseFigure {
+        TMouseFigureKind Kind = mfBox;
+        TPoint A, B;  // control pixels: box corners (TCanvas::Rectangle), or a line from A (B left out)
+        friend bool operator==(const TMouseFigure&, const TMouseFigure&) = default;
+    };
+    const std::vector<TMouseFigure>& MouseFigures() const { return FFigures; }
+    // Draws the figures onto Frame in exclusive-or, coordinates multiplied by Ratio; a second call restores it.
+    void DrawMouseFigures(TBitmap& Frame, double Ratio) const;
+
     // ---- mouse state (read by the mouse handlers) ----
     TZoomState ZoomState() const { return FZoomState; }
     TMouseBoxState MouseBoxState() const { return FMouseBoxState; }
+    bool RubberBandOn() const { return FRubberBandOn; }
+    bool SelectRectOn() const { return FSelectRectOn; }
+    // Map-image pixels of the last press and of the last move.
     TPoint LastMClickPos() const { return {FLastMClickPosX, FLastMClickPosY}; }
     void SetLastMClickPos(TPoint P) { FLastMClickPosX = P.X; FLastMClickPosY = P.Y; }
+    TPoint LastMMousePos() const { return {FLastMMousePosX, FLastMMousePosY}; }
     std::int32_t ZStackPoi() const { return FZStackPoi; }
 
 protected:
+    // The mouse handlers. Each fires the matching On... event through TCustomControl's handler. When one of
+    // them throws (an event handler, the calibration), the drag in progress is dropped (state idle, figures
+    // erased, a running MouseBox ends with false) before the exception goes on; through Qt's events it
+    // reaches OnError.
+    void MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y) override;
+    void MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y) override;
+    void MouseUp(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y) override;
+    bool MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint MousePos) override;
+    bool event(QEvent* Event) override;
     void paintEvent(QPaintEvent* Event) override;
     void resizeEvent(QResizeEvent* Event) override;
     void showEvent(QShowEvent* Event) override;
@@ -382,6 +455,15 @@ private:
     void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
     void BuildScreenFrame();
     void ZoomAboutCentre(double Factor);
+    void InitMouse();
+    void MouseDownBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
+    void MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y);
+    void MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
+    void XorFigure(TMouseFigureKind Kind, std::int32_t X1, std::int32_t Y1, std::int32_t X2, std::int32_t Y2);
+    void SetMouseBoxState(TMouseBoxState State);
+    void ResetMouseState();
+    void ZoomAtPoint(double X, double Y, double Factor);
+    void UpdateModeCursor();
     void RaiseError(std::string_view Text) const;
 
     // The view state, in the documented order where it has one.
@@ -438,6 +520,14 @@ private:
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
+    // Mouse, beyond the classic state.
+    std::vector<TMouseFigure> FFigures;
+    TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
+    bool FWheelZoom = false;
+    bool FPinchZoom = true;
+    bool FPinching = false;
+    std::int32_t FHitTolerance = 0;
+    bool FModeCursor = true;
 };
 
 }  // namespace qv

@@ -167,11 +167,20 @@ void TGeoMap::paintEvent(QPaintEvent*)
         Guarded([this] { ConstructInternalMapImg(); });
     QPainter painter(this);
     const double r = EffectivePixelRatio();
-    if (r > 1.0 && !FScreenBmp.Empty())
+    const bool hiDpi = r > 1.0 && !FScreenBmp.Empty();
+    // The mouse figures go over the frame in exclusive-or for the copy and come off again right after it
+    // (the same drawing twice restores every pixel), so the frame is never re-rendered for a figure.
+    TBitmap& frame = hiDpi ? FScreenBmp : FAuxBmp;
+    const bool figures = !FFigures.empty();
+    if (figures)
+        DrawMouseFigures(frame, hiDpi ? r : 1.0);
+    if (hiDpi)
         painter.drawImage(QRectF(0, 0, W, H), FScreenBmp.Image(),
                           QRectF(0, 0, FScreenBmp.Width(), FScreenBmp.Height()));
     else
         painter.drawImage(QPoint(0, 0), FAuxBmp.Image(), QRect(0, 0, W, H));
+    if (figures)
+        DrawMouseFigures(frame, hiDpi ? r : 1.0);
 }
 
 void TGeoMap::resizeEvent(QResizeEvent* Event)
