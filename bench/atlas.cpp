@@ -1,0 +1,106 @@
+// The atlas with 200 registered maps, all covering one place at resolutions from 10 to 2000 metres per
+// pixel: ZoomIn's scan of the 200 definitions when no map is finer (nothing is loaded), and a ZoomIn that
+// switches maps (scan, calibration file read, 300 x 200 BMP image loaded, place centred, one paint).
+#include <qvgeo/geoatlas/geo_atlas.h>
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/platform/bitmap.h>
+#include <qvgeo/support/text.h>
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace qv;
+namespace fs = std::filesystem;
+
+constexpr double kLat = 48.2, kLon = 16.4;
+
+struct TAtlasFixture {
+    fs::path Dir = fs::temp_directory_path() / ("qvgeo_bench_atlas_" + std::to_string(::getpid()));
+    std::unique_ptr<TGeoAtlas> Atlas;
+
+    TAtlasFixture()
+    {
+        fs::create_directories(Dir);
+        TEmptyMapRequest r;
+        r.LatMin = 47, r.LongMin = 15, r.LatMax = 49, r.LongMax = 18, r.Width = 300, r.Height = 200;
+        const TEmptyMapFiles f = WriteEmptyMapFiles((Dir / "base").string(), r);
+        TCalibData base;
+        TCalibModel model = cmUndefined;
+        ParseCalibData(f.CalibFile, "", base, model);
+        Atlas = std::make_unique<TGeoAtlas>();
+        Atlas->show();
+        // Every map is the same picture under its own calibration file and resolution, so that a switch
+        // reads a calibration and an image like any other.
+        for (int i = 1; i <= MaxAtlasMaps; ++i) {
+            TCalibData cal = base;
+            cal.Resolution = 10.0 * i;
+            cal.Caption = "map " + std::to_string(i);
+            cal.MapFName = StripPath(f.ImageFile);
+            const fs::path name = Dir / ("m" + std::to_string(i) + ".xml");
+            std::ofstream out(name, std::ios::trunc);
+            WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
+            out.close();
+            Atlas->RegisterMap(name.string());
+        }
+    }
+    ~TAtlasFixture()
+    {
+        Atlas.reset();
+        fs::remove_all(Dir);
+    }
+};
+
+std::unique_ptr<TAtlasFixture> fixture;
+
+TGeoAtlas& TheAtlas()
+{
+    if (!fixture)
+        fixture = std::make_unique<TAtlasFixture>();
+    return *fixture->Atlas;
+}
+
+void BM_ZoomIn_NoFinerMap(benchmark::State& State)
+{
+    TGeoAtlas& a = TheAtlas();
+    for (auto _ : State)
+        benchmark::DoNotOptimize(a.ZoomIn(kLat, kLon, 10.0));
+}
+BENCHMARK(BM_ZoomIn_NoFinerMap);
+
+// Alternates the starting resolution, so that every ZoomIn switches to another of the 200 maps.
+void BM_ZoomIn_SwitchesMap(benchmark::State& State)
+{
+    TGeoAtlas& a = TheAtlas();
+    bool odd = false;
+    for (auto _ : State) {
+        benchmark::DoNotOptimize(a.ZoomIn(kLat, kLon, odd ? 1000.0 : 2000.0));
+        odd = !odd;
+    }
+    if (a.CurrentMap() != 89 && a.CurrentMap() != 179)
+        State.SkipWithError("ZoomIn chose an unexpected map");
+}
+BENCHMARK(BM_ZoomIn_SwitchesMap)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    fixture.reset();
+    return 0;
+}

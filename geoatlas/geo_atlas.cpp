@@ -1,0 +1,474 @@
+// TGeoAtlas: construction, registration, map choice, the panel's buttons and list, and the answers to the
+// embedded map's events (mouse, image request, outlines).
+#include <qvgeo/geoatlas/geo_atlas.h>
+
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/platform/canvas.h>
+#include <qvgeo/platform/cursors.h>
+#include <qvgeo/support/text.h>
+
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QFrame>
+#include <QIcon>
+#include <QToolButton>
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+// The glyphs are compiled into the library; an application linking it statically would otherwise lose them.
+static void InitAtlasResources() { Q_INIT_RESOURCE(atlas); }
+
+namespace qv {
+
+namespace {
+
+constexpr int kPanelHeight = 33;
+
+QToolButton* MakeSpeedButton(QWidget* Panel, int Left, const char* Glyph)
+{
+    auto* b = new QToolButton(Panel);
+    b->setGeometry(Left, 3, 26, 26);
+    b->setAutoRaise(true);  // flat
+    b->setCheckable(true);
+    b->setFocusPolicy(Qt::NoFocus);
+    // Both sizes explicitly: QIcon's own look-up of "@2x" files happens only when the application's ratio
+    // is 2 at that moment, which misses a window moved to a high-density screen later. The disabled look is
+    // derived by Qt.
+    const QString base = QStringLiteral(":/qvgeo/geoatlas/") + QString::fromLatin1(Glyph);
+    QIcon icon;
+    icon.addFile(base + QStringLiteral(".png"), QSize(16, 16));
+    icon.addFile(base + QStringLiteral("@2x.png"), QSize(32, 32));
+    b->setIcon(icon);
+    b->setIconSize(QSize(16, 16));
+    return b;
+}
+
+// Holds the view's painting for a scope and paints once at its end (unless the application holds it too),
+// so that a map switch shows one finished frame: image, position and the outlines of the list's choice.
+class THoldViewPaint {
+public:
+    explicit THoldViewPaint(TGeoMap& Map) : FMap(Map), FWasHeld(Map.SuppressPaint()) { FMap.SetSuppressPaint(true); }
+    ~THoldViewPaint() { FMap.SetSuppressPaint(FWasHeld); }
+    THoldViewPaint(const THoldViewPaint&) = delete;
+    THoldViewPaint& operator=(const THoldViewPaint&) = delete;
+
+private:
+    TGeoMap& FMap;
+    bool FWasHeld;
+};
+
+bool FileExists(const std::filesystem::path& P)
+{
+    std::error_code ec;
+    return std::filesystem::is_regular_file(P, ec);
+}
+
+}  // namespace
+
+TGeoAtlas::TGeoAtlas(QWidget* Parent) : TCustomControl(Parent)
+{
+    InitAtlasResources();
+    setGeometry(100, 50, 480, 320);
+
+    FCPanel = new QFrame(this);
+    FCPanel->setGeometry(0, 0, width(), kPanelHeight);
+    FSBPoint = MakeSpeedButton(FCPanel, 3, "POINTR");
+    FSBPoint->setChecked(true);
+    FSBZoom = MakeSpeedButton(FCPanel, FSBPoint->geometry().x() + FSBPoint->width() + 3, "ZOOMIN");
+    FButtons = new QButtonGroup(this);
+    FButtons->setExclusive(true);  // exactly one of the two is down
+    FButtons->addButton(FSBPoint, AtlasButtonGroup);
+    FButtons->addButton(FSBZoom, AtlasButtonGroup);
+    connect(FButtons, &QButtonGroup::buttonClicked, this,
+            [this](QAbstractButton* B) { ButtonClicked(static_cast<QToolButton*>(B)); });
+
+    FCboxMaps = new QComboBox(FCPanel);
+    FCboxMaps->setEditable(false);
+    FCboxMaps->move(FSBZoom->geometry().x() + FSBZoom->width() + 10, 5);
+    FCboxMaps->resize(300, FCboxMaps->sizeHint().height());
+    // activated, not currentIndexChanged: only the user's choice loads a map, not SelectMap's own update
+    // of the line shown.
+    connect(FCboxMaps, &QComboBox::activated, this, [this](int Line) { ListChosen(Line); });
+
+    FGeoMap = new TGeoMap(this);
+    FGeoMap->SetName("GeoMap");
+    FGeoMap->OnMouseDown = [this](TCustomControl&, TMouseButton B, TShiftState S, std::int32_t X, std::int32_t Y) {
+        MapMouseDown(B, S, X, Y);
+    };
+    FGeoMap->OnMouseUp = [this](TCustomControl&, TMouseButton B, TShiftState S, std::int32_t X, std::int32_t Y) {
+        if (OnMouseUp)
+            OnMouseUp(*this, B, S, X, Y);
+    };
+    FGeoMap->OnMouseMove = [this](TCustomControl&, TShiftState S, std::int32_t X, std::int32_t Y) {
+        if (OnMouseMove)
+            OnMouseMove(*this, S, X, Y);
+    };
+    FGeoMap->OnClick = [this](TCustomControl&) {
+        if (OnClick)
+            OnClick(*this);
+    };
+    FGeoMap->OnDblClick = [this](TCustomControl&) {
+        if (OnDblClick)
+            OnDblClick(*this);
+    };
+    FGeoMap->OnDataRendered = [this](TGeoMap&, TCanvas& Canvas) { DrawOutlines(Canvas); };
+    FGeoMap->OnMapImageRequest = [this](TGeoMap&, std::string& FileName) { ImageRequest(FileName); };
+    // Qt creates the native window lazily (often never, off screen); the text is set here instead.
+    FGeoMap->SetEmptyMsg("TGeoAtlas: Empty");
+    LayoutChildren();
+
+    RegisterCursor(AtlasZoomCursor, LoadCursorResource("CURGEOZOOM"));
+    RegisterCursor(AtlasHandCursor, LoadCursorResource("CURGEOHAND"));
+}
+
+TGeoAtlas::~TGeoAtlas() = default;
+
+void TGeoAtlas::LayoutChildren()
+{
+    const int top = FCPanel->isHidden() ? 0 : kPanelHeight;
+    FCPanel->setGeometry(0, 0, width(), kPanelHeight);
+    FGeoMap->setGeometry(0, top, width(), std::max(0, height() - top));
+}
+
+void TGeoAtlas::Resize()
+{
+    LayoutChildren();
+    TCustomControl::Resize();
+}
+
+bool TGeoAtlas::CmdPanelVisible() const { return !FCPanel->isHidden(); }
+
+void TGeoAtlas::SetCmdPanelVisible(bool Value)
+{
+    FCPanel->setVisible(Value);
+    LayoutChildren();
+}
+
+void TGeoAtlas::SetMapOutlineColor(TColor Value)
+{
+    FMapOLColor = Value;
+    FGeoMap->Paint();
+}
+
+void TGeoAtlas::SetMapOutlineVisible(bool Value)
+{
+    FMapOLVisible = Value;
+    FGeoMap->Paint();
+}
+
+// ---- registration ----
+
+bool TGeoAtlas::RegisterMap(const std::string& MapFName)
+{
+    std::string reason;
+    return RegisterMapReport(MapFName, reason);
+}
+
+bool TGeoAtlas::RegisterMapReport(const std::string& MapFName, std::string& Reason)
+{
+    const std::string key = LowerCase(MapFName);
+    TCalibData cal;
+    TCalibModel model = cmUndefined;
+    try {
+        if (!std::ifstream(MapFName)) {
+            Reason = "cannot be opened";
+            return false;
+        }
+        if (!ParseCalibData(MapFName, "", cal, model)) {
+            Reason = "holds no calibration";
+            return false;
+        }
+    } catch (const std::exception& e) {
+        Reason = e.what();
+        return false;
+    }
+    std::int32_t slot = 0;
+    for (std::int32_t i = 1; i <= FNumRegMaps && slot == 0; ++i)
+        if (FRegMaps[i - 1].MapFName == key)
+            slot = i;
+    if (slot == 0) {
+        if (FNumRegMaps >= MaxAtlasMaps) {
+            Reason = "the atlas holds " + std::to_string(MaxAtlasMaps) + " maps already";
+            return false;
+        }
+        slot = ++FNumRegMaps;
+    }
+    TMapDefinition& d = FRegMaps[slot - 1];
+    d.MapFName = key;
+    d.Caption = cal.Caption;
+    d.Resolution = cal.Resolution;
+    d.Corners = cal.Corners;
+    FOpenNames[slot - 1] = MapFName;
+    FillMapList();
+    return true;
+}
+
+void TGeoAtlas::FillMapList()
+{
+    const QSignalBlocker block(FCboxMaps);
+    FCboxMaps->clear();
+    for (std::int32_t i = 0; i < FNumRegMaps; ++i) {
+        const TMapDefinition& d = FRegMaps[i];
+        FCboxMaps->addItem(QString::fromStdString(d.Caption.empty() ? d.MapFName : d.Caption));
+    }
+    FCboxMaps->setCurrentIndex(-1);  // a combo box selects its first line by itself; no map is chosen
+}
+
+void TGeoAtlas::UnregisterMap(std::int32_t Index)
+{
+    if (Index < 1 || Index > FNumRegMaps)
+        return;
+    // The former last slot keeps its copy: GetMapDef above NumRegMaps shows what a slot last held.
+    for (std::int32_t i = Index; i < FNumRegMaps; ++i) {
+        FRegMaps[i - 1] = FRegMaps[i];
+        FOpenNames[i - 1] = FOpenNames[i];
+    }
+    --FNumRegMaps;
+    const std::int32_t selected = FCboxMaps->currentIndex() + 1;
+    FillMapList();
+    if (Index == selected)
+        SelectMap(Index);
+    else
+        FGeoMap->Paint();  // the current map number is deliberately left as it was
+}
+
+std::vector<TAtlasFileProblem> TGeoAtlas::RegisterFolder(const std::string& Folder)
+{
+    namespace fs = std::filesystem;
+    std::vector<TAtlasFileProblem> problems;
+    std::vector<fs::path> files;
+    std::error_code ec;
+    fs::directory_iterator it(Folder, ec);
+    if (ec) {
+        problems.push_back({Folder, "cannot list the folder: " + ec.message()});
+        return problems;
+    }
+    for (const fs::directory_entry& e : it) {
+        std::error_code fe;
+        if (e.is_regular_file(fe) && LowerCase(e.path().extension().string()) == ".xml")
+            files.push_back(e.path());
+    }
+    std::sort(files.begin(), files.end(), [](const fs::path& A, const fs::path& B) {
+        return LowerCase(A.filename().string()) < LowerCase(B.filename().string());
+    });
+    for (const fs::path& f : files) {
+        std::string reason;
+        if (!RegisterMapReport(f.string(), reason))
+            problems.push_back({f.string(), reason});
+    }
+    return problems;
+}
+
+TMapDefinition TGeoAtlas::GetMapDef(std::int32_t Index) const
+{
+    // Against the capacity, not NumRegMaps.
+    if (Index < 1 || Index > MaxAtlasMaps)
+        return {};
+    return FRegMaps[Index - 1];
+}
+
+// ---- choosing and showing maps ----
+
+bool TGeoAtlas::LoadMap(std::int32_t Index)
+{
+    const std::string& name = FOpenNames[Index - 1];
+    try {
+        if (FGeoMap->LoadCalDataFromXML(name, ""))
+            return true;
+        // The map's reader answers with its graticule fit, true only for at least two parallels and two
+        // meridians: a map calibrated by points alone (as generated maps are) reads false although its
+        // calibration was taken. Loaded here means that the file held a calibration, which the view now has.
+        TCalibData cal;
+        TCalibModel model = cmUndefined;
+        return ParseCalibData(name, "", cal, model);
+    } catch (const std::exception& e) {
+        ReportError(e);
+        return false;
+    }
+}
+
+bool TGeoAtlas::SelectMap(std::int32_t Index)
+{
+    if (Index < 1 || Index > FNumRegMaps)
+        return false;
+    FCurrentMapIdx = Index;
+    const THoldViewPaint hold(*FGeoMap);  // the outlines leave out the map the list shows at the end
+    if (!LoadMap(Index))
+        return false;
+    const QSignalBlocker block(FCboxMaps);
+    FCboxMaps->setCurrentIndex(Index - 1);
+    return true;
+}
+
+std::int32_t TGeoAtlas::ChooseFiner(double Lat, double Long, double CurrentResolution, double MinStep) const
+{
+    double best = 0.0;
+    std::int32_t chosen = 0;
+    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
+        const TMapDefinition& d = FRegMaps[i - 1];
+        // Strict comparisons throughout: the lowest number wins among equal resolutions. The relative step
+        // is formed as written: a current resolution of 0 gives -inf or NaN, which never qualifies.
+        if (PositionInMap(Lat, Long, d.Corners) && (CurrentResolution - d.Resolution) / CurrentResolution > MinStep &&
+            d.Resolution > best) {
+            best = d.Resolution;
+            chosen = i;
+        }
+    }
+    return chosen;
+}
+
+std::int32_t TGeoAtlas::ChooseCoarser(double Lat, double Long, double CurrentResolution) const
+{
+    double best = 1e10;
+    std::int32_t chosen = 0;
+    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
+        const TMapDefinition& d = FRegMaps[i - 1];
+        if (PositionInMap(Lat, Long, d.Corners) && d.Resolution > CurrentResolution && d.Resolution < best) {
+            best = d.Resolution;
+            chosen = i;
+        }
+    }
+    return chosen;
+}
+
+bool TGeoAtlas::ShowAndCentre(std::int32_t Index, double Lat, double Long)
+{
+    if (Index == 0)
+        return false;
+    const THoldViewPaint hold(*FGeoMap);
+    SelectMap(Index);
+    FGeoMap->BringLocationToCenter(Lat, Long);
+    return true;
+}
+
+bool TGeoAtlas::ZoomIn(double CurrentLat, double CurrentLong, double CurrentResolution)
+{
+    return ShowAndCentre(ChooseFiner(CurrentLat, CurrentLong, CurrentResolution, FMinResDiff / 100.0), CurrentLat,
+                         CurrentLong);
+}
+
+bool TGeoAtlas::ZoomOut(double CurrentLat, double CurrentLong, double CurrentResolution)
+{
+    return ShowAndCentre(ChooseCoarser(CurrentLat, CurrentLong, CurrentResolution), CurrentLat, CurrentLong);
+}
+
+bool TGeoAtlas::SelectBestMap(double Lat, double Long, double Resolution)
+{
+    // The coarsest map at most Resolution is ZoomIn's choice from a resolution just above it (any step
+    // counts); failing that, ZoomOut's choice from Resolution.
+    std::int32_t chosen = 0;
+    double best = 0.0;
+    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
+        const TMapDefinition& d = FRegMaps[i - 1];
+        if (PositionInMap(Lat, Long, d.Corners) && d.Resolution <= Resolution && d.Resolution > best) {
+            best = d.Resolution;
+            chosen = i;
+        }
+    }
+    if (chosen == 0)
+        chosen = ChooseCoarser(Lat, Long, Resolution);
+    return ShowAndCentre(chosen, Lat, Long);
+}
+
+// ---- panel ----
+
+void TGeoAtlas::ButtonClicked(QToolButton* Button)
+{
+    if (FSBZoom->isChecked()) {
+        setCursor(GetCursor(AtlasZoomCursor));
+        FGeoMap->SetAllowPan(false);
+    } else {
+        setCursor(GetCursor(crHandPoint));
+        FGeoMap->SetAllowPan(true);
+    }
+    if (OnClick)
+        OnClick(*this);
+    if (Button == FSBZoom && OnZoomButClick)
+        OnZoomButClick(*this);
+    else if (Button == FSBPoint && OnPointerButClick)
+        OnPointerButClick(*this);
+}
+
+void TGeoAtlas::ListChosen(int Line)
+{
+    FCurrentMapIdx = Line + 1;
+    if (FCurrentMapIdx >= 1 && FCurrentMapIdx <= FNumRegMaps) {
+        const THoldViewPaint hold(*FGeoMap);
+        LoadMap(FCurrentMapIdx);  // the result is not used: the list already shows the choice
+    }
+    if (OnCBoxMapsChange)
+        OnCBoxMapsChange(*this);
+}
+
+// ---- the map view's events ----
+
+void TGeoAtlas::MapMouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
+{
+    if (OnMouseDown)
+        OnMouseDown(*this, Button, Shift, X, Y);
+    if (!FSBZoom->isChecked())
+        return;
+    // The view records the press as its last click before this event fires; recording the same map pixel
+    // again keeps the atlas right should a handler run before the view's own.
+    FGeoMap->SetLastMClickPos(FGeoMap->ControlToMapImage({X, Y}));
+    const double lat = FGeoMap->GetLastMClickLatitude();
+    const double lon = FGeoMap->GetLastMClickLongitude();
+    const double res = FGeoMap->CalibData().Resolution;
+    if (Button == mbLeft)
+        ZoomIn(lat, lon, res);
+    else
+        ZoomOut(lat, lon, res);
+}
+
+void TGeoAtlas::ImageRequest(std::string& FileName) const
+{
+    if (FCurrentMapIdx < 1 || FCurrentMapIdx > MaxAtlasMaps)
+        return;
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::path(FOpenNames[FCurrentMapIdx - 1]).parent_path();
+    const std::string leaf = StripPath(FileName);  // also after a Windows directory
+    fs::path image = dir / leaf;
+    if (!FileExists(image)) {
+        std::error_code ec;
+        for (fs::directory_iterator it(dir.empty() ? fs::path(".") : dir, ec), end; !ec && it != end;
+             it.increment(ec)) {
+            if (SameText(it->path().filename().string(), leaf) && FileExists(it->path())) {
+                image = dir / it->path().filename();
+                break;
+            }
+        }
+    }
+    FileName = image.string();
+}
+
+void TGeoAtlas::DrawOutlines(TCanvas& Canvas)
+{
+    if (!FMapOLVisible)
+        return;
+    Canvas.Pen.Color = FMapOLColor;
+    const std::int32_t shown = FCboxMaps->currentIndex() + 1;
+    static constexpr TCorners kPath[] = {gcoTopLeft, gcoBottomLeft, gcoBottomRight, gcoTopRight};
+    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
+        if (i == shown)
+            continue;
+        const TCornerArray& c = FRegMaps[i - 1].Corners;
+        std::int32_t x = 0, y = 0;
+        // A corner that does not convert is skipped: the pen stays where it was and the outline stays open.
+        if (FGeoMap->CalcPixelCoords(c[gcoTopRight].Latit, c[gcoTopRight].Longit, x, y)) {
+            const TPoint p = FGeoMap->MapImageToControl({x, y});
+            Canvas.MoveTo(p.X, p.Y);
+        }
+        for (TCorners k : kPath) {
+            if (FGeoMap->CalcPixelCoords(c[k].Latit, c[k].Longit, x, y)) {
+                const TPoint p = FGeoMap->MapImageToControl({x, y});
+                Canvas.LineTo(p.X, p.Y);
+            }
+        }
+    }
+}
+
+}  // namespace qv
