@@ -412,9 +412,7 @@ void TGeoAtlas::MapMouseDown(TMouseButton Button, TShiftState Shift, std::int32_
         OnMouseDown(*this, Button, Shift, X, Y);
     if (!FSBZoom->isChecked())
         return;
-    // The view records the press as its last click before this event fires; recording the same map pixel
-    // again keeps the atlas right should a handler run before the view's own.
-    FGeoMap->SetLastMClickPos(FGeoMap->ControlToMapImage({X, Y}));
+    // The view has recorded the press as its last click before firing this event.
     const double lat = FGeoMap->GetLastMClickLatitude();
     const double lon = FGeoMap->GetLastMClickLongitude();
     const double res = FGeoMap->CalibData().Resolution;
