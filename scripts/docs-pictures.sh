@@ -15,3 +15,4 @@ mkdir -p "$out"
   --landmarks "$S/landmarks-vienna.xml" --size 800x600 --out "$out/map-graticule.png"
 "$G" map blank 46.3 9.4 49.1 17.2 --grat 0.5 1 --size 800x500 --out "$tmp/austria.png" >/dev/null
 cp "$tmp/austria.png" "$out/map-blank.png"
+"$here/build/apps/docshots/qvgeo-docshots" "$S" "$out/atlas.png"
