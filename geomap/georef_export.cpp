@@ -294,7 +294,7 @@ TWorldFile CalibWorldFile(const TMapCalibration& Cal)
 
 void WriteWorldFile(std::ostream& Out, const TWorldFile& W, bool Metres)
 {
-    const int px = Metres ? 10 : 15, origin = Metres ? 6 : 12;
+    const int px = Metres ? 8 : 12, origin = Metres ? 4 : 10;
     Out << Fixed(W.A, px) << '\n' << Fixed(W.D, px) << '\n' << Fixed(W.B, px) << '\n' << Fixed(W.E, px) << '\n'
         << Fixed(W.C, origin) << '\n' << Fixed(W.F, origin) << '\n';
     if (!Out)

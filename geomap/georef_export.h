@@ -81,9 +81,11 @@ struct TWorldFile {
 // The world file of an affine calibration (cmEquiRect: degrees; cmUTM: metres in the calibration's
 // zone). Raises EXELGeoMapError for the other models, whose pixel-to-place relation is not affine.
 TWorldFile CalibWorldFile(const TMapCalibration& Cal);
-// Six lines in fixed-point notation, trailing zeros dropped; Metres selects the decimals: 10 for the
-// pixel terms and 6 for C and F in metres, 15 and 12 in degrees (a tenth of a micrometre either way).
-// A world file read and written again reproduces its text when it has no more digits than these.
+// Six lines in fixed-point notation, trailing zeros dropped; Metres selects the decimals: 8 for the
+// pixel terms and 4 for C and F in metres, 12 and 10 in degrees (10 micrometres at the origin, a
+// millimetre 10000 pixels away). More would only write out the least-squares noise of the fit, whose
+// relative size grows with the image (about 1e-13 of C for a few thousand pixels). A world file read
+// and written again reproduces its text when it has no more digits than these.
 void WriteWorldFile(std::ostream& Out, const TWorldFile& W, bool Metres);
 // Exactly six numbers, one a line (blank lines at the end allowed); false with a message otherwise, or
 // when the pixel axes are degenerate (A·E − B·D = 0).
