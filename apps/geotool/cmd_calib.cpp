@@ -473,10 +473,9 @@ int RunExport(geotool::Args& args)
     const double grid = args.NumberOption("--grid", 5);
     if (format != "vrt" && format != "worldfile" && format != "gcp")
         throw UsageError{"--format is vrt, worldfile or gcp"};
-    const qv::TGCPSource source = points == "auto" ? qv::gcsAuto : points == "reference" ? qv::gcsReferencePoints
-                                                 : points == "grid" ? qv::gcsFitGrid : static_cast<qv::TGCPSource>(255);
-    if (source == 255)
+    if (points != "auto" && points != "reference" && points != "grid")
         throw UsageError{"--points is auto, reference or grid"};
+    const qv::TGCPSource source = points == "auto" ? qv::gcsAuto : points == "reference" ? qv::gcsReferencePoints : qv::gcsFitGrid;
     if (grid != std::floor(grid) || grid < 2 || grid > 100)
         throw UsageError{"--grid wants a whole number 2..100"};
     Loaded L;
