@@ -12,6 +12,8 @@ packages=(
   qt6-base-dev libjpeg62-turbo-dev libturbojpeg0-dev fonts-dejavu-core
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
+  # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)
+  gdal-bin
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search
   libsqlite3-dev
   # the fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes

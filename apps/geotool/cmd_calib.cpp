@@ -1,5 +1,6 @@
 // geotool calib: the command-line calibration workbench — show a calibration, convert pixels to places
-// and back through it, and fit a new calibration from a list of control points.
+// and back through it, fit a new calibration from a list of control points, and export a calibration
+// as a georeferenced VRT, world file or control-point list or import one of the latter two.
 //
 // Calibration files are read with ParseCalibData, so every model keyword (parabolic included) works. The
 // image size, which corners and resolution depend on, comes from --size WxH or from the header of the
@@ -12,13 +13,16 @@
 #include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/georef_export.h>
 #include <qvgeo/geomap/image_header.h>
 #include <qvgeo/support/text.h>
 
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -89,8 +93,10 @@ struct Loaded {
 };
 
 // Reads FILE (the one positional word left after Extra positional words are taken) and fits its model.
-void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* extra)
+// With imageOption, --image IMAGE names the map image instead of the one the calibration names.
+void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* extra, bool imageOption = false)
 {
+    const std::string image = imageOption ? args.Option("--image", "") : std::string();
     L.id = args.Option("--id", "");
     L.size = SizeOption(args, false);
     std::vector<std::string> pos = args.Positional();
@@ -108,7 +114,9 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
                                               : "no calibration with id \"" + L.id + "\" in \"" + L.file + "\"");
     }
     L.fileData = d;
-    L.imagePath = FindImage(L.file, d.MapFName);
+    L.imagePath = image.empty() ? FindImage(L.file, d.MapFName) : image;
+    if (!image.empty())
+        geotool::OpenInput(image);  // named explicitly: it must exist
     if (L.size.source.empty() && !L.imagePath.empty()) {
         if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
             L.size.source = "header of " + L.imagePath;
@@ -318,6 +326,21 @@ int RunGeo2Pix(geotool::Args& args)
 
 // ---- fit ----------------------------------------------------------------------------------------------
 
+// Nothing can come of too few points, positions off the globe or collinear points; repeated points and an
+// exact fit still give a calibration, with a warning.
+bool UsableFit(const qv::TCalibResiduals& res, const char* command)
+{
+    switch (res.Diagnosis) {
+    case qv::cdgTooFewPoints:
+    case qv::cdgOutOfRange:
+    case qv::cdgCollinearPoints:
+        std::fprintf(stderr, "geotool %s: %s\n", command, qv::CalibDiagnosisText(res).c_str());
+        return false;
+    default:
+        return true;
+    }
+}
+
 int RunFit(geotool::Args& args)
 {
     const std::string keyword = qv::LowerCase(args.RequiredOption("--model"));
@@ -405,22 +428,168 @@ int RunFit(geotool::Args& args)
     cal.SetImageSize(size.w, size.h);
     cal.LoadCalibData(d, model);
     const qv::TCalibResiduals res = qv::CalibResiduals(cal.CalibData(), cal.Fit(), size.w, size.h);
-    // Nothing can come of too few points, positions off the globe or collinear points; repeated points and
-    // an exact fit still give a calibration, with a warning.
-    switch (res.Diagnosis) {
-    case qv::cdgTooFewPoints:
-    case qv::cdgOutOfRange:
-    case qv::cdgCollinearPoints:
-        std::fprintf(stderr, "geotool calib fit: %s\n", qv::CalibDiagnosisText(res).c_str());
+    if (!UsableFit(res, "calib fit"))
         return 1;
-    default:
-        break;
-    }
     cal.CalcExtentsAndResolution();
     qv::WriteRawCalDataToOpenXMLFile(std::cout, true, id, cal.CalibData(), model);
     geotool::CheckStandardOutput(std::cout);
     if (model != qv::cmParabolicIp)
         std::fprintf(stderr, "geotool calib fit: %d reference points, residuals %s\n", d.NumCalQuads,
+                     ResidualSummary(res).c_str());
+    return 0;
+}
+
+// ---- export / import ----------------------------------------------------------------------------------
+
+// Writes Content to FILE whole; a file that cannot be created or written is named with the reason.
+void WriteOutputFile(const std::string& file, const std::string& content)
+{
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    if (!out)
+        throw std::runtime_error(geotool::FileError(file, "cannot create"));
+    out << content;
+    out.close();
+    if (!out)
+        throw std::runtime_error(geotool::FileError(file, "cannot write"));
+}
+
+qv::TCalibModel ModelOption(geotool::Args& args, qv::TCalibModel fallback)
+{
+    bool found = false;
+    const std::string keyword = qv::LowerCase(args.Option("--model", "", &found));
+    if (!found)
+        return fallback;
+    for (int i = 0; i < qv::NumCalibModels; ++i)
+        if (qv::CalibModelKeywords[static_cast<std::size_t>(i)] == keyword)
+            return static_cast<qv::TCalibModel>(i);
+    throw UsageError{"unknown --model \"" + keyword + "\""};
+}
+
+int RunExport(geotool::Args& args)
+{
+    const std::string format = args.RequiredOption("--format");
+    const std::string outFile = args.RequiredOption("--out");
+    const std::string points = args.Option("--points", "auto");
+    const double grid = args.NumberOption("--grid", 5);
+    if (format != "vrt" && format != "worldfile" && format != "gcp")
+        throw UsageError{"--format is vrt, worldfile or gcp"};
+    if (points != "auto" && points != "reference" && points != "grid")
+        throw UsageError{"--points is auto, reference or grid"};
+    const qv::TGCPSource source = points == "auto" ? qv::gcsAuto : points == "reference" ? qv::gcsReferencePoints : qv::gcsFitGrid;
+    if (grid != std::floor(grid) || grid < 2 || grid > 100)
+        throw UsageError{"--grid wants a whole number 2..100"};
+    Loaded L;
+    LoadCalibration(args, L, nullptr, true);
+    if (L.model == qv::cmUndefined)
+        throw std::runtime_error("the calibration in \"" + L.file + "\" has no model to export");
+    std::ostringstream text;
+    if (format == "worldfile") {
+        const qv::TWorldFile w = qv::CalibWorldFile(L.cal);
+        qv::WriteWorldFile(text, w, L.model == qv::cmUTM);
+        if (L.model == qv::cmUTM) {
+            // A world file has no place for its coordinate system: metres of the zone go into a .prj beside it.
+            const std::string prj = std::filesystem::path(outFile).replace_extension(".prj").string();
+            WriteOutputFile(prj, qv::UTMWKT(L.cal.UTMZone(), L.cal.UTMHemisphere() == qv::hemiSouth,
+                                            L.cal.CalibData().Ellipsoid) + "\n");
+        }
+    } else {
+        if (L.size.source.empty())
+            throw std::runtime_error("the image size is unknown: give --size WxH or --image IMAGE");
+        const std::vector<qv::TGroundControlPoint> gcps = qv::CalibGCPs(L.cal, source, static_cast<int>(grid));
+        if (format == "gcp") {
+            qv::WriteGCPList(text, L.cal, gcps);
+        } else {
+            if (L.imagePath.empty())
+                throw std::runtime_error("a VRT needs the map image: \"" + L.cal.CalibData().MapFName +
+                                         "\" was not found beside \"" + L.file + "\" (give --image IMAGE)");
+            qv::TImageBands bands;
+            if (!qv::ReadImageBands(L.imagePath, bands))
+                throw std::runtime_error("\"" + L.imagePath + "\" is not a BMP or JPEG image");
+            // The image is named relative to the VRT when it can be, so both can move together.
+            namespace fs = std::filesystem;
+            std::error_code ec;
+            const fs::path image = fs::absolute(L.imagePath, ec);
+            const fs::path dir = fs::absolute(outFile, ec).parent_path();
+            const fs::path rel = image.lexically_relative(dir);
+            const bool relative = !rel.empty();
+            qv::WriteGeoRefVRT(text, L.cal, gcps, relative ? rel.generic_string() : image.string(), relative, bands);
+        }
+    }
+    WriteOutputFile(outFile, text.str());
+    return 0;
+}
+
+int RunImport(geotool::Args& args)
+{
+    const std::string format = args.RequiredOption("--format");
+    const std::string outFile = args.RequiredOption("--out");
+    const std::string image = args.RequiredOption("--image");
+    ImageSize size = SizeOption(args, false);
+    bool zoneGiven = false;
+    const std::string zoneText = args.Option("--zone", "", &zoneGiven);
+    const bool south = args.Flag("--south");
+    const qv::TCalibModel model = ModelOption(args, zoneGiven ? qv::cmUTM : qv::cmEquiRect);
+    const std::string id = args.Option("--id", "1");
+    const std::string caption = args.Option("--caption", "");
+    const std::string ellText = args.Option("--ellipsoid", "gelWGS84");
+    const std::vector<std::string> pos = args.Positional();
+    if (format != "worldfile" && format != "gcp")
+        throw UsageError{"--format is worldfile or gcp"};
+    if (pos.size() != 1)
+        throw UsageError{"one input FILE (the world file or control-point list) is expected"};
+    qv::TGeoEllipsoid ell = qv::gelWGS84;
+    if (!qv::FindGeoEllipsoid(ellText, ell))
+        throw UsageError{"unknown ellipsoid \"" + ellText + "\" (geotool ellipsoids lists them)"};
+    long long zone = -1;
+    if (model == qv::cmUTM) {
+        if (!zoneGiven || !geotool::ParseInt(zoneText, zone) || zone < 1 || zone > 60)
+            throw UsageError{"the utm model needs --zone 1..60"};
+    } else if (zoneGiven || south) {
+        throw UsageError{"--zone and --south belong to the utm model"};
+    }
+    if (format == "worldfile" ? (model != qv::cmEquiRect && model != qv::cmUTM)
+                              : (model == qv::cmParabolicIp || model == qv::cmUndefined))
+        throw UsageError{format == "worldfile" ? "a world file gives an equirect or a utm calibration"
+                                               : "control points give a quad model, not parabolicip or undefined"};
+    if (size.source.empty()) {
+        geotool::OpenInput(image);
+        if (!qv::ReadImageSize(image, size.w, size.h))
+            throw std::runtime_error("cannot read the size of \"" + image + "\" (not a BMP or JPEG; give --size WxH)");
+    }
+    std::ifstream in = geotool::OpenInput(pos[0]);
+    std::string error;
+    qv::TCalibData d;
+    if (format == "worldfile") {
+        qv::TWorldFile w;
+        if (!qv::ReadWorldFile(in, w, error))
+            throw std::runtime_error("\"" + pos[0] + "\": " + error);
+        d = qv::WorldFileToCalib(w, size.w, size.h, model, static_cast<std::int32_t>(zone), south);
+    } else {
+        std::vector<qv::TGroundControlPoint> gcps;
+        if (!qv::ReadGCPList(in, gcps, error))
+            throw std::runtime_error("\"" + pos[0] + "\": " + error);
+        qv::GCPsToCalib(gcps, d);
+        d.UTMZone = static_cast<std::int32_t>(zone);
+        d.UTMSouth = south;
+    }
+    if (in.bad())
+        throw std::runtime_error(geotool::FileError(pos[0], "cannot read"));
+    d.MapFName = image;
+    d.Caption = caption;
+    d.Ellipsoid = ell;
+    qv::TMapCalibration cal;
+    cal.SetComponentName("calib");
+    cal.SetImageSize(size.w, size.h);
+    cal.LoadCalibData(d, model);
+    const qv::TCalibResiduals res = qv::CalibResiduals(cal.CalibData(), cal.Fit(), size.w, size.h);
+    if (!UsableFit(res, "calib import"))
+        return 1;
+    cal.CalcExtentsAndResolution();
+    std::ostringstream text;
+    qv::WriteRawCalDataToOpenXMLFile(text, true, id, cal.CalibData(), model);
+    WriteOutputFile(outFile, text.str());
+    if (format == "gcp")
+        std::fprintf(stderr, "geotool calib import: %d reference points, residuals %s\n", d.NumCalQuads,
                      ResidualSummary(res).c_str());
     return 0;
 }
@@ -470,5 +639,44 @@ const geotool::Registrar regFit(
      "the other quad models, two parallels and two meridians of 3 points for parabolicip.\n"
      "--size is the map image's size in pixels; --id defaults to 1, --ellipsoid to gelWGS84.",
      RunFit});
+
+const geotool::Registrar regExport(
+    {"calib export", "write a calibration as a georeferenced VRT, world file or control-point list",
+     "usage: geotool calib export FILE [--id ID] [--size WxH] [--image IMAGE] --format vrt|worldfile|gcp\n"
+     "                            --out OUT [--points auto|reference|grid] [--grid N]\n\n" + std::string(kCommon) +
+     "--image IMAGE names the map image instead.\n\n"
+     "  vrt        a raster VRT over the map image (named relative to OUT) with ground control points;\n"
+     "             GDAL and other raster tools read it. Needs the image (for its size and bands).\n"
+     "  worldfile  six lines A D B E C F: X = A*x + B*y + C, Y = D*x + E*y + F for the centre of pixel\n"
+     "             (x, y), so C F is the centre of the top-left pixel. Only for the affine models:\n"
+     "             equirect in degrees (X longitude, Y latitude), utm in metres of the calibration's zone,\n"
+     "             whose coordinate system goes into OUT with the extension .prj.\n"
+     "  gcp        a control-point list: '#' comment lines (model, image, coordinate system), then\n"
+     "             \"pixel line X Y\" per point.\n"
+     "Control points: pixel and line put (0, 0) at the image's top-left corner (a pixel's centre is at\n"
+     "x + 0.5, y + 0.5); X Y are longitude and latitude in degrees (EPSG:4326) or, under utm, easting\n"
+     "and northing in metres (EPSG:326zz/327zz on WGS 84, a WKT otherwise). --points auto (default)\n"
+     "takes the reference points where a polynomial of the model's form refits them to the same\n"
+     "transform (equirect and utm: order 1, biquadraticpn: order 2), else the fit on an N x N grid over\n"
+     "the image (--grid N, default 5); reference or grid forces one or the other.",
+     RunExport});
+
+const geotool::Registrar regImport(
+    {"calib import", "make a calibration file from a world file or a control-point list",
+     "usage: geotool calib import --format worldfile|gcp FILE --image IMAGE --out CALFILE [--size WxH]\n"
+     "                            [--model KEYWORD] [--zone Z [--south]] [--id ID] [--caption TEXT]\n"
+     "                            [--ellipsoid ID]\n\n"
+     "Reads FILE and writes a calibration of the map image IMAGE (its size from the BMP or JPEG header,\n"
+     "or --size WxH) to CALFILE; the file names IMAGE as given.\n"
+     "  worldfile  six lines A D B E C F (see calib export) become four reference points at the centres\n"
+     "             of the corner pixels: equirect (degrees; the default) or utm (metres; --zone, and\n"
+     "             --south for the southern hemisphere).\n"
+     "  gcp        lines \"pixel line X Y\" ('#' lines skipped) with (0, 0) at the image's top-left corner;\n"
+     "             each becomes a reference point at the pixel whose centre is nearest. --model is any of\n"
+     "             equirect (default; utm with --zone), biquadraticpn, conicconformal, millercylindrical.\n"
+     "             The residual summary goes to standard error, as with calib fit.\n"
+     "The calibration file keeps places to 5 decimals: about a metre in degrees, 10 micrometres in metres.\n"
+     "--id defaults to 1, --ellipsoid to gelWGS84.",
+     RunImport});
 
 }  // namespace
