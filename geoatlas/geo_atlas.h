@@ -63,7 +63,7 @@ using TAtlasNotifyEvent = std::function<void(TGeoAtlas& Sender)>;
 class TGeoAtlas : public TCustomControl {
     Q_OBJECT
     Q_PROPERTY(bool CmdPanelVisible READ CmdPanelVisible WRITE SetCmdPanelVisible)
-    Q_PROPERTY(quint32 MapOutlineColor READ MapOutlineColor WRITE SetMapOutlineColor)
+    Q_PROPERTY(QColor MapOutlineColor READ QtMapOutlineColor WRITE setMapOutlineColor)
     Q_PROPERTY(bool MapOutlineVisible READ MapOutlineVisible WRITE SetMapOutlineVisible)
     Q_PROPERTY(double MinResDiff READ MinResDiff WRITE SetMinResDiff)
 
@@ -116,6 +116,11 @@ public:
     void SetMapOutlineVisible(bool Value);  // repaints the view
     double MinResDiff() const { return FMinResDiff; }
     void SetMinResDiff(double Value) { FMinResDiff = Value; }
+    // The properties under the names a form compiled by uic calls ("set" + property name, Qt types).
+    void setCmdPanelVisible(bool Value) { SetCmdPanelVisible(Value); }
+    void setMapOutlineColor(const QColor& Value) { SetMapOutlineColor(FromQRgb(Value.rgb())); }
+    void setMapOutlineVisible(bool Value) { SetMapOutlineVisible(Value); }
+    void setMinResDiff(double Value) { SetMinResDiff(Value); }
     QFrame* CmdPanel() const { return FCPanel; }
     std::int32_t CurrentMap() const { return FCurrentMapIdx; }
     std::int32_t NumRegMaps() const { return FNumRegMaps; }
@@ -134,6 +139,9 @@ protected:
     void Resize() override;
 
 private:
+    // What the MapOutlineColor property reads (Designer shows a colour picker).
+    QColor QtMapOutlineColor() const { return ToQColor(FMapOLColor); }
+
     // The parse-and-store of RegisterMap; Reason says why it returned false.
     bool RegisterMapReport(const std::string& MapFName, std::string& Reason);
     void FillMapList();

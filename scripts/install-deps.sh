@@ -10,6 +10,8 @@ packages=(
   # qvgeo::widgets: Qt 6 Widgets, libjpeg-turbo (libjpeg API and TurboJPEG, the benchmark's peer) and a
   # font for the headless widget tests
   qt6-base-dev libjpeg62-turbo-dev libturbojpeg0-dev fonts-dejavu-core
+  # the Qt Designer plugin of the widgets (Qt's UiPlugin module)
+  qt6-tools-dev
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
   # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)

@@ -30,8 +30,11 @@
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/view/empty_map.h>
 #include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
 #include <qvgeo/platform/frame.h>
+
+#include <QString>
 
 #include <algorithm>
 #include <array>
@@ -104,10 +107,16 @@ class TGeoMap : public TCustomControl {
     Q_PROPERTY(bool AllowPan READ AllowPan WRITE SetAllowPan)
     Q_PROPERTY(bool AntiAlias READ AntiAlias WRITE SetAntiAlias)
     Q_PROPERTY(double CacheMagLimit READ CacheMagLimit WRITE SetCacheMagLimit)
-    Q_PROPERTY(quint32 ColorBackGnd READ ColorBackGnd WRITE SetColorBackGnd)
-    Q_PROPERTY(quint32 ColorFrame READ ColorFrame WRITE SetColorFrame)
-    Q_PROPERTY(quint32 ColorGraticule READ ColorGraticule WRITE SetColorGraticule)
-    Q_PROPERTY(quint32 ColorCalibPoints READ ColorCalibPoints WRITE SetColorCalibPoints)
+    Q_PROPERTY(QColor ColorBackGnd READ QtColorBackGnd WRITE setColorBackGnd)
+    Q_PROPERTY(QColor ColorFrame READ QtColorFrame WRITE setColorFrame)
+    Q_PROPERTY(QColor ColorGraticule READ QtColorGraticule WRITE setColorGraticule)
+    Q_PROPERTY(QColor ColorCalibPoints READ QtColorCalibPoints WRITE setColorCalibPoints)
+    Q_PROPERTY(QString EmptyMsg READ QtEmptyMsg WRITE setEmptyMsg)
+    Q_PROPERTY(EFrameStyle FrameStyle READ QtFrameStyle WRITE setFrameStyle)
+    Q_PROPERTY(EShowGraticule ShowGraticule READ QtShowGraticule WRITE setShowGraticule)
+    Q_PROPERTY(EMouseAction MouseAction READ QtMouseAction WRITE setMouseAction)
+    Q_PROPERTY(ECalibModel CalibModel READ QtCalibModel WRITE setCalibModel)
+    Q_PROPERTY(EHemisphere UTMHemisphere READ QtUTMHemisphere WRITE setUTMHemisphere)
     Q_PROPERTY(bool ConfinePanToMapImage READ ConfinePanToMapImage WRITE SetConfinePanToMapImage)
     Q_PROPERTY(double GratLineDist READ GratLineDist WRITE SetGratLineDist)
     Q_PROPERTY(int UTMGridDist READ UTMGridDist WRITE SetUTMGridDist)
@@ -121,6 +130,25 @@ class TGeoMap : public TCustomControl {
     Q_PROPERTY(bool ModeCursor READ ModeCursor WRITE SetModeCursor)
 
 public:
+    // The enumerations of the published properties as Qt sees them (Designer shows them as choices): the
+    // same names and ordinals as TFrameStyle, TShowGrat, TMouseActMode, TCalibModel and THemisphere, which
+    // stay the types of the C++ API. Scoped, so that their names do not hide the originals in this class.
+    enum class EFrameStyle : int { fsNone, fsLowered, fsRaised, fsFlat, fsSingleLowered, fsSingleRaised, fsEtched, fsBump };
+    Q_ENUM(EFrameStyle)
+    enum class EShowGraticule : int { sgNone, sgLines, sgPoints, sgPointsAndLines, sgUTMGrid, sgPointsAndUTMGrid };
+    Q_ENUM(EShowGraticule)
+    enum class EMouseAction : int {
+        maNone = 0, maPan = 1, maPanHoriz = 2, maPanVert = 3, maRubberBand = 5, maZoomWindow = 7, maDragZoom = 9,
+        maSelectRect = 16, maLandMark = 20
+    };
+    Q_ENUM(EMouseAction)
+    enum class ECalibModel : int {
+        cmParabolicIp, cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect, cmUTM, cmUndefined
+    };
+    Q_ENUM(ECalibModel)
+    enum class EHemisphere : int { hemiNorth, hemiSouth };
+    Q_ENUM(EHemisphere)
+
     explicit TGeoMap(QWidget* Parent = nullptr);
     ~TGeoMap() override;
     TGeoMap(const TGeoMap&) = delete;
@@ -172,6 +200,34 @@ public:
     // Device pixel ratio used for the screen frame; 0 (the default) takes the widget's own.
     double ForcedPixelRatio() const { return FForcedPixelRatio; }
     void SetForcedPixelRatio(double Value);
+
+    // The published properties under the names a form compiled by uic calls ("set" + property name, Qt
+    // types): each only converts and calls the setter above it, whose rules (repaint, clamping) apply.
+    // Programs use the C++ setters; these exist for Designer forms and property editors.
+    void setColorBackGnd(const QColor& Value) { SetColorBackGnd(FromQRgb(Value.rgb())); }
+    void setColorFrame(const QColor& Value) { SetColorFrame(FromQRgb(Value.rgb())); }
+    void setColorGraticule(const QColor& Value) { SetColorGraticule(FromQRgb(Value.rgb())); }
+    void setColorCalibPoints(const QColor& Value) { SetColorCalibPoints(FromQRgb(Value.rgb())); }
+    void setEmptyMsg(const QString& Value) { SetEmptyMsg(Value.toStdString()); }
+    void setFrameStyle(EFrameStyle Value) { SetFrameStyle(static_cast<TFrameStyle>(Value)); }
+    void setShowGraticule(EShowGraticule Value) { SetShowGraticule(static_cast<TShowGrat>(Value)); }
+    void setMouseAction(EMouseAction Value) { SetMouseAction(static_cast<TMouseActMode>(Value)); }
+    void setCalibModel(ECalibModel Value) { SetCalibModel(static_cast<TCalibModel>(Value)); }
+    void setUTMHemisphere(EHemisphere Value) { SetUTMHemisphere(static_cast<THemisphere>(Value)); }
+    void setAllowPan(bool Value) { SetAllowPan(Value); }
+    void setAntiAlias(bool Value) { SetAntiAlias(Value); }
+    void setCacheMagLimit(double Value) { SetCacheMagLimit(Value); }
+    void setConfinePanToMapImage(bool Value) { SetConfinePanToMapImage(Value); }
+    void setGratLineDist(double Value) { SetGratLineDist(Value); }
+    void setUTMGridDist(int Value) { SetUTMGridDist(Value); }
+    void setUTMZone(int Value) { SetUTMZone(Value); }
+    void setMagnification(double Value) { SetMagnification(Value); }
+    void setMaxMapPixels(qint64 Value) { SetMaxMapPixels(Value); }
+    void setKeyboardNavigation(bool Value) { SetKeyboardNavigation(Value); }
+    void setWheelZoom(bool Value) { SetWheelZoom(Value); }
+    void setPinchZoom(bool Value) { SetPinchZoom(Value); }
+    void setHitTolerance(int Value) { SetHitTolerance(Value); }
+    void setModeCursor(bool Value) { SetModeCursor(Value); }
 
     // ---- published events ----
     TOnRubberBandActionEvent OnBeginRubberBand, OnContinueRubberBand, OnEndRubberBand;
@@ -445,6 +501,18 @@ protected:
     void keyPressEvent(QKeyEvent* Event) override;
 
 private:
+    // What the Q_PROPERTYs read: the published properties as QColor, QString and the E... enumerations.
+    QColor QtColorBackGnd() const { return ToQColor(ColorBackGnd()); }
+    QColor QtColorFrame() const { return ToQColor(ColorFrame()); }
+    QColor QtColorGraticule() const { return ToQColor(ColorGraticule()); }
+    QColor QtColorCalibPoints() const { return ToQColor(ColorCalibPoints()); }
+    QString QtEmptyMsg() const { return QString::fromStdString(EmptyMsg()); }
+    EFrameStyle QtFrameStyle() const { return static_cast<EFrameStyle>(FrameStyle()); }
+    EShowGraticule QtShowGraticule() const { return static_cast<EShowGraticule>(ShowGraticule()); }
+    EMouseAction QtMouseAction() const { return static_cast<EMouseAction>(MouseAction()); }
+    ECalibModel QtCalibModel() const { return static_cast<ECalibModel>(CalibModel()); }
+    EHemisphere QtUTMHemisphere() const { return static_cast<EHemisphere>(UTMHemisphere()); }
+
     void InstallHooks();
     void LoadImageFromHook(const std::string& Name);
     // The size check of loading: raises when the picture in FGrafBmp exceeds MaxMapPixels.
@@ -529,5 +597,14 @@ private:
     std::int32_t FHitTolerance = 0;
     bool FModeCursor = true;
 };
+
+// The Qt enumerations of TGeoMap's properties are converted by a cast: their ordinals must stay those of
+// the C++ types.
+static_assert(int(TGeoMap::EFrameStyle::fsBump) == fsBump && int(TGeoMap::EFrameStyle::fsLowered) == fsLowered);
+static_assert(int(TGeoMap::EShowGraticule::sgPointsAndUTMGrid) == sgPointsAndUTMGrid);
+static_assert(int(TGeoMap::EMouseAction::maSelectRect) == maSelectRect &&
+              int(TGeoMap::EMouseAction::maLandMark) == maLandMark);
+static_assert(int(TGeoMap::ECalibModel::cmUTM) == cmUTM && int(TGeoMap::ECalibModel::cmUndefined) == cmUndefined);
+static_assert(int(TGeoMap::EHemisphere::hemiSouth) == hemiSouth);
 
 }  // namespace qv
