@@ -1,0 +1,162 @@
+// The viewer driven as a user would: zoom clicks through the atlas, the status bar, landmark placement
+// and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
+#include "viewer_window.h"
+
+#include <QImage>
+#include <QLabel>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+namespace fs = std::filesystem;
+using viewer::TViewerWindow;
+
+namespace {
+
+class ViewerTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        Dir = fs::temp_directory_path() / ("qvgeo-viewer-test-" + std::to_string(QCoreApplication::applicationPid()));
+        Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
+    }
+    static void TearDownTestSuite() { fs::remove_all(Dir); }
+    void SetUp() override
+    {
+        W = std::make_unique<TViewerWindow>(Files);
+        W->resize(1000, 720);
+        W->show();
+        QCoreApplication::processEvents();
+    }
+    // The control pixel of a place on the map shown.
+    QPoint At(double Lat, double Long)
+    {
+        std::int32_t x = 0, y = 0;
+        EXPECT_TRUE(W->Map().CalcPixelCoords(Lat, Long, x, y));
+        const qv::TPoint p = W->Map().MapImageToControl({x, y});
+        return {p.X, p.Y};
+    }
+    std::string Shown() { return fs::path(W->Atlas().GetMapDef(W->Atlas().CurrentMap()).MapFName).filename().string(); }
+
+    static inline fs::path Dir;
+    static inline viewer::TAtlasFiles Files;
+    std::unique_ptr<TViewerWindow> W;
+};
+
+constexpr double kWienLat = 48.2085, kWienLong = 16.3721, kGrazLat = 47.0707, kGrazLong = 15.4395;
+
+TEST_F(ViewerTest, ZoomClicksWalkTheAtlasAndTheStatusBarFollows)
+{
+    ASSERT_EQ(Shown(), "world.xml");
+    // Left clicks on Vienna go one map finer each time, a right click one coarser.
+    const struct {
+        Qt::MouseButton button;
+        const char* expected;
+    } steps[] = {{Qt::LeftButton, "austria.xml"},       {Qt::LeftButton, "lower-austria.xml"},
+                 {Qt::LeftButton, "vienna-region.xml"}, {Qt::LeftButton, "calib-vienna.xml"},
+                 {Qt::LeftButton, "calib-vienna.xml"},  {Qt::RightButton, "vienna-region.xml"}};
+    for (const auto& s : steps) {
+        QTest::mouseClick(&W->Map(), s.button, {}, At(kWienLat, kWienLong));
+        EXPECT_EQ(Shown(), s.expected);
+    }
+    EXPECT_NE(W->ScaleLabel()->text().indexOf("Vienna region: 79."), -1) << W->ScaleLabel()->text().toStdString();
+
+    // The pointer over Vienna: degrees in the chosen format, UTM zone 33, band U, and the projected
+    // metres of the place (GeographicLib's GeoConvert -u: 601938 E, 5340385 N), to 60 m since the pointer
+    // sits on the nearest whole pixel of about 79 m.
+    const struct {
+        qv::TDegreeFormat format;
+        const char* lat;
+        const char* lon;
+    } formats[] = {{qv::dfDecimal, "48.20", "16.37"}, {qv::dfDegMin, "48\u00B012.", "16\u00B022."},
+                   {qv::dfDegMinSec, "48\u00B012'", "16\u00B022'"}};
+    QTest::mouseMove(&W->Map(), At(kWienLat, kWienLong));
+    for (const auto& f : formats) {
+        W->SetDegreeFormat(f.format);
+        const QString pos = W->PositionLabel()->text();
+        EXPECT_TRUE(pos.contains(QString::fromUtf8(f.lat)) && pos.contains(QString::fromUtf8(f.lon)) && pos.contains(" N") &&
+                    pos.contains(" E"))
+            << pos.toStdString();
+    }
+    const QStringList utm = W->UTMLabel()->text().split(' ');
+    ASSERT_EQ(utm.size(), 6) << W->UTMLabel()->text().toStdString();
+    EXPECT_EQ(utm[1], "33U");
+    EXPECT_NEAR(utm[3].toDouble(), 601938, 60);
+    EXPECT_NEAR(utm[5].toDouble(), 5340385, 60);
+}
+
+TEST_F(ViewerTest, DatabaseItemsAreDrawnWhereTheyAre)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    W->Map().Paint();
+    EXPECT_EQ(W->DatabaseItemsDrawn(), 18);  // every feature of the sample lies in Austria's view
+    // A town is a black dot of 7 pixels at its place; Graz has nothing else drawn around it.
+    const QPoint g = At(kGrazLat, kGrazLong);
+    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(g) & 0xFFFFFF, 0x000000u);
+    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(g + QPoint(0, 12)) & 0xFFFFFF, 0xFFFFFFu);
+    // The view narrowed to the Vienna region's corner meets fewer items.
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    W->Map().Paint();
+    EXPECT_GT(W->DatabaseItemsDrawn(), 0);
+    EXPECT_LT(W->DatabaseItemsDrawn(), 18);
+}
+
+TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    const std::int32_t before = W->Map().NumLandMarks();
+    QTest::keyClick(W.get(), Qt::Key_L);
+    ASSERT_EQ(W->Tool(), viewer::TTool::PlaceLandmark);
+    const QPoint graz = At(kGrazLat, kGrazLong);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz);
+    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
+    const qv::TLandMark lm = W->Map().GetLandMarkData(before + 1);
+    EXPECT_NEAR(lm.Latitude, kGrazLat, 0.01);  // a pixel of this map is about 0.007 degrees
+    EXPECT_NEAR(lm.Longitude, kGrazLong, 0.01);
+    EXPECT_EQ(lm.Caption.Text, "Mark 1");
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(40, 0));
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 2).Caption.Text, "Mark 2");
+
+    // Deleting: a click 20 pixels away removes nothing, one within 10 pixels the nearest landmark.
+    QTest::keyClick(W.get(), Qt::Key_X);
+    ASSERT_EQ(W->Tool(), viewer::TTool::DeleteLandmark);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(0, 20));
+    EXPECT_EQ(W->Map().NumLandMarks(), before + 2);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(3, 4));
+    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
+
+    // Saved and read back, the set is the same.
+    const QString f = QString::fromStdString((Dir / "lm.xml").string());
+    ASSERT_TRUE(W->SaveLandmarkFile(f));
+    W->Map().RemoveAllLandMarks();
+    ASSERT_TRUE(W->LoadLandmarkFile(f));
+    EXPECT_EQ(W->Map().NumLandMarks(), before + 1);
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
+}
+
+TEST_F(ViewerTest, TourWritesFourRealPictures)
+{
+    W.reset();
+    const auto files = viewer::RenderTour(Files, (Dir / "tour").string());
+    ASSERT_EQ(files.size(), 4u);
+    for (const auto& f : files) {
+        const QImage img(QString::fromStdString(f));
+        ASSERT_FALSE(img.isNull()) << f;
+        EXPECT_GE(img.width(), 800);
+        EXPECT_GE(img.height(), 600);
+        // The map area (below the toolbars, above the status bar) holds many colours, not a blank.
+        std::set<QRgb> colours;
+        for (int y = 120; y < img.height() - 40; y += 3)
+            for (int x = 0; x < img.width(); x += 3)
+                colours.insert(img.pixel(x, y));
+        EXPECT_GE(colours.size(), 6u) << f;
+    }
+}
+
+}  // namespace
