@@ -10,6 +10,8 @@ packages=(
   # qvgeo::widgets: Qt 6 Widgets, libjpeg-turbo (libjpeg API and TurboJPEG, the benchmark's peer) and a
   # font for the headless widget tests
   qt6-base-dev libjpeg62-turbo-dev libturbojpeg0-dev fonts-dejavu-core
+  # the check that the viewer starts on a virtual display (xvfb-run scripts/run.sh)
+  xvfb xauth
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search

@@ -46,6 +46,11 @@ int main(int argc, char** argv)
         }
         viewer::TViewerWindow w(files);
         w.show();
+        // The whole first map in the window once it has its size.
+        QTimer::singleShot(0, &w, [&] {
+            w.Map().ZoomFitPage();
+            w.UpdateMapInfo();
+        });
         if (!screenshot.empty()) {
             QTimer::singleShot(1500, &w, [&] {
                 const bool ok = w.grab().save(QString::fromStdString(screenshot));
