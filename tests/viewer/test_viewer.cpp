@@ -94,10 +94,14 @@ TEST_F(ViewerTest, DatabaseItemsAreDrawnWhereTheyAre)
     W->Map().ZoomFitPage();
     W->Map().Paint();
     EXPECT_EQ(W->DatabaseItemsDrawn(), 18);  // every feature of the sample lies in Austria's view
-    // A town is a black dot of 7 pixels at its place; Graz has nothing else drawn around it.
+    // A town is a black dot of 7 pixels centred on its place, its name to the right; Graz has nothing
+    // else drawn near it, so the dot is black 2 pixels either side and not 5 pixels away.
     const QPoint g = At(kGrazLat, kGrazLong);
-    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(g) & 0xFFFFFF, 0x000000u);
-    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(g + QPoint(0, 12)) & 0xFFFFFF, 0xFFFFFFu);
+    const QImage& img = W->Map().AuxBmp().Image();
+    for (int dx : {-2, 0, 2})
+        EXPECT_EQ(img.pixel(g + QPoint(dx, 0)) & 0xFFFFFF, 0x000000u) << dx;
+    for (const QPoint d : {QPoint(-5, 0), QPoint(5, 0), QPoint(0, -5), QPoint(0, 5)})
+        EXPECT_NE(img.pixel(g + d) & 0xFFFFFF, 0x000000u) << d.x() << ' ' << d.y();
     // The view narrowed to the Vienna region's corner meets fewer items.
     W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
     W->Map().Paint();
