@@ -42,7 +42,7 @@ int main(int argc, char** argv)
             const auto written = viewer::RenderTour(files, tourDir);
             for (const auto& f : written)
                 std::printf("%s\n", f.c_str());
-            return written.size() == 4 ? 0 : 1;
+            return written.size() == 5 ? 0 : 1;
         }
         viewer::TViewerWindow w(files);
         w.show();

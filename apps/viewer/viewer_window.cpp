@@ -8,12 +8,14 @@
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPrinter>
 #include <QStatusBar>
 #include <QToolBar>
+#include <QTimer>
 #include <QToolButton>
 
 #include <algorithm>
@@ -39,7 +41,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     FDB.SetGDBName(Files.DBName);
 
     qv::TGeoMap& map = Map();
-    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { DrawDatabase(C); };
+    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { DrawOverlays(C); };
     map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
     FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState, std::int32_t X, std::int32_t Y) {
         UpdatePointer(X, Y);
@@ -80,6 +82,31 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     FMagLabel = new QLabel(this);
     for (QLabel* l : {FPosLabel, FUTMLabel, FScaleLabel, FMagLabel})
         statusBar()->addPermanentWidget(l);
+    FCalibEditor = new TCalibEditor(map, this);
+    addDockWidget(Qt::RightDockWidgetArea, FCalibEditor);
+    FCalibEditor->hide();
+    connect(FCalibEditor, &QDockWidget::visibilityChanged, this, [this](bool On) {
+        if (On)
+            FCalibEditor->Refresh();
+        else
+            Map().Paint();
+    });
+    AskPlace = [this](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
+        bool v1 = false, v2 = false;
+        const double lat = Map().CalcLatitude(X, Y, v1), lon = Map().CalcLongitude(X, Y, v2);
+        const QString start = v1 && v2 ? QString("%1 %2").arg(lat, 0, 'f', 5).arg(lon, 0, 'f', 5) : QString();
+        bool ok = false;
+        const QStringList parts = QInputDialog::getText(this, "Reference point",
+                                                        QString("Place of pixel (%1, %2): latitude longitude in degrees").arg(X).arg(Y),
+                                                        QLineEdit::Normal, start, &ok)
+                                      .split(' ', Qt::SkipEmptyParts);
+        if (!ok || parts.size() != 2)
+            return false;
+        bool okLat = false, okLong = false;
+        Lat = parts[0].toDouble(&okLat);
+        Long = parts[1].toDouble(&okLong);
+        return okLat && okLong;
+    };
     BuildActions();
 
     // Start on the world map, the coarsest one.
@@ -140,6 +167,9 @@ void TViewerWindow::BuildActions()
     view->addAction("Zoom &in", QKeySequence::ZoomIn, this, [this] { Map().SetMagnification(Map().Magnification() * 1.25); });
     view->addAction("Zoom &out", QKeySequence::ZoomOut, this, [this] { Map().SetMagnification(Map().Magnification() / 1.25); });
     view->addAction("&Fit map", QKeySequence("Ctrl+0"), this, [this] { Map().ZoomFitPage(); });
+    QAction* calib = FCalibEditor->toggleViewAction();
+    calib->setShortcut(QKeySequence("Ctrl+K"));
+    view->addAction(calib);
     QAction* grid = view->addAction("&Graticule / UTM grid", QKeySequence("Ctrl+G"));
     grid->setCheckable(true);
     grid->setChecked(true);
@@ -176,7 +206,8 @@ void TViewerWindow::BuildActions()
                  {TTool::DragZoom, "&Drag zoom", "D"},
                  {TTool::SelectRect, "&Select rectangle", "S"},
                  {TTool::PlaceLandmark, "Place &landmark", "L"},
-                 {TTool::DeleteLandmark, "D&elete landmark", "X"}};
+                 {TTool::DeleteLandmark, "D&elete landmark", "X"},
+                 {TTool::CalibPoint, "&Calibration point", "C"}};
     for (const auto& m : modes) {
         QAction* a = tools->addAction(m.name);
         a->setShortcut(QKeySequence(m.key));
@@ -217,7 +248,8 @@ void TViewerWindow::SetTool(TTool Tool)
     static const std::map<TTool, qv::TMouseActMode> modes = {
         {TTool::Pan, qv::maPan},           {TTool::PanHoriz, qv::maPanHoriz},     {TTool::PanVert, qv::maPanVert},
         {TTool::RubberBand, qv::maRubberBand}, {TTool::ZoomWindow, qv::maZoomWindow}, {TTool::DragZoom, qv::maDragZoom},
-        {TTool::SelectRect, qv::maSelectRect}, {TTool::PlaceLandmark, qv::maLandMark}, {TTool::DeleteLandmark, qv::maNone}};
+        {TTool::SelectRect, qv::maSelectRect}, {TTool::PlaceLandmark, qv::maLandMark}, {TTool::DeleteLandmark, qv::maNone},
+        {TTool::CalibPoint, qv::maNone}};
     Map().SetMouseAction(modes.at(Tool));
 }
 
@@ -312,12 +344,31 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::i
         if (best > 0)
             Map().RemoveLandMark(best);
     }
+    if (FTool == TTool::CalibPoint && Button == qv::mbLeft) {
+        // The question waits until the press is handled: a dialog inside the map's mouse handler would
+        // run a nested event loop in the middle of it.
+        const qv::TPoint p = Map().ControlToMapImage({X, Y});
+        QTimer::singleShot(0, this, [this, p] {
+            double lat = 0, lon = 0;
+            if (AskPlace && AskPlace(p.X, p.Y, lat, lon)) {
+                FCalibEditor->show();
+                FCalibEditor->AddPoint(p.X, p.Y, lat, lon);
+            }
+        });
+    }
     if (FTool == TTool::PlaceLandmark) {
         // The view adds the landmark before this event; the next one gets the next caption.
         qv::TLandMark lm = Map().DefaultLandMark();
         lm.Caption.Text = "Mark " + std::to_string(++FPlaced + 1);
         Map().SetDefaultLandMark(lm);
     }
+}
+
+void TViewerWindow::DrawOverlays(qv::TCanvas& C)
+{
+    DrawDatabase(C);
+    if (FCalibEditor->isVisible())
+        FCalibEditor->Draw(C);
 }
 
 void TViewerWindow::DrawDatabase(qv::TCanvas& C)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "atlas_data.h"
+#include "calib_editor.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -11,6 +12,7 @@
 
 #include <QMainWindow>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,7 +25,7 @@ namespace viewer {
 
 // Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting landmarks.
 enum class TTool { AtlasZoom, Pan, PanHoriz, PanVert, RubberBand, ZoomWindow, DragZoom, SelectRect, PlaceLandmark,
-                   DeleteLandmark };
+                   DeleteLandmark, CalibPoint };
 
 class TViewerWindow : public QMainWindow {
     Q_OBJECT
@@ -54,9 +56,14 @@ public:
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
     bool ExportWholeMap(const QString& File);
     bool PrintToPdf(const QString& File);
+    TCalibEditor& CalibEditor() { return *FCalibEditor; }
+    // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
+    // default shows a dialog; tests put their own answer here.
+    std::function<bool(std::int32_t X, std::int32_t Y, double& Lat, double& Long)> AskPlace;
 
 private:
     void BuildActions();
+    void DrawOverlays(qv::TCanvas& Canvas);
     void DrawDatabase(qv::TCanvas& Canvas);
     void MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y);
     bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
@@ -73,12 +80,14 @@ private:
     QLabel* FUTMLabel = nullptr;
     QLabel* FScaleLabel = nullptr;
     QLabel* FMagLabel = nullptr;
+    TCalibEditor* FCalibEditor = nullptr;
     int FPlaced = 0;
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
 };
 
 // Renders the tour of views into OutDir (created): the world map, the Austria map with the database,
-// the Vienna region with database and landmarks, the UTM map with its grid. Returns the files written.
+// the Vienna region with database and landmarks, the UTM map with its grid, a hand-made calibration
+// with its residual vectors. Returns the files written.
 std::vector<std::string> RenderTour(const TAtlasFiles& Files, const std::string& OutDir);
 
 }  // namespace viewer

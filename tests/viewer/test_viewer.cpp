@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <set>
 
@@ -144,11 +145,84 @@ TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
     EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
 }
 
-TEST_F(ViewerTest, TourWritesFourRealPictures)
+TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    // The generated map is linear in latitude and longitude, so the equirect model fits the places its
+    // own fit gives exactly; the sixth place is typed 0.05 degrees (5.6 km, 8 pixels) too far north.
+    const qv::TCalibFit truth = W->Map().Calibration().Fit();
+    int asked = 0;
+    W->AskPlace = [&](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
+        bool v1 = false, v2 = false;
+        Lat = truth.CalcLatitude(X, Y, v1) + (++asked == 6 ? 0.05 : 0.0);
+        Long = truth.CalcLongitude(X, Y, v2);
+        return v1 && v2;
+    };
+    viewer::TCalibEditor& ed = W->CalibEditor();
+    ed.show();
+    ed.ClearPoints();
+    ed.SetModel(qv::cmEquiRect);
+    QTest::keyClick(W.get(), Qt::Key_C);
+    ASSERT_EQ(W->Tool(), viewer::TTool::CalibPoint);
+    const QPoint clicks[] = {{60, 60}, {700, 80}, {380, 300}, {90, 520}, {650, 500}, {420, 420}};
+    for (int i = 0; i < 6; ++i) {
+        QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, clicks[i]);
+        QCoreApplication::processEvents();  // the place is asked for after the press
+        ASSERT_EQ(qv::ValidCalQuads(W->Map().CalibData()), i + 1);
+        const qv::TCalQuad& added = W->Map().CalibData().CalQuads[std::size_t(i)];
+        EXPECT_EQ((qv::TPoint{added.MapX, added.MapY}), W->Map().ControlToMapImage({clicks[i].x(), clicks[i].y()}));
+        if (i == 2) {  // three points fix the three coefficients: nothing is checked yet
+            EXPECT_FALSE(ed.WarningText().isEmpty());
+        }
+        if (i == 4) {
+            EXPECT_TRUE(ed.WarningText().isEmpty()) << ed.WarningText().toStdString();
+            EXPECT_LT(ed.Residuals().RmsPixels, 0.01);
+        }
+    }
+    const qv::TCalibResiduals& r = ed.Residuals();
+    EXPECT_EQ(r.Worst, 6);
+    EXPECT_GT(r.RmsPixels, 1.0);
+    EXPECT_NE(ed.SummaryText().indexOf("worst point 6"), -1) << ed.SummaryText().toStdString();
+    // The worst point's residual vector is drawn in red, from its pixel along (Dx, Dy) times the
+    // exaggeration and the magnification, and no farther.
+    W->Map().SetMagnification(0.5);
+    W->Map().SetTopLeft({0, 0});
+    W->Map().Paint();
+    const qv::TQuadResidual& q = r.Quads[5];
+    const qv::TCalQuad& c = W->Map().CalibData().CalQuads[5];
+    const qv::TPoint p = W->Map().MapImageToControl({c.MapX, c.MapY});
+    const double k = 0.6 * ed.Exaggeration() * W->Map().Magnification();
+    const QPoint along(p.X + int(std::lround(q.Dx * k)), p.Y + int(std::lround(q.Dy * k)));
+    EXPECT_GT(std::hypot(q.Dx * k, q.Dy * k), 10.0);
+    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(along) & 0xFFFFFF, 0xFF0000u);
+    const QPoint beyond(p.X + int(std::lround(q.Dx * k * 2.2)), p.Y + int(std::lround(q.Dy * k * 2.2)));
+    EXPECT_NE(W->Map().AuxBmp().Image().pixel(beyond) & 0xFFFFFF, 0xFF0000u);
+
+    // Saved and opened again, the points and so the verdict are the same.
+    const QString f = QString::fromStdString((Dir / "calib.xml").string());
+    ASSERT_TRUE(ed.SaveFile(f));
+    ed.ClearPoints();
+    ASSERT_TRUE(ed.OpenFile(f, "viewer"));
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+    EXPECT_EQ(ed.Residuals().Worst, 6);
+    EXPECT_FALSE(ed.OpenFile(QString::fromStdString(Files.LandmarkFile), {}));  // not a calibration
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+
+    // Three points on one row: the warning names the spread, whatever the fit says.
+    ed.ClearPoints();
+    ed.SetModel(qv::cmEquiRect);
+    for (int x : {100, 400, 700})
+        ed.AddPoint(x, 300, 47.5, 9.4 + x * 0.01);
+    EXPECT_EQ(ed.Residuals().Diagnosis, qv::cdgCollinearPoints);
+    EXPECT_FALSE(ed.WarningText().isEmpty());
+}
+
+TEST_F(ViewerTest, TourWritesFiveRealPictures)
 {
     W.reset();
     const auto files = viewer::RenderTour(Files, (Dir / "tour").string());
-    ASSERT_EQ(files.size(), 4u);
+    ASSERT_EQ(files.size(), 5u);
     for (const auto& f : files) {
         const QImage img(QString::fromStdString(f));
         ASSERT_FALSE(img.isNull()) << f;
