@@ -117,7 +117,19 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     resize(1100, 760);
 }
 
-TViewerWindow::~TViewerWindow() = default;
+TViewerWindow::~TViewerWindow()
+{
+    // The child widgets outlive this object's own part (QWidget deletes them later): nothing of theirs
+    // may call back into it, as hiding the dock or a last repaint would.
+    disconnect(FCalibEditor, nullptr, this, nullptr);
+    Map().OnBeforeRenderData = {};
+    Map().OnZoomPan = {};
+    Map().OnSelectRect = {};
+    FAtlas->OnMouseMove = {};
+    FAtlas->OnMouseDown = {};
+    FAtlas->OnMouseUp = {};
+    FAtlas->OnCBoxMapsChange = {};
+}
 
 std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
 {

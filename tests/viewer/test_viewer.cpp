@@ -2,6 +2,7 @@
 // and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
 #include "viewer_window.h"
 
+#include <QFile>
 #include <QImage>
 #include <QLabel>
 #include <QTest>
@@ -216,6 +217,23 @@ TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
         ed.AddPoint(x, 300, 47.5, 9.4 + x * 0.01);
     EXPECT_EQ(ed.Residuals().Diagnosis, qv::cdgCollinearPoints);
     EXPECT_FALSE(ed.WarningText().isEmpty());
+}
+
+TEST_F(ViewerTest, ViewMapAndPdfAreWritten)
+{
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    const QString view = QString::fromStdString((Dir / "view.jpg").string());
+    const QString whole = QString::fromStdString((Dir / "whole.png").string());
+    const QString pdf = QString::fromStdString((Dir / "map.pdf").string());
+    ASSERT_TRUE(W->ExportView(view));
+    ASSERT_TRUE(W->ExportWholeMap(whole));
+    ASSERT_TRUE(W->PrintToPdf(pdf));
+    EXPECT_EQ(QImage(view).size(), W->Map().size());
+    EXPECT_EQ(QImage(whole).size(), QSize(800, 600));  // the sample image's own size
+    QFile f(pdf);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(f.read(5) == "%PDF-");
+    EXPECT_GT(f.size(), 1000);
 }
 
 TEST_F(ViewerTest, TourWritesFiveRealPictures)
