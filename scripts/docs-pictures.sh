@@ -16,3 +16,9 @@ mkdir -p "$out"
 "$G" map blank 46.3 9.4 49.1 17.2 --grat 0.5 1 --size 800x500 --out "$tmp/austria.png" >/dev/null
 cp "$tmp/austria.png" "$out/map-blank.png"
 "$here/build/apps/docshots/qvgeo-docshots" "$S" "$out/atlas.png"
+# The viewer's tour: its window at the world map, Austria with the database, the Vienna region with
+# landmarks, the UTM map with its grid.
+"$here/build/apps/viewer/qvgeo-viewer" --data "$tmp/viewer-data" --tour "$tmp/tour" >/dev/null
+for f in "$tmp"/tour/tour-*.png; do
+  cp "$f" "$out/viewer-$(basename "$f" .png | sed 's/^tour-//').png"
+done

@@ -12,6 +12,8 @@ packages=(
   qt6-base-dev libjpeg62-turbo-dev libturbojpeg0-dev fonts-dejavu-core
   # the Qt Designer plugin of the widgets (Qt's UiPlugin module)
   qt6-tools-dev
+  # the check that the viewer starts on a virtual display (xvfb-run scripts/run.sh)
+  xvfb xauth
   # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
   libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
   # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)

@@ -1,0 +1,65 @@
+// qvgeo-viewer: the atlas of bundled maps with the geographic database, landmarks and the status bar.
+//   qvgeo-viewer [--data DIR] [--screenshot FILE]   the window (FILE: grab it once shown, then quit)
+//   qvgeo-viewer --tour DIR [--data DIR]            renders the tour offscreen into DIR
+#include "viewer_window.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPixmap>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+int main(int argc, char** argv)
+{
+    std::string tourDir, dataDir, screenshot;
+    for (int i = 1; i < argc; ++i) {
+        const bool hasValue = i + 1 < argc;
+        if (!std::strcmp(argv[i], "--tour") && hasValue)
+            tourDir = argv[++i];
+        else if (!std::strcmp(argv[i], "--data") && hasValue)
+            dataDir = argv[++i];
+        else if (!std::strcmp(argv[i], "--screenshot") && hasValue)
+            screenshot = argv[++i];
+        else {
+            std::fprintf(stderr, "usage: qvgeo-viewer [--data DIR] [--screenshot FILE] | --tour DIR [--data DIR]\n");
+            return 2;
+        }
+    }
+    if (!tourDir.empty() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("qvgeo-viewer");
+    try {
+        if (dataDir.empty())
+            dataDir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation).toStdString() + "/atlas";
+        const viewer::TAtlasFiles files =
+            viewer::PrepareBundledAtlas(dataDir, viewer::FindSamplesDir(QCoreApplication::applicationDirPath().toStdString()));
+        if (!tourDir.empty()) {
+            const auto written = viewer::RenderTour(files, tourDir);
+            for (const auto& f : written)
+                std::printf("%s\n", f.c_str());
+            return written.size() == 5 ? 0 : 1;
+        }
+        viewer::TViewerWindow w(files);
+        w.show();
+        // The whole first map in the window once it has its size.
+        QTimer::singleShot(0, &w, [&] {
+            w.Map().ZoomFitPage();
+            w.UpdateMapInfo();
+        });
+        if (!screenshot.empty()) {
+            QTimer::singleShot(1500, &w, [&] {
+                const bool ok = w.grab().save(QString::fromStdString(screenshot));
+                QApplication::exit(ok ? 0 : 1);
+            });
+        }
+        return QApplication::exec();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "qvgeo-viewer: %s\n", e.what());
+        return 1;
+    }
+}

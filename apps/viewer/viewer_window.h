@@ -1,0 +1,93 @@
+// The viewer's main window: the atlas of bundled maps, the geographic database drawn onto the maps,
+// a status bar (position in degrees and UTM, map scale, magnification), a toolbar of mouse modes and the
+// landmark layer, copy, export and print.
+#pragma once
+
+#include "atlas_data.h"
+#include "calib_editor.h"
+
+#include <qvgeo/geoatlas/geo_atlas.h>
+#include <qvgeo/geodb/geodb.h>
+#include <qvgeo/support/text.h>
+
+#include <QMainWindow>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+class QAction;
+class QActionGroup;
+class QLabel;
+
+namespace viewer {
+
+// Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting landmarks.
+enum class TTool { AtlasZoom, Pan, PanHoriz, PanVert, RubberBand, ZoomWindow, DragZoom, SelectRect, PlaceLandmark,
+                   DeleteLandmark, CalibPoint };
+
+class TViewerWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit TViewerWindow(const TAtlasFiles& Files, QWidget* Parent = nullptr);
+    ~TViewerWindow() override;
+
+    qv::TGeoAtlas& Atlas() { return *FAtlas; }
+    qv::TGeoMap& Map() { return FAtlas->MapView(); }
+    // The registered map whose calibration file has this leaf name ("world.xml"); 0 when none has.
+    std::int32_t MapNumber(const std::string& Leaf) const;
+    void SetTool(TTool Tool);
+    TTool Tool() const { return FTool; }
+    QAction* ToolAction(TTool Tool) const;
+    void SetDegreeFormat(qv::TDegreeFormat Format);
+    // The status texts for the map-view pixel (X, Y) (control pixels); the labels are updated as well.
+    QString PositionText(std::int32_t X, std::int32_t Y);
+    QString UTMText(std::int32_t X, std::int32_t Y);
+    QLabel* PositionLabel() const { return FPosLabel; }
+    QLabel* UTMLabel() const { return FUTMLabel; }
+    QLabel* ScaleLabel() const { return FScaleLabel; }
+    void UpdatePointer(std::int32_t X, std::int32_t Y);
+    void UpdateMapInfo();
+    int DatabaseItemsDrawn() const { return FItemsDrawn; }
+    bool LoadLandmarkFile(const QString& File);
+    bool SaveLandmarkFile(const QString& File);
+    bool ExportView(const QString& File);       // PNG or JPEG by the extension
+    bool ExportWholeMap(const QString& File);
+    bool PrintToPdf(const QString& File);
+    TCalibEditor& CalibEditor() { return *FCalibEditor; }
+    // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
+    // default shows a dialog; tests put their own answer here.
+    std::function<bool(std::int32_t X, std::int32_t Y, double& Lat, double& Long)> AskPlace;
+
+private:
+    void BuildActions();
+    void DrawOverlays(qv::TCanvas& Canvas);
+    void DrawDatabase(qv::TCanvas& Canvas);
+    void MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y);
+    bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
+
+    qv::TGeoAtlas* FAtlas = nullptr;
+    qv::TGeoDB FDB{"viewer"};
+    std::map<int, qv::TgdbPolygon> FPolygons;  // by record number, read once
+    int FItemsDrawn = 0;
+    qv::TDegreeFormat FDegFormat = qv::dfDegMinSec;
+    TTool FTool = TTool::AtlasZoom;
+    std::map<TTool, QAction*> FToolActions;
+    QActionGroup* FToolGroup = nullptr;
+    QLabel* FPosLabel = nullptr;
+    QLabel* FUTMLabel = nullptr;
+    QLabel* FScaleLabel = nullptr;
+    QLabel* FMagLabel = nullptr;
+    TCalibEditor* FCalibEditor = nullptr;
+    int FPlaced = 0;
+    qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
+};
+
+// Renders the tour of views into OutDir (created): the world map, the Austria map with the database,
+// the Vienna region with database and landmarks, the UTM map with its grid, a hand-made calibration
+// with its residual vectors. Returns the files written.
+std::vector<std::string> RenderTour(const TAtlasFiles& Files, const std::string& OutDir);
+
+}  // namespace viewer

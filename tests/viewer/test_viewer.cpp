@@ -1,0 +1,258 @@
+// The viewer driven as a user would: zoom clicks through the atlas, the status bar, landmark placement
+// and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
+#include "viewer_window.h"
+
+#include <QFile>
+#include <QImage>
+#include <QLabel>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <set>
+
+namespace fs = std::filesystem;
+using viewer::TViewerWindow;
+
+namespace {
+
+class ViewerTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        Dir = fs::temp_directory_path() / ("qvgeo-viewer-test-" + std::to_string(QCoreApplication::applicationPid()));
+        Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
+    }
+    static void TearDownTestSuite() { fs::remove_all(Dir); }
+    void SetUp() override
+    {
+        W = std::make_unique<TViewerWindow>(Files);
+        W->resize(1000, 720);
+        W->show();
+        QCoreApplication::processEvents();
+    }
+    // The control pixel of a place on the map shown.
+    QPoint At(double Lat, double Long)
+    {
+        std::int32_t x = 0, y = 0;
+        EXPECT_TRUE(W->Map().CalcPixelCoords(Lat, Long, x, y));
+        const qv::TPoint p = W->Map().MapImageToControl({x, y});
+        return {p.X, p.Y};
+    }
+    std::string Shown() { return fs::path(W->Atlas().GetMapDef(W->Atlas().CurrentMap()).MapFName).filename().string(); }
+
+    static inline fs::path Dir;
+    static inline viewer::TAtlasFiles Files;
+    std::unique_ptr<TViewerWindow> W;
+};
+
+constexpr double kWienLat = 48.2085, kWienLong = 16.3721, kGrazLat = 47.0707, kGrazLong = 15.4395;
+
+TEST_F(ViewerTest, ZoomClicksWalkTheAtlasAndTheStatusBarFollows)
+{
+    ASSERT_EQ(Shown(), "world.xml");
+    // Left clicks on Vienna go one map finer each time, a right click one coarser.
+    const struct {
+        Qt::MouseButton button;
+        const char* expected;
+    } steps[] = {{Qt::LeftButton, "austria.xml"},       {Qt::LeftButton, "lower-austria.xml"},
+                 {Qt::LeftButton, "vienna-region.xml"}, {Qt::LeftButton, "calib-vienna.xml"},
+                 {Qt::LeftButton, "calib-vienna.xml"},  {Qt::RightButton, "vienna-region.xml"}};
+    for (const auto& s : steps) {
+        QTest::mouseClick(&W->Map(), s.button, {}, At(kWienLat, kWienLong));
+        EXPECT_EQ(Shown(), s.expected);
+    }
+    EXPECT_NE(W->ScaleLabel()->text().indexOf("Vienna region: 79."), -1) << W->ScaleLabel()->text().toStdString();
+
+    // The pointer over Vienna: degrees in the chosen format, UTM zone 33, band U, and the projected
+    // metres of the place (GeographicLib's GeoConvert -u: 601938 E, 5340385 N), to 60 m since the pointer
+    // sits on the nearest whole pixel of about 79 m.
+    const struct {
+        qv::TDegreeFormat format;
+        const char* lat;
+        const char* lon;
+    } formats[] = {{qv::dfDecimal, "48.20", "16.37"}, {qv::dfDegMin, "48\u00B012.", "16\u00B022."},
+                   {qv::dfDegMinSec, "48\u00B012'", "16\u00B022'"}};
+    QTest::mouseMove(&W->Map(), At(kWienLat, kWienLong));
+    for (const auto& f : formats) {
+        W->SetDegreeFormat(f.format);
+        const QString pos = W->PositionLabel()->text();
+        EXPECT_TRUE(pos.contains(QString::fromUtf8(f.lat)) && pos.contains(QString::fromUtf8(f.lon)) && pos.contains(" N") &&
+                    pos.contains(" E"))
+            << pos.toStdString();
+    }
+    const QStringList utm = W->UTMLabel()->text().split(' ');
+    ASSERT_EQ(utm.size(), 6) << W->UTMLabel()->text().toStdString();
+    EXPECT_EQ(utm[1], "33U");
+    EXPECT_NEAR(utm[3].toDouble(), 601938, 60);
+    EXPECT_NEAR(utm[5].toDouble(), 5340385, 60);
+}
+
+TEST_F(ViewerTest, DatabaseItemsAreDrawnWhereTheyAre)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    W->Map().Paint();
+    EXPECT_EQ(W->DatabaseItemsDrawn(), 18);  // every feature of the sample lies in Austria's view
+    // A town is a black dot of 7 pixels centred on its place, its name to the right; Graz has nothing
+    // else drawn near it, so the dot is black 2 pixels either side and not 5 pixels away.
+    const QPoint g = At(kGrazLat, kGrazLong);
+    const QImage& img = W->Map().AuxBmp().Image();
+    for (int dx : {-2, 0, 2})
+        EXPECT_EQ(img.pixel(g + QPoint(dx, 0)) & 0xFFFFFF, 0x000000u) << dx;
+    for (const QPoint d : {QPoint(-5, 0), QPoint(5, 0), QPoint(0, -5), QPoint(0, 5)})
+        EXPECT_NE(img.pixel(g + d) & 0xFFFFFF, 0x000000u) << d.x() << ' ' << d.y();
+    // The view narrowed to the Vienna region's corner meets fewer items.
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    W->Map().Paint();
+    EXPECT_GT(W->DatabaseItemsDrawn(), 0);
+    EXPECT_LT(W->DatabaseItemsDrawn(), 18);
+}
+
+TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    const std::int32_t before = W->Map().NumLandMarks();
+    QTest::keyClick(W.get(), Qt::Key_L);
+    ASSERT_EQ(W->Tool(), viewer::TTool::PlaceLandmark);
+    const QPoint graz = At(kGrazLat, kGrazLong);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz);
+    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
+    const qv::TLandMark lm = W->Map().GetLandMarkData(before + 1);
+    EXPECT_NEAR(lm.Latitude, kGrazLat, 0.01);  // a pixel of this map is about 0.007 degrees
+    EXPECT_NEAR(lm.Longitude, kGrazLong, 0.01);
+    EXPECT_EQ(lm.Caption.Text, "Mark 1");
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(40, 0));
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 2).Caption.Text, "Mark 2");
+
+    // Deleting: a click 20 pixels away removes nothing, one within 10 pixels the nearest landmark.
+    QTest::keyClick(W.get(), Qt::Key_X);
+    ASSERT_EQ(W->Tool(), viewer::TTool::DeleteLandmark);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(0, 20));
+    EXPECT_EQ(W->Map().NumLandMarks(), before + 2);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(3, 4));
+    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
+
+    // Saved and read back, the set is the same.
+    const QString f = QString::fromStdString((Dir / "lm.xml").string());
+    ASSERT_TRUE(W->SaveLandmarkFile(f));
+    W->Map().RemoveAllLandMarks();
+    ASSERT_TRUE(W->LoadLandmarkFile(f));
+    EXPECT_EQ(W->Map().NumLandMarks(), before + 1);
+    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
+}
+
+TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    // The generated map is linear in latitude and longitude, so the equirect model fits the places its
+    // own fit gives exactly; the sixth place is typed 0.05 degrees (5.6 km, 8 pixels) too far north.
+    const qv::TCalibFit truth = W->Map().Calibration().Fit();
+    int asked = 0;
+    W->AskPlace = [&](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
+        bool v1 = false, v2 = false;
+        Lat = truth.CalcLatitude(X, Y, v1) + (++asked == 6 ? 0.05 : 0.0);
+        Long = truth.CalcLongitude(X, Y, v2);
+        return v1 && v2;
+    };
+    viewer::TCalibEditor& ed = W->CalibEditor();
+    ed.show();
+    ed.ClearPoints();
+    ed.SetModel(qv::cmEquiRect);
+    QTest::keyClick(W.get(), Qt::Key_C);
+    ASSERT_EQ(W->Tool(), viewer::TTool::CalibPoint);
+    const QPoint clicks[] = {{60, 60}, {700, 80}, {380, 300}, {90, 520}, {650, 500}, {420, 420}};
+    for (int i = 0; i < 6; ++i) {
+        QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, clicks[i]);
+        QCoreApplication::processEvents();  // the place is asked for after the press
+        ASSERT_EQ(qv::ValidCalQuads(W->Map().CalibData()), i + 1);
+        const qv::TCalQuad& added = W->Map().CalibData().CalQuads[std::size_t(i)];
+        EXPECT_EQ((qv::TPoint{added.MapX, added.MapY}), W->Map().ControlToMapImage({clicks[i].x(), clicks[i].y()}));
+        if (i == 2) {  // three points fix the three coefficients: nothing is checked yet
+            EXPECT_FALSE(ed.WarningText().isEmpty());
+        }
+        if (i == 4) {
+            EXPECT_TRUE(ed.WarningText().isEmpty()) << ed.WarningText().toStdString();
+            EXPECT_LT(ed.Residuals().RmsPixels, 0.01);
+        }
+    }
+    const qv::TCalibResiduals& r = ed.Residuals();
+    EXPECT_EQ(r.Worst, 6);
+    EXPECT_GT(r.RmsPixels, 1.0);
+    EXPECT_NE(ed.SummaryText().indexOf("worst point 6"), -1) << ed.SummaryText().toStdString();
+    // The worst point's residual vector is drawn in red, from its pixel along (Dx, Dy) times the
+    // exaggeration and the magnification, and no farther.
+    W->Map().SetMagnification(0.5);
+    W->Map().SetTopLeft({0, 0});
+    W->Map().Paint();
+    const qv::TQuadResidual& q = r.Quads[5];
+    const qv::TCalQuad& c = W->Map().CalibData().CalQuads[5];
+    const qv::TPoint p = W->Map().MapImageToControl({c.MapX, c.MapY});
+    const double k = 0.6 * ed.Exaggeration() * W->Map().Magnification();
+    const QPoint along(p.X + int(std::lround(q.Dx * k)), p.Y + int(std::lround(q.Dy * k)));
+    EXPECT_GT(std::hypot(q.Dx * k, q.Dy * k), 10.0);
+    EXPECT_EQ(W->Map().AuxBmp().Image().pixel(along) & 0xFFFFFF, 0xFF0000u);
+    const QPoint beyond(p.X + int(std::lround(q.Dx * k * 2.2)), p.Y + int(std::lround(q.Dy * k * 2.2)));
+    EXPECT_NE(W->Map().AuxBmp().Image().pixel(beyond) & 0xFFFFFF, 0xFF0000u);
+
+    // Saved and opened again, the points and so the verdict are the same.
+    const QString f = QString::fromStdString((Dir / "calib.xml").string());
+    ASSERT_TRUE(ed.SaveFile(f));
+    ed.ClearPoints();
+    ASSERT_TRUE(ed.OpenFile(f, "viewer"));
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+    EXPECT_EQ(ed.Residuals().Worst, 6);
+    EXPECT_FALSE(ed.OpenFile(QString::fromStdString(Files.LandmarkFile), {}));  // not a calibration
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+
+    // Three points on one row: the warning names the spread, whatever the fit says.
+    ed.ClearPoints();
+    ed.SetModel(qv::cmEquiRect);
+    for (int x : {100, 400, 700})
+        ed.AddPoint(x, 300, 47.5, 9.4 + x * 0.01);
+    EXPECT_EQ(ed.Residuals().Diagnosis, qv::cdgCollinearPoints);
+    EXPECT_FALSE(ed.WarningText().isEmpty());
+}
+
+TEST_F(ViewerTest, ViewMapAndPdfAreWritten)
+{
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    const QString view = QString::fromStdString((Dir / "view.jpg").string());
+    const QString whole = QString::fromStdString((Dir / "whole.png").string());
+    const QString pdf = QString::fromStdString((Dir / "map.pdf").string());
+    ASSERT_TRUE(W->ExportView(view));
+    ASSERT_TRUE(W->ExportWholeMap(whole));
+    ASSERT_TRUE(W->PrintToPdf(pdf));
+    EXPECT_EQ(QImage(view).size(), W->Map().size());
+    EXPECT_EQ(QImage(whole).size(), QSize(800, 600));  // the sample image's own size
+    QFile f(pdf);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(f.read(5) == "%PDF-");
+    EXPECT_GT(f.size(), 1000);
+}
+
+TEST_F(ViewerTest, TourWritesFiveRealPictures)
+{
+    W.reset();
+    const auto files = viewer::RenderTour(Files, (Dir / "tour").string());
+    ASSERT_EQ(files.size(), 5u);
+    for (const auto& f : files) {
+        const QImage img(QString::fromStdString(f));
+        ASSERT_FALSE(img.isNull()) << f;
+        EXPECT_GE(img.width(), 800);
+        EXPECT_GE(img.height(), 600);
+        // The map area (below the toolbars, above the status bar) holds many colours, not a blank.
+        std::set<QRgb> colours;
+        for (int y = 120; y < img.height() - 40; y += 3)
+            for (int x = 0; x < img.width(); x += 3)
+                colours.insert(img.pixel(x, y));
+        EXPECT_GE(colours.size(), 6u) << f;
+    }
+}
+
+}  // namespace
