@@ -1,8 +1,9 @@
 // The map control on a 1920 x 1080 view: what a magnification change costs on a 100-megapixel map beside a
 // 3-megapixel map, and the same change on the big map rendered without the pyramid (cache and stretches
 // from the full image), the pyramid's own construction, and a pan at the high-density ratio 1.5. On the big
-// map the fit-to-page magnification and 1.26 times it (both steps just within the largest cache built,
-// twice the view) build the scaled cache from a pyramid level; 3 and 6 times it stretch from a level.
+// map the fit-to-page magnification and 1.26 times it (whose zoom step just fits the largest cache built,
+// twice the view) build the scaled cache from a pyramid level; 3 times it stretches the view from a level,
+// 6 times (above CacheMagLimit) from the image itself.
 #include <qvgeo/geomap/view/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 

@@ -443,15 +443,6 @@ TEST(GeoMap, RaisedLimitLoadsLargeJpeg)
     EXPECT_EQ(m.PyramidLevel(3)->Height(), 469);  // 7500 halved four times, rounded up
     // A halved pixel is the mean of its block: inside a 100-pixel stripe the colour survives.
     EXPECT_EQ(m.PyramidLevel(0)->Pixel(75, 10), m.GrafBmp().Pixel(150, 20));
-    // The cache source: the smallest level at least as wide as the cache.
-    TMapRenderState s;
-    s.GrafBmp = &m.GrafBmp();
-    for (int i = 0; i < 4; ++i)
-        s.PyramidLevels[static_cast<std::size_t>(i)] = m.PyramidLevel(i);
-    for (auto [mag, width] : {std::pair{0.0625, 500}, {0.0626, 1000}, {0.25, 2000}, {0.5, 4000}, {0.51, 8000}}) {
-        s.Magnify = mag;
-        EXPECT_EQ(MapCacheSource(s)->Width(), width) << mag;
-    }
     // A map within the documented limit has no pyramid.
     m.SetMapBitMap(TBitmap(2000, 1500));
     EXPECT_EQ(m.PyramidLevel(0), nullptr);
