@@ -12,8 +12,11 @@
 // - MaxMapPixels: the image size limit, 3 000 000 pixels by default, may be raised (up to 2^31 - 1). For an
 //   image above 3 000 000 pixels the control keeps a pyramid of halved copies (2x2 averages, made once per
 //   image) from which the renderer builds its scaled cache, so a zoom change on a 100-megapixel map costs
-//   about what it costs on a small one. Images within 3 000 000 pixels have no pyramid and are drawn
-//   exactly as before.
+//   about what it costs on a small one. Where that cache would still hold more than twice the view's
+//   pixels, no cache is built: each paint stretches the visible rectangle from the smallest level that
+//   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
+//   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
+//   before, by the documented cache rule.
 // - High-density screens: with a device pixel ratio above 1 (fractional ratios included) the widget shows
 //   a frame at device resolution whose map image is stretched from the map itself; everything drawn over the
 //   map (graticule, landmarks, events, frame) is taken from AuxBmp, which stays the documented W x H
@@ -100,7 +103,7 @@ using TGeoMapDrawDataEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas
                                                 double LatMax, double LongMax, std::int32_t Width, std::int32_t Height)>;
 
 // The documented image size limit; the default of MaxMapPixels and the size above which a pyramid is kept.
-inline constexpr std::int64_t DefaultMaxMapPixels = 3000000;
+inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 
 class TGeoMap : public TCustomControl {
     Q_OBJECT

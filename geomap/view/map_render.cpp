@@ -64,8 +64,13 @@ void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCac
     }
     const TBitmap& map = *S.GrafBmp;
     const TStretchMode mode = S.AntiAlias ? smHalftone : smColorOnColor;
-    if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit) {
-        Cache.Image.SetSize(RoundI(map.Width() * mag), RoundI(map.Height() * mag));
+    const bool large = std::int64_t{map.Width()} * map.Height() > LargeMapPixels;
+    const std::int32_t cacheW = RoundI(map.Width() * mag), cacheH = RoundI(map.Height() * mag);
+    // A large map whose cache would dwarf the view is stretched from its pyramid at every paint instead.
+    const bool skipCache =
+        large && std::int64_t{cacheW} * cacheH > MaxCacheViewRatio * std::int64_t{W} * H;
+    if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit && !skipCache) {
+        Cache.Image.SetSize(cacheW, cacheH);
         // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
         const TBitmap& from = *MapCacheSource(S);
         Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
@@ -74,7 +79,7 @@ void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCac
         Cache.AntiAlias = S.AntiAlias;
         ++Cache.CacheBuilds;
     }
-    if (Cache.Mag == mag) {
+    if (Cache.Mag == mag && !skipCache) {
         const std::int32_t x = RoundI(S.TopLeft.X * mag), y = RoundI(S.TopLeft.Y * mag);
         // The cache pixels [0, width) x [0, height) land at (-x, -y); the part of the W x H window beyond
         // AuxBmp cannot be seen, and CopyRect clips both sides.
@@ -101,7 +106,23 @@ void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCac
     std::int32_t x0, x1, y0, y1;
     inside(src.Left, src.Width(), W, map.Width(), x0, x1);
     inside(src.Top, src.Height(), H, map.Height(), y0, y1);
-    Aux.StretchRect({0, 0, W, H}, map, src, mode);
+    const int level = large ? MapPyramidLevel(S, mag) : 0;
+    if (level == 0 || src.IsEmpty() || W <= 0 || H <= 0) {
+        Aux.StretchRect({0, 0, W, H}, map, src, mode);
+    } else {
+        // The map rectangle src spans the view; its level image starts and ends inside level pixels. Take
+        // the whole level pixels around it and stretch them onto where they fall, which reaches up to a
+        // level pixel (at most about one control pixel) beyond the view: StretchRect clips the left and top,
+        // and what lands right of or below the W x H window is outside the picture.
+        const double f = std::ldexp(1.0, level);  // map pixels per level pixel
+        const double sx = W / double(src.Width()), sy = H / double(src.Height());  // control per map pixel
+        const double l0 = std::floor(src.Left / f), t0 = std::floor(src.Top / f);
+        const double l1 = std::ceil(src.Right / f), t1 = std::ceil(src.Bottom / f);
+        const TRect from{RoundI(l0), RoundI(t0), RoundI(l1), RoundI(t1)};
+        const TRect onto{RoundI((l0 * f - src.Left) * sx), RoundI((t0 * f - src.Top) * sy),
+                         RoundI((l1 * f - src.Left) * sx), RoundI((t1 * f - src.Top) * sy)};
+        Aux.StretchRect(onto, *S.PyramidLevels[static_cast<std::size_t>(level - 1)], from, mode);
+    }
     ++Cache.DirectStretches;
     if (src.IsEmpty())
         x0 = x1 = y0 = y1 = 0;

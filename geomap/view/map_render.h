@@ -26,6 +26,16 @@ namespace qv {
 // What the graticule step draws. Ordinals are those of the published ShowGraticule property.
 enum TShowGrat : std::uint8_t { sgNone, sgLines, sgPoints, sgPointsAndLines, sgUTMGrid, sgPointsAndUTMGrid };
 
+// Images above this many pixels (the documented size limit, which users may raise) count as large: the
+// map control keeps a pyramid of halved copies for them, and the renderer may draw them without the
+// scaled cache. Images within it are drawn exactly by the documented cache rule.
+inline constexpr std::int64_t LargeMapPixels = 3000000;
+// On a large map the scaled cache is not built when it would hold more than this many times the view's
+// pixels: a 100-megapixel map at magnification 0.39 would need a 15-megapixel cache for a 2-megapixel
+// view. Building reads a pyramid level up to 4 times the cache's size, so the limit keeps a zoom step near
+// the cost of a direct stretch (at 4 times the view it would be up to 16 view-sizes of pixels).
+inline constexpr std::int64_t MaxCacheViewRatio = 2;
+
 // The scaled copy of the map image kept between paints, and the counters tests use to see the cache rule
 // at work. Magnification 0 means "no valid cache"; the map control invalidates it on image load/resize.
 struct TMapImageCache {
@@ -33,7 +43,8 @@ struct TMapImageCache {
     double Mag = 0.0;           // FCacheMag
     bool AntiAlias = true;      // FCacheAA
     std::uint64_t CacheBuilds = 0;     // times the whole map was scaled into Image
-    std::uint64_t DirectStretches = 0; // paints that stretched the visible rectangle from the map image
+    // Paints that stretched the visible rectangle from the map image or, on a large map, a pyramid level.
+    std::uint64_t DirectStretches = 0;
     void Invalidate() { Mag = 0.0; }
 };
 
@@ -48,7 +59,7 @@ struct TMapRenderState {
     // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
     // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
     // (step 6.1), stretch all of MapCacheSource(State) into it instead of all of GrafBmp: the same picture,
-    // from up to 256 times fewer pixels.
+    // from up to 256 times fewer pixels. A large map's direct stretch uses them too (see RenderMapView).
     std::array<const TBitmap*, 4> PyramidLevels{};
     double Magnify = 1.0;
     TPoint TopLeft;                      // map pixel at the control's top-left corner
@@ -75,20 +86,29 @@ struct TMapRenderState {
     std::function<void(TCanvas& Canvas)> OnDataRendered;
 };
 
-// The image to build the scaled cache from at State.Magnify: the smallest pyramid level that still has at
-// least as many pixels across as the cache (Round(width x Magnify)), else GrafBmp.
-inline const TBitmap* MapCacheSource(const TMapRenderState& State)
+// How many times the map image is halved for drawing at magnification Mag: the pyramid level (0 for
+// GrafBmp, k for PyramidLevels[k - 1]) that is the smallest still having at least as many pixels across as
+// the scaled map (width x Mag). Level k's pixel (x, y) covers the map pixels [2^k x, 2^k (x + 1)) x
+// [2^k y, 2^k (y + 1)), so map coordinates go to level coordinates by the factor 2^-k exactly.
+inline int MapPyramidLevel(const TMapRenderState& State, double Mag)
 {
-    const TBitmap* src = State.GrafBmp;
-    if (!src)
-        return src;
-    const double need = static_cast<double>(src->Width()) * State.Magnify;
+    if (!State.GrafBmp)
+        return 0;
+    const double need = static_cast<double>(State.GrafBmp->Width()) * Mag;
+    int k = 0;
     for (const TBitmap* level : State.PyramidLevels) {
         if (!level || level->Empty() || static_cast<double>(level->Width()) < need)
             break;
-        src = level;
+        ++k;
     }
-    return src;
+    return k;
+}
+
+// The image to build the scaled cache from at State.Magnify: the level MapPyramidLevel picks.
+inline const TBitmap* MapCacheSource(const TMapRenderState& State)
+{
+    const int k = MapPyramidLevel(State, State.Magnify);
+    return k == 0 ? State.GrafBmp : State.PyramidLevels[static_cast<std::size_t>(k - 1)];
 }
 
 // Caches that live as long as the map view and make repeated paints cheap: symbol sprites and caption
@@ -104,6 +124,14 @@ TMapRenderCachesPtr MakeMapRenderCaches();
 
 // Draws one frame into AuxBmp (grown, never shrunk, to at least Width x Height) following the documented
 // steps; Cache is used and updated by the cache rule. Caches may be null (everything drawn directly).
+//
+// The cache rule on a large map (above LargeMapPixels; smaller maps follow the documented rule exactly):
+// below CacheMagLimit the whole map is scaled into the cache as usual, unless that cache would hold more
+// than MaxCacheViewRatio times the view's pixels; then, as above CacheMagLimit, the visible rectangle is
+// stretched straight onto the view, from the pyramid level MapPyramidLevel picks rather than from GrafBmp.
+// The level's rectangle is whole level pixels around the visible one, placed where those pixels fall on
+// the view (half a control pixel at most from the exact place), so the picture stays under the graticule
+// and landmarks. Averaging 2^k x 2^k blocks first softens detail finer than a control pixel slightly.
 void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache& Cache,
                    TMapRenderCaches* Caches);
 

@@ -443,18 +443,46 @@ TEST(GeoMap, RaisedLimitLoadsLargeJpeg)
     EXPECT_EQ(m.PyramidLevel(3)->Height(), 469);  // 7500 halved four times, rounded up
     // A halved pixel is the mean of its block: inside a 100-pixel stripe the colour survives.
     EXPECT_EQ(m.PyramidLevel(0)->Pixel(75, 10), m.GrafBmp().Pixel(150, 20));
-    // The cache source: the smallest level at least as wide as the cache.
-    TMapRenderState s;
-    s.GrafBmp = &m.GrafBmp();
-    for (int i = 0; i < 4; ++i)
-        s.PyramidLevels[static_cast<std::size_t>(i)] = m.PyramidLevel(i);
-    for (auto [mag, width] : {std::pair{0.0625, 500}, {0.0626, 1000}, {0.25, 2000}, {0.5, 4000}, {0.51, 8000}}) {
-        s.Magnify = mag;
-        EXPECT_EQ(MapCacheSource(s)->Width(), width) << mag;
-    }
     // A map within the documented limit has no pyramid.
     m.SetMapBitMap(TBitmap(2000, 1500));
     EXPECT_EQ(m.PyramidLevel(0), nullptr);
+}
+
+// A 4-megapixel map zoomed where its cache would be large: no cache, and the view stretched from a pyramid
+// level matches the view stretched from the full image. The picture ramps by 4 units of colour per map
+// pixel, so the tolerance is the half control pixel the level's rectangle may be misplaced by, plus the
+// rounding of repeated averaging.
+TEST(GeoMap, LargeMapZoomStretchesFromThePyramid)
+{
+    auto ramp = [](int V) { return static_cast<TColor>(V % 128 < 64 ? V % 64 * 4 : 255 - V % 64 * 4); };
+    TBitmap picture(4000, 1000);
+    for (int y = 0; y < 1000; ++y)
+        for (int x = 0; x < 4000; ++x)
+            picture.SetPixel(x, y, ramp(x) | ramp(y + 17) << 8 | 0x800000);
+    TGeoMap m;
+    m.resize(300, 200);
+    m.SetMaxMapPixels(200000000);
+    m.SetMapBitMap(picture);
+    for (auto [mag, tl] : {std::pair{0.25, TPoint{400, 100}}, {0.24, TPoint{401, 3}}, {0.3, TPoint{7, 5}},
+                           {0.18, TPoint{333, -77}}, {0.6, TPoint{1003, 17}}}) {
+        m.SetMagnification(mag);
+        m.SetTopLeft(tl);
+        TMapRenderState s;
+        s.Width = 300, s.Height = 200, s.Magnify = mag, s.TopLeft = tl, s.MapImgName = "reference";
+        s.GrafBmp = &m.GrafBmp();
+        TBitmap ref;
+        TMapImageCache cache;
+        RenderMapView(s, ref, cache, nullptr);
+        const int tol = 3 + static_cast<int>(4 * 0.5 / mag);
+        int worst = 0;
+        for (int y = 2; y < 198; ++y)
+            for (int x = 2; x < 298; ++x)
+                for (int shift : {0, 8, 16})
+                    worst = std::max(worst, std::abs(static_cast<int>((m.AuxBmp().Pixel(x, y) >> shift & 0xFF) -
+                                                                      (ref.Pixel(x, y) >> shift & 0xFF))));
+        EXPECT_LE(worst, tol) << mag;
+        EXPECT_EQ(m.ImageCache().CacheBuilds, 0u) << mag;
+    }
 }
 
 }  // namespace

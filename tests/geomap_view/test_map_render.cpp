@@ -137,6 +137,51 @@ TEST(MapRender, StretchBeyondTheMapShowsBackground)
               std::vector<TColor>({White, Silver, White, Silver}));
 }
 
+// Large maps (above 3 000 000 pixels) skip a cache of more than twice the view's pixels and stretch from
+// the pyramid level with a pixel per control pixel. Each level is a solid colour here, so the view's
+// centre tells which image a paint came from; white is GrafBmp.
+TEST(MapRender, LargeMapsSkipBigCachesAndStretchFromTheirPyramid)
+{
+    constexpr TColor LevelColour[4] = {0x000011, 0x002200, 0x330000, 0x444444};
+    struct Case {
+        int mapW, mapH, W, H;
+        double mag, cacheLimit;
+        bool levels;
+        std::uint64_t builds, stretches;
+        int level;  // 0: GrafBmp
+    };
+    const Case cases[] = {
+        {4000, 1000, 200, 100, 0.1, 2.0 / 3.0, true, 1, 0, 3},   // cache 400 x 100, twice the view: built
+        {4000, 1000, 200, 100, 0.11, 2.0 / 3.0, true, 0, 1, 3},  // 440 x 110: stretched from 500 x 125
+        {4000, 1000, 200, 100, 0.25, 2.0 / 3.0, true, 0, 1, 2},  // 1000 map pixels across fit level 2
+        {4000, 1000, 200, 100, 0.2501, 2.0 / 3.0, true, 0, 1, 1},
+        {4000, 1000, 200, 100, 0.6, 2.0 / 3.0, true, 0, 1, 0},
+        {4000, 1000, 1000, 400, 0.3, 0.05, true, 0, 1, 1},       // small cache, above CacheMagLimit
+        {2000, 1500, 200, 100, 0.5, 2.0 / 3.0, false, 1, 0, 0},  // 3 000 000 pixels: the documented rule
+        {2001, 1500, 200, 100, 0.5, 2.0 / 3.0, true, 0, 1, 1},   // one column more: large
+    };
+    for (const Case& c : cases) {
+        TBitmap map(c.mapW, c.mapH);
+        std::vector<TBitmap> levels;
+        TMapRenderState s;
+        s.Width = c.W, s.Height = c.H, s.Magnify = c.mag, s.CacheMagLimit = c.cacheLimit;
+        s.MapImgName = "big.jpg";
+        s.GrafBmp = &map;
+        for (int k = 1; c.levels && k <= 4; ++k) {
+            levels.emplace_back((c.mapW + (1 << k) - 1) >> k, (c.mapH + (1 << k) - 1) >> k);
+            levels.back().Fill(LevelColour[k - 1]);
+        }
+        for (std::size_t i = 0; i < levels.size(); ++i)
+            s.PyramidLevels[i] = &levels[i];
+        TBitmap aux;
+        TMapImageCache cache;
+        RenderMapView(s, aux, cache, nullptr);
+        EXPECT_EQ(cache.CacheBuilds, c.builds) << c.mapW << " " << c.mag;
+        EXPECT_EQ(cache.DirectStretches, c.stretches) << c.mapW << " " << c.mag;
+        EXPECT_EQ(aux.Pixel(c.W / 2, c.H / 2), c.level ? LevelColour[c.level - 1] : White) << c.mapW << " " << c.mag;
+    }
+}
+
 // ---- empty map, invisible control, frame ----
 
 TEST(MapRender, EmptyMapMessageAndFrame)
