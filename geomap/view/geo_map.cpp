@@ -1,6 +1,7 @@
 // TGeoMap: construction, hooks, properties, the map image, the view (magnification, zoom history,
 // panning, pixel conversions), Assign and the synthetic empty maps. Rendering and output are in
 // geo_map_output.cpp.
+#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/geomap/view/geo_map.h>
 
 #include <qvgeo/platform/image_files.h>
@@ -16,18 +17,8 @@ namespace qv {
 
 namespace {
 
-// Round half to even, saturated to the 32-bit range (NaN gives 0).
-std::int32_t RoundI(double V)
-{
-    if (!(V == V))
-        return 0;
-    const double r = std::nearbyint(V);
-    if (r >= 2147483647.0)
-        return std::numeric_limits<std::int32_t>::max();
-    if (r <= -2147483648.0)
-        return std::numeric_limits<std::int32_t>::min();
-    return static_cast<std::int32_t>(r);
-}
+// Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
+inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
 
 // Runs Body with painting held back, then repaints once (also when Body throws, so the view never
 // shows a half-done state).

@@ -6,6 +6,7 @@
 // documented fields. Feedback figures are not drawn here: XorFigure toggles a figure in FFigures and
 // schedules an update, and paintEvent draws the figures over the frame in exclusive-or, so that a pan is
 // the only thing that re-renders the map while the mouse moves.
+#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/geomap/view/geo_map.h>
 
 #include <qvgeo/platform/cursors.h>
@@ -23,18 +24,8 @@ namespace qv {
 
 namespace {
 
-// Round half to even, saturated to the 32-bit range (NaN gives 0), as the view's other arithmetic.
-std::int32_t RoundI(double V)
-{
-    if (!(V == V))
-        return 0;
-    const double r = std::nearbyint(V);
-    if (r >= 2147483647.0)
-        return std::numeric_limits<std::int32_t>::max();
-    if (r <= -2147483648.0)
-        return std::numeric_limits<std::int32_t>::min();
-    return static_cast<std::int32_t>(r);
-}
+// Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
+inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
 
 bool IsPanMode(TMouseActMode M) { return M == maPan || M == maPanHoriz || M == maPanVert; }
 
