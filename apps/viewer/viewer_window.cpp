@@ -1,6 +1,7 @@
 #include "viewer_window.h"
 
 #include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/georef_export.h>
 
 #include <QAction>
 #include <QActionGroup>
@@ -21,6 +22,9 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 
 namespace viewer {
 
@@ -28,6 +32,23 @@ namespace {
 
 constexpr std::uint8_t kPlacedClass = 2;  // landmarks placed in the viewer; the samples use class 1
 constexpr const char* kLandmarkSetId = "sights";
+
+// Control-point lists go by these extensions; a world file's own extension varies with the image
+// (".tfw", ".jgw", ".bpw", ".wld"), so it is what remains.
+bool IsGCPListName(const QString& File)
+{
+    const QString ext = QFileInfo(File).suffix().toLower();
+    return ext == "txt" || ext == "gcp";
+}
+
+void WriteTextFile(const std::string& File, const std::string& Text)
+{
+    std::ofstream out(File, std::ios::binary | std::ios::trunc);
+    out << Text;
+    out.close();
+    if (!out)
+        throw std::runtime_error("cannot write \"" + File + "\"");
+}
 
 }  // namespace
 
@@ -167,6 +188,37 @@ void TViewerWindow::BuildActions()
         const QString f = QFileDialog::getSaveFileName(this, "Print to PDF", "map.pdf", "PDF (*.pdf)");
         if (!f.isEmpty() && !PrintToPdf(f))
             QMessageBox::warning(this, "Print", "Cannot write " + f);
+    });
+    file->addSeparator();
+    file->addAction("Export &georeferencing...", QKeySequence("Ctrl+Alt+G"), this, [this] {
+        const QString f = QFileDialog::getSaveFileName(this, "Export georeferencing", "map.vrt",
+                                                       "Raster VRT with control points (*.vrt);;World file (*.wld *.tfw *.jgw *.bpw);;"
+                                                       "Control-point list (*.txt *.gcp)");
+        QString error;
+        if (!f.isEmpty() && !ExportGeoref(f, error))
+            QMessageBox::warning(this, "Export georeferencing", error);
+    });
+    file->addAction("&Import georeferencing...", QKeySequence("Ctrl+Alt+I"), this, [this] {
+        const QString f = QFileDialog::getOpenFileName(this, "Import georeferencing for the image shown", {},
+                                                       "World file (*.wld *.tfw *.jgw *.bpw);;Control-point list (*.txt *.gcp);;All files (*)");
+        if (f.isEmpty())
+            return;
+        // A world file is affine: equirect or UTM; control points fit any of the editor's models.
+        std::vector<qv::TCalibModel> models;
+        if (IsGCPListName(f))
+            models.assign(std::begin(TCalibEditor::Models), std::end(TCalibEditor::Models));
+        else
+            models = {qv::cmEquiRect};
+        if (Map().Calibration().UTMZone() > 0)
+            models.push_back(qv::cmUTM);
+        QStringList names;
+        for (qv::TCalibModel m : models)
+            names << QString::fromUtf8(qv::CalibModelKeywords[m].data(), int(qv::CalibModelKeywords[m].size()));
+        bool ok = false;
+        const QString name = QInputDialog::getItem(this, "Import georeferencing", "Model", names, 0, false, &ok);
+        QString error;
+        if (ok && !ImportGeoref(f, models[std::size_t(names.indexOf(name))], error))
+            QMessageBox::warning(this, "Import georeferencing", error);
     });
     file->addSeparator();
     file->addAction("&Quit", QKeySequence::Quit, this, &QWidget::close);
@@ -493,6 +545,87 @@ bool TViewerWindow::PrintToPdf(const QString& File)
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(File);
     return Map().PrintIt(printer, 1.0);
+}
+
+bool TViewerWindow::ExportGeoref(const QString& File, QString& Error)
+{
+    try {
+        const qv::TMapCalibration& cal = Map().Calibration();
+        if (FAtlas->CurrentMap() == 0 || cal.CalibModel() == qv::cmUndefined)
+            throw std::runtime_error("the map shown has no calibration");
+        std::ostringstream text;
+        const std::string out = File.toStdString();
+        if (QFileInfo(File).suffix().toLower() == "vrt") {
+            // The map keeps the name as the calibration gives it; the file is where the map found it.
+            std::string image = Map().MapImgName();
+            if (Map().OnMapImageRequest)
+                Map().OnMapImageRequest(Map(), image);
+            qv::TImageBands bands;
+            if (!qv::ReadImageBands(image, bands))
+                throw std::runtime_error("\"" + image + "\" is not a BMP or JPEG image");
+            // Named relative to the VRT when it can be, so that both can move together.
+            namespace fs = std::filesystem;
+            const fs::path abs = fs::absolute(image);
+            const fs::path rel = abs.lexically_relative(fs::absolute(out).parent_path());
+            qv::WriteGeoRefVRT(text, cal, qv::CalibGCPs(cal), rel.empty() ? abs.string() : rel.generic_string(), !rel.empty(),
+                               bands);
+        } else if (IsGCPListName(File)) {
+            qv::WriteGCPList(text, cal, qv::CalibGCPs(cal));
+        } else {
+            const bool utm = cal.CalibModel() == qv::cmUTM;
+            qv::WriteWorldFile(text, qv::CalibWorldFile(cal), utm);
+            // A world file has no place for its coordinate system: the zone's metres go into a ".prj".
+            if (utm)
+                WriteTextFile(std::filesystem::path(out).replace_extension(".prj").string(),
+                              qv::UTMWKT(cal.UTMZone(), cal.UTMHemisphere() == qv::hemiSouth, cal.CalibData().Ellipsoid) + "\n");
+        }
+        WriteTextFile(out, text.str());
+        return true;
+    } catch (const std::exception& e) {
+        Error = QString::fromStdString(e.what());
+        return false;
+    }
+}
+
+bool TViewerWindow::ImportGeoref(const QString& File, qv::TCalibModel Model, QString& Error)
+{
+    try {
+        const std::int32_t w = Map().MapWidth(), h = Map().MapHeight();
+        if (w <= 0 || h <= 0)
+            throw std::runtime_error("no map image is shown");
+        const qv::TCalibData& cur = Map().CalibData();
+        if (Model == qv::cmUTM && (cur.UTMZone < 1 || cur.UTMZone > 60))
+            throw std::runtime_error("the utm model needs the UTM zone of the map's calibration");
+        std::ifstream in(File.toStdString());
+        if (!in)
+            throw std::runtime_error("cannot open \"" + File.toStdString() + "\"");
+        std::string error;
+        qv::TCalibData d;
+        if (IsGCPListName(File)) {
+            std::vector<qv::TGroundControlPoint> gcps;
+            if (!qv::ReadGCPList(in, gcps, error))
+                throw std::runtime_error(error);
+            qv::GCPsToCalib(gcps, d);
+            d.UTMZone = Model == qv::cmUTM ? cur.UTMZone : 0;
+            d.UTMSouth = Model == qv::cmUTM && cur.UTMSouth;
+        } else {
+            qv::TWorldFile wf;
+            if (!qv::ReadWorldFile(in, wf, error))
+                throw std::runtime_error(error);
+            d = qv::WorldFileToCalib(wf, w, h, Model, Model == qv::cmUTM ? cur.UTMZone : -1, cur.UTMSouth);
+        }
+        d.MapFName = cur.MapFName;
+        d.Caption = cur.Caption;
+        d.Ellipsoid = cur.Ellipsoid;
+        Map().Calibration().LoadCalibData(d, Model);
+        Map().CalcExtentsAndResolution();
+    } catch (const std::exception& e) {
+        Error = QString::fromStdString(e.what());
+        return false;
+    }
+    FCalibEditor->show();
+    FCalibEditor->Refresh();
+    return true;
 }
 
 }  // namespace viewer

@@ -56,6 +56,15 @@ public:
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
     bool ExportWholeMap(const QString& File);
     bool PrintToPdf(const QString& File);
+    // The georeferencing of the map shown, by File's extension: ".vrt" a VRT over the map image with
+    // control points, ".txt"/".gcp" a control-point list, anything else a world file (affine models only;
+    // a UTM one gets its ".prj" beside it). False with the reason in Error.
+    bool ExportGeoref(const QString& File, QString& Error);
+    // Reads a world file or (".txt"/".gcp") a control-point list for the image shown into the map's
+    // calibration, fitted with Model; UTM takes the zone and hemisphere of the map's calibration. The
+    // calibration editor shows the result. False with the reason in Error when the file cannot be read
+    // (the calibration is then unchanged).
+    bool ImportGeoref(const QString& File, qv::TCalibModel Model, QString& Error);
     TCalibEditor& CalibEditor() { return *FCalibEditor; }
     // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
     // default shows a dialog; tests put their own answer here.

@@ -9,8 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include <qvgeo/geobasics/transverse_mercator.h>
+
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -234,6 +238,63 @@ TEST_F(ViewerTest, ViewMapAndPdfAreWritten)
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_TRUE(f.read(5) == "%PDF-");
     EXPECT_GT(f.size(), 1000);
+}
+
+std::string ReadAll(const fs::path& F)
+{
+    std::ifstream in(F);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
+{
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    ASSERT_EQ(W->Map().Calibration().CalibModel(), qv::cmUTM);
+    const qv::TCalibFit fit = W->Map().Calibration().Fit();
+    const int pixels[][2] = {{0, 0}, {799, 0}, {370, 599}};
+    QString error;
+    // The world file: six numbers that map the centre of pixel (x, y) to the zone-33 metres of the place
+    // the map's fit gives it; the zone goes into the ".prj" beside it.
+    const fs::path wld = Dir / "vienna.bpw", vrt = Dir / "vienna.vrt", gcp = Dir / "vienna.gcp";
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(wld.string()), error)) << error.toStdString();
+    std::istringstream in(ReadAll(wld));
+    std::vector<double> v;
+    for (double x = 0; in >> x;)
+        v.push_back(x);
+    ASSERT_EQ(v.size(), 6u);
+    EXPECT_NE(ReadAll(Dir / "vienna.prj").find("32633"), std::string::npos);
+    for (const auto& p : pixels) {
+        bool v1 = false, v2 = false;
+        double e = 0, n = 0;
+        int zone = 33;
+        qv::LatLongToUTM(fit.CalcLatitude(p[0], p[1], v1), fit.CalcLongitude(p[0], p[1], v2), qv::gelWGS84, zone, e, n);
+        EXPECT_NEAR(v[0] * p[0] + v[2] * p[1] + v[4], e, 0.01);
+        EXPECT_NEAR(v[1] * p[0] + v[3] * p[1] + v[5], n, 0.01);
+    }
+    // The VRT names the image beside it and holds the six reference points, pixel centres at +0.5.
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(vrt.string()), error)) << error.toStdString();
+    const std::string x = ReadAll(vrt);
+    EXPECT_NE(x.find("calib-vienna.bmp</SourceFilename>"), std::string::npos) << x;
+    EXPECT_NE(x.find("<GCP Id=\"6\" Pixel=\"280.5\" Line=\"200.5\" X=\"599500\" Y=\"5341500\""), std::string::npos) << x;
+    EXPECT_EQ(x.find("<GCP Id=\"7\""), std::string::npos);
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(gcp.string()), error)) << error.toStdString();
+
+    // Each imported again replaces the reference points (4 corners from the world file, the 6 points from
+    // the list) and gives the same places; a file that is neither leaves the calibration as it was.
+    for (const fs::path& f : {wld, gcp}) {
+        ASSERT_TRUE(W->ImportGeoref(QString::fromStdString(f.string()), qv::cmUTM, error)) << error.toStdString();
+        EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), f == wld ? 4 : 6);
+        for (const auto& p : pixels) {
+            bool v1 = false, v2 = false, v3 = false, v4 = false;
+            EXPECT_NEAR(W->Map().CalcLatitude(p[0], p[1], v1), fit.CalcLatitude(p[0], p[1], v2), 1e-7) << f;
+            EXPECT_NEAR(W->Map().CalcLongitude(p[0], p[1], v3), fit.CalcLongitude(p[0], p[1], v4), 1e-7) << f;
+        }
+    }
+    EXPECT_FALSE(W->ImportGeoref(QString::fromStdString(Files.LandmarkFile), qv::cmUTM, error));
+    EXPECT_FALSE(error.isEmpty());
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
 }
 
 TEST_F(ViewerTest, TourWritesFiveRealPictures)
