@@ -66,13 +66,32 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
     FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState, std::int32_t X, std::int32_t Y) {
         UpdatePointer(X, Y);
+        if (FDragged > 0) {
+            double lat = 0, lon = 0;
+            if (PixelToLatLong(X, Y, lat, lon)) {
+                qv::TLandMark l = Map().GetLandMarkData(FDragged);
+                l.Latitude = lat;
+                l.Longitude = lon;
+                Map().SetLandMarkData(FDragged, l);
+                Map().Paint();
+            }
+        }
     };
     FAtlas->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton B, qv::TShiftState, std::int32_t X,
                                  std::int32_t Y) { MapMouseDown(B, X, Y); };
     FAtlas->OnMouseUp = [this](qv::TCustomControl&, qv::TMouseButton, qv::TShiftState, std::int32_t X,
                                std::int32_t Y) {
+        FDragged = 0;
         UpdateMapInfo();
         UpdatePointer(X, Y);
+    };
+    FAtlas->OnDblClick = [this](qv::TCustomControl&) {
+        if (FTool != TTool::DeleteLandmark && FTool != TTool::MoveLandmark)
+            return;
+        // Asked after the event is handled, as for calibration points: no nested loop inside the handler.
+        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
+        if (k > 0)
+            QTimer::singleShot(0, this, [this, k] { EditLandmark(k); });
     };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) { UpdateMapInfo(); };
     map.OnSelectRect = [this](qv::TGeoMap&, std::int32_t Kind, double V1, double V2, double V3, double V4) {
@@ -96,6 +115,8 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     lm.Caption.HAlignment = qv::haCenter;
     map.SetDefaultLandMark(lm);
     map.LoadLandMarks(Files.LandmarkFile, kLandmarkSetId);
+    FSymbols.SetComponentName("viewer");
+    FSymbols.LoadFromFile(Files.SymbolFile, {});  // without it the editor keeps each landmark's symbol
 
     FPosLabel = new QLabel(this);
     FUTMLabel = new QLabel(this);
@@ -150,6 +171,7 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnMouseDown = {};
     FAtlas->OnMouseUp = {};
     FAtlas->OnCBoxMapsChange = {};
+    FAtlas->OnDblClick = {};
 }
 
 std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
@@ -271,6 +293,7 @@ void TViewerWindow::BuildActions()
                  {TTool::SelectRect, "&Select rectangle", "S"},
                  {TTool::PlaceLandmark, "Place &landmark", "L"},
                  {TTool::DeleteLandmark, "D&elete landmark", "X"},
+                 {TTool::MoveLandmark, "&Move landmark", "M"},
                  {TTool::CalibPoint, "&Calibration point", "C"}};
     for (const auto& m : modes) {
         QAction* a = tools->addAction(m.name);
@@ -284,6 +307,11 @@ void TViewerWindow::BuildActions()
     }
 
     QMenu* lm = menuBar()->addMenu("&Landmarks");
+    lm->addAction("&Edit...", QKeySequence("F2"), this, [this] {
+        // The landmark under the pointer, else the last one.
+        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
+        EditLandmark(k > 0 ? k : Map().NumLandMarks());
+    });
     lm->addAction("Remove &last", QKeySequence::Undo, this, [this] { Map().RemoveLastLandMark(); });
     lm->addAction("Remove &all placed", QKeySequence("Ctrl+Shift+Del"), this, [this] { Map().RemoveAllLandMarks(kPlacedClass); });
     QMenu* classes = lm->addMenu("Show &classes");
@@ -313,7 +341,7 @@ void TViewerWindow::SetTool(TTool Tool)
         {TTool::Pan, qv::maPan},           {TTool::PanHoriz, qv::maPanHoriz},     {TTool::PanVert, qv::maPanVert},
         {TTool::RubberBand, qv::maRubberBand}, {TTool::ZoomWindow, qv::maZoomWindow}, {TTool::DragZoom, qv::maDragZoom},
         {TTool::SelectRect, qv::maSelectRect}, {TTool::PlaceLandmark, qv::maLandMark}, {TTool::DeleteLandmark, qv::maNone},
-        {TTool::CalibPoint, qv::maNone}};
+        {TTool::CalibPoint, qv::maNone},       {TTool::MoveLandmark, qv::maNone}};
     Map().SetMouseAction(modes.at(Tool));
 }
 
@@ -391,23 +419,13 @@ void TViewerWindow::UpdateMapInfo()
 
 void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y)
 {
+    FPointer = {X, Y};
     if (FTool == TTool::DeleteLandmark && Button == qv::mbLeft) {
-        // The nearest visible landmark within 10 screen pixels.
-        std::int32_t best = 0;
-        double bestD2 = 100.0;
-        for (std::int32_t k = 1; k <= Map().NumLandMarks(); ++k) {
-            const qv::TLandMark l = Map().GetLandMarkData(k);
-            std::int32_t px = 0, py = 0;
-            if (!Map().GetClassVisibility(l.ClassFlag) || !Map().CalcPixelCoords(l.Latitude, l.Longitude, px, py))
-                continue;
-            const qv::TPoint c = Map().MapImageToControl({px, py});
-            const double d2 = double(c.X - X) * (c.X - X) + double(c.Y - Y) * (c.Y - Y);
-            if (d2 <= bestD2)
-                best = k, bestD2 = d2;
-        }
-        if (best > 0)
-            Map().RemoveLandMark(best);
+        if (const std::int32_t k = LandmarkAt(X, Y))
+            Map().RemoveLandMark(k);
     }
+    if (FTool == TTool::MoveLandmark && Button == qv::mbLeft)
+        FDragged = LandmarkAt(X, Y);
     if (FTool == TTool::CalibPoint && Button == qv::mbLeft) {
         // The question waits until the press is handled: a dialog inside the map's mouse handler would
         // run a nested event loop in the middle of it.
@@ -426,6 +444,36 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::i
         lm.Caption.Text = "Mark " + std::to_string(++FPlaced + 1);
         Map().SetDefaultLandMark(lm);
     }
+}
+
+std::int32_t TViewerWindow::LandmarkAt(std::int32_t X, std::int32_t Y)
+{
+    std::int32_t best = 0;
+    double bestD2 = 100.0;
+    for (std::int32_t k = 1; k <= Map().NumLandMarks(); ++k) {
+        const qv::TLandMark l = Map().GetLandMarkData(k);
+        std::int32_t px = 0, py = 0;
+        if (!Map().GetClassVisibility(l.ClassFlag) || !Map().CalcPixelCoords(l.Latitude, l.Longitude, px, py))
+            continue;
+        const qv::TPoint c = Map().MapImageToControl({px, py});
+        const double d2 = double(c.X - X) * (c.X - X) + double(c.Y - Y) * (c.Y - Y);
+        if (d2 <= bestD2)
+            best = k, bestD2 = d2;
+    }
+    return best;
+}
+
+bool TViewerWindow::EditLandmark(std::int32_t Index)
+{
+    if (Index < 1 || Index > Map().NumLandMarks())
+        return false;
+    TLandmarkDialog dlg(FSymbols, Map().GetLandMarkData(Index), this);
+    if (dlg.exec() != QDialog::Accepted)
+        return false;
+    FSymbols.Assign(dlg.Symbols());
+    Map().SetLandMarkData(Index, dlg.Result());
+    Map().Paint();
+    return true;
 }
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)

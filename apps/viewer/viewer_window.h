@@ -5,6 +5,7 @@
 
 #include "atlas_data.h"
 #include "calib_editor.h"
+#include "landmark_dialog.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -23,9 +24,10 @@ class QLabel;
 
 namespace viewer {
 
-// Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting landmarks.
+// Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting and moving
+// landmarks (a double click in either edits the landmark), calibration points.
 enum class TTool { AtlasZoom, Pan, PanHoriz, PanVert, RubberBand, ZoomWindow, DragZoom, SelectRect, PlaceLandmark,
-                   DeleteLandmark, CalibPoint };
+                   DeleteLandmark, CalibPoint, MoveLandmark };
 
 class TViewerWindow : public QMainWindow {
     Q_OBJECT
@@ -51,6 +53,12 @@ public:
     void UpdatePointer(std::int32_t X, std::int32_t Y);
     void UpdateMapInfo();
     int DatabaseItemsDrawn() const { return FItemsDrawn; }
+    // The visible landmark nearest to the map-view pixel (X, Y) within 10 pixels; 0 when there is none.
+    std::int32_t LandmarkAt(std::int32_t X, std::int32_t Y);
+    // Edits landmark Index in TLandmarkDialog (modal); false when cancelled or Index is not a landmark.
+    bool EditLandmark(std::int32_t Index);
+    // The catalogue the landmark editor offers; a catalogue opened in the editor replaces it.
+    qv::TSymbolRepository& Symbols() { return FSymbols; }
     bool LoadLandmarkFile(const QString& File);
     bool SaveLandmarkFile(const QString& File);
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
@@ -90,6 +98,8 @@ private:
     QLabel* FScaleLabel = nullptr;
     QLabel* FMagLabel = nullptr;
     TCalibEditor* FCalibEditor = nullptr;
+    qv::TSymbolRepository FSymbols;
+    std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
     int FPlaced = 0;
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
 };

@@ -2,7 +2,12 @@
 // and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
 #include "viewer_window.h"
 
+#include <QApplication>
+#include <QComboBox>
 #include <QFile>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QTimer>
 #include <QImage>
 #include <QLabel>
 #include <QTest>
@@ -148,6 +153,86 @@ TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
     ASSERT_TRUE(W->LoadLandmarkFile(f));
     EXPECT_EQ(W->Map().NumLandMarks(), before + 1);
     EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
+}
+
+// Answers the landmark dialog as soon as one is open: Fill sets its fields and accepts (true) or rejects.
+class TDialogAnswer {
+public:
+    explicit TDialogAnswer(std::function<bool(viewer::TLandmarkDialog&)> Fill)
+    {
+        QObject::connect(&FTimer, &QTimer::timeout, [this, Fill] {
+            if (auto* d = qobject_cast<viewer::TLandmarkDialog*>(QApplication::activeModalWidget())) {
+                FTimer.stop();
+                Answered = true;
+                Fill(*d) ? d->accept() : d->reject();
+            }
+        });
+        FTimer.start(5);
+    }
+    bool Wait()
+    {
+        for (int i = 0; i < 200 && !Answered; ++i)
+            QTest::qWait(10);
+        return Answered;
+    }
+    bool Answered = false;
+
+private:
+    QTimer FTimer;
+};
+
+TEST_F(ViewerTest, LandmarksAreEditedAndMoved)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    ASSERT_EQ(W->Symbols().NumEntries(), 9);  // data/samples/symbols-basic.xml
+    const std::int32_t k = W->Map().AddLandMark(kGrazLat, kGrazLong, 0);
+    const qv::TLandMark before = W->Map().GetLandMarkData(k);
+    const QPoint graz = At(kGrazLat, kGrazLong);
+
+    // F2 edits the landmark under the pointer: symbol 3 of the catalogue, caption and class change, the
+    // place does not.
+    QTest::mouseMove(&W->Map(), graz + QPoint(2, -3));
+    TDialogAnswer edit([](viewer::TLandmarkDialog& d) {
+        d.SymbolBox()->setCurrentIndex(3);
+        d.CaptionEdit()->setText(QString::fromUtf8("Schlo\u00DFberg"));
+        d.ClassBox()->setValue(3);
+        return true;
+    });
+    QTest::keyClick(W.get(), Qt::Key_F2);
+    ASSERT_TRUE(edit.Wait());
+    qv::TLandMark lm = W->Map().GetLandMarkData(k);
+    EXPECT_EQ(lm.Caption.Text, "Schlo\u00DFberg");
+    EXPECT_EQ(lm.ClassFlag, 3);
+    EXPECT_EQ(lm.SymbolProps, W->Symbols().GetValues(3).Properties);
+    EXPECT_EQ(lm.SymbolProps.Kind, qv::lmTriangle);
+    EXPECT_EQ(lm.Caption.Size, before.Caption.Size);
+    EXPECT_EQ(std::pair(lm.Latitude, lm.Longitude), std::pair(before.Latitude, before.Longitude));
+
+    // In the move tool a drag carries it to the place under the release; a double click opens the
+    // editor, whose Cancel changes nothing; a press beside every landmark moves none.
+    W->activateWindow();  // the closed dialog leaves no active window, and shortcuts need one
+    ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
+    QTest::keyClick(W.get(), Qt::Key_M);
+    ASSERT_EQ(W->Tool(), viewer::TTool::MoveLandmark);
+    const QPoint to = graz + QPoint(60, -45);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, graz + QPoint(-3, 2));
+    QTest::mouseMove(&W->Map(), graz + QPoint(30, -20));
+    QTest::mouseMove(&W->Map(), to);
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to);
+    lm = W->Map().GetLandMarkData(k);
+    EXPECT_EQ(At(lm.Latitude, lm.Longitude), to);
+    TDialogAnswer cancel([](viewer::TLandmarkDialog& d) {
+        d.CaptionEdit()->setText("not taken");
+        return false;
+    });
+    QTest::mouseDClick(&W->Map(), Qt::LeftButton, {}, to);
+    ASSERT_TRUE(cancel.Wait());
+    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, to + QPoint(0, 30));
+    QTest::mouseMove(&W->Map(), to + QPoint(40, 40));
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to + QPoint(40, 40));
+    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
 }
 
 TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
