@@ -6,10 +6,13 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QCoreApplication>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace viewer {
@@ -63,10 +66,22 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     setWidget(body);
 }
 
-void TCalibEditor::SetModel(qv::TCalibModel Model)
+bool TCalibEditor::SetModel(qv::TCalibModel Model)
 {
-    FMap.Calibration().SetCalibModel(Model);
+    // The conic fit counts one step per round of its apex search, 20 in all; the others a step or two.
+    qv::TMathProgress progress;
+    QProgressDialog dlg("Fitting the reference points...", "Cancel", 0, Model == qv::cmConicConformal ? 20 : 0, this);
+    dlg.setWindowModality(Qt::WindowModal);  // no new points while the fit runs
+    dlg.setMinimumDuration(400);             // a quick fit shows nothing
+    progress.FeedBack = [&](double Steps) {
+        dlg.setValue(std::min(static_cast<int>(Steps), dlg.maximum()));
+        QCoreApplication::processEvents();  // lets Cancel be clicked
+        if (dlg.wasCanceled())
+            progress.Abort = true;
+    };
+    const bool done = FMap.Calibration().SetCalibModel(Model, &progress);
     Refresh();
+    return done;
 }
 
 bool TCalibEditor::AddPoint(std::int32_t X, std::int32_t Y, double Lat, double Long)

@@ -26,7 +26,9 @@ public:
     // The geographic models a point list can be fitted with, in the list's order.
     static constexpr qv::TCalibModel Models[] = {qv::cmEquiRect, qv::cmBiquadraticPn, qv::cmConicConformal,
                                                  qv::cmMillerCylindrical};
-    void SetModel(qv::TCalibModel Model);
+    // Refits with Model, showing the fit's progress (a conic fit's 20 rounds) in a dialog whose Cancel
+    // aborts it: the previous model and fit then stay and the result is false.
+    bool SetModel(qv::TCalibModel Model);
     // Adds the reference point: map-image pixel (X, Y) at (Lat, Long) degrees. False when the map holds
     // 200 points already.
     bool AddPoint(std::int32_t X, std::int32_t Y, double Lat, double Long);

@@ -14,6 +14,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPrinter>
+#include <QProgressDialog>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QTimer>
@@ -94,6 +95,26 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
             QTimer::singleShot(0, this, [this, k] { EditLandmark(k); });
     };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) { UpdateMapInfo(); };
+    map.OnDataLoading = [this](qv::TGeoMap& M, qv::TProgressStage Stage, std::int32_t Percent) {
+        if (Stage == qv::pgStarting) {
+            FLoadProgress = std::make_unique<QProgressDialog>("Loading the map image...", "Cancel", 0, 100, this);
+            FLoadProgress->setWindowModality(Qt::WindowModal);
+            FLoadProgress->setMinimumDuration(400);  // small images load without a flash
+        }
+        if (!FLoadProgress)
+            return;
+        if (Stage == qv::pgEnding) {
+            const bool cancelled = FLoadProgress->wasCanceled();
+            FLoadProgress.reset();
+            if (cancelled)
+                statusBar()->showMessage("Loading the map image was cancelled", 10000);
+            return;
+        }
+        FLoadProgress->setValue(Percent);
+        QCoreApplication::processEvents();  // lets Cancel be clicked
+        if (FLoadProgress->wasCanceled())
+            M.CancelLoading();
+    };
     map.OnSelectRect = [this](qv::TGeoMap&, std::int32_t Kind, double V1, double V2, double V3, double V4) {
         statusBar()->showMessage(
             Kind == 1 ? QString("selected: N %1 W %2 S %3 E %4").arg(V1, 0, 'f', 5).arg(V2, 0, 'f', 5).arg(V3, 0, 'f', 5).arg(V4, 0, 'f', 5)
@@ -172,6 +193,7 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnMouseUp = {};
     FAtlas->OnCBoxMapsChange = {};
     FAtlas->OnDblClick = {};
+    Map().OnDataLoading = {};
 }
 
 std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
@@ -194,6 +216,11 @@ void TViewerWindow::BuildActions()
         const QString f = QFileDialog::getSaveFileName(this, "Save landmarks", "landmarks.xml", "Landmarks (*.xml)");
         if (!f.isEmpty() && !SaveLandmarkFile(f))
             QMessageBox::warning(this, "Save landmarks", "Cannot write " + f);
+    });
+    file->addAction("Add map &folder...", QKeySequence("Ctrl+Shift+O"), this, [this] {
+        const QString d = QFileDialog::getExistingDirectory(this, "Add the calibrated maps of a folder");
+        if (!d.isEmpty())
+            AddMapFolder(d);
     });
     file->addSeparator();
     file->addAction("&Export view as image...", QKeySequence("Ctrl+E"), this, [this] {
@@ -556,6 +583,35 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
         C.TextOut(p.X + 6, p.Y - 7, name);
         C.Brush.Style = qv::bsSolid;
     }
+}
+
+std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Folder)
+{
+    QProgressDialog dlg("Registering maps...", "Cancel", 0, 1, this);
+    dlg.setWindowModality(Qt::WindowModal);
+    dlg.setMinimumDuration(400);
+    bool cancelled = false;
+    const std::int32_t before = FAtlas->NumRegMaps();
+    const auto problems = FAtlas->RegisterFolder(Folder.toStdString(), [&](std::int32_t Done, std::int32_t Total) {
+        dlg.setMaximum(std::max(Total, 1));
+        dlg.setValue(Done);
+        QCoreApplication::processEvents();  // lets Cancel be clicked
+        cancelled = dlg.wasCanceled();
+        return !cancelled;
+    });
+    QString report = QString("%1 maps registered from %2%3").arg(FAtlas->NumRegMaps() - before).arg(Folder).arg(cancelled ? " (cancelled)" : "");
+    for (const auto& p : problems)
+        report += QString::fromStdString("\n" + p.File + ": " + p.Reason);
+    FFolderReport = problems.empty() && !cancelled ? QString() : report;
+    statusBar()->showMessage(report.section('\n', 0, 0), 10000);
+    if (!FFolderReport.isEmpty()) {
+        // Not modal: the report may stay open beside the maps it lists.
+        auto* box = new QMessageBox(QMessageBox::Information, "Add map folder", FFolderReport, QMessageBox::Close, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->setModal(false);
+        box->show();
+    }
+    return problems;
 }
 
 bool TViewerWindow::LoadLandmarkFile(const QString& File)

@@ -21,6 +21,7 @@
 class QAction;
 class QActionGroup;
 class QLabel;
+class QProgressDialog;
 
 namespace viewer {
 
@@ -59,6 +60,11 @@ public:
     bool EditLandmark(std::int32_t Index);
     // The catalogue the landmark editor offers; a catalogue opened in the editor replaces it.
     qv::TSymbolRepository& Symbols() { return FSymbols; }
+    // Registers every calibration file of Folder with a progress dialog (a step a file; Cancel stops
+    // between files) and shows the files that could not be taken in a (non-modal) report. Returns them.
+    std::vector<qv::TAtlasFileProblem> AddMapFolder(const QString& Folder);
+    // The last folder report, empty when every file was registered.
+    QString FolderReport() const { return FFolderReport; }
     bool LoadLandmarkFile(const QString& File);
     bool SaveLandmarkFile(const QString& File);
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
@@ -99,7 +105,9 @@ private:
     QLabel* FMagLabel = nullptr;
     TCalibEditor* FCalibEditor = nullptr;
     qv::TSymbolRepository FSymbols;
-    std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
+    std::int32_t FDragged = 0;
+    std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
+    QString FFolderReport;  // the landmark being moved, 0 when none
     int FPlaced = 0;
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
 };

@@ -6,6 +6,8 @@
 #include <QComboBox>
 #include <QFile>
 #include <QLineEdit>
+#include <QProgressDialog>
+#include <QStatusBar>
 #include <QSpinBox>
 #include <QTimer>
 #include <QImage>
@@ -380,6 +382,83 @@ TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
     EXPECT_FALSE(W->ImportGeoref(QString::fromStdString(Files.LandmarkFile), qv::cmUTM, error));
     EXPECT_FALSE(error.isEmpty());
     EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+}
+
+// Presses Cancel in the first progress dialog under Parent whose value has reached At; polled at each
+// pass through the event loop that the long work makes.
+class TCanceller {
+public:
+    TCanceller(QWidget* Parent, int At)
+    {
+        QObject::connect(&FTimer, &QTimer::timeout, [this, Parent, At] {
+            for (QProgressDialog* d : Parent->findChildren<QProgressDialog*>())
+                if (d->value() >= At && !d->wasCanceled()) {
+                    d->cancel();
+                    FTimer.stop();
+                    Cancelled = true;
+                }
+        });
+        FTimer.start(0);
+    }
+    bool Cancelled = false;
+
+private:
+    QTimer FTimer;
+};
+
+TEST_F(ViewerTest, LongWorkIsCancelled)
+{
+    // A 2.7-megapixel JPEG cancelled at 30 percent leaves the map without an image; loaded again, whole.
+    const fs::path jpg = fs::path(Files.MapDir) / "progress-test.jpg";
+    ASSERT_TRUE(QImage(1500, 1800, QImage::Format_RGB32).save(QString::fromStdString(jpg.string()), "JPEG", 80));
+    {
+        TCanceller c(W.get(), 30);
+        W->Map().SetMapImgName(jpg.string());
+        EXPECT_TRUE(c.Cancelled);
+    }
+    EXPECT_EQ(W->Map().MapWidth(), 0);
+    EXPECT_NE(W->statusBar()->currentMessage().indexOf("cancelled"), -1);
+    W->Map().SetMapImgName(jpg.string());
+    EXPECT_EQ(W->Map().MapWidth(), 1500);
+    fs::remove(jpg);
+
+    // A conic fit cancelled in its fifth round keeps the equirect fit; uncancelled it is taken.
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    viewer::TCalibEditor& ed = W->CalibEditor();
+    ASSERT_TRUE(ed.SetModel(qv::cmEquiRect));
+    const qv::TCalibFit fit = W->Map().Calibration().Fit();
+    bool v1 = false, v2 = false;
+    {
+        TCanceller c(&ed, 5);
+        EXPECT_FALSE(ed.SetModel(qv::cmConicConformal));
+        EXPECT_TRUE(c.Cancelled);
+    }
+    EXPECT_EQ(W->Map().Calibration().CalibModel(), qv::cmEquiRect);
+    EXPECT_EQ(W->Map().CalcLatitude(123, 456, v1), fit.CalcLatitude(123, 456, v2));
+    EXPECT_TRUE(ed.SetModel(qv::cmConicConformal));
+    EXPECT_EQ(W->Map().Calibration().CalibModel(), qv::cmConicConformal);
+
+    // A folder of four maps and a broken file: all taken and the broken one reported; cancelled after
+    // three files, the two maps among them and the broken one.
+    for (const char* sub : {"all", "part"}) {
+        const fs::path d = Dir / "folder" / sub;
+        fs::create_directories(d);
+        std::ofstream(d / "0-broken.xml") << "<geomap";
+        for (const char* m : {"austria", "lower-austria", "vienna-region", "world"})
+            fs::copy_file(fs::path(Files.MapDir) / (std::string(m) + ".xml"), d / (std::string("1-") + m + ".xml"));
+    }
+    const std::int32_t n = W->Atlas().NumRegMaps();
+    auto problems = W->AddMapFolder(QString::fromStdString((Dir / "folder" / "all").string()));
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_EQ(fs::path(problems[0].File).filename(), "0-broken.xml");
+    EXPECT_EQ(W->Atlas().NumRegMaps(), n + 4);
+    EXPECT_NE(W->FolderReport().indexOf("0-broken.xml: "), -1) << W->FolderReport().toStdString();
+    TCanceller c(W.get(), 3);
+    problems = W->AddMapFolder(QString::fromStdString((Dir / "folder" / "part").string()));
+    EXPECT_TRUE(c.Cancelled);
+    EXPECT_EQ(problems.size(), 1u);
+    EXPECT_EQ(W->Atlas().NumRegMaps(), n + 6);
+    EXPECT_NE(W->FolderReport().indexOf("cancelled"), -1);
 }
 
 TEST_F(ViewerTest, TourWritesFiveRealPictures)
