@@ -97,6 +97,33 @@ void TCalibEditor::ClearPoints()
     Refresh();
 }
 
+int TCalibEditor::PointAt(std::int32_t X, std::int32_t Y) const
+{
+    int best = 0;
+    double bestD2 = 64.0;
+    for (int i = 0; i < qv::ValidCalQuads(FMap.CalibData()); ++i) {
+        const qv::TCalQuad& q = FMap.CalibData().CalQuads[static_cast<std::size_t>(i)];
+        const qv::TPoint p = FMap.MapImageToControl({q.MapX, q.MapY});
+        const double d2 = double(p.X - X) * (p.X - X) + double(p.Y - Y) * (p.Y - Y);
+        if (d2 <= bestD2)
+            best = i + 1, bestD2 = d2;
+    }
+    return best;
+}
+
+void TCalibEditor::MovePoint(int Index, std::int32_t X, std::int32_t Y)
+{
+    if (Index < 1 || Index > qv::ValidCalQuads(FMap.CalibData()))
+        return;
+    qv::TCalQuad& q = FMap.Calibration().CalibData().CalQuads[static_cast<std::size_t>(Index - 1)];
+    if (q.MapX == X && q.MapY == Y)
+        return;
+    q.MapX = X;
+    q.MapY = Y;
+    FMap.RecalcCalibration();
+    Refresh();
+}
+
 bool TCalibEditor::OpenFile(const QString& File, const QString& Id)
 {
     // The reader's result reports the fit of graticule lines only, so a file of reference points alone

@@ -33,6 +33,12 @@ public:
     // 200 points already.
     bool AddPoint(std::int32_t X, std::int32_t Y, double Lat, double Long);
     void ClearPoints();
+    // The reference point drawn within 8 pixels of the map-view pixel (X, Y) (control pixels), 1-based;
+    // 0 when there is none.
+    int PointAt(std::int32_t X, std::int32_t Y) const;
+    // Moves reference point Index (1-based) to map-image pixel (X, Y), its place unchanged, then refits
+    // and refreshes: what dragging a point shows live.
+    void MovePoint(int Index, std::int32_t X, std::int32_t Y);
     bool OpenFile(const QString& File, const QString& Id);
     bool SaveFile(const QString& File);
     // Recomputes the residuals of the map's calibration and refreshes the texts and the map.

@@ -67,6 +67,10 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
     FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState, std::int32_t X, std::int32_t Y) {
         UpdatePointer(X, Y);
+        if (FDraggedCalPoint > 0) {
+            const qv::TPoint p = Map().ControlToMapImage({X, Y});
+            FCalibEditor->MovePoint(FDraggedCalPoint, p.X, p.Y);
+        }
         if (FDragged > 0) {
             double lat = 0, lon = 0;
             if (PixelToLatLong(X, Y, lat, lon)) {
@@ -83,6 +87,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     FAtlas->OnMouseUp = [this](qv::TCustomControl&, qv::TMouseButton, qv::TShiftState, std::int32_t X,
                                std::int32_t Y) {
         FDragged = 0;
+        FDraggedCalPoint = 0;
         UpdateMapInfo();
         UpdatePointer(X, Y);
     };
@@ -453,6 +458,9 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::i
     }
     if (FTool == TTool::MoveLandmark && Button == qv::mbLeft)
         FDragged = LandmarkAt(X, Y);
+    if (FTool == TTool::CalibPoint && Button == qv::mbLeft && FCalibEditor->isVisible() &&
+        (FDraggedCalPoint = FCalibEditor->PointAt(X, Y)) > 0)
+        return;  // a press on a shown reference point drags it
     if (FTool == TTool::CalibPoint && Button == qv::mbLeft) {
         // The question waits until the press is handled: a dialog inside the map's mouse handler would
         // run a nested event loop in the middle of it.

@@ -106,6 +106,7 @@ private:
     TCalibEditor* FCalibEditor = nullptr;
     qv::TSymbolRepository FSymbols;
     std::int32_t FDragged = 0;
+    int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
     QString FFolderReport;  // the landmark being moved, 0 when none
     int FPlaced = 0;

@@ -301,6 +301,24 @@ TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
     EXPECT_FALSE(ed.OpenFile(QString::fromStdString(Files.LandmarkFile), {}));  // not a calibration
     EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
 
+    // Dragging point 6 onto the pixel of the place typed for it repairs the fit, live: while the button is
+    // still down the residuals follow the pointer. The press grabs the point and asks for no new one.
+    const qv::TCalQuad q6 = W->Map().CalibData().CalQuads[5];
+    std::int32_t tx = 0, ty = 0;
+    ASSERT_TRUE(truth.CalcPixelCoords(q6.Latitude, q6.Longitude, tx, ty));
+    const qv::TPoint from = W->Map().MapImageToControl({q6.MapX, q6.MapY}), to = W->Map().MapImageToControl({tx, ty});
+    ASSERT_GT(ed.Residuals().RmsPixels, 1.0);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, QPoint(from.X + 3, from.Y - 2));
+    QTest::mouseMove(&W->Map(), QPoint(to.X, to.Y));
+    EXPECT_LT(ed.Residuals().RmsPixels, 0.5);  // a control pixel is 2 image pixels at this magnification
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, QPoint(to.X, to.Y));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(asked, 6);
+    ASSERT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+    const qv::TCalQuad& moved = W->Map().CalibData().CalQuads[5];
+    EXPECT_EQ((qv::TPoint{moved.MapX, moved.MapY}), W->Map().ControlToMapImage(to));
+    EXPECT_EQ(std::pair(moved.Latitude, moved.Longitude), std::pair(q6.Latitude, q6.Longitude));
+
     // Three points on one row: the warning names the spread, whatever the fit says.
     ed.ClearPoints();
     ed.SetModel(qv::cmEquiRect);
