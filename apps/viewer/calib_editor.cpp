@@ -17,6 +17,11 @@
 
 namespace viewer {
 
+void PumpProgressEvents(const QProgressDialog& Dialog)
+{
+    QCoreApplication::processEvents(Dialog.isVisible() ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
+}
+
 TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Calibration", Parent), FMap(Map)
 {
     setObjectName("calibration-editor");
@@ -75,7 +80,7 @@ bool TCalibEditor::SetModel(qv::TCalibModel Model)
     dlg.setMinimumDuration(400);             // a quick fit shows nothing
     progress.FeedBack = [&](double Steps) {
         dlg.setValue(std::min(static_cast<int>(Steps), dlg.maximum()));
-        QCoreApplication::processEvents();  // lets Cancel be clicked
+        PumpProgressEvents(dlg);
         if (dlg.wasCanceled())
             progress.Abort = true;
     };

@@ -11,11 +11,17 @@
 #include <QDockWidget>
 
 class QComboBox;
+class QProgressDialog;
 class QLabel;
 class QListWidget;
 class QSpinBox;
 
 namespace viewer {
+
+// Runs the pending events while long work reports progress to Dialog, so that its Cancel can be clicked.
+// User input waits until the dialog shows (after its minimum duration): from then on the dialog's
+// modality keeps it from the window, before that a click could re-enter the work.
+void PumpProgressEvents(const QProgressDialog& Dialog);
 
 class TCalibEditor : public QDockWidget {
     Q_OBJECT

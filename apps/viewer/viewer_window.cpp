@@ -105,6 +105,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
             FLoadProgress = std::make_unique<QProgressDialog>("Loading the map image...", "Cancel", 0, 100, this);
             FLoadProgress->setWindowModality(Qt::WindowModal);
             FLoadProgress->setMinimumDuration(400);  // small images load without a flash
+            return;
         }
         if (!FLoadProgress)
             return;
@@ -116,7 +117,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
             return;
         }
         FLoadProgress->setValue(Percent);
-        QCoreApplication::processEvents();  // lets Cancel be clicked
+        PumpProgressEvents(*FLoadProgress);
         if (FLoadProgress->wasCanceled())
             M.CancelLoading();
     };
@@ -603,7 +604,7 @@ std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Fo
     const auto problems = FAtlas->RegisterFolder(Folder.toStdString(), [&](std::int32_t Done, std::int32_t Total) {
         dlg.setMaximum(std::max(Total, 1));
         dlg.setValue(Done);
-        QCoreApplication::processEvents();  // lets Cancel be clicked
+        PumpProgressEvents(dlg);
         cancelled = dlg.wasCanceled();
         return !cancelled;
     });
