@@ -236,7 +236,8 @@ void TGeoAtlas::UnregisterMap(std::int32_t Index)
         FGeoMap->Paint();  // the current map number is deliberately left as it was
 }
 
-std::vector<TAtlasFileProblem> TGeoAtlas::RegisterFolder(const std::string& Folder)
+std::vector<TAtlasFileProblem> TGeoAtlas::RegisterFolder(const std::string& Folder,
+                                                         const std::function<bool(std::int32_t, std::int32_t)>& Progress)
 {
     namespace fs = std::filesystem;
     std::vector<TAtlasFileProblem> problems;
@@ -255,11 +256,16 @@ std::vector<TAtlasFileProblem> TGeoAtlas::RegisterFolder(const std::string& Fold
     std::sort(files.begin(), files.end(), [](const fs::path& A, const fs::path& B) {
         return LowerCase(A.filename().string()) < LowerCase(B.filename().string());
     });
-    for (const fs::path& f : files) {
+    const auto total = static_cast<std::int32_t>(files.size());
+    for (std::int32_t i = 0; i < total; ++i) {
+        if (Progress && !Progress(i, total))
+            return problems;
         std::string reason;
-        if (!RegisterMapReport(f.string(), reason))
-            problems.push_back({f.string(), reason});
+        if (!RegisterMapReport(files[std::size_t(i)].string(), reason))
+            problems.push_back({files[std::size_t(i)].string(), reason});
     }
+    if (Progress)
+        Progress(total, total);
     return problems;
 }
 

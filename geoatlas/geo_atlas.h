@@ -100,8 +100,11 @@ public:
 
     // Registers every "*.xml" file of Folder (not its subfolders), in name order. Returns one entry for each
     // file that was not registered; an empty result means all were. A folder that cannot be listed gives
-    // one entry naming the folder.
-    std::vector<TAtlasFileProblem> RegisterFolder(const std::string& Folder);
+    // one entry naming the folder. Progress, when set, is called before each file with the files done so
+    // far and their number, and once more with both equal at the end; false stops the registration there
+    // (the files not reached are neither registered nor reported).
+    std::vector<TAtlasFileProblem> RegisterFolder(const std::string& Folder,
+                                                  const std::function<bool(std::int32_t Done, std::int32_t Total)>& Progress = {});
     // Shows the map for a place at a wanted resolution (metres per pixel) and centres the place: the
     // coarsest map covering it whose resolution is at most Resolution, or, when every covering map is
     // coarser, the finest of them; lowest number on ties. False when no map covers the place.

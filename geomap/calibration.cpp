@@ -207,6 +207,24 @@ void TMapCalibration::SetCalibModel(TCalibModel Value)
     RecalcCalibration();
 }
 
+bool TMapCalibration::SetCalibModel(TCalibModel Value, TMathProgress* Progress)
+{
+    std::int32_t w = 0, h = 0;
+    ImageSize(w, h);
+    // Built aside as Refit(true) builds it, installed only when the fit ran to its end.
+    TCalibFit next = FFit;
+    next.SetModel(Value);
+    next.SetProjection(FCalibData);
+    next.FitGratMat(FCalibData);
+    next.FitModel(FCalibData, w, h, Progress);
+    if (Progress && Progress->Abort)
+        return false;
+    FFit = std::move(next);
+    CalcExtentsAndResolution();
+    RequestRepaint();
+    return true;
+}
+
 bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
 {
     FCalibData = Data;

@@ -78,6 +78,9 @@ public:
     // ---- calibration data and points ----
     TCalibModel CalibModel() const { return FFit.Model(); }
     void SetCalibModel(TCalibModel Value);  // stores, then RecalcCalibration; points are kept as they are
+    // The same with the model's fit reporting to Progress (see TCalibFit::FitModel). When Progress->Abort
+    // is set before the fit returns, the previous model and fit stay and the result is false.
+    bool SetCalibModel(TCalibModel Value, TMathProgress* Progress);
     const TCalibData& CalibData() const { return FCalibData; }
     // For callers that change the record directly; they run RecalcCalibration afterwards (the fit,
     // including the UTM zone, hemisphere and ellipsoid of its transforms, is rebuilt only then).

@@ -98,7 +98,7 @@ TAtlasFiles PrepareBundledAtlas(const std::string& DataDir, const std::string& S
 {
     const fs::path root(DataDir), samples(SamplesDir);
     TAtlasFiles files{(root / "maps").string(), (root / "db" / "austria").string(),
-                      (root / "landmarks-vienna.xml").string()};
+                      (root / "landmarks-vienna.xml").string(), (samples / "symbols-basic.xml").string()};
     const fs::path stamp = root / "atlas.stamp";
     {
         std::ifstream in(stamp);

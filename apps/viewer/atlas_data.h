@@ -11,6 +11,7 @@ struct TAtlasFiles {
     std::string MapDir;        // the calibration files and images the atlas registers
     std::string DBName;        // the geographic database (Austria: borders, rivers, lakes, towns, roads)
     std::string LandmarkFile;  // sample landmarks (Vienna sights), set id "sights"
+    std::string SymbolFile;    // the symbol catalogue of the landmark editor (read from the samples)
 };
 
 // Fills DataDir (created when missing) unless it already holds an atlas of this layout; a second call

@@ -6,13 +6,21 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QCoreApplication>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace viewer {
+
+void PumpProgressEvents(const QProgressDialog& Dialog)
+{
+    QCoreApplication::processEvents(Dialog.isVisible() ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
+}
 
 TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Calibration", Parent), FMap(Map)
 {
@@ -63,10 +71,22 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     setWidget(body);
 }
 
-void TCalibEditor::SetModel(qv::TCalibModel Model)
+bool TCalibEditor::SetModel(qv::TCalibModel Model)
 {
-    FMap.Calibration().SetCalibModel(Model);
+    // The conic fit counts one step per round of its apex search, 20 in all; the others a step or two.
+    qv::TMathProgress progress;
+    QProgressDialog dlg("Fitting the reference points...", "Cancel", 0, Model == qv::cmConicConformal ? 20 : 0, this);
+    dlg.setWindowModality(Qt::WindowModal);  // no new points while the fit runs
+    dlg.setMinimumDuration(400);             // a quick fit shows nothing
+    progress.FeedBack = [&](double Steps) {
+        dlg.setValue(std::min(static_cast<int>(Steps), dlg.maximum()));
+        PumpProgressEvents(dlg);
+        if (dlg.wasCanceled())
+            progress.Abort = true;
+    };
+    const bool done = FMap.Calibration().SetCalibModel(Model, &progress);
     Refresh();
+    return done;
 }
 
 bool TCalibEditor::AddPoint(std::int32_t X, std::int32_t Y, double Lat, double Long)
@@ -79,6 +99,33 @@ bool TCalibEditor::AddPoint(std::int32_t X, std::int32_t Y, double Lat, double L
 void TCalibEditor::ClearPoints()
 {
     FMap.ClearCalibData();
+    Refresh();
+}
+
+int TCalibEditor::PointAt(std::int32_t X, std::int32_t Y) const
+{
+    int best = 0;
+    double bestD2 = 64.0;
+    for (int i = 0; i < qv::ValidCalQuads(FMap.CalibData()); ++i) {
+        const qv::TCalQuad& q = FMap.CalibData().CalQuads[static_cast<std::size_t>(i)];
+        const qv::TPoint p = FMap.MapImageToControl({q.MapX, q.MapY});
+        const double d2 = double(p.X - X) * (p.X - X) + double(p.Y - Y) * (p.Y - Y);
+        if (d2 <= bestD2)
+            best = i + 1, bestD2 = d2;
+    }
+    return best;
+}
+
+void TCalibEditor::MovePoint(int Index, std::int32_t X, std::int32_t Y)
+{
+    if (Index < 1 || Index > qv::ValidCalQuads(FMap.CalibData()))
+        return;
+    qv::TCalQuad& q = FMap.Calibration().CalibData().CalQuads[static_cast<std::size_t>(Index - 1)];
+    if (q.MapX == X && q.MapY == Y)
+        return;
+    q.MapX = X;
+    q.MapY = Y;
+    FMap.RecalcCalibration();
     Refresh();
 }
 

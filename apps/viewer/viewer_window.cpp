@@ -1,6 +1,7 @@
 #include "viewer_window.h"
 
 #include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/georef_export.h>
 
 #include <QAction>
 #include <QActionGroup>
@@ -13,6 +14,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPrinter>
+#include <QProgressDialog>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QTimer>
@@ -21,6 +23,9 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 
 namespace viewer {
 
@@ -28,6 +33,23 @@ namespace {
 
 constexpr std::uint8_t kPlacedClass = 2;  // landmarks placed in the viewer; the samples use class 1
 constexpr const char* kLandmarkSetId = "sights";
+
+// Control-point lists go by these extensions; a world file's own extension varies with the image
+// (".tfw", ".jgw", ".bpw", ".wld"), so it is what remains.
+bool IsGCPListName(const QString& File)
+{
+    const QString ext = QFileInfo(File).suffix().toLower();
+    return ext == "txt" || ext == "gcp";
+}
+
+void WriteTextFile(const std::string& File, const std::string& Text)
+{
+    std::ofstream out(File, std::ios::binary | std::ios::trunc);
+    out << Text;
+    out.close();
+    if (!out)
+        throw std::runtime_error("cannot write \"" + File + "\"");
+}
 
 }  // namespace
 
@@ -45,15 +67,60 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
     FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState, std::int32_t X, std::int32_t Y) {
         UpdatePointer(X, Y);
+        if (FDraggedCalPoint > 0) {
+            const qv::TPoint p = Map().ControlToMapImage({X, Y});
+            FCalibEditor->MovePoint(FDraggedCalPoint, p.X, p.Y);
+        }
+        if (FDragged > 0) {
+            double lat = 0, lon = 0;
+            if (PixelToLatLong(X, Y, lat, lon)) {
+                qv::TLandMark l = Map().GetLandMarkData(FDragged);
+                l.Latitude = lat;
+                l.Longitude = lon;
+                Map().SetLandMarkData(FDragged, l);
+                Map().Paint();
+            }
+        }
     };
     FAtlas->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton B, qv::TShiftState, std::int32_t X,
                                  std::int32_t Y) { MapMouseDown(B, X, Y); };
     FAtlas->OnMouseUp = [this](qv::TCustomControl&, qv::TMouseButton, qv::TShiftState, std::int32_t X,
                                std::int32_t Y) {
+        FDragged = 0;
+        FDraggedCalPoint = 0;
         UpdateMapInfo();
         UpdatePointer(X, Y);
     };
+    FAtlas->OnDblClick = [this](qv::TCustomControl&) {
+        if (FTool != TTool::DeleteLandmark && FTool != TTool::MoveLandmark)
+            return;
+        // Asked after the event is handled, as for calibration points: no nested loop inside the handler.
+        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
+        if (k > 0)
+            QTimer::singleShot(0, this, [this, k] { EditLandmark(k); });
+    };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) { UpdateMapInfo(); };
+    map.OnDataLoading = [this](qv::TGeoMap& M, qv::TProgressStage Stage, std::int32_t Percent) {
+        if (Stage == qv::pgStarting) {
+            FLoadProgress = std::make_unique<QProgressDialog>("Loading the map image...", "Cancel", 0, 100, this);
+            FLoadProgress->setWindowModality(Qt::WindowModal);
+            FLoadProgress->setMinimumDuration(400);  // small images load without a flash
+            return;
+        }
+        if (!FLoadProgress)
+            return;
+        if (Stage == qv::pgEnding) {
+            const bool cancelled = FLoadProgress->wasCanceled();
+            FLoadProgress.reset();
+            if (cancelled)
+                statusBar()->showMessage("Loading the map image was cancelled", 10000);
+            return;
+        }
+        FLoadProgress->setValue(Percent);
+        PumpProgressEvents(*FLoadProgress);
+        if (FLoadProgress->wasCanceled())
+            M.CancelLoading();
+    };
     map.OnSelectRect = [this](qv::TGeoMap&, std::int32_t Kind, double V1, double V2, double V3, double V4) {
         statusBar()->showMessage(
             Kind == 1 ? QString("selected: N %1 W %2 S %3 E %4").arg(V1, 0, 'f', 5).arg(V2, 0, 'f', 5).arg(V3, 0, 'f', 5).arg(V4, 0, 'f', 5)
@@ -75,6 +142,8 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     lm.Caption.HAlignment = qv::haCenter;
     map.SetDefaultLandMark(lm);
     map.LoadLandMarks(Files.LandmarkFile, kLandmarkSetId);
+    FSymbols.SetComponentName("viewer");
+    FSymbols.LoadFromFile(Files.SymbolFile, {});  // without it the editor keeps each landmark's symbol
 
     FPosLabel = new QLabel(this);
     FUTMLabel = new QLabel(this);
@@ -129,6 +198,8 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnMouseDown = {};
     FAtlas->OnMouseUp = {};
     FAtlas->OnCBoxMapsChange = {};
+    FAtlas->OnDblClick = {};
+    Map().OnDataLoading = {};
 }
 
 std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
@@ -152,6 +223,11 @@ void TViewerWindow::BuildActions()
         if (!f.isEmpty() && !SaveLandmarkFile(f))
             QMessageBox::warning(this, "Save landmarks", "Cannot write " + f);
     });
+    file->addAction("Add map &folder...", QKeySequence("Ctrl+Shift+O"), this, [this] {
+        const QString d = QFileDialog::getExistingDirectory(this, "Add the calibrated maps of a folder");
+        if (!d.isEmpty())
+            AddMapFolder(d);
+    });
     file->addSeparator();
     file->addAction("&Export view as image...", QKeySequence("Ctrl+E"), this, [this] {
         const QString f = QFileDialog::getSaveFileName(this, "Export view", "view.png", "Images (*.png *.jpg)");
@@ -167,6 +243,37 @@ void TViewerWindow::BuildActions()
         const QString f = QFileDialog::getSaveFileName(this, "Print to PDF", "map.pdf", "PDF (*.pdf)");
         if (!f.isEmpty() && !PrintToPdf(f))
             QMessageBox::warning(this, "Print", "Cannot write " + f);
+    });
+    file->addSeparator();
+    file->addAction("Export &georeferencing...", QKeySequence("Ctrl+Alt+G"), this, [this] {
+        const QString f = QFileDialog::getSaveFileName(this, "Export georeferencing", "map.vrt",
+                                                       "Raster VRT with control points (*.vrt);;World file (*.wld *.tfw *.jgw *.bpw);;"
+                                                       "Control-point list (*.txt *.gcp)");
+        QString error;
+        if (!f.isEmpty() && !ExportGeoref(f, error))
+            QMessageBox::warning(this, "Export georeferencing", error);
+    });
+    file->addAction("&Import georeferencing...", QKeySequence("Ctrl+Alt+I"), this, [this] {
+        const QString f = QFileDialog::getOpenFileName(this, "Import georeferencing for the image shown", {},
+                                                       "World file (*.wld *.tfw *.jgw *.bpw);;Control-point list (*.txt *.gcp);;All files (*)");
+        if (f.isEmpty())
+            return;
+        // A world file is affine: equirect or UTM; control points fit any of the editor's models.
+        std::vector<qv::TCalibModel> models;
+        if (IsGCPListName(f))
+            models.assign(std::begin(TCalibEditor::Models), std::end(TCalibEditor::Models));
+        else
+            models = {qv::cmEquiRect};
+        if (Map().Calibration().UTMZone() > 0)
+            models.push_back(qv::cmUTM);
+        QStringList names;
+        for (qv::TCalibModel m : models)
+            names << QString::fromUtf8(qv::CalibModelKeywords[m].data(), int(qv::CalibModelKeywords[m].size()));
+        bool ok = false;
+        const QString name = QInputDialog::getItem(this, "Import georeferencing", "Model", names, 0, false, &ok);
+        QString error;
+        if (ok && !ImportGeoref(f, models[std::size_t(names.indexOf(name))], error))
+            QMessageBox::warning(this, "Import georeferencing", error);
     });
     file->addSeparator();
     file->addAction("&Quit", QKeySequence::Quit, this, &QWidget::close);
@@ -219,6 +326,7 @@ void TViewerWindow::BuildActions()
                  {TTool::SelectRect, "&Select rectangle", "S"},
                  {TTool::PlaceLandmark, "Place &landmark", "L"},
                  {TTool::DeleteLandmark, "D&elete landmark", "X"},
+                 {TTool::MoveLandmark, "&Move landmark", "M"},
                  {TTool::CalibPoint, "&Calibration point", "C"}};
     for (const auto& m : modes) {
         QAction* a = tools->addAction(m.name);
@@ -232,6 +340,11 @@ void TViewerWindow::BuildActions()
     }
 
     QMenu* lm = menuBar()->addMenu("&Landmarks");
+    lm->addAction("&Edit...", QKeySequence("F2"), this, [this] {
+        // The landmark under the pointer, else the last one.
+        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
+        EditLandmark(k > 0 ? k : Map().NumLandMarks());
+    });
     lm->addAction("Remove &last", QKeySequence::Undo, this, [this] { Map().RemoveLastLandMark(); });
     lm->addAction("Remove &all placed", QKeySequence("Ctrl+Shift+Del"), this, [this] { Map().RemoveAllLandMarks(kPlacedClass); });
     QMenu* classes = lm->addMenu("Show &classes");
@@ -261,7 +374,7 @@ void TViewerWindow::SetTool(TTool Tool)
         {TTool::Pan, qv::maPan},           {TTool::PanHoriz, qv::maPanHoriz},     {TTool::PanVert, qv::maPanVert},
         {TTool::RubberBand, qv::maRubberBand}, {TTool::ZoomWindow, qv::maZoomWindow}, {TTool::DragZoom, qv::maDragZoom},
         {TTool::SelectRect, qv::maSelectRect}, {TTool::PlaceLandmark, qv::maLandMark}, {TTool::DeleteLandmark, qv::maNone},
-        {TTool::CalibPoint, qv::maNone}};
+        {TTool::CalibPoint, qv::maNone},       {TTool::MoveLandmark, qv::maNone}};
     Map().SetMouseAction(modes.at(Tool));
 }
 
@@ -339,23 +452,16 @@ void TViewerWindow::UpdateMapInfo()
 
 void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y)
 {
+    FPointer = {X, Y};
     if (FTool == TTool::DeleteLandmark && Button == qv::mbLeft) {
-        // The nearest visible landmark within 10 screen pixels.
-        std::int32_t best = 0;
-        double bestD2 = 100.0;
-        for (std::int32_t k = 1; k <= Map().NumLandMarks(); ++k) {
-            const qv::TLandMark l = Map().GetLandMarkData(k);
-            std::int32_t px = 0, py = 0;
-            if (!Map().GetClassVisibility(l.ClassFlag) || !Map().CalcPixelCoords(l.Latitude, l.Longitude, px, py))
-                continue;
-            const qv::TPoint c = Map().MapImageToControl({px, py});
-            const double d2 = double(c.X - X) * (c.X - X) + double(c.Y - Y) * (c.Y - Y);
-            if (d2 <= bestD2)
-                best = k, bestD2 = d2;
-        }
-        if (best > 0)
-            Map().RemoveLandMark(best);
+        if (const std::int32_t k = LandmarkAt(X, Y))
+            Map().RemoveLandMark(k);
     }
+    if (FTool == TTool::MoveLandmark && Button == qv::mbLeft)
+        FDragged = LandmarkAt(X, Y);
+    if (FTool == TTool::CalibPoint && Button == qv::mbLeft && FCalibEditor->isVisible() &&
+        (FDraggedCalPoint = FCalibEditor->PointAt(X, Y)) > 0)
+        return;  // a press on a shown reference point drags it
     if (FTool == TTool::CalibPoint && Button == qv::mbLeft) {
         // The question waits until the press is handled: a dialog inside the map's mouse handler would
         // run a nested event loop in the middle of it.
@@ -374,6 +480,36 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::i
         lm.Caption.Text = "Mark " + std::to_string(++FPlaced + 1);
         Map().SetDefaultLandMark(lm);
     }
+}
+
+std::int32_t TViewerWindow::LandmarkAt(std::int32_t X, std::int32_t Y)
+{
+    std::int32_t best = 0;
+    double bestD2 = 100.0;
+    for (std::int32_t k = 1; k <= Map().NumLandMarks(); ++k) {
+        const qv::TLandMark l = Map().GetLandMarkData(k);
+        std::int32_t px = 0, py = 0;
+        if (!Map().GetClassVisibility(l.ClassFlag) || !Map().CalcPixelCoords(l.Latitude, l.Longitude, px, py))
+            continue;
+        const qv::TPoint c = Map().MapImageToControl({px, py});
+        const double d2 = double(c.X - X) * (c.X - X) + double(c.Y - Y) * (c.Y - Y);
+        if (d2 <= bestD2)
+            best = k, bestD2 = d2;
+    }
+    return best;
+}
+
+bool TViewerWindow::EditLandmark(std::int32_t Index)
+{
+    if (Index < 1 || Index > Map().NumLandMarks())
+        return false;
+    TLandmarkDialog dlg(FSymbols, Map().GetLandMarkData(Index), this);
+    if (dlg.exec() != QDialog::Accepted)
+        return false;
+    FSymbols.Assign(dlg.Symbols());
+    Map().SetLandMarkData(Index, dlg.Result());
+    Map().Paint();
+    return true;
 }
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
@@ -458,6 +594,35 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
     }
 }
 
+std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Folder)
+{
+    QProgressDialog dlg("Registering maps...", "Cancel", 0, 1, this);
+    dlg.setWindowModality(Qt::WindowModal);
+    dlg.setMinimumDuration(400);
+    bool cancelled = false;
+    const std::int32_t before = FAtlas->NumRegMaps();
+    const auto problems = FAtlas->RegisterFolder(Folder.toStdString(), [&](std::int32_t Done, std::int32_t Total) {
+        dlg.setMaximum(std::max(Total, 1));
+        dlg.setValue(Done);
+        PumpProgressEvents(dlg);
+        cancelled = dlg.wasCanceled();
+        return !cancelled;
+    });
+    QString report = QString("%1 maps registered from %2%3").arg(FAtlas->NumRegMaps() - before).arg(Folder).arg(cancelled ? " (cancelled)" : "");
+    for (const auto& p : problems)
+        report += QString::fromStdString("\n" + p.File + ": " + p.Reason);
+    FFolderReport = problems.empty() && !cancelled ? QString() : report;
+    statusBar()->showMessage(report.section('\n', 0, 0), 10000);
+    if (!FFolderReport.isEmpty()) {
+        // Not modal: the report may stay open beside the maps it lists.
+        auto* box = new QMessageBox(QMessageBox::Information, "Add map folder", FFolderReport, QMessageBox::Close, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->setModal(false);
+        box->show();
+    }
+    return problems;
+}
+
 bool TViewerWindow::LoadLandmarkFile(const QString& File)
 {
     const bool ok = Map().LoadLandMarks(File.toStdString(), {});
@@ -493,6 +658,87 @@ bool TViewerWindow::PrintToPdf(const QString& File)
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(File);
     return Map().PrintIt(printer, 1.0);
+}
+
+bool TViewerWindow::ExportGeoref(const QString& File, QString& Error)
+{
+    try {
+        const qv::TMapCalibration& cal = Map().Calibration();
+        if (FAtlas->CurrentMap() == 0 || cal.CalibModel() == qv::cmUndefined)
+            throw std::runtime_error("the map shown has no calibration");
+        std::ostringstream text;
+        const std::string out = File.toStdString();
+        if (QFileInfo(File).suffix().toLower() == "vrt") {
+            // The map keeps the name as the calibration gives it; the file is where the map found it.
+            std::string image = Map().MapImgName();
+            if (Map().OnMapImageRequest)
+                Map().OnMapImageRequest(Map(), image);
+            qv::TImageBands bands;
+            if (!qv::ReadImageBands(image, bands))
+                throw std::runtime_error("\"" + image + "\" is not a BMP or JPEG image");
+            // Named relative to the VRT when it can be, so that both can move together.
+            namespace fs = std::filesystem;
+            const fs::path abs = fs::absolute(image);
+            const fs::path rel = abs.lexically_relative(fs::absolute(out).parent_path());
+            qv::WriteGeoRefVRT(text, cal, qv::CalibGCPs(cal), rel.empty() ? abs.string() : rel.generic_string(), !rel.empty(),
+                               bands);
+        } else if (IsGCPListName(File)) {
+            qv::WriteGCPList(text, cal, qv::CalibGCPs(cal));
+        } else {
+            const bool utm = cal.CalibModel() == qv::cmUTM;
+            qv::WriteWorldFile(text, qv::CalibWorldFile(cal), utm);
+            // A world file has no place for its coordinate system: the zone's metres go into a ".prj".
+            if (utm)
+                WriteTextFile(std::filesystem::path(out).replace_extension(".prj").string(),
+                              qv::UTMWKT(cal.UTMZone(), cal.UTMHemisphere() == qv::hemiSouth, cal.CalibData().Ellipsoid) + "\n");
+        }
+        WriteTextFile(out, text.str());
+        return true;
+    } catch (const std::exception& e) {
+        Error = QString::fromStdString(e.what());
+        return false;
+    }
+}
+
+bool TViewerWindow::ImportGeoref(const QString& File, qv::TCalibModel Model, QString& Error)
+{
+    try {
+        const std::int32_t w = Map().MapWidth(), h = Map().MapHeight();
+        if (w <= 0 || h <= 0)
+            throw std::runtime_error("no map image is shown");
+        const qv::TCalibData& cur = Map().CalibData();
+        if (Model == qv::cmUTM && (cur.UTMZone < 1 || cur.UTMZone > 60))
+            throw std::runtime_error("the utm model needs the UTM zone of the map's calibration");
+        std::ifstream in(File.toStdString());
+        if (!in)
+            throw std::runtime_error("cannot open \"" + File.toStdString() + "\"");
+        std::string error;
+        qv::TCalibData d;
+        if (IsGCPListName(File)) {
+            std::vector<qv::TGroundControlPoint> gcps;
+            if (!qv::ReadGCPList(in, gcps, error))
+                throw std::runtime_error(error);
+            qv::GCPsToCalib(gcps, d);
+            d.UTMZone = Model == qv::cmUTM ? cur.UTMZone : 0;
+            d.UTMSouth = Model == qv::cmUTM && cur.UTMSouth;
+        } else {
+            qv::TWorldFile wf;
+            if (!qv::ReadWorldFile(in, wf, error))
+                throw std::runtime_error(error);
+            d = qv::WorldFileToCalib(wf, w, h, Model, Model == qv::cmUTM ? cur.UTMZone : -1, cur.UTMSouth);
+        }
+        d.MapFName = cur.MapFName;
+        d.Caption = cur.Caption;
+        d.Ellipsoid = cur.Ellipsoid;
+        Map().Calibration().LoadCalibData(d, Model);
+        Map().CalcExtentsAndResolution();
+    } catch (const std::exception& e) {
+        Error = QString::fromStdString(e.what());
+        return false;
+    }
+    FCalibEditor->show();
+    FCalibEditor->Refresh();
+    return true;
 }
 
 }  // namespace viewer

@@ -5,6 +5,7 @@
 
 #include "atlas_data.h"
 #include "calib_editor.h"
+#include "landmark_dialog.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -20,12 +21,14 @@
 class QAction;
 class QActionGroup;
 class QLabel;
+class QProgressDialog;
 
 namespace viewer {
 
-// Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting landmarks.
+// Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting and moving
+// landmarks (a double click in either edits the landmark), calibration points.
 enum class TTool { AtlasZoom, Pan, PanHoriz, PanVert, RubberBand, ZoomWindow, DragZoom, SelectRect, PlaceLandmark,
-                   DeleteLandmark, CalibPoint };
+                   DeleteLandmark, CalibPoint, MoveLandmark };
 
 class TViewerWindow : public QMainWindow {
     Q_OBJECT
@@ -51,11 +54,31 @@ public:
     void UpdatePointer(std::int32_t X, std::int32_t Y);
     void UpdateMapInfo();
     int DatabaseItemsDrawn() const { return FItemsDrawn; }
+    // The visible landmark nearest to the map-view pixel (X, Y) within 10 pixels; 0 when there is none.
+    std::int32_t LandmarkAt(std::int32_t X, std::int32_t Y);
+    // Edits landmark Index in TLandmarkDialog (modal); false when cancelled or Index is not a landmark.
+    bool EditLandmark(std::int32_t Index);
+    // The catalogue the landmark editor offers; a catalogue opened in the editor replaces it.
+    qv::TSymbolRepository& Symbols() { return FSymbols; }
+    // Registers every calibration file of Folder with a progress dialog (a step a file; Cancel stops
+    // between files) and shows the files that could not be taken in a (non-modal) report. Returns them.
+    std::vector<qv::TAtlasFileProblem> AddMapFolder(const QString& Folder);
+    // The last folder report, empty when every file was registered.
+    QString FolderReport() const { return FFolderReport; }
     bool LoadLandmarkFile(const QString& File);
     bool SaveLandmarkFile(const QString& File);
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
     bool ExportWholeMap(const QString& File);
     bool PrintToPdf(const QString& File);
+    // The georeferencing of the map shown, by File's extension: ".vrt" a VRT over the map image with
+    // control points, ".txt"/".gcp" a control-point list, anything else a world file (affine models only;
+    // a UTM one gets its ".prj" beside it). False with the reason in Error.
+    bool ExportGeoref(const QString& File, QString& Error);
+    // Reads a world file or (".txt"/".gcp") a control-point list for the image shown into the map's
+    // calibration, fitted with Model; UTM takes the zone and hemisphere of the map's calibration. The
+    // calibration editor shows the result. False with the reason in Error when the file cannot be read
+    // (the calibration is then unchanged).
+    bool ImportGeoref(const QString& File, qv::TCalibModel Model, QString& Error);
     TCalibEditor& CalibEditor() { return *FCalibEditor; }
     // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
     // default shows a dialog; tests put their own answer here.
@@ -81,6 +104,11 @@ private:
     QLabel* FScaleLabel = nullptr;
     QLabel* FMagLabel = nullptr;
     TCalibEditor* FCalibEditor = nullptr;
+    qv::TSymbolRepository FSymbols;
+    std::int32_t FDragged = 0;
+    int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
+    std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
+    QString FFolderReport;  // the landmark being moved, 0 when none
     int FPlaced = 0;
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
 };

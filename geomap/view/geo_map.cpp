@@ -234,6 +234,7 @@ void TGeoMap::SetMapImgName(const std::string& Name)
     }
     const std::string ext = LowerCase(std::filesystem::path(load).extension().string());
     if (ext == ".jpg" || ext == ".jpeg" || ext == ".bmp") {
+        FCancelLoading = false;
         if (OnDataLoading)
             OnDataLoading(*this, pgStarting, 0);
         TBitmap picture;
@@ -241,13 +242,22 @@ void TGeoMap::SetMapImgName(const std::string& Name)
             LoadBMP(picture, load);
         } else {
             TImageProgress progress;
+            std::int32_t percent = 0;
             if (OnDataLoading)
-                progress = [this](std::int32_t Done, std::int32_t Total) {
-                    OnDataLoading(*this, pgRunning,
-                                  Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0);
-                    return true;
+                progress = [this, &percent](std::int32_t Done, std::int32_t Total) {
+                    percent = Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0;
+                    OnDataLoading(*this, pgRunning, percent);
+                    return !FCancelLoading;
                 };
-            LoadJPEG(picture, load, progress);
+            // A cancel seen at pgStarting stops the decoder at its first batch.
+            if (!LoadJPEG(picture, load, progress)) {
+                if (OnDataLoading)
+                    OnDataLoading(*this, pgEnding, percent);
+                FMapImgName.clear();
+                FMapImgWidth = FMapImgHeight = 0;
+                Paint();
+                return;
+            }
         }
         FGrafBmp = std::move(picture);
         FPyramidStale = true;

@@ -249,6 +249,12 @@ public:
     // takes the name. A missing file empties the map without an error. Raises EXELGeoMapError when the
     // picture exceeds MaxMapPixels (the over-size picture stays in GrafBmp, name and size do not change).
     void SetMapImgName(const std::string& Name);
+    // Asks the JPEG load in progress to stop: called from OnDataLoading (for instance when its progress
+    // dialog was cancelled), the decoder stops after its current batch of rows, OnDataLoading gets
+    // pgEnding with the percent reached, and the map is left as a missing file leaves it (no name, size
+    // 0; the previous picture is not restored). Each load starts uncancelled; BMP loads report no rows
+    // and cannot be stopped.
+    void CancelLoading() { FCancelLoading = true; }
     void SetMapBitMap(const TBitmap& Bitmap);  // the name becomes "$unknown$"
     bool RenameMapImg(const std::string& NewName);
     // Writes the calibration (".xml", naming the image without a directory) and the image (".jpg").
@@ -579,6 +585,7 @@ private:
 
     // Beyond the classic state.
     std::int64_t FMaxMapPixels = DefaultMaxMapPixels;
+    bool FCancelLoading = false;  // set by CancelLoading, cleared when a load starts
     bool FKeyboardNavigation = true;
     double FForcedPixelRatio = 0.0;
     std::array<TBitmap, 4> FPyramid;  // FGrafBmp halved 1..4 times; empty when unused

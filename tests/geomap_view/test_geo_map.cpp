@@ -415,6 +415,36 @@ TEST(GeoMap, KeyboardNavigation)
     EXPECT_EQ(m.TopLeft(), (TPoint{0, 0}));
 }
 
+// A load cancelled from OnDataLoading stops part way and leaves the map as a missing file would; the
+// next load starts afresh.
+TEST(GeoMap, CancelledJpegLoadLeavesNoImage)
+{
+    TempDir t;
+    SaveJPEG(TBitmap(1200, 2400), t / "tall.jpg", 80);
+    TGeoMap m;
+    m.SetMapBitMap(TBitmap(30, 20));
+    int cancelAt = 40, running = 0, ending = -1;
+    m.OnDataLoading = [&](TGeoMap& Map, TProgressStage Stage, std::int32_t P) {
+        running += Stage == pgRunning;
+        if (Stage == pgEnding)
+            ending = P;
+        if (Stage == pgRunning && P >= cancelAt)
+            Map.CancelLoading();
+    };
+    m.SetMapImgName(t / "tall.jpg");
+    EXPECT_GE(ending, 40);
+    EXPECT_LT(ending, 100);
+    EXPECT_EQ(m.MapImgName(), "");
+    EXPECT_EQ(m.MapWidth(), 0);
+    cancelAt = 101;
+    const int before = running;
+    m.SetMapImgName(t / "tall.jpg");
+    EXPECT_EQ(ending, 100);
+    EXPECT_GT(running - before, 2);
+    EXPECT_EQ(m.MapWidth(), 1200);
+    EXPECT_EQ(m.MapHeight(), 2400);
+}
+
 // 60 megapixels: refused at the documented limit, loaded when the limit is raised, with its pyramid.
 TEST(GeoMap, RaisedLimitLoadsLargeJpeg)
 {

@@ -2,15 +2,26 @@
 // and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
 #include "viewer_window.h"
 
+#include <QApplication>
+#include <QComboBox>
 #include <QFile>
+#include <QLineEdit>
+#include <QProgressDialog>
+#include <QStatusBar>
+#include <QSpinBox>
+#include <QTimer>
 #include <QImage>
 #include <QLabel>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+#include <qvgeo/geobasics/transverse_mercator.h>
+
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -146,6 +157,86 @@ TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
     EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
 }
 
+// Answers the landmark dialog as soon as one is open: Fill sets its fields and accepts (true) or rejects.
+class TDialogAnswer {
+public:
+    explicit TDialogAnswer(std::function<bool(viewer::TLandmarkDialog&)> Fill)
+    {
+        QObject::connect(&FTimer, &QTimer::timeout, [this, Fill] {
+            if (auto* d = qobject_cast<viewer::TLandmarkDialog*>(QApplication::activeModalWidget())) {
+                FTimer.stop();
+                Answered = true;
+                Fill(*d) ? d->accept() : d->reject();
+            }
+        });
+        FTimer.start(5);
+    }
+    bool Wait()
+    {
+        for (int i = 0; i < 200 && !Answered; ++i)
+            QTest::qWait(10);
+        return Answered;
+    }
+    bool Answered = false;
+
+private:
+    QTimer FTimer;
+};
+
+TEST_F(ViewerTest, LandmarksAreEditedAndMoved)
+{
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    W->Map().ZoomFitPage();
+    ASSERT_EQ(W->Symbols().NumEntries(), 9);  // data/samples/symbols-basic.xml
+    const std::int32_t k = W->Map().AddLandMark(kGrazLat, kGrazLong, 0);
+    const qv::TLandMark before = W->Map().GetLandMarkData(k);
+    const QPoint graz = At(kGrazLat, kGrazLong);
+
+    // F2 edits the landmark under the pointer: symbol 3 of the catalogue, caption and class change, the
+    // place does not.
+    QTest::mouseMove(&W->Map(), graz + QPoint(2, -3));
+    TDialogAnswer edit([](viewer::TLandmarkDialog& d) {
+        d.SymbolBox()->setCurrentIndex(3);
+        d.CaptionEdit()->setText(QString::fromUtf8("Schlo\u00DFberg"));
+        d.ClassBox()->setValue(3);
+        return true;
+    });
+    QTest::keyClick(W.get(), Qt::Key_F2);
+    ASSERT_TRUE(edit.Wait());
+    qv::TLandMark lm = W->Map().GetLandMarkData(k);
+    EXPECT_EQ(lm.Caption.Text, "Schlo\u00DFberg");
+    EXPECT_EQ(lm.ClassFlag, 3);
+    EXPECT_EQ(lm.SymbolProps, W->Symbols().GetValues(3).Properties);
+    EXPECT_EQ(lm.SymbolProps.Kind, qv::lmTriangle);
+    EXPECT_EQ(lm.Caption.Size, before.Caption.Size);
+    EXPECT_EQ(std::pair(lm.Latitude, lm.Longitude), std::pair(before.Latitude, before.Longitude));
+
+    // In the move tool a drag carries it to the place under the release; a double click opens the
+    // editor, whose Cancel changes nothing; a press beside every landmark moves none.
+    W->activateWindow();  // the closed dialog leaves no active window, and shortcuts need one
+    ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
+    QTest::keyClick(W.get(), Qt::Key_M);
+    ASSERT_EQ(W->Tool(), viewer::TTool::MoveLandmark);
+    const QPoint to = graz + QPoint(60, -45);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, graz + QPoint(-3, 2));
+    QTest::mouseMove(&W->Map(), graz + QPoint(30, -20));
+    QTest::mouseMove(&W->Map(), to);
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to);
+    lm = W->Map().GetLandMarkData(k);
+    EXPECT_EQ(At(lm.Latitude, lm.Longitude), to);
+    TDialogAnswer cancel([](viewer::TLandmarkDialog& d) {
+        d.CaptionEdit()->setText("not taken");
+        return false;
+    });
+    QTest::mouseDClick(&W->Map(), Qt::LeftButton, {}, to);
+    ASSERT_TRUE(cancel.Wait());
+    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, to + QPoint(0, 30));
+    QTest::mouseMove(&W->Map(), to + QPoint(40, 40));
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to + QPoint(40, 40));
+    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
+}
+
 TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
 {
     W->Atlas().SelectMap(W->MapNumber("austria.xml"));
@@ -210,6 +301,24 @@ TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
     EXPECT_FALSE(ed.OpenFile(QString::fromStdString(Files.LandmarkFile), {}));  // not a calibration
     EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
 
+    // Dragging point 6 onto the pixel of the place typed for it repairs the fit, live: while the button is
+    // still down the residuals follow the pointer. The press grabs the point and asks for no new one.
+    const qv::TCalQuad q6 = W->Map().CalibData().CalQuads[5];
+    std::int32_t tx = 0, ty = 0;
+    ASSERT_TRUE(truth.CalcPixelCoords(q6.Latitude, q6.Longitude, tx, ty));
+    const qv::TPoint from = W->Map().MapImageToControl({q6.MapX, q6.MapY}), to = W->Map().MapImageToControl({tx, ty});
+    ASSERT_GT(ed.Residuals().RmsPixels, 1.0);
+    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, QPoint(from.X + 3, from.Y - 2));
+    QTest::mouseMove(&W->Map(), QPoint(to.X, to.Y));
+    EXPECT_LT(ed.Residuals().RmsPixels, 0.5);  // a control pixel is 2 image pixels at this magnification
+    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, QPoint(to.X, to.Y));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(asked, 6);
+    ASSERT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+    const qv::TCalQuad& moved = W->Map().CalibData().CalQuads[5];
+    EXPECT_EQ((qv::TPoint{moved.MapX, moved.MapY}), W->Map().ControlToMapImage(to));
+    EXPECT_EQ(std::pair(moved.Latitude, moved.Longitude), std::pair(q6.Latitude, q6.Longitude));
+
     // Three points on one row: the warning names the spread, whatever the fit says.
     ed.ClearPoints();
     ed.SetModel(qv::cmEquiRect);
@@ -234,6 +343,140 @@ TEST_F(ViewerTest, ViewMapAndPdfAreWritten)
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_TRUE(f.read(5) == "%PDF-");
     EXPECT_GT(f.size(), 1000);
+}
+
+std::string ReadAll(const fs::path& F)
+{
+    std::ifstream in(F);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
+{
+    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
+    ASSERT_EQ(W->Map().Calibration().CalibModel(), qv::cmUTM);
+    const qv::TCalibFit fit = W->Map().Calibration().Fit();
+    const int pixels[][2] = {{0, 0}, {799, 0}, {370, 599}};
+    QString error;
+    // The world file: six numbers that map the centre of pixel (x, y) to the zone-33 metres of the place
+    // the map's fit gives it; the zone goes into the ".prj" beside it.
+    const fs::path wld = Dir / "vienna.bpw", vrt = Dir / "vienna.vrt", gcp = Dir / "vienna.gcp";
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(wld.string()), error)) << error.toStdString();
+    std::istringstream in(ReadAll(wld));
+    std::vector<double> v;
+    for (double x = 0; in >> x;)
+        v.push_back(x);
+    ASSERT_EQ(v.size(), 6u);
+    EXPECT_NE(ReadAll(Dir / "vienna.prj").find("32633"), std::string::npos);
+    for (const auto& p : pixels) {
+        bool v1 = false, v2 = false;
+        double e = 0, n = 0;
+        int zone = 33;
+        qv::LatLongToUTM(fit.CalcLatitude(p[0], p[1], v1), fit.CalcLongitude(p[0], p[1], v2), qv::gelWGS84, zone, e, n);
+        EXPECT_NEAR(v[0] * p[0] + v[2] * p[1] + v[4], e, 0.01);
+        EXPECT_NEAR(v[1] * p[0] + v[3] * p[1] + v[5], n, 0.01);
+    }
+    // The VRT names the image beside it and holds the six reference points, pixel centres at +0.5.
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(vrt.string()), error)) << error.toStdString();
+    const std::string x = ReadAll(vrt);
+    EXPECT_NE(x.find("calib-vienna.bmp</SourceFilename>"), std::string::npos) << x;
+    EXPECT_NE(x.find("<GCP Id=\"6\" Pixel=\"280.5\" Line=\"200.5\" X=\"599500\" Y=\"5341500\""), std::string::npos) << x;
+    EXPECT_EQ(x.find("<GCP Id=\"7\""), std::string::npos);
+    ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(gcp.string()), error)) << error.toStdString();
+
+    // Each imported again replaces the reference points (4 corners from the world file, the 6 points from
+    // the list) and gives the same places; a file that is neither leaves the calibration as it was.
+    for (const fs::path& f : {wld, gcp}) {
+        ASSERT_TRUE(W->ImportGeoref(QString::fromStdString(f.string()), qv::cmUTM, error)) << error.toStdString();
+        EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), f == wld ? 4 : 6);
+        for (const auto& p : pixels) {
+            bool v1 = false, v2 = false, v3 = false, v4 = false;
+            EXPECT_NEAR(W->Map().CalcLatitude(p[0], p[1], v1), fit.CalcLatitude(p[0], p[1], v2), 1e-7) << f;
+            EXPECT_NEAR(W->Map().CalcLongitude(p[0], p[1], v3), fit.CalcLongitude(p[0], p[1], v4), 1e-7) << f;
+        }
+    }
+    EXPECT_FALSE(W->ImportGeoref(QString::fromStdString(Files.LandmarkFile), qv::cmUTM, error));
+    EXPECT_FALSE(error.isEmpty());
+    EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 6);
+}
+
+// Presses Cancel in the first progress dialog under Parent whose value has reached At; polled at each
+// pass through the event loop that the long work makes.
+class TCanceller {
+public:
+    TCanceller(QWidget* Parent, int At)
+    {
+        QObject::connect(&FTimer, &QTimer::timeout, [this, Parent, At] {
+            for (QProgressDialog* d : Parent->findChildren<QProgressDialog*>())
+                if (d->value() >= At && !d->wasCanceled()) {
+                    d->cancel();
+                    FTimer.stop();
+                    Cancelled = true;
+                }
+        });
+        FTimer.start(0);
+    }
+    bool Cancelled = false;
+
+private:
+    QTimer FTimer;
+};
+
+TEST_F(ViewerTest, LongWorkIsCancelled)
+{
+    // A 2.7-megapixel JPEG cancelled at 30 percent leaves the map without an image; loaded again, whole.
+    const fs::path jpg = fs::path(Files.MapDir) / "progress-test.jpg";
+    ASSERT_TRUE(QImage(1500, 1800, QImage::Format_RGB32).save(QString::fromStdString(jpg.string()), "JPEG", 80));
+    {
+        TCanceller c(W.get(), 30);
+        W->Map().SetMapImgName(jpg.string());
+        EXPECT_TRUE(c.Cancelled);
+    }
+    EXPECT_EQ(W->Map().MapWidth(), 0);
+    EXPECT_NE(W->statusBar()->currentMessage().indexOf("cancelled"), -1);
+    W->Map().SetMapImgName(jpg.string());
+    EXPECT_EQ(W->Map().MapWidth(), 1500);
+    fs::remove(jpg);
+
+    // A conic fit cancelled in its fifth round keeps the equirect fit; uncancelled it is taken.
+    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
+    viewer::TCalibEditor& ed = W->CalibEditor();
+    ASSERT_TRUE(ed.SetModel(qv::cmEquiRect));
+    const qv::TCalibFit fit = W->Map().Calibration().Fit();
+    bool v1 = false, v2 = false;
+    {
+        TCanceller c(&ed, 5);
+        EXPECT_FALSE(ed.SetModel(qv::cmConicConformal));
+        EXPECT_TRUE(c.Cancelled);
+    }
+    EXPECT_EQ(W->Map().Calibration().CalibModel(), qv::cmEquiRect);
+    EXPECT_EQ(W->Map().CalcLatitude(123, 456, v1), fit.CalcLatitude(123, 456, v2));
+    EXPECT_TRUE(ed.SetModel(qv::cmConicConformal));
+    EXPECT_EQ(W->Map().Calibration().CalibModel(), qv::cmConicConformal);
+
+    // A folder of four maps and a broken file: all taken and the broken one reported; cancelled after
+    // three files, the two maps among them and the broken one.
+    for (const char* sub : {"all", "part"}) {
+        const fs::path d = Dir / "folder" / sub;
+        fs::create_directories(d);
+        std::ofstream(d / "0-broken.xml") << "<geomap";
+        for (const char* m : {"austria", "lower-austria", "vienna-region", "world"})
+            fs::copy_file(fs::path(Files.MapDir) / (std::string(m) + ".xml"), d / (std::string("1-") + m + ".xml"));
+    }
+    const std::int32_t n = W->Atlas().NumRegMaps();
+    auto problems = W->AddMapFolder(QString::fromStdString((Dir / "folder" / "all").string()));
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_EQ(fs::path(problems[0].File).filename(), "0-broken.xml");
+    EXPECT_EQ(W->Atlas().NumRegMaps(), n + 4);
+    EXPECT_NE(W->FolderReport().indexOf("0-broken.xml: "), -1) << W->FolderReport().toStdString();
+    TCanceller c(W.get(), 3);
+    problems = W->AddMapFolder(QString::fromStdString((Dir / "folder" / "part").string()));
+    EXPECT_TRUE(c.Cancelled);
+    EXPECT_EQ(problems.size(), 1u);
+    EXPECT_EQ(W->Atlas().NumRegMaps(), n + 6);
+    EXPECT_NE(W->FolderReport().indexOf("cancelled"), -1);
 }
 
 TEST_F(ViewerTest, TourWritesFiveRealPictures)
