@@ -341,6 +341,28 @@ bool UsableFit(const qv::TCalibResiduals& res, const char* command)
     }
 }
 
+qv::TGeoEllipsoid EllipsoidOption(const std::string& text)
+{
+    qv::TGeoEllipsoid ell = qv::gelWGS84;
+    if (!qv::FindGeoEllipsoid(text, ell))
+        throw UsageError{"unknown ellipsoid \"" + text + "\" (geotool ellipsoids lists them)"};
+    return ell;
+}
+
+// The UTM zone of --zone (1..60), required by the utm model and refused, with --south, by the others;
+// -1 for models without a zone.
+long long ZoneOption(qv::TCalibModel model, bool zoneGiven, const std::string& zoneText, bool south)
+{
+    long long zone = -1;
+    if (model == qv::cmUTM) {
+        if (!zoneGiven || !geotool::ParseInt(zoneText, zone) || zone < 1 || zone > 60)
+            throw UsageError{"the utm model needs --zone 1..60"};
+    } else if (zoneGiven || south) {
+        throw UsageError{"--zone and --south belong to the utm model"};
+    }
+    return zone;
+}
+
 int RunFit(geotool::Args& args)
 {
     const std::string keyword = qv::LowerCase(args.RequiredOption("--model"));
@@ -362,19 +384,11 @@ int RunFit(geotool::Args& args)
     const std::string ellText = args.Option("--ellipsoid", "gelWGS84");
     if (!args.Positional().empty())
         throw UsageError{"no positional arguments expected: the reference points come from standard input"};
-    qv::TGeoEllipsoid ell = qv::gelWGS84;
-    if (!qv::FindGeoEllipsoid(ellText, ell))
-        throw UsageError{"unknown ellipsoid \"" + ellText + "\" (geotool ellipsoids lists them)"};
-    long long zone = -1;
-    if (model == qv::cmUTM) {
-        if (!zoneGiven || !geotool::ParseInt(zoneText, zone) || zone < 1 || zone > 60)
-            throw UsageError{"the utm model needs --zone 1..60"};
-        if (zone == 60)
-            std::fprintf(stderr, "geotool calib fit: warning: zone 60 is not written to calibration files; "
-                                 "readers will see no zone\n");
-    } else if (zoneGiven || south) {
-        throw UsageError{"--zone and --south belong to the utm model"};
-    }
+    const qv::TGeoEllipsoid ell = EllipsoidOption(ellText);
+    const long long zone = ZoneOption(model, zoneGiven, zoneText, south);
+    if (zone == 60)
+        std::fprintf(stderr, "geotool calib fit: warning: zone 60 is not written to calibration files; "
+                             "readers will see no zone\n");
 
     qv::TCalibData d;
     d.MapFName = map;
@@ -537,16 +551,8 @@ int RunImport(geotool::Args& args)
         throw UsageError{"--format is worldfile or gcp"};
     if (pos.size() != 1)
         throw UsageError{"one input FILE (the world file or control-point list) is expected"};
-    qv::TGeoEllipsoid ell = qv::gelWGS84;
-    if (!qv::FindGeoEllipsoid(ellText, ell))
-        throw UsageError{"unknown ellipsoid \"" + ellText + "\" (geotool ellipsoids lists them)"};
-    long long zone = -1;
-    if (model == qv::cmUTM) {
-        if (!zoneGiven || !geotool::ParseInt(zoneText, zone) || zone < 1 || zone > 60)
-            throw UsageError{"the utm model needs --zone 1..60"};
-    } else if (zoneGiven || south) {
-        throw UsageError{"--zone and --south belong to the utm model"};
-    }
+    const qv::TGeoEllipsoid ell = EllipsoidOption(ellText);
+    const long long zone = ZoneOption(model, zoneGiven, zoneText, south);
     if (format == "worldfile" ? (model != qv::cmEquiRect && model != qv::cmUTM)
                               : (model == qv::cmParabolicIp || model == qv::cmUndefined))
         throw UsageError{format == "worldfile" ? "a world file gives an equirect or a utm calibration"
