@@ -1,6 +1,7 @@
 // geotool map: pictures drawn by the widget library. "map blank" writes a generated, already calibrated
 // map of a latitude/longitude rectangle — the first map a user can make without a scanner; "map render"
-// draws a calibrated map as the map view shows it (graticule or UTM grid, landmarks) into an image file.
+// draws a calibrated map as the map view shows it (graticule or UTM grid, landmarks) into an image file;
+// "map resample" scales an image with the averaging filter the view uses for reduced maps.
 //
 // Drawing text and the map view need a Qt application object; the commands make one on Qt's offscreen
 // platform (unless QT_QPA_PLATFORM says otherwise), so they run on machines without a display.
@@ -187,6 +188,40 @@ int RunRender(geotool::Args& args)
                 map.NumLandMarks());
     return 0;
 }
+
+int RunResample(geotool::Args& args)
+{
+    std::int32_t width = 0, height = 0;
+    TakeSize(args, width, height);
+    const std::string out = args.RequiredOption("--out");
+    const double quality = args.NumberOption("--quality", 90);
+    const std::vector<std::string> pos = args.Positional();
+    if (pos.size() != 1)
+        throw UsageError{"one image file is needed"};
+    if (width == 0)
+        throw UsageError{"--size WIDTHxHEIGHT is needed"};
+    if (!(quality >= 1 && quality <= 100))
+        throw UsageError{"--quality wants 1..100"};
+
+    const auto app = EnsureGuiApplication();
+    qv::TBitmap source, target(width, height);
+    qv::LoadImageFile(source, pos[0]);
+    // Averaging, not pixel dropping: a reduced photograph keeps its texture instead of aliasing, and a
+    // thin line stays visible as a lighter one. Enlarging repeats pixels.
+    target.StretchRect({0, 0, width, height}, source, {0, 0, source.Width(), source.Height()}, qv::smHalftone);
+    qv::SaveImageFile(target, out, static_cast<std::int32_t>(quality));
+    std::printf("%s (%d x %d px from %d x %d)\n", out.c_str(), width, height, source.Width(), source.Height());
+    return 0;
+}
+
+const geotool::Registrar regResample(
+    {"map resample", "scale an image (a map scan) to a new size with an averaging filter",
+     "usage: geotool map resample IMAGE --size WxH --out FILE [--quality Q]\n\n"
+     "Reads IMAGE (BMP, JPEG or PNG, by content) and writes it scaled to WIDTH x HEIGHT pixels into FILE\n"
+     "(.png, .jpg/.jpeg at --quality Q, default 90, or .bmp by its extension). Each output pixel is the\n"
+     "mean of the source pixels it covers, weighted by the part of each it covers. The aspect ratio is\n"
+     "not kept: a calibration for the new image must scale its pixel positions by the same factors.",
+     RunResample});
 
 const geotool::Registrar regRender(
     {"map render", "draw a calibrated map with its graticule and landmarks into an image file",

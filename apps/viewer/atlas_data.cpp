@@ -2,7 +2,6 @@
 
 #include "../geotool/geojson_import.h"
 
-#include <qvgeo/geobasics/countries.h>
 #include <qvgeo/geodb/geodb.h>
 #include <qvgeo/geomap/view/empty_map.h>
 
@@ -19,43 +18,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Bumped whenever the generated maps change, so that an old data folder is rebuilt.
-constexpr const char* kLayoutStamp = "qvgeo-viewer atlas 2";
-
-// The capitals as red dots with their names: the world map has no coastline source, so the capitals of
-// the 231 countries are what makes it a map of the world and not a bare graticule.
-void DrawCapitals(qv::TCanvas& C, double LatMin, double LongMin, double LatMax, double LongMax, std::int32_t W,
-                  std::int32_t H)
-{
-    const double m = qv::EmptyMapMargin;
-    const double sx = (W - 2 * m) / (LongMax - LongMin), sy = (H - 2 * m) / (LatMax - LatMin);
-    // The equator and the tropics and polar circles, thin grey, for orientation.
-    C.Pen = qv::TPen{0xA0A0A0, 1, qv::psDot};
-    for (double lat : {0.0, 23.44, -23.44, 66.56, -66.56}) {
-        const auto y = static_cast<std::int32_t>(std::lround(m + (LatMax - lat) * sy));
-        C.MoveTo(static_cast<std::int32_t>(m), y);
-        C.LineTo(static_cast<std::int32_t>(W - m), y);
-    }
-    C.Pen = qv::TPen{0x0000C0, 1};
-    C.Brush = qv::TBrush{0x0000FF, qv::bsSolid};
-    C.Font.Size = 6;
-    C.Font.Color = 0x404040;
-    for (const qv::TCountryData& c : qv::CountryData) {
-        if (c.Capital.empty())
-            continue;
-        const auto x = static_cast<std::int32_t>(std::lround(m + (c.CapLong - LongMin) * sx));
-        const auto y = static_cast<std::int32_t>(std::lround(m + (LatMax - c.CapLat) * sy));
-        C.Ellipse(x - 2, y - 2, x + 3, y + 3);
-    }
-    C.Brush.Style = qv::bsClear;
-    for (const qv::TCountryData& c : qv::CountryData) {
-        if (c.Capital.empty())
-            continue;
-        const auto x = static_cast<std::int32_t>(std::lround(m + (c.CapLong - LongMin) * sx));
-        const auto y = static_cast<std::int32_t>(std::lround(m + (LatMax - c.CapLat) * sy));
-        C.TextOut(x + 3, y - 5, c.Capital);
-    }
-}
+// Bumped whenever the atlas's maps change, so that an old data folder is rebuilt.
+constexpr const char* kLayoutStamp = "qvgeo-viewer atlas 3";
 
 // A generated map's calibration file names no resolution (the atlas orders its maps by it) and carries the
 // generator's caption; both are put in. Metres per pixel along the middle parallel, spherical earth of
@@ -111,15 +75,6 @@ TAtlasFiles PrepareBundledAtlas(const std::string& DataDir, const std::string& S
     fs::create_directories(root / "maps");
     fs::create_directories(root / "db");
 
-    // World: 0.25 degree per pixel inside the 30-pixel margin.
-    qv::TEmptyMapRequest w;
-    w.LatMin = WorldLatMin, w.LatMax = WorldLatMax, w.LongMin = WorldLongMin, w.LongMax = WorldLongMax;
-    w.LatGratDist = w.LongGratDist = 30;
-    w.Width = 1440 + 2 * qv::EmptyMapMargin, w.Height = 720 + 2 * qv::EmptyMapMargin;
-    w.OnDrawData = DrawCapitals;
-    FinishCalibration(qv::WriteEmptyMapFiles((root / "maps" / "world").string(), w, ".bmp").CalibFile,
-                      "World (equirectangular, capitals)", w);
-
     // Regional maps, nested, coarse to fine; the database is drawn on them at run time.
     const struct {
         const char* name;
@@ -136,7 +91,8 @@ TAtlasFiles PrepareBundledAtlas(const std::string& DataDir, const std::string& S
         FinishCalibration(qv::WriteEmptyMapFiles((root / "maps" / r.name).string(), q, ".bmp").CalibFile,
                           r.caption, q);
     }
-    for (const char* f : {"calib-vienna.xml", "calib-vienna.bmp"})
+    // World: NASA's picture of the earth at a quarter degree a pixel, and the Vienna scan.
+    for (const char* f : {"world.xml", "world.jpg", "calib-vienna.xml", "calib-vienna.bmp"})
         fs::copy_file(samples / f, root / "maps" / f, fs::copy_options::overwrite_existing);
     fs::copy_file(samples / "landmarks-vienna.xml", files.LandmarkFile, fs::copy_options::overwrite_existing);
 

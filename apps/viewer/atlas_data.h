@@ -1,6 +1,6 @@
-// The viewer's bundled atlas: maps generated on first use into a data folder (nothing large is kept in
-// the repository), the UTM-calibrated Vienna scan copied from the samples, the sample GeoJSON imported
-// into a geographic database beside them.
+// The viewer's bundled atlas, made on first use in a data folder: the world map and the UTM-calibrated
+// Vienna scan copied from the samples, regional maps drawn by the map generator, the sample GeoJSON
+// imported into a geographic database beside them.
 #pragma once
 
 #include <string>
@@ -22,8 +22,5 @@ TAtlasFiles PrepareBundledAtlas(const std::string& DataDir, const std::string& S
 // The samples folder: $QVGEO_SAMPLES when set, the installed share/qvgeo/samples beside the program, or
 // the source tree's data/samples this program was built from.
 std::string FindSamplesDir(const std::string& ProgramDir);
-
-// The equirectangular world map's geographic rectangle (degrees) and its graticule spacing.
-inline constexpr double WorldLatMin = -90, WorldLatMax = 90, WorldLongMin = -180, WorldLongMax = 180;
 
 }  // namespace viewer

@@ -1,5 +1,6 @@
 #include "viewer_window.h"
 
+#include <qvgeo/geobasics/countries.h>
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/georef_export.h>
 
@@ -514,9 +515,36 @@ bool TViewerWindow::EditLandmark(std::int32_t Index)
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 {
+    if (FAtlas->CurrentMap() != 0 && FAtlas->CurrentMap() == MapNumber("world.xml"))
+        DrawCapitals(C);
     DrawDatabase(C);
     if (FCalibEditor->isVisible())
         FCalibEditor->Draw(C);
+}
+
+void TViewerWindow::DrawCapitals(qv::TCanvas& C)
+{
+    // Names only from 2x on (8 px a degree): below that Europe's capitals print over each other.
+    const bool names = Map().Magnification() >= 2.0;
+    C.Pen = qv::TPen{0x000000, 1};
+    C.Brush = qv::TBrush{0x00D0FF, qv::bsSolid};  // amber: seen on sea, desert and forest alike
+    C.Font = qv::TFont{};
+    C.Font.Size = 8;
+    C.Font.Color = 0xFFFFFF;
+    for (const qv::TCountryData& c : qv::CountryData) {
+        std::int32_t x = 0, y = 0;
+        if (c.Capital.empty() || !Map().CalcPixelCoords(c.CapLat, c.CapLong, x, y))
+            continue;
+        const qv::TPoint p = Map().MapImageToControl({x, y});
+        if (p.X < -100 || p.Y < -20 || p.X > Map().width() || p.Y > Map().height() + 20)
+            continue;
+        C.Ellipse(p.X - 2, p.Y - 2, p.X + 3, p.Y + 3);
+        if (names) {
+            C.Brush.Style = qv::bsClear;
+            C.TextOut(p.X + 4, p.Y - 6, std::string(c.Capital));
+            C.Brush.Style = qv::bsSolid;
+        }
+    }
 }
 
 void TViewerWindow::DrawDatabase(qv::TCanvas& C)

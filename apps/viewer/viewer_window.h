@@ -88,6 +88,8 @@ private:
     void BuildActions();
     void DrawOverlays(qv::TCanvas& Canvas);
     void DrawDatabase(qv::TCanvas& Canvas);
+    // The capitals of the country table on the world map: dots, and their names when magnified.
+    void DrawCapitals(qv::TCanvas& Canvas);
     void MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y);
     bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
 

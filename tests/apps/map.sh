@@ -56,6 +56,12 @@ cmp -s "$TMP/lines.bmp" "$TMP/none.bmp" && fail "render: graticule drew nothing"
 "$G" map render "$TMP/r/sheet.xml" --grat grid --out "$TMP/x.png" >/dev/null 2>&1; [ $? -eq 2 ] || fail "--grat grid"
 "$G" map render "$TMP/r/nothing.xml" --out "$TMP/x.png" >/dev/null 2>&1; [ $? -eq 1 ] || fail "missing file"
 
+# map resample: the size asked for, in the format of the extension; --size is required.
+"$G" map resample "$TMP/sheet.bmp" --size 160x90 --out "$TMP/small.bmp" >/dev/null || fail "resample exited $?"
+[ "$(bmpsize "$TMP/small.bmp")" = "160 90" ] || fail "resample: size $(bmpsize "$TMP/small.bmp")"
+"$G" map resample "$TMP/sheet.bmp" --out "$TMP/x.bmp" >/dev/null 2>&1; [ $? -eq 2 ] || fail "resample without --size"
+"$G" map resample "$TMP/sheet.xml" --size 9x9 --out "$TMP/x.bmp" >/dev/null 2>&1; [ $? -eq 1 ] || fail "resample of a non-image"
+
 # Usage errors (exit 2) and a directory that does not exist (exit 1, message naming the file).
 "$G" map blank 40 10 41 11 --size 300x200 >/dev/null 2>&1; [ $? -eq 2 ] || fail "missing --out"
 "$G" map blank 40 10 41 --out "$TMP/x" >/dev/null 2>&1; [ $? -eq 2 ] || fail "three limits"

@@ -101,6 +101,37 @@ TEST_F(ViewerTest, ZoomClicksWalkTheAtlasAndTheStatusBarFollows)
     EXPECT_NEAR(utm[5].toDouble(), 5340385, 60);
 }
 
+TEST_F(ViewerTest, WorldMapIsTheEarthWithItsCapitals)
+{
+    ASSERT_EQ(Shown(), "world.xml");
+    ASSERT_EQ(W->Map().MapWidth(), 1440);
+    W->Map().ZoomFitPage();
+    W->Map().Paint();
+    // The picture sits where its calibration says: ocean, desert and ice at their places (a map turned
+    // upside down or shifted by half the globe puts land on the Pacific).
+    const QImage& img = W->Map().AuxBmp().Image();
+    const auto rgb = [&](double lat, double lon) { return QColor(img.pixel(At(lat, lon))); };
+    const QColor pacific = rgb(0, -150), sahara = rgb(23, 12), antarctica = rgb(-85, 60);
+    EXPECT_GT(pacific.blue(), pacific.red() + 30);
+    EXPECT_GT(sahara.red(), sahara.blue() + 30);
+    EXPECT_GT(antarctica.lightness(), 200);
+    // Brasília (15.794 S, 47.883 W): an amber dot; its name only from magnification 2 on.
+    const auto whiteRightOf = [&](QPoint p) {
+        int n = 0;
+        for (int y = p.y() - 6; y <= p.y() + 6; ++y)
+            for (int x = p.x() + 4; x <= p.x() + 50; ++x)
+                n += (img.pixel(x, y) & 0xFFFFFF) == 0xFFFFFF;
+        return n;
+    };
+    EXPECT_EQ(img.pixel(At(-15.794, -47.883)) & 0xFFFFFF, 0xFFD000u);
+    EXPECT_EQ(whiteRightOf(At(-15.794, -47.883)), 0);
+    W->Map().SetMagnification(2);
+    W->Map().BringLocationToCenter(-15.794, -47.883);
+    W->Map().Paint();
+    EXPECT_EQ(img.pixel(At(-15.794, -47.883)) & 0xFFFFFF, 0xFFD000u);
+    EXPECT_GT(whiteRightOf(At(-15.794, -47.883)), 20);
+}
+
 TEST_F(ViewerTest, DatabaseItemsAreDrawnWhereTheyAre)
 {
     W->Atlas().SelectMap(W->MapNumber("austria.xml"));
