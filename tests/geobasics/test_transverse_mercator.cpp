@@ -75,19 +75,6 @@ TEST(UTMCentralMeridian, DocumentedExpressionBitForBit)
         EXPECT_EQ(UTMCentralMeridian(bad), 0.0) << bad;
 }
 
-TEST(UTM, Vienna)
-{
-    int zone;
-    double e, n, lat, lon;
-    LatLongToUTM(48.2, 16.3, gelWGS84, zone, e, n);
-    EXPECT_EQ(zone, 33);
-    EXPECT_NEAR(e, 596597.83, 0.005);  // metres, to the centimetre
-    EXPECT_NEAR(n, 5339346.79, 0.005);
-    UTMToLatLong(e, n, zone, false, gelWGS84, lat, lon);
-    EXPECT_NEAR(lat, 48.2, 1e-9);  // degrees
-    EXPECT_NEAR(lon, 16.3, 1e-9);
-}
-
 TEST(UTM, EquatorAndFalseNorthing)
 {
     int zone;

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -154,6 +155,17 @@ Bytes IxBytes(const std::vector<std::pair<K, std::int32_t>>& entries)
     for (const auto& [k, i] : entries)
         Le(b, k, i);
     return b;
+}
+
+// A damage to the set with this base name: the 32-bit little-endian value at the offset of one file.
+inline std::function<void(const std::string& base)> Patch(const char* ext, std::size_t offset, std::uint32_t value)
+{
+    return [=](const std::string& base) {
+        Bytes b = ReadAll(base + ext);
+        for (std::size_t i = 0; i < 4; ++i)
+            b.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
+        WriteAll(base + ext, b);
+    };
 }
 
 // Index invariants of an open database: every index holds each record exactly once under the record's own

@@ -53,15 +53,6 @@ void CopySet(const std::string& from, const std::string& to)
 
 // A damage applied to the set with this base name.
 using DamageFn = std::function<void(const std::string& base)>;
-DamageFn Patch(const char* ext, std::size_t offset, std::uint32_t value)
-{
-    return [=](const std::string& base) {
-        Bytes b = ReadAll(base + ext);
-        for (std::size_t i = 0; i < 4; ++i)
-            b.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
-        WriteAll(base + ext, b);
-    };
-}
 DamageFn Cut(const char* ext, std::uintmax_t size)
 {
     return [=](const std::string& b) { fs::resize_file(b + ext, size); };

@@ -97,16 +97,6 @@ void BulkLoad(TGeoDB& db)
     db.EndUpdate();
 }
 
-SetFn PatchLE(const char* ext, std::size_t offset, std::uint32_t value)
-{
-    return [=](const std::string& base) {
-        Bytes b = ReadAll(base + ext);
-        for (std::size_t i = 0; i < 4; ++i)
-            b.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
-        WriteAll(base + ext, b);
-    };
-}
-
 }  // namespace
 
 TEST(GeoDBFaults, EveryWriteStepMayFail)
@@ -122,12 +112,12 @@ TEST(GeoDBFaults, EveryWriteStepMayFail)
         {"Repair of a sound set", [](TGeoDB& db) { db.Repair(); }},
         {"Repair: offset outside, index deleted", [](TGeoDB& db) { db.Repair(); },
          [](const std::string& b) {
-             PatchLE(".xelgds", 76, 0x7FFFFF00u)(b);
+             Patch(".xelgds", 76, 0x7FFFFF00u)(b);
              fs::remove(b + ".xelgi2");
          }},
         {"Repair: invalid header, a record of stray bytes", [](TGeoDB& db) { db.Repair(); },
          [](const std::string& b) {
-             PatchLE(".xelgdd", 4, 0xDEADBEEF)(b);
+             Patch(".xelgdd", 4, 0xDEADBEEF)(b);
              Bytes t = ReadAll(b + ".xelgds");
              t.insert(t.end(), 120, 0xEE);
              WriteAll(b + ".xelgds", t);

@@ -122,6 +122,7 @@ TEST_F(GeoDBFiles, HandMadeSetOpens)
     EXPECT_TRUE(db.RetrievePolygon(2).empty());  // BlobOffset < 0
     EXPECT_EQ(db.RetrievePolygon(3).size(), 1u);
     EXPECT_EQ(db.SearchData(19, 0, 30.5, 10), (std::vector<int>{2, 3}));
+    EXPECT_EQ(db.SearchData(11, 6, 20, 7), (std::vector<int>{1, 2}));  // edges touching corners count
     // Accessors clamp and hand out 1-based record numbers.
     EXPECT_EQ(std::pair(db.GetIxItemID(0).ItemID, db.GetIxItemID(0).index), std::pair(10, 1));
     EXPECT_EQ(std::pair(db.GetIxItemID(8).ItemID, db.GetIxItemID(8).index), std::pair(20, 2));

@@ -18,6 +18,7 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 using namespace qv;
 
@@ -202,21 +203,17 @@ TEST(LandMarkFile, ReadReplacesSkipsOtherTagsAndStopsAtGeoMapEnd)
     EXPECT_EQ(asked, 0);
 }
 
+// The reader's growth: room for 1000, then count + 1000 at the 1001st; adding on top keeps working.
 TEST(LandMarkFile, FifteenHundredLandmarksLoadInFull)
 {
     std::string body;
     for (int i = 1; i <= 1500; ++i)
-        body += "<landmark lat=\"" + std::to_string(i) + "\" usertag=\"" + std::to_string(i) + "\" />\n";
+        body += "<landmark usertag=\"" + std::to_string(i) + "\" />\n";
     TLandMarkStore store;
     ASSERT_TRUE(Read(store, Set("big", body), "big"));
-    ASSERT_EQ(store.NumLandMarks(), 1500);
-    // The reader's growth: room for 1000, then count + 1000 at the 1001st.
-    EXPECT_EQ(store.LandMarkCapacity(), 2001);
-    for (int i = 1; i <= 1500; ++i)
-        ASSERT_EQ(store.GetLandMarkData(i).Tag, i);
-    // Adding on top keeps working and the rule of the store takes over.
-    store.AddLandMark(0, 0, 0);
-    EXPECT_EQ(store.NumLandMarks(), 1501);
+    EXPECT_EQ(std::pair(store.NumLandMarks(), store.LandMarkCapacity()), std::pair(1500, 2001));
+    EXPECT_EQ(store.GetLandMarkData(1500).Tag, 1500);
+    EXPECT_EQ(store.AddLandMark(0, 0, 0), 1501);
 }
 
 TEST(LandMarkFile, HostileInputNeverCrashes)
@@ -278,26 +275,19 @@ TEST(LandMarkFile, TextsRoundTripAsFarAsTheFormatCarriesThem)
     }
 }
 
+// Non-finite positions, an unknown element and a time beyond the year 9999; the generated file below
+// covers every element and the years 1 to 9999.
 TEST(LandMarkFile, KindsPositionsAndTimesTheFormatCannotCarry)
 {
     TLandMarkStore store;
     const double inf = std::numeric_limits<double>::infinity(), big = std::numeric_limits<double>::max();
-    store.AddLandMark(inf, std::nan(""), -inf, lmPlus, 0, "", 4e6, 0, 0, 0, 7, false, 0, 10);
-    store.AddLandMark(0, 0, 0, lmUserDef, 0, "", Date(1, 1, 1, 0, 0, 0), 0, 0, 0, 7, false, 0, 10);
-    store.AddLandMark(0, 0, 0, static_cast<TLandMarkElement>(42), 0, "", Date(9999, 12, 31, 23, 59, 59), 0, 0, 0, 7,
-                      false, 0, 10);
+    store.AddLandMark(inf, std::nan(""), -inf, static_cast<TLandMarkElement>(42), 0, "", 4e6, 0, 0, 0, 7, false, 0, 10);
     TLandMarkStore back;
     ASSERT_TRUE(Read(back, Write(store, false, ""), ""));
-    ASSERT_EQ(back.NumLandMarks(), 3);
+    ASSERT_EQ(back.NumLandMarks(), 1);
     const TLandMark a = back.GetLandMarkData(1);
-    EXPECT_EQ(a.Latitude, big);
-    EXPECT_EQ(a.Longitude, 0.0);
-    EXPECT_EQ(a.Altitude, -big);
-    EXPECT_EQ(a.Time, 0.0);  // beyond the year 9999
-    for (int i = 1; i <= 3; ++i)
-        EXPECT_EQ(back.GetLandMarkData(i).SymbolProps.Kind, lmCross) << i;
-    EXPECT_EQ(back.GetLandMarkData(2).Time, store.GetLandMarkData(2).Time);  // the years 1 and 9999 are kept
-    EXPECT_EQ(back.GetLandMarkData(3).Time, store.GetLandMarkData(3).Time);
+    EXPECT_EQ(std::tuple(a.Latitude, a.Longitude, a.Altitude, a.Time, a.SymbolProps.Kind),
+              std::tuple(big, 0.0, -big, 0.0, lmCross));
 }
 
 TEST(FileFamily, SeekHeaderLeavesTheStreamAfterIt)

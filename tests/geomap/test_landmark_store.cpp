@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -161,32 +162,25 @@ TEST(LandMarkStore, RemovalsAndTheOrderLeft)
     }
 }
 
+// Grows by 1000 at a time, never shrinks while landmarks remain, and returns to 1000 at a count of 0 by
+// any removal.
 TEST(LandMarkStore, ArrayGrowsByThousandsAndResetsWhenEmpty)
 {
     TLandMarkStore store = MakeStore(1000);
     EXPECT_EQ(store.LandMarkCapacity(), 1000);
-    store.AddLandMark(0, 0, 0);
-    EXPECT_EQ(store.NumLandMarks(), 1001);
-    EXPECT_EQ(store.LandMarkCapacity(), 2000);
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i <= 1000; ++i)
         store.AddLandMark(0, 0, 0);
     EXPECT_EQ(store.LandMarkCapacity(), 3000);
-    // Never shrinks while landmarks remain...
     while (store.NumLandMarks() > 1)
         store.RemoveLastLandMark();
     EXPECT_EQ(store.LandMarkCapacity(), 3000);
-    // ...and returns to 1000 when the count drops to 0, by any removal.
     store.RemoveLandMark(1);
     EXPECT_EQ(store.LandMarkCapacity(), 1000);
-
-    TLandMarkStore byClass = MakeStore(1500);
-    EXPECT_EQ(byClass.LandMarkCapacity(), 2000);
-    EXPECT_EQ(byClass.RemoveAllLandMarks(std::uint8_t{0}), 1500);
-    EXPECT_EQ(byClass.LandMarkCapacity(), 1000);
-
-    TLandMarkStore all = MakeStore(1001);
-    all.RemoveAllLandMarks();
-    EXPECT_EQ(all.LandMarkCapacity(), 1000);
+    for (const Removal& all : {AllOfClass(0), Removal([](auto& s) { return s.RemoveAllLandMarks(), 0; })}) {
+        TLandMarkStore s = MakeStore(1500);
+        all(s);
+        EXPECT_EQ(std::pair(s.NumLandMarks(), s.LandMarkCapacity()), std::pair(0, 1000));
+    }
 }
 
 TEST(LandMarkStore, FindNearestTiesAndClasses)
@@ -389,17 +383,14 @@ TEST(LandMarkStore, MovedFromStoreIsEmptyAndUsable)
     int repaints = 0;
     source.RepaintHook = [&] { ++repaints; };
     TLandMarkStore moved(std::move(source));
-    EXPECT_EQ(moved.NumLandMarks(), 1200);
-    EXPECT_EQ(source.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move): the moved-from state is part of the interface
-    EXPECT_EQ(source.LandMarkCapacity(), 1000);
-    EXPECT_TRUE(source.LandMarks().empty());
-    EXPECT_FALSE(static_cast<bool>(source.RepaintHook));
+    // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is part of the interface
+    EXPECT_EQ(std::tuple(source.NumLandMarks(), source.LandMarkCapacity(), source.LandMarks().empty(),
+                         static_cast<bool>(source.RepaintHook)),
+              std::tuple(0, 1000, true, false));
     EXPECT_EQ(source.AddLandMark(1, 1, 1), 1);
     moved.AddLandMark(0, 0, 0);
     EXPECT_EQ(repaints, 1);
-
     source = std::move(moved);
-    EXPECT_EQ(source.NumLandMarks(), 1201);
-    EXPECT_EQ(moved.NumLandMarks(), 0);  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(std::pair(source.NumLandMarks(), moved.NumLandMarks()), std::pair(1201, 0));  // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(Tags(source).front(), 1);
 }
