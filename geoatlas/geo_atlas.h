@@ -97,6 +97,13 @@ public:
     // what they last held.
     TMapDefinition GetMapDef(std::int32_t Index) const;
     TMapDefinition Maps(std::int32_t Index) const { return GetMapDef(Index); }
+    // The calibration file of map Index as it was registered, its case kept (MapFName is lower-cased and
+    // names no file on a case-sensitive file system when the path has capitals); empty outside
+    // 1..NumRegMaps.
+    std::string MapFileName(std::int32_t Index) const
+    {
+        return Index >= 1 && Index <= FNumRegMaps ? FOpenNames[static_cast<std::size_t>(Index - 1)] : std::string();
+    }
 
     // Registers every "*.xml" file of Folder (not its subfolders), in name order. Returns one entry for each
     // file that was not registered; an empty result means all were. A folder that cannot be listed gives

@@ -1,5 +1,7 @@
 #include "viewer_window.h"
 
+#include "place_dialog.h"
+
 #include <qvgeo/geobasics/countries.h>
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/georef_export.h>
@@ -162,20 +164,15 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
             Map().Paint();
     });
     AskPlace = [this](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
-        bool v1 = false, v2 = false;
-        const double lat = Map().CalcLatitude(X, Y, v1), lon = Map().CalcLongitude(X, Y, v2);
-        const QString start = v1 && v2 ? QString("%1 %2").arg(lat, 0, 'f', 5).arg(lon, 0, 'f', 5) : QString();
-        bool ok = false;
-        const QStringList parts = QInputDialog::getText(this, "Reference point",
-                                                        QString("Place of pixel (%1, %2): latitude longitude in degrees").arg(X).arg(Y),
-                                                        QLineEdit::Normal, start, &ok)
-                                      .split(' ', Qt::SkipEmptyParts);
-        if (!ok || parts.size() != 2)
-            return false;
-        bool okLat = false, okLong = false;
-        Lat = parts[0].toDouble(&okLat);
-        Long = parts[1].toDouble(&okLong);
-        return okLat && okLong;
+        std::optional<qv::TCoords> start;
+        if (qv::TCoords c; Map().Calibration().CalcPosition({X, Y}, c))
+            start = c;
+        std::vector<TPlaceMap> others;  // the map being calibrated is no help in finding its own place
+        for (std::int32_t i = 1; i <= FAtlas->NumRegMaps(); ++i)
+            if (i != FAtlas->CurrentMap())
+                others.push_back({QString::fromStdString(FAtlas->GetMapDef(i).Caption), FAtlas->MapFileName(i)});
+        TPlaceDialog dlg(X, Y, start, std::move(others), this);
+        return dlg.exec() == QDialog::Accepted && dlg.Place(Lat, Long);
     };
     BuildActions();
 

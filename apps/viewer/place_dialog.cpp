@@ -1,0 +1,255 @@
+#include "place_dialog.h"
+
+#include <qvgeo/support/number_scanner.h>
+#include <qvgeo/support/text.h>
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include <cctype>
+#include <cmath>
+#include <filesystem>
+
+namespace viewer {
+
+namespace {
+
+void SkipBlanks(const std::string& S, std::size_t& I)
+{
+    while (I < S.size() && (S[I] == ' ' || S[I] == '\t'))
+        ++I;
+}
+
+// One angle from position I (0-based) of S, I left after it. Degrees, then minutes and seconds only
+// when each follows its predecessor's mark: a number without its mark belongs to the next angle, so
+// "48° 16°" is two angles. Pos and Neg are the hemisphere letters, Limit the largest magnitude.
+bool ScanAngle(const std::string& S, std::size_t& I, char Pos, char Neg, double Limit, const char* What, double& Value,
+               QString& Error)
+{
+    static constexpr std::string_view marks[] = {"\xC2\xB0", "'", "\""};
+    SkipBlanks(S, I);
+    const bool minus = I < S.size() && S[I] == '-';
+    double parts[3] = {};
+    int n = 0;
+    for (bool marked = true; n < 3 && marked; ++n) {
+        std::size_t at = I;
+        SkipBlanks(S, at);
+        const char first = at < S.size() ? S[at] : '\0';
+        if (n > 0 && !(std::isdigit(static_cast<unsigned char>(first)) || first == '.'))
+            break;  // only the degrees carry a sign
+        int pos = static_cast<int>(at) + 1;  // the scanner counts from 1
+        const double v = qv::ScanNumber(S, pos, qv::nsPointOnly);
+        const std::size_t end = static_cast<std::size_t>(pos - 1);
+        if (S.substr(at, end - at).find_first_of("0123456789") == std::string::npos) {
+            if (n == 0) {
+                Error = QString("The %1 is missing: type the latitude, then the longitude").arg(What);
+                return false;
+            }
+            break;
+        }
+        marked = S.compare(end, marks[n].size(), marks[n]) == 0;
+        if (n > 0 && !marked)
+            break;  // not a minute or second of this angle
+        parts[n] = std::fabs(v);
+        I = marked ? end + marks[n].size() : end;
+    }
+    for (int k = 1; k < n; ++k)
+        if (parts[k] >= 60 || parts[k - 1] != std::floor(parts[k - 1])) {
+            Error = QString("The %1 has %2 of 60 or more, or a fraction before them").arg(What).arg(k == 1 ? "minutes" : "seconds");
+            return false;
+        }
+    Value = parts[0] + parts[1] / 60.0 + parts[2] / 3600.0;
+    if (minus)
+        Value = -Value;
+    SkipBlanks(S, I);
+    const char letter = I < S.size() ? static_cast<char>(std::toupper(static_cast<unsigned char>(S[I]))) : '\0';
+    if ((letter == Pos || letter == Neg) && (I + 1 == S.size() || !std::isalpha(static_cast<unsigned char>(S[I + 1])))) {
+        if (minus) {
+            Error = QString("The %1 has both a sign and a hemisphere letter").arg(What);
+            return false;
+        }
+        Value = letter == Neg ? -Value : Value;
+        ++I;
+    }
+    if (std::fabs(Value) > Limit) {
+        Error = QString("The %1 lies beyond %2 degrees").arg(What).arg(Limit);
+        return false;
+    }
+    return true;
+}
+
+// The image a calibration names, looked for in the calibration's folder: the reader lower-cases the
+// name, so on a case-sensitive file system the file may differ from it in case.
+std::string ImageBeside(const std::string& Dir, const std::string& Name)
+{
+    namespace fs = std::filesystem;
+    const std::string leaf = qv::StripPath(Name);
+    std::error_code ec;
+    if (fs::is_regular_file(fs::path(Dir) / leaf, ec))
+        return (fs::path(Dir) / leaf).string();
+    for (fs::directory_iterator it(Dir.empty() ? fs::path(".") : fs::path(Dir), ec), end; !ec && it != end; it.increment(ec))
+        if (qv::SameText(it->path().filename().string(), leaf))
+            return it->path().string();
+    return (fs::path(Dir) / leaf).string();
+}
+
+QString PlaceText(double Lat, double Long)
+{
+    // Six decimals: 0.11 m of latitude, finer than a pixel of any map the atlas holds.
+    return QString("%1 %2").arg(Lat, 0, 'f', 6).arg(Long, 0, 'f', 6);
+}
+
+}  // namespace
+
+bool ParsePlace(const QString& Text, double& Lat, double& Long, QString& Error)
+{
+    const std::string s = Text.toStdString();
+    std::size_t i = 0;
+    double lat = 0, lon = 0;
+    if (!ScanAngle(s, i, 'N', 'S', 90, "latitude", lat, Error))
+        return false;
+    SkipBlanks(s, i);
+    if (i < s.size() && s[i] == ',')
+        ++i;
+    if (!ScanAngle(s, i, 'E', 'W', 180, "longitude", lon, Error))
+        return false;
+    SkipBlanks(s, i);
+    if (i < s.size()) {
+        Error = "Unexpected text after the longitude: " + QString::fromStdString(s.substr(i));
+        return false;
+    }
+    Lat = lat;
+    Long = lon;
+    return true;
+}
+
+TPlaceDialog::TPlaceDialog(std::int32_t X, std::int32_t Y, std::optional<qv::TCoords> Start, std::vector<TPlaceMap> Maps,
+                           QWidget* Parent)
+    : QDialog(Parent), FMaps(std::move(Maps))
+{
+    setWindowTitle("Reference point");
+    auto* v = new QVBoxLayout(this);
+    auto* placeLabel = new QLabel(QString("&Place of pixel (%1, %2), latitude then longitude:").arg(X).arg(Y), this);
+    FEdit = new QLineEdit(this);
+    FEdit->setPlaceholderText(QString::fromUtf8("48.2085 16.3721  or  48\u00B012'30.6\" N 16\u00B022'19.6\" E"));
+    placeLabel->setBuddy(FEdit);
+    FMessage = new QLabel(this);
+    FMessage->setWordWrap(true);
+    v->addWidget(placeLabel);
+    v->addWidget(FEdit);
+    v->addWidget(FMessage);
+    auto* row = new QHBoxLayout;
+    auto* mapLabel = new QLabel("Pick on another &map:", this);
+    FMapBox = new QComboBox(this);
+    mapLabel->setBuddy(FMapBox);
+    row->addWidget(mapLabel);
+    row->addWidget(FMapBox, 1);
+    v->addLayout(row);
+    FMap = new qv::TGeoMap(this);
+    FMap->setMinimumSize(480, 360);
+    FMap->SetMouseAction(qv::maNone);  // a click picks; it neither pans nor zooms
+    FMap->SetEmptyMsg("No other calibrated map");
+    v->addWidget(FMap, 1);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    FOk = buttons->button(QDialogButtonBox::Ok);
+    v->addWidget(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    setTabOrder(FEdit, FMapBox);
+    setTabOrder(FMapBox, FMap);
+    setTabOrder(FMap, buttons);
+
+    FMap->OnMapImageRequest = [this](qv::TGeoMap&, std::string& Name) { Name = ImageBeside(FImageDir, Name); };
+    FMap->OnResize = [this](qv::TCustomControl&) { FMap->ZoomFitPage(); };
+    FMap->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton Button, qv::TShiftState, std::int32_t MX, std::int32_t MY) {
+        if (Button == qv::mbLeft)
+            MapClicked(MX, MY);
+    };
+    FMap->OnDataRendered = [this](qv::TGeoMap& M, qv::TCanvas& C) {
+        if (!FMarker)
+            return;
+        const qv::TPoint p = M.MapImageToControl(*FMarker);
+        C.Pen = qv::TPen{0xFF00FF, 2};  // magenta: no map colour of the atlas
+        C.Brush.Style = qv::bsClear;
+        C.Ellipse(p.X - 7, p.Y - 7, p.X + 8, p.Y + 8);
+        C.MoveTo(p.X - 11, p.Y);
+        C.LineTo(p.X + 12, p.Y);
+        C.MoveTo(p.X, p.Y - 11);
+        C.LineTo(p.X, p.Y + 12);
+        C.Brush.Style = qv::bsSolid;
+    };
+
+    if (Start)
+        FEdit->setText(PlaceText(Start->Latit, Start->Longit));
+    connect(FEdit, &QLineEdit::textChanged, this, &TPlaceDialog::CheckText);
+    CheckText();
+    for (const TPlaceMap& m : FMaps)
+        FMapBox->addItem(m.Caption);
+    FMapBox->setEnabled(!FMaps.empty());
+    connect(FMapBox, &QComboBox::currentIndexChanged, this, &TPlaceDialog::ShowMap);
+    ShowMap(FMapBox->currentIndex());
+}
+
+TPlaceDialog::~TPlaceDialog()
+{
+    // The map is deleted after this object's own part: nothing of its may call back into it.
+    FMap->OnMapImageRequest = {};
+    FMap->OnResize = {};
+    FMap->OnMouseDown = {};
+    FMap->OnDataRendered = {};
+}
+
+bool TPlaceDialog::Place(double& Lat, double& Long) const
+{
+    QString error;
+    return ParsePlace(FEdit->text(), Lat, Long, error);
+}
+
+void TPlaceDialog::CheckText()
+{
+    double lat = 0, lon = 0;
+    QString error;
+    const bool ok = ParsePlace(FEdit->text(), lat, lon, error);
+    FOk->setEnabled(ok);
+    FMessage->setText(ok ? QString() : error);
+}
+
+void TPlaceDialog::ShowMap(int Index)
+{
+    FMarker.reset();
+    if (Index < 0 || Index >= static_cast<int>(FMaps.size()))
+        return;
+    const TPlaceMap& m = FMaps[static_cast<std::size_t>(Index)];
+    FImageDir = std::filesystem::path(m.CalFile).parent_path().string();
+    try {
+        // The result tells only whether graticule lines were fitted; a map calibrated by points reads false.
+        FMap->LoadCalDataFromXML(m.CalFile, "");
+    } catch (const std::exception& e) {
+        FMessage->setText(QString("Cannot show %1: %2").arg(m.Caption, QString::fromStdString(e.what())));
+    }
+    FMap->ZoomFitPage();
+    FMap->Paint();
+}
+
+void TPlaceDialog::MapClicked(std::int32_t X, std::int32_t Y)
+{
+    const qv::TPoint p = FMap->ControlToMapImage({X, Y});
+    qv::TCoords c;
+    // Beyond the image the fit would extrapolate: a click there picks nothing.
+    if (p.X < 0 || p.Y < 0 || p.X >= FMap->MapWidth() || p.Y >= FMap->MapHeight() ||
+        !FMap->Calibration().CalcPosition(p, c)) {
+        FMessage->setText(QString("No place at pixel (%1, %2) of this map: the text is left as it was").arg(p.X).arg(p.Y));
+        return;
+    }
+    FMarker = p;
+    FEdit->setText(PlaceText(c.Latit, c.Longit));
+    FMessage->setText(QString("Picked at pixel (%1, %2) of %3").arg(p.X).arg(p.Y).arg(FMapBox->currentText()));
+    FMap->Paint();
+}
+
+}  // namespace viewer
