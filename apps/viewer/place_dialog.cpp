@@ -153,6 +153,10 @@ TPlaceDialog::TPlaceDialog(std::int32_t X, std::int32_t Y, std::optional<qv::TCo
     FMap = new qv::TGeoMap(this);
     FMap->setMinimumSize(480, 360);
     FMap->SetMouseAction(qv::maNone);  // a click picks; it neither pans nor zooms
+    // A place picked on a whole-world map is only as good as its pixels (0.7 degree at this size): the wheel,
+    // and '+', '-' and the arrow keys with the map focused, zoom in and move for a finer pick.
+    FMap->SetWheelZoom(true);
+    FMap->setToolTip("Click the place; the wheel or +/- zoom, the arrow keys pan");
     FMap->SetEmptyMsg("No other calibrated map");
     v->addWidget(FMap, 1);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QWheelEvent>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -107,6 +108,18 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
         EXPECT_EQ(d.OkButton()->isEnabled(), ok) << text;
         EXPECT_EQ(d.MessageLabel()->text().isEmpty(), ok) << text;
     }
+    // Zoomed in with the wheel, a click still picks the place of the pixel under it.
+    const double fit = d.PickMap().Magnification();
+    QWheelEvent wheel({100, 80}, d.PickMap().mapToGlobal(QPointF(100, 80)), {}, {0, 120}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&d.PickMap(), &wheel);
+    ASSERT_GT(d.PickMap().Magnification(), fit);
+    QTest::mouseClick(&d.PickMap(), Qt::LeftButton, {}, {150, 120});
+    qv::TMapCalibration region;
+    region.LoadCalDataFromXML((fs::path(files.MapDir) / "vienna-region.xml").string(), "");
+    qv::TCoords want, got;
+    ASSERT_TRUE(region.CalcPosition(d.PickMap().ControlToMapImage({150, 120}), want) && d.Place(got.Latit, got.Longit));
+    EXPECT_NEAR(got.Latit, want.Latit, 1e-6);
+    EXPECT_NEAR(got.Longit, want.Longit, 1e-6);
     d.PlaceEdit()->setFocus();
     QTest::keyClick(&d, Qt::Key_M, Qt::AltModifier);
     EXPECT_EQ(QApplication::focusWidget(), d.MapBox());
