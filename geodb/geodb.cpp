@@ -386,12 +386,16 @@ void TGeoDB::ReadSystemInformation()
 
 void TGeoDB::SettleIndexes() const
 {
-    if (FIxSorted >= FIxItemID.size())
+    if (FIxSorted.load(std::memory_order_acquire) >= FIxItemID.size())
         return;
-    MergeTailItemID(FIxItemID, FIxSorted);
+    const std::lock_guard lock(FLazyLock);
+    const std::size_t sorted = FIxSorted.load(std::memory_order_relaxed);
+    if (sorted >= FIxItemID.size())
+        return;  // another thread settled them while this one waited
+    MergeTailItemID(FIxItemID, sorted);
     for (auto& ix : FIxLL)
-        MergeTailLL(ix, FIxSorted);
-    FIxSorted = FIxItemID.size();
+        MergeTailLL(ix, sorted);
+    FIxSorted.store(FIxItemID.size(), std::memory_order_release);
 }
 
 namespace {

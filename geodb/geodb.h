@@ -25,10 +25,12 @@
 #include <qvgeo/geodb/records.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -181,8 +183,9 @@ public:
 
     // Record numbers (ascending) of the items whose bounding box meets the rectangle, edges included,
     // optionally only of one kind. Plain latitude/longitude rectangles: no wrap at the antimeridian; a
-    // rectangle whose low edge lies above its high edge meets nothing. A search may build or drop the
-    // in-memory search tree, so two threads must not search one database at the same time.
+    // rectangle whose low edge lies above its high edge meets nothing. Searches and the other const
+    // accessors may run in several threads at once (they settle the indexes and build the in-memory
+    // search tree under a lock, then read without one); a change to the database may not overlap them.
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh) const;
     std::vector<int> SearchData(double LatLow, double LongLow, double LatHigh, double LongHigh,
                                 TgdbItem Kind) const;
@@ -270,7 +273,13 @@ private:
     // The indexes; mutable because a search inside a bulk bracket sorts the appended entries first.
     mutable TIxItemIDRecArray FIxItemID;
     mutable std::array<TIxLLRecArray, 4> FIxLL;  // indexes 1..4
-    mutable std::size_t FIxSorted = 0;            // entries [0, FIxSorted) of every index are in order
+    // Entries [0, FIxSorted) of every index are in order. Atomic, and the sort done under FLazyLock, so
+    // that const readers in several threads settle the indexes once: a reader that sees it complete
+    // (acquire) sees the sorted entries.
+    mutable std::atomic<std::size_t> FIxSorted = 0;
+    // Guards what const members change lazily: the sort of appended index entries, the search tree and
+    // the scan debt.
+    mutable std::mutex FLazyLock;
 
     // Largest latitude and longitude extent of the bounding box of any narrow item (degrees, rounded
     // up): how far below a rectangle a narrow item's low corner may lie and the item still meet it. Only
@@ -285,7 +294,8 @@ private:
     // extent functions above and closing). While there is none, searches scan index bands and add up
     // what they scanned; once that is about what a build costs, the next search builds the tree. A table
     // that keeps changing thus never costs more than about twice its scans.
-    mutable std::unique_ptr<TBoxTree> FTree;
+    // Shared so that a search goes on with the tree it took while a concurrent search replaces it.
+    mutable std::shared_ptr<const TBoxTree> FTree;
     mutable double FScanDebt = 0;
     void DropSearchTree() const;
 

@@ -572,14 +572,20 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
         return found;
     // Building costs about this many band candidates per item (a few sorts of the table).
     constexpr double TreeCostPerItem = 8;
-    if (FTree && FTree->TableSize() != FData.size())
-        DropSearchTree();
-    if (!FTree && FScanDebt >= TreeCostPerItem * static_cast<double>(FData.size())) {
-        FTree = std::make_unique<TBoxTree>();
-        FTree->Build(FData);
+    std::shared_ptr<const TBoxTree> tree;
+    {
+        const std::lock_guard lock(FLazyLock);
+        if (FTree && FTree->TableSize() != FData.size())
+            DropSearchTree();
+        if (!FTree && FScanDebt >= TreeCostPerItem * static_cast<double>(FData.size())) {
+            auto built = std::make_shared<TBoxTree>();
+            built->Build(FData);
+            FTree = std::move(built);
+        }
+        tree = FTree;
     }
-    if (FTree) {
-        FTree->Search(LatLow, LongLow, LatHigh, LongHigh, Kind, found);
+    if (tree) {
+        tree->Search(LatLow, LongLow, LatHigh, LongHigh, Kind, found);
         std::sort(found.begin(), found.end());
         return found;
     }
@@ -608,8 +614,11 @@ std::vector<int> TGeoDB::SearchData(double LatLow, double LongLow, double LatHig
     const TIxLLRecArray& ix = FIxLL[best];
     const std::size_t last = ranges[best].second;
     // The binary searches and the wide items count too, so that empty bands still lead to a tree.
-    FScanDebt += static_cast<double>(last - ranges[best].first + FWide.size()) +
-                 4 * std::log2(static_cast<double>(n) + 1);
+    {
+        const std::lock_guard lock(FLazyLock);
+        FScanDebt += static_cast<double>(last - ranges[best].first + FWide.size()) +
+                     4 * std::log2(static_cast<double>(n) + 1);
+    }
     for (std::size_t i = ranges[best].first; i < last; ++i) {
 #if defined(__GNUC__)
         // The records of a band lie scattered over the table; asking for a few ahead overlaps the misses.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice: in the optimised Release build that the main job uses (build/) and in
-# an AddressSanitizer + UndefinedBehaviorSanitizer build (build-asan/), then runs every fuzz target for a
-# short while (build-fuzz/). Exits non-zero if any build or test fails or a fuzz target finds a crash.
+# an AddressSanitizer + UndefinedBehaviorSanitizer build (build-asan/); runs the tests that search or fit
+# from several threads at once under ThreadSanitizer (build-tsan/, the core alone); then runs every fuzz
+# target for a short while (build-fuzz/). Exits non-zero if any build or test fails or a fuzz target finds a crash.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 "$here/scripts/install-deps.sh"
@@ -17,7 +18,13 @@ export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd "$here/build-asan" && ctest --output-on-failure --parallel "$jobs" --label-exclude install)
 
+# ThreadSanitizer: the core without Qt (whose own threads it cannot see into), only the tests that run
+# several threads, by name.
+unset ASAN_OPTIONS UBSAN_OPTIONS
+"$here/scripts/build.sh" "$here/build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVGEO_TSAN=ON \
+  -DQVGEO_BUILD_WIDGETS=OFF -DQVGEO_BUILD_BENCH=OFF -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON
+TSAN_OPTIONS=halt_on_error=1 bash -c "cd '$here/build-tsan' && ctest --output-on-failure --no-tests=error -R 'Concurrent|Threads'"
+
 # Ten seconds per target keeps the fuzz step near three minutes with the build; scripts/fuzz.sh SECONDS
 # runs longer.
-unset ASAN_OPTIONS UBSAN_OPTIONS
 "$here/scripts/fuzz.sh" 10

@@ -8,11 +8,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <random>
 #include <set>
 #include <sstream>
+#include <thread>
 #include <tuple>
 
 using namespace qv;
@@ -197,6 +199,44 @@ TEST_F(GeoDBItems, SearchDataEqualsBruteForce)
     EXPECT_EQ(db.SearchData(59, 119, 60, 120), BruteForce(db, 59, 119, 60, 120));
     EXPECT_TRUE(std::ranges::binary_search(db.SearchData(59, 119, 60, 120, gitTown), 7));
     EXPECT_TRUE(db.SearchData(10, 10, -10, -10).empty());  // inverted: no rectangle at all
+}
+
+TEST_F(GeoDBItems, ConcurrentSearchesAgreeWithOneThread)
+{
+    // Inside a bulk bracket the index tails are unsorted and no tree exists: the first searches settle
+    // the indexes, later ones build the tree, all while other threads search.
+    std::mt19937 rng(11);
+    db.SetGDBName(dir / "threads");
+    db.SetLazyWrite(true);
+    db.BeginUpdate();
+    std::uniform_real_distribution<float> lat(-60, 60), lon(-120, 120);
+    for (int i = 0; i < 4000; ++i) {
+        const TSCoords pts[] = {{lat(rng), lon(rng)}};
+        TgdbData d;
+        db.AddData(d, pts);
+    }
+    std::vector<std::array<double, 4>> queries;
+    std::vector<std::vector<int>> expected;
+    for (int q = 0; q < 400; ++q) {
+        const double la = lat(rng), lo = lon(rng);
+        queries.push_back({la, lo, la + 4, lo + 4});
+        expected.push_back(BruteForce(db, la, lo, la + 4, lo + 4));
+    }
+    std::atomic<int> wrong = 0;
+    const auto run = [&](int first) {
+        for (std::size_t k = 0; k < queries.size(); ++k) {
+            const std::size_t q = (k + static_cast<std::size_t>(first) * 97) % queries.size();
+            const auto& r = queries[q];
+            wrong += db.SearchData(r[0], r[1], r[2], r[3]) != expected[q];
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back(run, t);
+    for (std::thread& t : threads)
+        t.join();
+    EXPECT_EQ(wrong, 0);
+    db.EndUpdate();
 }
 
 TEST_F(GeoDBItems, TypedFormsAndLocations)
