@@ -42,11 +42,7 @@ int Count(const TBitmap& b, int x0, int y0, int x1, int y1, TColor c)
 
 TEST(EmptyMap, Labels)
 {
-    const struct {
-        double value, dist;
-        bool lat;
-        const char* text;
-    } cases[] = {
+    const struct { double value, dist; bool lat; const char* text; } cases[] = {
         {48.25, 0.05, true, " 48°15'00\" N "}, {48.2, 0.06, true, " 48°12'00\" N "}, {48.2, 0.07, true, " 48°12' N "},
         {42, 2, true, " 42° N "},            {12.5, 2.5, false, " 12°30' E "},     {-33.5, 0.5, true, " 33°30' S "},
         {-120, 10, false, " 120° W "},       {0, 1, false, " 0° E "},             {-5.6e-17, 0.05, true, " 0°00'00\" N "},
@@ -207,9 +203,7 @@ TEST(EmptyMap, WrittenFiles)
     TCalibData back;
     TCalibModel model = cmUndefined;
     ASSERT_TRUE(ParseCalibData(files.CalibFile, "XEL_geomap_caldata", back, model));
-    EXPECT_EQ(model, cmBiquadraticPn);
-    EXPECT_EQ(back.MapFName, files.ImageFile);
-    EXPECT_EQ(back.NumCalQuads, 9);
+    EXPECT_EQ(std::tuple(model, back.MapFName, back.NumCalQuads), std::tuple(cmBiquadraticPn, files.ImageFile, 9));
     LoadImageFile(loaded, WriteEmptyMapFiles((dir / "sheet2").string(), r, ".png").ImageFile);
     EXPECT_EQ(loaded.Image(), expected.Image());
     EXPECT_THROW(WriteEmptyMapFiles((dir / "sheet3").string(), r, ".tif"), EXELGeoMapError);

@@ -125,11 +125,7 @@ TEST(GeoMap, ZoomHistoryRing)
 TEST(GeoMap, PanningAndCentring)
 {
     TGeoMap m;  // 500 x 400
-    const struct {
-        int w, h;
-        double mag;
-        TPoint from, to;
-    } pans[] = {
+    const struct { int w, h; double mag; TPoint from, to; } pans[] = {
         {300, 200, 1.0, {50, 50}, {0, 0}},         // map smaller than the control
         {1000, 800, 1.0, {900, 700}, {500, 400}},
         {1000, 800, 2.0, {900, 700}, {750, 600}},
@@ -163,10 +159,7 @@ TEST(GeoMap, PixelConversionsTieToEven)
 {
     TGeoMap m;
     m.SetTopLeft({10, 20});
-    const struct {
-        double mag;
-        TPoint in, toMap, toControl;
-    } cases[] = {
+    const struct { double mag; TPoint in, toMap, toControl; } cases[] = {
         {2.0, {5, 7}, {12, 24}, {-10, -26}},      // 2.5 -> 2, 3.5 -> 4; (5-10)*2, (7-20)*2
         {0.5, {3, 5}, {16, 30}, {-4, -8}},        // 6, 10; (3-10)/2 = -3.5 -> -4, (5-20)/2 = -7.5 -> -8
         {0.5, {13, 23}, {36, 66}, {2, 2}},        // 1.5 -> 2, 1.5 -> 2
@@ -379,11 +372,7 @@ TEST(GeoMap, KeyboardNavigation)
     m.SetTopLeft({400, 400});
     int events = 0;
     m.OnZoomPan = [&](TGeoMap&) { ++events; };
-    const struct {
-        Qt::Key key;
-        TPoint tl;
-        double mag;
-    } steps[] = {
+    const struct { Qt::Key key; TPoint tl; double mag; } steps[] = {
         {Qt::Key_Right, {462, 400}, 1.0},  // 500/8 = 62.5 -> 62
         {Qt::Key_Up, {462, 350}, 1.0},
         {Qt::Key_Plus, {512, 390}, 1.25},  // the centre (712, 550) stays

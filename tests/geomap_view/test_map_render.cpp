@@ -178,11 +178,7 @@ TEST(MapRender, LargeMapsSkipBigCachesAndStretchFromTheirPyramid)
 
 TEST(MapRender, EmptyMapMessageAndFrame)
 {
-    struct Case {
-        bool designing;
-        const char* name;
-        bool visible, message;
-    };
+    struct Case { bool designing; const char* name; bool visible, message; };
     for (const Case& c : {Case{false, "", true, true}, Case{true, "map.bmp", true, true},
                           Case{false, "map.bmp", false, false}}) {
         TTestMap m(50, 50, 1, 0, 0, 1);
