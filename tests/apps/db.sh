@@ -18,10 +18,9 @@ code() { "$@" >"${OUT:-$tmp/out}" 2>"$tmp/err" && echo 0 || echo $?; }
 [ "$(code "$geotool" db import "$tmp/at" "$sample")" = 1 ] || fail "import with a skipped feature exits 1"
 grep -q "18 items added, 0 replaced, 0 removed, 1 skipped" "$tmp/err" || fail "import summary: $(cat "$tmp/err")"
 info=$("$geotool" db info "$tmp/at")
-printf '%s\n' "$info" | grep -qx "items${tab}18" || fail "info items: $info"
-printf '%s\n' "$info" | grep -qx "description${tab}Austria" || fail "info description"
-printf '%s\n' "$info" | grep -qx "revision${tab}7" || fail "info revision"
-printf '%s\n' "$info" | grep -qx "damaged${tab}no" || fail "info damage"
+for line in "items${tab}18" "description${tab}Austria" "revision${tab}7" "damaged${tab}no"; do
+  grep -qx "$line" <<<"$info" || fail "info: no line '$line' in $info"
+done
 
 # Around Salzburg: the city, Hallstatt, the Inn, the Attersee, the A1, the route and the border.
 q=$("$geotool" db query "$tmp/at" --bbox 47 13 48 14)

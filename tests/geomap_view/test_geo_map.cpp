@@ -271,12 +271,10 @@ TEST(GeoMap, SaveMapResizeAndEmptyMapFiles)
     // Halving: the image, every quad pixel and the transforms follow.
     m.SetTopLeft({7, 7});
     m.ResizeMap(500);
-    EXPECT_EQ(m.MapWidth(), 500);
-    EXPECT_EQ(m.MapHeight(), 400);
-    EXPECT_EQ(m.TopLeft(), (TPoint{0, 0}));
-    EXPECT_EQ(m.CalibData().CalQuads[8].MapX, 500);  // the top-right quad, was 1000
-    EXPECT_EQ(m.CalibData().CalQuads[8].MapY, 0);
-    EXPECT_EQ(m.CalibData().CalQuads[0].MapY, 400);  // bottom-left, was 800
+    EXPECT_EQ(std::tuple(m.MapWidth(), m.MapHeight(), m.TopLeft()), std::tuple(500, 400, TPoint{0, 0}));
+    // The top-right quad was at (1000, 0), the bottom-left one at row 800.
+    EXPECT_EQ(std::tuple(m.CalibData().CalQuads[8].MapX, m.CalibData().CalQuads[8].MapY, m.CalibData().CalQuads[0].MapY),
+              std::tuple(500, 0, 400));
     ASSERT_TRUE(m.CalcPixelCoords(45, 15, x, y));
     EXPECT_EQ((TPoint{x, y}), (TPoint{250, 200}));
     EXPECT_NEAR(m.CalibData().Corners[gcoBottomRight].Longit, 20, 1e-9);
@@ -351,8 +349,7 @@ TEST(GeoMap, HighDensityFrame)
     // Ratio 2: one device pixel per map pixel, so every map pixel shows; the frame comes from AuxBmp.
     m.SetForcedPixelRatio(2.0);
     const TBitmap& f = m.ScreenFrame();
-    ASSERT_EQ(f.Width(), 1000);
-    ASSERT_EQ(f.Height(), 800);
+    ASSERT_EQ(TSize({f.Width(), f.Height()}), TSize({1000, 800}));
     for (TPoint p : {TPoint{100, 100}, TPoint{101, 100}, TPoint{555, 432}})
         EXPECT_EQ(f.Pixel(p.X, p.Y), checker.Pixel(10 + p.X, 20 + p.Y)) << p.X << ", " << p.Y;
     EXPECT_EQ(f.Pixel(0, 0), m.AuxBmp().Pixel(0, 0));
@@ -361,8 +358,7 @@ TEST(GeoMap, HighDensityFrame)
     empty.SetForcedPixelRatio(2.0);
     EXPECT_EQ(empty.ScreenFrame().Pixel(1, 1), empty.AuxBmp().Pixel(0, 0));
     m.SetForcedPixelRatio(1.5);
-    EXPECT_EQ(m.ScreenFrame().Width(), 750);
-    EXPECT_EQ(m.ScreenFrame().Height(), 600);
+    EXPECT_EQ(TSize({m.ScreenFrame().Width(), m.ScreenFrame().Height()}), TSize({750, 600}));
 }
 
 TEST(GeoMap, KeyboardNavigation)
