@@ -13,18 +13,14 @@ code() { "$@" >"${OUT:-$tmp/out}" 2>"$tmp/err" && echo 0 || echo $?; }
 
 "$geotool" db create "$tmp/at" --description "Austria" --revision 7 >/dev/null
 [ "$(ls "$tmp" | wc -l)" -eq 7 ] || fail "create makes seven files"
-set +e
-"$geotool" db create "$tmp/at" >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -ne 0 ] || fail "create over an existing database"
+[ "$(code "$geotool" db create "$tmp/at")" != 0 ] || fail "create over an existing database"
 
 [ "$(code "$geotool" db import "$tmp/at" "$sample")" = 1 ] || fail "import with a skipped feature exits 1"
 grep -q "18 items added, 0 replaced, 0 removed, 1 skipped" "$tmp/err" || fail "import summary: $(cat "$tmp/err")"
 info=$("$geotool" db info "$tmp/at")
-printf '%s\n' "$info" | grep -qx "items${tab}18" || fail "info items: $info"
-printf '%s\n' "$info" | grep -qx "description${tab}Austria" || fail "info description"
-printf '%s\n' "$info" | grep -qx "revision${tab}7" || fail "info revision"
-printf '%s\n' "$info" | grep -qx "damaged${tab}no" || fail "info damage"
+for line in "items${tab}18" "description${tab}Austria" "revision${tab}7" "damaged${tab}no"; do
+  grep -qx "$line" <<<"$info" || fail "info: no line '$line' in $info"
+done
 
 # Around Salzburg: the city, Hallstatt, the Inn, the Attersee, the A1, the route and the border.
 q=$("$geotool" db query "$tmp/at" --bbox 47 13 48 14)
@@ -34,10 +30,8 @@ printf '%s\n' "$q" | grep -qx "4${tab}City${tab}47.8095${tab}47.8095${tab}13.055
 [ "$("$geotool" db query "$tmp/at" --bbox 46 9 49 17 --kind city | wc -l)" -eq 5 ] || fail "kind filter"
 [ "$("$geotool" db query "$tmp/at" --bbox 47 13 48 14 --kind LAKE | cut -f7)" = "Attersee" ] || fail "lake"
 [ -z "$("$geotool" db query "$tmp/at" --bbox 0 0 1 1)" ] || fail "empty query"
-set +e
-"$geotool" db query "$tmp/at" --bbox 1 2 3 >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 2 ] || fail "short --bbox is a usage error ($rc)"
+rc=$(code "$geotool" db query "$tmp/at" --bbox 1 2 3)
+[ "$rc" = 2 ] || fail "short --bbox is a usage error ($rc)"
 
 g=$("$geotool" db get "$tmp/at" 11)
 printf '%s\n' "$g" | grep -qx "name${tab}Donau" || fail "get name"
@@ -45,16 +39,11 @@ printf '%s\n' "$g" | grep -qx "points${tab}9" || fail "get points"
 printf '%s\n' "$g" | grep -qx "48.57${tab}13.46" || fail "get first point"
 
 "$geotool" db delete "$tmp/at" 2 >/dev/null
-set +e
-"$geotool" db get "$tmp/at" 2 >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 1 ] || fail "deleted item still there"
+[ "$(code "$geotool" db get "$tmp/at" 2)" = 1 ] || fail "deleted item still there"
 "$geotool" db info "$tmp/at" | grep -qx "garbage bytes${tab}8" || fail "garbage after delete"
 "$geotool" db delete "$tmp/at" 5 3 >/dev/null
-set +e
-"$geotool" db delete "$tmp/at" 4 999 >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 1 ] || fail "delete of an unknown identifier ($rc)"
+rc=$(code "$geotool" db delete "$tmp/at" 4 999)
+[ "$rc" = 1 ] || fail "delete of an unknown identifier ($rc)"
 info=$("$geotool" db info "$tmp/at")
 printf '%s\n' "$info" | grep -qx "items${tab}15" || fail "items after deleting several: $info"
 printf '%s\n' "$info" | grep -qx "garbage bytes${tab}24" || fail "garbage after deleting several"
@@ -73,20 +62,15 @@ strip() { sed -e 's/"id":[0-9]*,//' "$1"; }
 truncate -s 100 "$tmp/copy.xelgdd"
 sum=$(cat "$tmp"/copy.* | md5sum)
 "$geotool" db info "$tmp/copy" | grep -qx "damaged${tab}yes" || fail "damage not reported"
-set +e
-"$geotool" db delete "$tmp/copy" 1 >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 1 ] || fail "write to a damaged set accepted"
+[ "$(code "$geotool" db delete "$tmp/copy" 1)" = 1 ] || fail "write to a damaged set accepted"
 [ "$(cat "$tmp"/copy.* | md5sum)" = "$sum" ] || fail "damaged set was written"
 "$geotool" db repair "$tmp/copy" >/dev/null
 "$geotool" db info "$tmp/copy" | grep -qx "damaged${tab}no" || fail "repair"
 
 # Malformed input: a clear error and no database; bad features are skipped with their number.
 printf '{"type":"FeatureCollection","features":[' >"$tmp/bad.json"
-set +e
-"$geotool" db import "$tmp/bad" "$tmp/bad.json" >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 1 ] || fail "truncated JSON accepted ($rc)"
+rc=$(code "$geotool" db import "$tmp/bad" "$tmp/bad.json")
+[ "$rc" = 1 ] || fail "truncated JSON accepted ($rc)"
 [ ! -e "$tmp/bad.xelgds" ] || fail "truncated JSON created a database"
 printf '%s' '{"type":"FeatureCollection","features":[{"type":"Feature","geometry":{"type":"Point","coordinates":[200,1]}},
 {"type":"Feature","properties":{"kind":"volcano"},"geometry":{"type":"Point","coordinates":[1,1]}},
@@ -96,10 +80,7 @@ grep -q "feature 1: bad coordinates" "$tmp/err" || fail "feature 1 not reported"
 grep -q 'feature 2: kind "volcano"' "$tmp/err" || fail "feature 2 not reported"
 "$geotool" db info "$tmp/mixed" | grep -qx "items${tab}1" || fail "mixed import items"
 
-set +e
-"$geotool" db info "$tmp/none" >/dev/null 2>&1; rc=$?
-set -e
-[ $rc -eq 1 ] || fail "info on a missing database"
+[ "$(code "$geotool" db info "$tmp/none")" = 1 ] || fail "info on a missing database"
 [ ! -e "$tmp/none.xelgds" ] || fail "info created a database"
 # --replace: a repeated import replaces items of the same name and kind, keeping their identifiers, and
 # collapses duplicates; without it the items are added again.

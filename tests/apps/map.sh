@@ -63,11 +63,10 @@ cmp -s "$TMP/lines.bmp" "$TMP/none.bmp" && fail "render: graticule drew nothing"
 "$G" map resample "$TMP/sheet.xml" --size 9x9 --out "$TMP/x.bmp" >/dev/null 2>&1; [ $? -eq 1 ] || fail "resample of a non-image"
 
 # Usage errors (exit 2) and a directory that does not exist (exit 1, message naming the file).
-"$G" map blank 40 10 41 11 --size 300x200 >/dev/null 2>&1; [ $? -eq 2 ] || fail "missing --out"
-"$G" map blank 40 10 41 --out "$TMP/x" >/dev/null 2>&1; [ $? -eq 2 ] || fail "three limits"
-"$G" map blank 40 10 41 11 --grat 1 --out "$TMP/x" >/dev/null 2>&1; [ $? -eq 2 ] || fail "--grat with one value"
-"$G" map blank 40 10 41 11 --size 0x10 --out "$TMP/x" >/dev/null 2>&1; [ $? -eq 2 ] || fail "--size 0x10"
-"$G" map blank 40 10 41 11 --out "$TMP/x.tif" >/dev/null 2>&1; [ $? -eq 2 ] || fail "tif accepted"
+for args in "40 10 41 11 --size 300x200" "40 10 41 --out $TMP/x" "40 10 41 11 --grat 1 --out $TMP/x" \
+  "40 10 41 11 --size 0x10 --out $TMP/x" "40 10 41 11 --out $TMP/x.tif"; do
+  "$G" map blank $args >/dev/null 2>&1; [ $? -eq 2 ] || fail "map blank $args: not a usage error"
+done
 "$G" map blank 40 10 41 11 --out "$TMP/no/such/x" >/dev/null 2>"$TMP/err"; [ $? -eq 1 ] || fail "bad directory"
 grep -q "$TMP/no/such/x.bmp" "$TMP/err" || fail "bad directory message: $(cat "$TMP/err")"
 

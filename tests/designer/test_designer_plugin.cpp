@@ -110,72 +110,51 @@ TEST(DesignerPlugin, OffersBothWidgets)
     }
 }
 
-TEST(DesignerPlugin, MapPropertiesThroughQt)
+// Both widgets' properties through Qt alone. Colours cross from red-in-the-low-byte values (the map's
+// graticule 0xFF0000 is blue); writes go through the setters' rules (clamping, ignored zones, AllowPan tied
+// to MouseAction), enumerations by their names.
+TEST(DesignerPlugin, PropertiesThroughQt)
 {
-    TMade M("qv::TGeoMap");
-    ASSERT_NE(M.W, nullptr);
-    QWidget& W = *M.W;
-    // Defaults. The colours cross from red-in-the-low-byte values: graticule 0xFF0000 is blue.
-    EXPECT_EQ(W.property("ColorBackGnd").value<QColor>(), QColor(192, 192, 192));
-    EXPECT_EQ(W.property("ColorGraticule").value<QColor>(), QColor(0, 0, 255));
-    EXPECT_EQ(W.property("ColorCalibPoints").value<QColor>(), QColor(255, 0, 0));
-    EXPECT_EQ(W.property("EmptyMsg").toString(), "GeoMap: empty");
-    EXPECT_EQ(Key(W, "FrameStyle"), "fsLowered");
-    EXPECT_EQ(Key(W, "ShowGraticule"), "sgNone");
-    EXPECT_EQ(Key(W, "MouseAction"), "maPan");
-    EXPECT_EQ(Key(W, "CalibModel"), "cmUndefined");
-    EXPECT_EQ(Key(W, "UTMHemisphere"), "hemiNorth");
-
-    // Writes go through the setters' rules: clamping, ignored zones, AllowPan tied to MouseAction.
-    struct TWrite {
-        const char* Property;
-        QVariant Value;
-        QVariant ReadBack;
-    };
+    TMade Map("qv::TGeoMap"), Atlas("qv::TGeoAtlas");
+    ASSERT_TRUE(Map.W && Atlas.W);
+    EXPECT_EQ(Map.W->property("ColorGraticule").value<QColor>(), QColor(0, 0, 255));
+    EXPECT_EQ(Map.W->property("ColorCalibPoints").value<QColor>(), QColor(255, 0, 0));
+    EXPECT_EQ(Atlas.W->property("MapOutlineColor").value<QColor>(), QColor(0, 0, 255));
+    EXPECT_EQ(Key(*Map.W, "ShowGraticule"), "sgNone");
+    EXPECT_EQ(Key(*Map.W, "UTMHemisphere"), "hemiNorth");
+    struct TWrite { QWidget* W; const char* Property; QVariant Value; QVariant ReadBack; };
     const TWrite Writes[] = {
-        {"GratLineDist", 100.0, 60.0},
-        {"GratLineDist", 2.5, 2.5},
-        {"UTMGridDist", -5, 0},
-        {"UTMZone", 33, 33},
-        {"UTMZone", 61, 33},
-        {"ColorFrame", QColor(10, 20, 30), QColor(10, 20, 30)},
-        {"EmptyMsg", QString::fromUtf8("Keine Karte: Größe 0"), QString::fromUtf8("Keine Karte: Größe 0")},
-        {"ShowGraticule", "sgPointsAndUTMGrid", 5},
-        {"FrameStyle", "fsBump", 7},
-        {"UTMHemisphere", "hemiSouth", 1},
-        {"CalibModel", "cmEquiRect", 4},
-        {"AllowPan", false, false},
-        {"MouseAction", "maLandMark", 20},
-        {"AllowPan", true, true},
+        {Map.W, "GratLineDist", 100.0, 60.0},
+        {Map.W, "UTMGridDist", -5, 0},
+        {Map.W, "UTMZone", 33, 33},
+        {Map.W, "UTMZone", 61, 33},
+        {Map.W, "ColorFrame", QColor(10, 20, 30), QColor(10, 20, 30)},
+        {Map.W, "EmptyMsg", QString::fromUtf8("Keine Karte: Größe 0"), QString::fromUtf8("Keine Karte: Größe 0")},
+        {Map.W, "ShowGraticule", "sgPointsAndUTMGrid", 5},
+        {Map.W, "FrameStyle", "fsBump", 7},
+        {Map.W, "FrameStyle", "fsSingleLowered", 4},
+        {Map.W, "UTMHemisphere", "hemiSouth", 1},
+        {Map.W, "CalibModel", "cmEquiRect", 4},
+        {Map.W, "AllowPan", false, false},
+        {Map.W, "MouseAction", "maLandMark", 20},
+        {Map.W, "AllowPan", true, true},
+        {Atlas.W, "MapOutlineColor", QColor(200, 100, 0), QColor(200, 100, 0)},
+        {Atlas.W, "MinResDiff", 25.0, 25.0},
+        {Atlas.W, "CmdPanelVisible", false, false},
+        {Atlas.W, "CmdPanelVisible", true, true},
     };
     for (const auto& T : Writes) {
         SCOPED_TRACE(T.Property);
-        EXPECT_TRUE(W.setProperty(T.Property, T.Value));
-        const QVariant Got = W.property(T.Property);
+        EXPECT_TRUE(T.W->setProperty(T.Property, T.Value));
+        const QVariant Got = T.W->property(T.Property);
         if (T.ReadBack.typeId() == QMetaType::Int && Got.metaType().flags().testFlag(QMetaType::IsEnumeration))
             EXPECT_EQ(Got.toInt(), T.ReadBack.toInt());
         else
             EXPECT_EQ(Got, T.ReadBack);
     }
-    EXPECT_EQ(Key(W, "MouseAction"), "maPan");  // AllowPan true
-    W.setProperty("AllowPan", false);
-    EXPECT_EQ(Key(W, "MouseAction"), "maNone");
-}
-
-TEST(DesignerPlugin, AtlasPropertiesThroughQt)
-{
-    TMade M("qv::TGeoAtlas");
-    ASSERT_NE(M.W, nullptr);
-    QWidget& W = *M.W;
-    EXPECT_EQ(W.property("MapOutlineColor").value<QColor>(), QColor(0, 0, 255));
-    EXPECT_EQ(W.property("MinResDiff").toDouble(), 10.0);
-    EXPECT_TRUE(W.property("MapOutlineVisible").toBool());
-    W.setProperty("MapOutlineColor", QColor(200, 100, 0));
-    EXPECT_EQ(W.property("MapOutlineColor").value<QColor>(), QColor(200, 100, 0));
-    W.setProperty("CmdPanelVisible", false);
-    EXPECT_FALSE(W.property("CmdPanelVisible").toBool());
-    W.setProperty("CmdPanelVisible", true);
-    EXPECT_TRUE(W.property("CmdPanelVisible").toBool());
+    EXPECT_EQ(Key(*Map.W, "MouseAction"), "maPan");  // AllowPan true
+    Map.W->setProperty("AllowPan", false);
+    EXPECT_EQ(Key(*Map.W, "MouseAction"), "maNone");
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
-// TGeoAtlas on real widgets with synthetic events: construction, the choice of maps by position and
-// resolution, registration and removal, outlines in the view's frame, image lookup beside the calibration
-// file, the panel's buttons and list, the zoom click, RegisterFolder and SelectBestMap. The maps are
-// generated empty maps whose calibration files are rewritten with a resolution of our choosing and an
-// image named without its directory.
+// TGeoAtlas on real widgets with synthetic events. The maps are generated empty maps whose calibration
+// files are rewritten with a resolution of our choosing and an image named without its directory.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
 #include <qvgeo/geomap/calibration_file.h>

@@ -41,10 +41,7 @@ TRect ChangedBox(const TBitmap& A, const TBitmap& B)
 
 TEST(CaptionSprites, PixelIdenticalToDirectDrawing)
 {
-    const struct {
-        TLMTextProperties cap;
-        TPoint at;
-    } cases[] = {
+    const struct { TLMTextProperties cap; TPoint at; } cases[] = {
         {Caption("Wien", 0, haCenter, vaTop, true, 0, 8), {100, 60}},
         {Caption("Salzburg Hbf", 0, haLeftJustify, vaBottom, false), {100, 60}},
         {Caption("Gipfel 3798 m", 30, haRightJustify, vaCenter, true, 5, -3), {100, 60}},
@@ -99,12 +96,7 @@ TEST(CaptionSprites, PlacementOfTheTurnedBox)
     const int w = e.cx, h = e.cy, ax = 206, ay = 196;
     ASSERT_GT(w, 10);
     ASSERT_TRUE(w % 2 == 0 && h % 2 == 0);
-    const struct {
-        int dir;
-        THorzAlignment ha;
-        TVerticalAlignment va;
-        TRect box;
-    } cases[] = {
+    const struct { int dir; THorzAlignment ha; TVerticalAlignment va; TRect box; } cases[] = {
         {0, haLeftJustify, vaTop, {ax, ay, ax + w, ay + h}},
         {0, haRightJustify, vaBottom, {ax - w, ay - h, ax, ay}},
         {0, haCenter, vaCenter, {ax - w / 2, ay - h / 2, ax - w / 2 + w, ay + h / 2}},

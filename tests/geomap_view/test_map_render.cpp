@@ -1,17 +1,14 @@
 // The map view's frame, built without a widget: the cache rule counted, the empty-map picture, graticule
 // and UTM grid pixels against the calibration's own transforms, landmark sampling and the strict
 // on-control test, OnDrawLandmark's Handled, and the order of the drawing steps seen in the pixels.
-// Set QVGEO_RENDER_PNG to a directory to keep the rendered views as PNG files for a look.
 #include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/view/map_render.h>
 #include <qvgeo/geomap/view/map_render_caches.h>
-#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/math_services.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -20,12 +17,6 @@ namespace {
 using namespace qv;
 
 constexpr TColor White = 0xFFFFFF, Silver = 0xC0C0C0, Blue = 0xFF0000, Red = 0x0000FF;
-
-void Keep(const TBitmap& Bmp, const char* Name)
-{
-    if (const char* dir = std::getenv("QVGEO_RENDER_PNG"))
-        SavePNG(Bmp, std::string(dir) + "/" + Name + ".png");
-}
 
 // A white W x H map, linear in latitude (LatTop at row 0, LatBottom at row H) and longitude (LonLeft at
 // column 0, LonRight at column W), calibrated equirect from its four corner pixels. Under cmUTM the two
@@ -101,6 +92,7 @@ TEST(MapRender, CacheRuleCountsBuildsAndStretches)
         {1.0, {{{0, 0}, true}, {{37, 21}, true}}, 0, 2},
         {0.5, {{{0, 0}, true}, {{37, 21}, false}, {{11, 3}, false}}, 2, 0},
         {0.7, {{{0, 0}, true}, {{37, 21}, true}}, 0, 2},  // above the limit of 2/3
+        {2.0 / 3.0, {{{0, 0}, true}}, 0, 1},              // at it
     };
     for (const Case& c : cases) {
         TTestMap m(400, 300, 1, 0, 0, 1);
@@ -186,11 +178,7 @@ TEST(MapRender, LargeMapsSkipBigCachesAndStretchFromTheirPyramid)
 
 TEST(MapRender, EmptyMapMessageAndFrame)
 {
-    struct Case {
-        bool designing;
-        const char* name;
-        bool visible, message;
-    };
+    struct Case { bool designing; const char* name; bool visible, message; };
     for (const Case& c : {Case{false, "", true, true}, Case{true, "map.bmp", true, true},
                           Case{false, "map.bmp", false, false}}) {
         TTestMap m(50, 50, 1, 0, 0, 1);
@@ -219,7 +207,6 @@ TEST(MapRender, EmptyMapMessageAndFrame)
         EXPECT_GT(reds(ref).size(), 20u);
         EXPECT_EQ(reds(aux) == reds(ref), c.message);
         EXPECT_EQ(aux.Pixel(150, 80), c.message ? Silver : 0x123456u);
-        Keep(aux, c.message ? "empty_map" : "invisible");
     }
 }
 
@@ -232,7 +219,6 @@ TEST(MapRender, AutomaticMeridiansEveryTenthOfADegree)
     TMapRenderState s = m.State(300, 300);
     s.ShowGraticule = sgLines;
     TBitmap aux = Paint(s);
-    Keep(aux, "graticule_equirect");
     const int row = m.Pixel(50.17, 10).Y;  // between parallels
     EXPECT_EQ(CountColour(aux, Blue, 2, row, 298, row + 1), 3);
     for (double lon : {10.0, 10.1, 10.2}) {
@@ -287,8 +273,6 @@ TEST(MapRender, UTMGridOnTheCalibrationsLines)
         s.ShowGraticule = sgUTMGrid;
         s.UTMGridDist = c.dist;
         const TBitmap aux = Paint(s);
-        if (c.dist)
-            Keep(aux, "utm_grid");
         auto ctl = [&](int x, int y) {
             return TPoint{int(std::nearbyint((x - c.topLeft.X) * c.mag)), int(std::nearbyint((y - c.topLeft.Y) * c.mag))};
         };
@@ -405,7 +389,6 @@ TEST(MapRender, CachedLandmarksDrawTheDirectPixels)
         const TBitmap direct = Paint(s);
         Paint(s, caches.get());
         EXPECT_TRUE(Paint(s, caches.get()).Image() == direct.Image()) << tl.X;
-        Keep(direct, "landmarks");
     }
     EXPECT_EQ(caches->Captions.Renders(), caches->Captions.SpriteCount());  // each rendered once
 }
@@ -436,7 +419,6 @@ TEST(MapRender, StepsDrawInOrder)
         C.FillRect({40, 90, 60, 110});    // over landmark 1
     };
     const TBitmap aux = Paint(s);
-    Keep(aux, "steps");
     EXPECT_EQ(order, "BLLD");
     EXPECT_EQ(aux.Pixel(100, 150), Blue);      // the 0.5° meridian over the application's fill
     EXPECT_EQ(aux.Pixel(80, 150), 0x00FF00u);  // the application's fill under it

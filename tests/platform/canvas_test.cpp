@@ -196,8 +196,6 @@ TEST(Canvas, PolygonFillsPixelsWhoseCentreIsInside)
     EXPECT_EQ(PixelsOf(b, kBlack).size(), 12u);
     EXPECT_EQ(PixelsOf(b, kRed), (std::vector<TPoint>{{1, 1}, {2, 1}, {1, 2}}));
     // A diamond: rows through a vertex are cut once per side, so its area is exactly 2 * 4 * 4.
-    b.Fill(kWhite);
-    b.Canvas().Pen.Style = psClear;
     const TPoint diamond[] = {{4, 0}, {8, 4}, {4, 8}, {0, 4}};
     TBitmap d(9, 9);
     d.Canvas().Pen.Style = psClear;

@@ -119,9 +119,8 @@ TEST_F(ImageFiles, BadFilesRaiseAnErrorNamingTheFile)
     SaveJPEG(Picture(64, 64), File("good.jpg"));
     const std::vector<char> good = Bytes(File("good.jpg"));
     Write(File("cut.jpg"), std::vector<char>(good.begin(), good.begin() + static_cast<long>(good.size() / 2)));
-    Write(File("text.jpg"), {'h', 'e', 'l', 'l', 'o', '\n'});
-    Write(File("text.bmp"), {'h', 'e', 'l', 'l', 'o', '\n'});
-    Write(File("text.dat"), {'h', 'e', 'l', 'l', 'o', '\n'});
+    for (const char* name : {"text.jpg", "text.bmp", "text.dat"})
+        Write(File(name), {'h', 'e', 'l', 'l', 'o', '\n'});
     TBitmap b;
     struct Case { std::function<void()> Load; std::string Message; };
     const Case cases[] = {
