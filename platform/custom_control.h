@@ -56,7 +56,9 @@ public:
     ~TCustomControl() override;
 
     const std::string& Name() const { return FName; }
-    void SetName(const std::string& Name);
+    // Virtual: a control that names parts of its own (the map view's calibration and landmarks) renames
+    // them too when it is renamed through a TCustomControl reference.
+    virtual void SetName(const std::string& Name);
     TComponentState ComponentState() const { return FComponentState; }
     void SetComponentState(TComponentState State) { FComponentState = State; }
     std::int32_t Width() const { return width(); }

@@ -158,7 +158,7 @@ public:
     TGeoMap& operator=(const TGeoMap&) = delete;
 
     // Sets the component name of the control and of its calibration and landmark store (error messages).
-    void SetName(const std::string& Name);
+    void SetName(const std::string& Name) override;
 
     // ---- published properties ----
     bool AllowPan() const { return FMouseAction == maPan; }

@@ -67,7 +67,13 @@ TEST(GeoMap, SizeLimitAndUnknownTypes)
     SaveBMP(TBitmap(2001, 1500), t / "big.bmp");
     SavePNG(Pattern(10, 10), t / "other.png");
     TGeoMap m;
-    m.SetName("Map1");
+    static_cast<TCustomControl&>(m).SetName("Map1");  // the parts are renamed through the base too
+    try {
+        m.LandMarkStore().SaveLandmarks(t / "no/x.xml", "s");
+        ADD_FAILURE() << "no error for a missing folder";
+    } catch (const EXELGeoMapError& e) {
+        EXPECT_EQ(e.what(), "Component \"Map1\": cannot write file \"" + t / "no/x.xml" + "\"");
+    }
     m.SetMapImgName(t / "ok.bmp");
     EXPECT_EQ(m.MapWidth(), 2000);
     try {
