@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <latch>
+#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -114,10 +115,9 @@ TEST(CalibFit, TwoThreadsFitAtOnceEachWithItsOwnProgressAndAbort)
     t0.join();
     t1.join();
     EXPECT_EQ(ProcStat, mainStat);
-    auto steps = [](int n) {
+    auto steps = [](int n) {  // 1, 2, ..., n
         std::vector<double> v(static_cast<std::size_t>(n));
-        for (int i = 0; i < n; ++i)
-            v[static_cast<std::size_t>(i)] = i + 1;
+        std::iota(v.begin(), v.end(), 1.0);
         return v;
     };
     // Worker 0 aborted through its thread's globals: every solve stops at its first step, so the sets
