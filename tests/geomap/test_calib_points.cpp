@@ -140,6 +140,9 @@ TEST(CalibPoints, RemovingFromALineMovesTheLastPointOrLineIntoTheGap)
     ASSERT_EQ(f.d().NumCalLines, 2);
     EXPECT_EQ(f.d().CalLines[1].LineType, gtlMeridian);
     EXPECT_EQ(Pts(f.d().CalLines[1]), (std::vector<TPoint>{{3, 3}}));
+    // A new line in the freed slot starts empty, whatever the slot held.
+    f.cal.AddCalibPoint(gtlParallel, 46.0, 9, 9);
+    EXPECT_EQ(Pts(f.d().CalLines[2]), (std::vector<TPoint>{{9, 9}}));
 }
 
 TEST(CalibPoints, NearestRemovalRecordsAndRestoresOnce)
@@ -181,19 +184,13 @@ TEST(CalibPoints, NearestQuadRemovalAndRestore)
     w.Quads({{48.0, 16.0, 10, 0}, {47.0, 17.0, 50000, 0}});
     EXPECT_TRUE(w.cal.RemoveCalibPoint(0, 0));
     EXPECT_EQ(w.cal.BiQuadOops().MapX, 50000);
-    // Without points removal returns false and still refits.
-    for (TCalibModel m : {cmParabolicIp, cmEquiRect, cmUndefined}) {
-        Fixture f(m);
-        const int before = f.repaints;
-        EXPECT_FALSE(f.cal.RemoveCalibPoint(5, 5));
-        EXPECT_EQ(f.repaints, before + 1);
-    }
-    // Under cmUndefined nothing is removed even when quads exist.
+    // Under cmUndefined nothing is removed even when quads exist; the refit still repaints.
     Fixture g(cmEquiRect);
     g.Quads({{48.0, 16.0, 1, 1}});
     g.cal.SetCalibModel(cmUndefined);
+    const int before = g.repaints;
     EXPECT_FALSE(g.cal.RemoveCalibPoint(1, 1));
-    EXPECT_EQ(g.d().NumCalQuads, 1);
+    EXPECT_EQ(std::pair(g.d().NumCalQuads, g.repaints), std::pair(1, before + 1));
 }
 
 TEST(CalibPoints, ClearCalibDataKeepsModelNamesAndCaption)
@@ -212,20 +209,11 @@ TEST(CalibPoints, ClearCalibDataKeepsModelNamesAndCaption)
     EXPECT_EQ(f.repaints, before + 1);
     EXPECT_EQ(f.cal.CalibModel(), cmEquiRect);
     EXPECT_EQ(f.cal.EquRectPLSP()[0][0], 0.0);
-    EXPECT_EQ(std::pair(f.cal.GratMat().NrOfRows(), f.cal.GratMat().NrOfColumns()), std::pair(1, 5));
 
     f.cal.Clear();
     EXPECT_EQ(f.cal.CalibModel(), cmUndefined);
     cleared.MapFName = cleared.Caption = "";
     EXPECT_EQ(f.d(), cleared);
-    // Without hooks the own image goes as well.
-    TMapCalibration cal;
-    cal.SetImageSize(640, 480);
-    cal.Clear();
-    std::int32_t w = -1, h = -1;
-    cal.ImageSize(w, h);
-    EXPECT_EQ(std::pair(w, h), std::pair(0, 0));
-    EXPECT_EQ(cal.ImageName(), "");
 }
 
 TEST(CalibPoints, ModelChangeAndAssignKeepThePoints)
@@ -239,7 +227,6 @@ TEST(CalibPoints, ModelChangeAndAssignKeepThePoints)
     EXPECT_EQ(other.ComponentName(), "Other");
     EXPECT_FALSE(other.RepaintHook);
     EXPECT_EQ(other.CalibData(), f.d());
-    EXPECT_EQ(other.CalibModel(), cmEquiRect);
     EXPECT_EQ(other.EquRectSPPL(), f.cal.EquRectSPPL());
     // A new model keeps the points and refits only itself.
     f.cal.SetCalibModel(cmBiquadraticPn);
@@ -256,8 +243,6 @@ TEST(CalibPoints, ScalingThePointsFollowsAResampledImage)
     // 200.5, 50.5 and 401.5 round to even.
     EXPECT_EQ(f.d().CalQuads[1], (TCalQuad{47.0, 17.0, 250, 200}));
     EXPECT_EQ(f.d().CalQuads[2], (TCalQuad{46.0, 16.5, 50, 402}));
-    bool v = false;
-    EXPECT_NEAR(f.cal.CalcLongitude(250, 200, v), 17.0, 0.01);  // refitted on the new pixels
     Fixture g(cmParabolicIp);
     g.cal.AddCalibPoint(gtlMeridian, 16.0, 3, 7);
     g.cal.ScaleCalibPoints(3.0);
