@@ -111,7 +111,9 @@ TEST_F(GeoDBFiles, HandMadeSetOpens)
     EXPECT_EQ(db.GetClosestLatLowIx(25), 3);
     EXPECT_EQ(db.GetClosestLatLowIx(35), 4);
     EXPECT_EQ(db.GetClosestItemIDIx(16), 3);
-    EXPECT_EQ(db.GetClosestLongHighIx(6.5), 3);
+    // LatHigh 11, 20, 31; LongLow 1, 5, 7; LongHigh 2, 6, 7.
+    EXPECT_EQ(std::tuple(db.GetClosestLatHighIx(25), db.GetClosestLongLowIx(6), db.GetClosestLongHighIx(6.5)),
+              std::tuple(3, 3, 3));
     const TgdbPolygon road = db.RetrievePolygon(1);
     ASSERT_EQ(road.size(), 2u);
     EXPECT_EQ(std::pair(road[1].Latit, road[1].Longit), std::pair(11.0f, 6.0f));

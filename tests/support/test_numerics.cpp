@@ -39,6 +39,13 @@ TEST(CurveFit, LineByHand)
     EXPECT_EQ(k, 0.0);
     EXPECT_EQ(d, 2.0);
     EXPECT_FALSE(FitOf({{1, 5}}).CalcLinFit(k, d, q));
+    // One fit object serves every graticule line: Init forgets the pairs of the last one.
+    TCurveFit f = FitOf({{9, 0}, {8, 5}});
+    f.Init();
+    f.EnterStatValue(0, 1);
+    f.EnterStatValue(1, 3);
+    ASSERT_TRUE(f.CalcLinFit(k, d, q));
+    EXPECT_NEAR(k, 2.0, 1e-15);
 }
 
 TEST(CurveFit, ParabolaByHand)
