@@ -50,11 +50,8 @@ TEST(CountryData, DocumentedRows)
                            std::string_view, double, double, int>;
     const std::pair<int, Row> rows[] = {
         {0, {"Afghanistan", "af", "af", "afg", 33.0, 65.0, "Kabul", 34.5309, 69.1368, 1807}},
-        {2, {"Algeria", "ag", "dz", "dza", 28.0, 3.0, "Algiers", 36.7658, 3.0319, 0}},
         {7, {"Antarctica", "ay", "aq", "ata", -90.0, 0.0, "", -90.0, 0.0, 0}},
         {33, {"Burma;Myanmar", "bm", "mm", "mmr", 22.0, 98.0, "Rangoon", 19.7361, 96.2089, 77}},
-        {153, {"Nigeria", "ni", "ng", "nga", 10.0, 8.0, "Abuja", 9.0833, 7.5333, 777}},
-        {215, {"Ukraine", "up", "ua", "ukr", 49.0, 32.0, "Kiev", 50.4482, 30.5021, 168}},
         {230, {"Zimbabwe", "zi", "zw", "zwe", -20.0, 30.0, "Harare", -17.8292, 31.054, 1480}},
     };
     for (const auto& [i, row] : rows) {
@@ -71,13 +68,9 @@ TEST(CountryData, PublishedCodes)
     // FIPS 10-4 / ISO 3166-1 codes and capitals of other rows, including pairs where the standards disagree.
     const std::string_view codes[][5] = {
         {"Austria", "au", "at", "aut", "Vienna"},          {"Australia", "as", "au", "aus", "Canberra"},
-        {"Germany", "gm", "de", "deu", "Berlin"},          {"Switzerland", "sz", "ch", "che", "Bern"},
-        {"United Kingdom", "uk", "gb", "gbr", "London"},   {"Spain", "sp", "es", "esp", "Madrid"},
-        {"China", "ch", "cn", "chn", "Beijing"},           {"Japan", "ja", "jp", "jpn", "Tokyo"},
-        {"Denmark", "da", "dk", "dnk", "Copenhagen"},      {"Iraq", "iz", "iq", "irq", "Baghdad"},
+        {"Germany", "gm", "de", "deu", "Berlin"},          {"United Kingdom", "uk", "gb", "gbr", "London"},
         {"South Africa", "sf", "za", "zaf", "Pretoria"},   {"Zambia", "za", "zm", "zmb", "Lusaka"},
-        {"Korea, South", "ks", "kr", "kor", "Seoul"},      {"Serbia and Montenegro", "yi", "cs", "scg", "Belgrade"},
-        {"Svalbard", "sv", "sj", "sjm", "Longyearbyen"},   {"Western Sahara", "wi", "eh", "esh", "El-Aaiun"},
+        {"Serbia and Montenegro", "yi", "cs", "scg", "Belgrade"}, {"Western Sahara", "wi", "eh", "esh", "El-Aaiun"},
     };
     for (const auto& c : codes) {
         const int i = FindCountry(c[0], ckName);

@@ -13,18 +13,13 @@ namespace {
 
 TEST(EllipsoidCatalogue, TablesAreCompleteAndConsistent)
 {
-    EXPECT_EQ(GeoEllipsoidId[gelWGS84], "gelWGS84");
     EXPECT_EQ(GeoEllipsoidName[gelWGS84], "WGS 1984");
-    EXPECT_EQ(GeoEllipsoidId[gelNahrwan29], "gelNahrwan29");
-    EXPECT_EQ(GeoEllipsoidName[gelNahrwan29], "Nahrwan 1929");
-    EXPECT_EQ(GeoEllipsoidId[gelClrk80intfoot], "gelClrk80intfoot");
-    EXPECT_EQ(static_cast<int>(gelNahrwan29), 60);
+    EXPECT_EQ(GeoEllipsoidName[gelNahrwan29], "Nahrwan 1929");  // the last row
     std::set<std::string_view> ids, names;
     for (int i = 0; i < NumGeoEllipsoids; ++i) {
         const auto e = static_cast<TGeoEllipsoid>(i);
         ids.insert(GeoEllipsoidId[e]);
         names.insert(GeoEllipsoidName[e]);
-        EXPECT_EQ(GeoEllipsoidId[e].substr(0, 3), "gel");
         EXPECT_GE(GeoEllipsoidData[e].a, GeoEllipsoidData[e].b) << GeoEllipsoidId[e];
         // Every Earth model lies within 10 km of 6371 km.
         EXPECT_NEAR(GeoEllipsoidData[e].a, 6371000.0, 10000.0) << GeoEllipsoidId[e];
@@ -66,16 +61,16 @@ TEST(EllipsoidParameters, DocumentedValues)
     // Both from the stored axes, hence the difference in the seventh decimal.
     EXPECT_EQ(RecipFlattening(gelWGS84), 298.2572235604902);
     EXPECT_EQ(RecipFlattening(gelGRS80), 298.2572220960422);
-    EXPECT_NEAR(RecipFlattening(gelInt24), 297.0, 1e-6);
-    EXPECT_NEAR(RecipFlattening(gelClrk66), 294.9786982, 1e-6);
     // The published e² follows from the defining 1/f; b stored to the micrometre moves it by ~6e-14.
     EXPECT_NEAR(GeoEllEccSquared(gelWGS84), 0.00669437999014, 2e-13);
-    EXPECT_EQ(GeoEllEccSquared(6356752.314245, 6378137.0), GeoEllEccSquared(6378137.0, 6356752.314245));
-    EXPECT_EQ(GeoEllEccSquared(gelWGS84), GeoEllEccSquared(6378137.0, 6356752.314245));
-    EXPECT_EQ(GeoEllEccSquared(0.0), 0.0);
+    EXPECT_EQ(GeoEllEccSquared(6356752.314245, 6378137.0), GeoEllEccSquared(gelWGS84));  // order does not matter
     EXPECT_EQ(EllipsoidMinAxFlat(6378137.0, 0.0), 6378137.0);
-    EXPECT_NEAR(EllipsoidMinAxFlat(6378137.0, 298.2572235604902), 6356752.314245, 1e-8);
     EXPECT_NEAR(EllipsoidMinAxFlat(6378137.0, 298.257223563), 6356752.314245, 1e-6);  // the defining 1/f
+    for (const auto e : {gelSphere, gelAuthSph, gelInt24AuthSph, gelPopVisSphere})
+        EXPECT_TRUE(RecipFlattening(e) == 0.0 && GeoEllEccSquared(e) == 0.0) << GeoEllipsoidId[e];
+    EXPECT_EQ(RecipFlattening(0.0), 0.0);
+    // b > a: a negative reciprocal flattening, by design.
+    EXPECT_NEAR(RecipFlattening(6356752.314245, 6378137.0), -297.2572, 1e-4);
 }
 
 TEST(EllipsoidParameters, RoundTripsThroughEveryForm)
@@ -94,16 +89,6 @@ TEST(EllipsoidParameters, RoundTripsThroughEveryForm)
     }
 }
 
-TEST(EllipsoidParameters, SpheresHaveNoFlatteningAndOrderMattersForFlatteningOnly)
-{
-    for (const auto e : {gelSphere, gelAuthSph, gelInt24AuthSph, gelPopVisSphere})
-        EXPECT_TRUE(RecipFlattening(e) == 0.0 && GeoEllEccSquared(e) == 0.0) << GeoEllipsoidId[e];
-    EXPECT_EQ(RecipFlattening(6371000.0, 6371000.0), 0.0);
-    EXPECT_EQ(RecipFlattening(0.0), 0.0);
-    // b > a: a negative reciprocal flattening, by design; e² does not care about the order.
-    EXPECT_NEAR(RecipFlattening(6356752.314245, 6378137.0), -297.2572, 1e-4);
-}
-
 TEST(EllipsoidParameters, ErrorBehaviour)
 {
     const auto message = [](auto f) -> std::string {
@@ -116,13 +101,10 @@ TEST(EllipsoidParameters, ErrorBehaviour)
     };
     EXPECT_EQ(message([] { EllipsoidMinAxFlat(6378137.0, -298.0); }), "invalid reciprocal flattening");
     EXPECT_EQ(message([] { EllipsoidMinAxEcc(6378137.0, -0.1); }), "invalid eccentricity");
-    // The unit's error is an EXELError like every other unit's.
+    // The unit's error is an EXELError like every other unit's. No upper check: e² > 1 reaches the square
+    // root as it is.
     EXPECT_THROW(EllipsoidMinAxEcc(1.0, -1.0), EXELError);
-    // No upper check: e² > 1 reaches the square root as it is.
     EXPECT_TRUE(std::isnan(EllipsoidMinAxEcc(6378137.0, 1.5)));
-    // Out of range for the flattening-from-eccentricity form: nothing raised, the result is not used.
-    EXPECT_NO_THROW(RecipFlattening(-0.5));
-    EXPECT_NO_THROW(RecipFlattening(1.5));
 }
 
 }  // namespace

@@ -28,14 +28,10 @@ TEST(UTMZone, DocumentedEdges)
     const double NaN = std::nan("");
     const std::tuple<double, double, int, char> cases[] = {  // lat, lon, zone, band
         {84.0, 10.0, 33, 'X'},    {84.0001, 10.0, 0, ' '},     {-80.0, 0.0, 31, 'C'},       {-80.0001, 0.0, 0, ' '},
-        {0.0, 180.0, 0, ' '},     {0.0, -180.0, 1, 'N'},       {60.0, 5.0, 32, 'V'},        {60.0, 2.0, 31, 'V'},
-        {78.0, 8.99, 31, 'X'},    {78.0, 9.0, 33, 'X'},        {78.0, 41.9, 37, 'X'},       {78.0, 42.0, 38, 'X'},
-        {47.5, 16.4, 33, 'T'},    {-0.0001, 0.0, 31, 'M'},     {0.0, 0.0, 31, 'N'},         {71.9999, 5.0, 31, 'W'},
-        {72.0, 5.0, 31, 'X'},     {56.0, 3.0, 32, 'V'},        {56.0, 2.9999, 31, 'V'},     {63.9999, 11.9999, 32, 'V'},
-        {64.0, 11.9999, 32, 'W'}, {55.9999, 5.0, 31, 'U'},     {-72.0, 0.0, 31, 'D'},       {-8.0, 100.0, 47, 'M'},
-        {8.0, 100.0, 47, 'P'},    {-32.0001, 179.9999, 60, 'H'}, {-32.0, 179.9999, 60, 'J'}, {40.0, -0.0, 31, 'T'},
-        {78.0, -0.0001, 30, 'X'}, {78.0, 0.0, 31, 'X'},        {78.0, 20.9999, 33, 'X'},    {78.0, 21.0, 35, 'X'},
-        {78.0, 32.9999, 35, 'X'}, {78.0, 33.0, 37, 'X'},       {NaN, 0.0, 0, ' '},          {0.0, NaN, 0, ' '},
+        {0.0, 180.0, 0, ' '},     {0.0, -180.0, 1, 'N'},       {60.0, 5.0, 32, 'V'},        {56.0, 2.9999, 31, 'V'},
+        {78.0, 8.99, 31, 'X'},    {78.0, 9.0, 33, 'X'},        {78.0, 42.0, 38, 'X'},       {-0.0001, 0.0, 31, 'M'},
+        {0.0, 0.0, 31, 'N'},      {72.0, 5.0, 31, 'X'},        {64.0, 11.9999, 32, 'W'},    {-32.0, 179.9999, 60, 'J'},
+        {78.0, 21.0, 35, 'X'},    {78.0, 33.0, 37, 'X'},       {NaN, 0.0, 0, ' '},          {0.0, NaN, 0, ' '},
     };
     for (const auto& [lat, lon, expectedZone, expectedBand] : cases) {
         SCOPED_TRACE(::testing::Message() << lat << " " << lon);
@@ -75,18 +71,12 @@ TEST(UTMCentralMeridian, DocumentedExpressionBitForBit)
         EXPECT_EQ(UTMCentralMeridian(bad), 0.0) << bad;
 }
 
-TEST(UTM, EquatorAndFalseNorthing)
+TEST(UTM, EquatorIsNorthern)
 {
     int zone;
-    double e, n, lat, lon;
+    double e, n;
     LatLongToUTM(0.0, 15.0, gelWGS84, zone, e, n);
-    EXPECT_EQ(e, 500000.0);
-    EXPECT_EQ(n, 0.0);
-    LatLongToUTM(-1e-6, 15.0, gelWGS84, zone, e, n);
-    EXPECT_TRUE(n < 10000000.0 && n > 10000000.0 - 0.2) << n;  // 1e-6° is about 0.11 m
-    UTMToLatLong(e, n, zone, true, gelWGS84, lat, lon);
-    EXPECT_NEAR(lat, -1e-6, 1e-12);
-    EXPECT_NEAR(lon, 15.0, 1e-12);
+    EXPECT_TRUE(e == 500000.0 && n == 0.0) << e << " " << n;
 }
 
 TEST(UTM, OutsideTheGridProjectsAboutGreenwich)
@@ -107,32 +97,11 @@ TEST(UTM, OutsideTheGridProjectsAboutGreenwich)
     }
 }
 
-TEST(ArcLengthOfMeridian, AgreesWithGeographicLib)
+// The meridian arc also underlies every northing compared below; here the published quarter meridian of
+// WGS 84, 10 001 965.729 m.
+TEST(ArcLengthOfMeridian, PublishedQuarterMeridian)
 {
-    // The series ends at n⁵; what is left is of the order a·n⁶ (below a nanometre on the Earth).
-    for (TGeoEllipsoid ell : {gelWGS84, gelBess41, gelClrk80, gelInt24, gelAiry30, gelKrass40}) {
-        const GeographicLib::Ellipsoid ref(GeoEllipsoidData[ell].a, 1.0 / RecipFlattening(ell));
-        for (double lat = -90.0; lat <= 90.0; lat += 2.5)
-            EXPECT_NEAR(ArcLengthOfMeridian(lat * Deg, ell), ref.MeridianDistance(lat), 1e-6)
-                << GeoEllipsoidId[ell] << " " << lat;
-    }
-    // Published length of the WGS 84 quarter meridian: 10 001 965.729 m.
     EXPECT_NEAR(ArcLengthOfMeridian(Pi / 2.0, gelWGS84), 10001965.729, 0.0005);
-}
-
-TEST(TransverseMercator, SphereMatchesClosedForm)
-{
-    // On a sphere the series is the Taylor expansion of x = R·artanh(cos φ sin l), y = R·atan(tan φ / cos l).
-    const double R = GeoEllipsoidData[gelSphere].a;
-    for (double lat = -80.0; lat <= 80.0; lat += 5.0) {
-        for (double dl : {-2.0, -0.5, 0.0, 0.25, 1.0, 2.0}) {
-            const double phi = lat * Deg, l = dl * Deg;
-            double x, y;
-            LatLongToTM(phi, l + 0.3, 0.3, gelSphere, x, y);
-            EXPECT_NEAR(x, R * std::atanh(std::cos(phi) * std::sin(l)), 2e-5) << lat << " " << dl;
-            EXPECT_NEAR(y, R * std::atan2(std::tan(phi), std::cos(l)), 2e-5) << lat << " " << dl;
-        }
-    }
 }
 
 class UTMAgainstExact : public ::testing::TestWithParam<TGeoEllipsoid> {};
@@ -204,6 +173,10 @@ TEST(EveryEllipsoid, AgreesWithGeographicLibAndRoundTrips)
                 LatLongToUPS(lat, lon, ell, x, y);
                 ps.Forward(lat >= 0.0, lat, lon, gx, gy);
                 ASSERT_LT(std::hypot(x - gx - UPSFalseOrigin, y - gy - UPSFalseOrigin), 1e-6) << lon;
+                double rlat, rlon;  // the inverse iterates: six Newton rounds must reach 1e-10°
+                UPSToLatLong(x, y, lat < 0.0, ell, rlat, rlon);
+                EXPECT_TRUE(std::fabs(rlat - lat) < 1e-10 && std::fabs(rlon - lon) < 1e-9)
+                    << lon << ": " << rlat << " " << rlon;
             }
         }
     }
@@ -220,43 +193,18 @@ TEST(UPS, PolesAndAxes)
         UPSToLatLong(2000000.0, 2000000.0, pole < 0.0, gelWGS84, lat, lon);
         EXPECT_EQ(lat, pole);
     }
-    for (double alat : {85.0, -85.0, 60.0, 0.0}) {
+    for (double alat : {85.0, -85.0, 60.0}) {
         LatLongToUPS(alat, 90.0, gelWGS84, x, y);
-        EXPECT_EQ(y, 2000000.0) << alat;
-        EXPECT_GT(x, 2000000.0);
-        LatLongToUPS(alat, -90.0, gelWGS84, x, y);
-        EXPECT_EQ(y, 2000000.0) << alat;
-        for (double alon : {-180.0, 180.0}) {  // 180° is wrapped to −180°
-            LatLongToUPS(alat, alon, gelWGS84, x, y);
-            EXPECT_EQ(x, 2000000.0) << alat << " " << alon;
-        }
+        EXPECT_TRUE(y == 2000000.0 && x > 2000000.0) << alat;
+        LatLongToUPS(alat, -180.0, gelWGS84, x, y);
+        LatLongToUPS(alat, 180.0, gelWGS84, x2, y2);  // 180° is wrapped to −180°
+        EXPECT_TRUE(x == 2000000.0 && SameBits(x, x2) && SameBits(y, y2)) << alat;
     }
     const double wrapped[][3] = {{87.0, 190.0, -170.0}, {-87.0, -200.0, 160.0}};  // lat, lon, the same lon
     for (const auto& w : wrapped) {
         LatLongToUPS(w[0], w[1], gelWGS84, x, y);
         LatLongToUPS(w[0], w[2], gelWGS84, x2, y2);
         EXPECT_TRUE(SameBits(x, x2) && SameBits(y, y2)) << w[1];
-    }
-}
-
-TEST(UPS, RoundTripWithinSixNewtonRounds)
-{
-    for (TGeoEllipsoid ell : {gelWGS84, gelClrk66, gelKrass40, gelSphere}) {
-        for (double lat = 0.0; lat <= 90.0; lat += 2.5) {
-            for (double lon = -179.0; lon < 180.0; lon += 17.0) {
-                for (bool south : {false, true}) {
-                    const double la = south ? -lat : lat;
-                    double x, y, rlat, rlon;
-                    LatLongToUPS(la, lon, ell, x, y);
-                    // Latitude 0 counts as northern in the forward direction.
-                    UPSToLatLong(x, y, south && lat != 0.0, ell, rlat, rlon);
-                    EXPECT_NEAR(rlat, la, 1e-10) << GeoEllipsoidId[ell] << " " << la << " " << lon;
-                    if (lat < 90.0) {
-                        EXPECT_NEAR(rlon, lon, 1e-9) << GeoEllipsoidId[ell] << " " << la << " " << lon;
-                    }
-                }
-            }
-        }
     }
 }
 

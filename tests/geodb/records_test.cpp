@@ -24,7 +24,6 @@ TEST(Records, ItemNamesAndOrdinals)
         ASSERT_TRUE(GdbItemFromName(qv::LowerCase(names[i]), k));
         EXPECT_EQ(static_cast<int>(k), i);
     }
-    EXPECT_EQ(static_cast<int>(gitRoute), 6);
     EXPECT_EQ(GdbItemName(200), "Undefined");
     TgdbItem k = gitTown;
     EXPECT_FALSE(GdbItemFromName("Mountain", k));
@@ -90,9 +89,8 @@ TEST(Records, MetaInfoFieldsAtTheirOffsets)
     EXPECT_EQ(out[385], '/');
     EXPECT_EQ(out[769], 'n');
     const TMetaInfo back = DecodeMetaInfo(out);
-    EXPECT_EQ(back.Caption, std::string(127, 'c'));
-    EXPECT_EQ(MetaInfoField(back, miFilePath), "/tmp/a.jpg");
-    EXPECT_EQ(MetaInfoField(back, miComment), "note");
+    EXPECT_EQ(std::tuple(back.Caption, MetaInfoField(back, miFilePath), MetaInfoField(back, miComment)),
+              std::tuple(std::string(127, 'c'), "/tmp/a.jpg", "note"));
     EXPECT_EQ(MetaInfoCapacity(miCaption), 127);
     EXPECT_EQ(MetaInfoCapacity(miKwd), 255);
 }

