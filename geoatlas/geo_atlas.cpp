@@ -61,12 +61,6 @@ private:
     bool FWasHeld;
 };
 
-bool FileExists(const std::filesystem::path& P)
-{
-    std::error_code ec;
-    return std::filesystem::is_regular_file(P, ec);
-}
-
 }  // namespace
 
 TGeoAtlas::TGeoAtlas(QWidget* Parent) : TCustomControl(Parent)
@@ -432,21 +426,7 @@ void TGeoAtlas::ImageRequest(std::string& FileName) const
 {
     if (FCurrentMapIdx < 1 || FCurrentMapIdx > MaxAtlasMaps)
         return;
-    namespace fs = std::filesystem;
-    const fs::path dir = fs::path(FOpenNames[FCurrentMapIdx - 1]).parent_path();
-    const std::string leaf = StripPath(FileName);  // also after a Windows directory
-    fs::path image = dir / leaf;
-    if (!FileExists(image)) {
-        std::error_code ec;
-        for (fs::directory_iterator it(dir.empty() ? fs::path(".") : dir, ec), end; !ec && it != end;
-             it.increment(ec)) {
-            if (SameText(it->path().filename().string(), leaf) && FileExists(it->path())) {
-                image = dir / it->path().filename();
-                break;
-            }
-        }
-    }
-    FileName = image.string();
+    FileName = FindImageBeside(FOpenNames[FCurrentMapIdx - 1], FileName);
 }
 
 void TGeoAtlas::DrawOutlines(TCanvas& Canvas)

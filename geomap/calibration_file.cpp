@@ -10,6 +10,7 @@
 #include <qvgeo/support/text.h>
 
 #include <charconv>
+#include <filesystem>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -464,6 +465,20 @@ bool ParseCalibData(const std::string& FName, std::string_view Id, TCalibData& C
     if (!f)
         return false;
     return ParseCalibData(f, Id, CalData, Model);
+}
+
+std::string FindImageBeside(const std::string& CalFile, const std::string& ImageName)
+{
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::path(CalFile).parent_path();
+    const std::string leaf = StripPath(ImageName);
+    std::error_code ec;
+    if (fs::is_regular_file(dir / leaf, ec))
+        return (dir / leaf).string();
+    for (fs::directory_iterator it(dir.empty() ? fs::path(".") : dir, ec), end; !ec && it != end; it.increment(ec))
+        if (SameText(it->path().filename().string(), leaf) && fs::is_regular_file(it->path(), ec))
+            return (dir / it->path().filename()).string();
+    return (dir / leaf).string();
 }
 
 }  // namespace qv

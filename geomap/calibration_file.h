@@ -32,6 +32,12 @@ void WriteRawCalDataToOpenXMLFile(std::ostream& F, bool WithHeader, std::string_
 bool ParseCalibData(const std::string& FName, std::string_view Id, TCalibData& CalData, TCalibModel& Model);
 bool ParseCalibData(std::istream& Stream, std::string_view Id, TCalibData& CalData, TCalibModel& Model);
 
+// The map image a calibration file names, looked for beside that file: the leaf of ImageName (any
+// directory in it, also a Windows one, dropped) in CalFile's folder, matched case-insensitively when the
+// exact name is missing there, since the reader lower-cases the name it finds and a case-sensitive file
+// system keeps the original. The exact-case path when no file matches.
+std::string FindImageBeside(const std::string& CalFile, const std::string& ImageName);
+
 // The number formats of the file family. F5/F3: fixed point with 5/3 decimals, "." separator, never
 // "-0.00000". G: shortest general form with up to 15 significant digits ("16.5", "48", "1E-5"), with the
 // current C locale's decimal separator.

@@ -8,6 +8,7 @@
 #include "command.h"
 #include "line_io.h"
 
+#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/view/empty_map.h>
 #include <qvgeo/geomap/view/geo_map.h>
 #include <qvgeo/platform/image_files.h>
@@ -162,12 +163,11 @@ int RunRender(geotool::Args& args)
     map.SetSuppressPaint(true);  // one frame is drawn, at the end
     // A calibration file names its image without a directory: look beside the calibration file when the
     // name does not resolve from the working directory.
-    const std::filesystem::path calDir = std::filesystem::path(pos[0]).parent_path();
-    map.OnMapImageRequest = [&calDir](qv::TGeoMap&, std::string& name) {
+    const std::string calFile = pos[0];
+    map.OnMapImageRequest = [&calFile](qv::TGeoMap&, std::string& name) {
         std::error_code ec;
-        const std::filesystem::path p(name);
-        if (p.is_relative() && !std::filesystem::exists(p, ec) && std::filesystem::exists(calDir / p, ec))
-            name = (calDir / p).string();
+        if (!std::filesystem::exists(name, ec))
+            name = qv::FindImageBeside(calFile, name);
     };
     if (!map.LoadCalDataFromXML(pos[0], id) && map.CalibModel() == qv::cmUndefined)
         throw std::runtime_error("\"" + pos[0] + "\": no calibration" + (id.empty() ? "" : " with id \"" + id + "\""));

@@ -1,5 +1,6 @@
 #include "place_dialog.h"
 
+#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/support/number_scanner.h>
 #include <qvgeo/support/text.h>
 
@@ -13,7 +14,6 @@
 
 #include <cctype>
 #include <cmath>
-#include <filesystem>
 
 namespace viewer {
 
@@ -81,21 +81,6 @@ bool ScanAngle(const std::string& S, std::size_t& I, char Pos, char Neg, double 
         return false;
     }
     return true;
-}
-
-// The image a calibration names, looked for in the calibration's folder: the reader lower-cases the
-// name, so on a case-sensitive file system the file may differ from it in case.
-std::string ImageBeside(const std::string& Dir, const std::string& Name)
-{
-    namespace fs = std::filesystem;
-    const std::string leaf = qv::StripPath(Name);
-    std::error_code ec;
-    if (fs::is_regular_file(fs::path(Dir) / leaf, ec))
-        return (fs::path(Dir) / leaf).string();
-    for (fs::directory_iterator it(Dir.empty() ? fs::path(".") : fs::path(Dir), ec), end; !ec && it != end; it.increment(ec))
-        if (qv::SameText(it->path().filename().string(), leaf))
-            return it->path().string();
-    return (fs::path(Dir) / leaf).string();
 }
 
 QString PlaceText(double Lat, double Long)
@@ -168,7 +153,7 @@ TPlaceDialog::TPlaceDialog(std::int32_t X, std::int32_t Y, std::optional<qv::TCo
     setTabOrder(FMapBox, FMap);
     setTabOrder(FMap, buttons);
 
-    FMap->OnMapImageRequest = [this](qv::TGeoMap&, std::string& Name) { Name = ImageBeside(FImageDir, Name); };
+    FMap->OnMapImageRequest = [this](qv::TGeoMap&, std::string& Name) { Name = qv::FindImageBeside(FCalFile, Name); };
     FMap->OnResize = [this](qv::TCustomControl&) { FMap->ZoomFitPage(); };
     FMap->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton Button, qv::TShiftState, std::int32_t MX, std::int32_t MY) {
         if (Button == qv::mbLeft)
@@ -229,7 +214,7 @@ void TPlaceDialog::ShowMap(int Index)
     if (Index < 0 || Index >= static_cast<int>(FMaps.size()))
         return;
     const TPlaceMap& m = FMaps[static_cast<std::size_t>(Index)];
-    FImageDir = std::filesystem::path(m.CalFile).parent_path().string();
+    FCalFile = m.CalFile;
     try {
         // The result tells only whether graticule lines were fitted; a map calibrated by points reads false.
         FMap->LoadCalDataFromXML(m.CalFile, "");

@@ -56,7 +56,7 @@ private:
     void CheckText();
 
     std::vector<TPlaceMap> FMaps;
-    std::string FImageDir;  // the folder of the calibration shown, where its image is looked for
+    std::string FCalFile;  // the calibration shown; its image is looked for beside it
     std::optional<qv::TPoint> FMarker;  // the map-image pixel last picked
     QLineEdit* FEdit = nullptr;
     QLabel* FMessage = nullptr;

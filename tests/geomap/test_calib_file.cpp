@@ -310,6 +310,12 @@ TEST(CalibFile, TheBundledSampleLoadsWithItsImage)
     own.ImageSize(w, h);
     EXPECT_EQ(std::pair(w, h), std::pair(0, 0));
     EXPECT_EQ(own.ImageName(), "");
+    // The image beside its calibration: the leaf of any named path, the file's own case when the reader
+    // lower-cased it, the exact-case path when nothing matches.
+    const std::string cal = dir + "calib-vienna.xml";
+    for (const auto& [named, found] : {std::pair("c:\\scans\\calib-vienna.bmp", "calib-vienna.bmp"),
+                                       std::pair("CALIB-Vienna.BMP", "calib-vienna.bmp"), std::pair("none.bmp", "none.bmp")})
+        EXPECT_EQ(FindImageBeside(cal, named), dir + found) << named;
 }
 
 TEST(CalibFile, BadContentAndExceededLimitsRaiseTheDocumentedMessages)
