@@ -1,6 +1,8 @@
 // The atlas with 200 registered maps, all covering one place at resolutions from 10 to 2000 metres per
 // pixel: ZoomIn's scan of the 200 definitions when no map is finer (nothing is loaded), and a ZoomIn that
 // switches maps (scan, calibration file read, 300 x 200 BMP image loaded, place centred, one paint).
+#include "qt_main.h"
+
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/platform/bitmap.h>
@@ -95,12 +97,5 @@ BENCHMARK(BM_ZoomIn_SwitchesMap)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    fixture.reset();
-    return 0;
+    return RunQtBenchmarks(argc, argv, {}, [] { fixture.reset(); });
 }

@@ -6,6 +6,8 @@
 // - StretchRect in both modes against QImage::scaled with smooth and fast transformation, for the map's
 //   reduction to 2/3 and to 1/3 of a 3000 x 2000 image.
 // Run with: build/bench/bench_images --benchmark_min_time=0.5
+#include "qt_main.h"
+
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/image_files.h>
 
@@ -163,14 +165,7 @@ BENCHMARK(BM_Stretch_QImageFast)->Arg(667)->Arg(333)->Unit(benchmark::kMilliseco
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    JpegFile();  // written before any timing
-    StretchSource();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::remove(JpegFile().c_str());
-    return 0;
+    // The files are written before any timing.
+    return RunQtBenchmarks(
+        argc, argv, [] { JpegFile(), StretchSource(); }, [] { std::remove(JpegFile().c_str()); });
 }

@@ -1,6 +1,8 @@
 // Drawing speed of the map view: 20000 haloed landmark symbols on a full-HD screen image, drawn directly
 // and through the sprite cache (warm, as between two paints of the map, and cold, sprites drawn first),
 // and a synthetic 4000 x 3000 map with a 0.1° graticule.
+#include "qt_main.h"
+
 #include <qvgeo/geomap/view/empty_map.h>
 #include <qvgeo/geomap/view/landmark_symbols.h>
 #include <qvgeo/platform/canvas.h>
@@ -118,15 +120,4 @@ BENCHMARK(BM_EmptyMap_4000x3000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-int main(int argc, char** argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);  // text needs it
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char** argv) { return RunQtBenchmarks(argc, argv); }

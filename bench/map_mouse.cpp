@@ -3,6 +3,8 @@
 // cache (Paint) and, on a shown widget, copying it to the window (paintEvent); beside it a zoom-window drag
 // of 100 moves, whose exclusive-or box is drawn over the frame without re-rendering the map.
 // Reported per move (the "per_move" counter is seconds per move).
+#include "qt_main.h"
+
 #include <qvgeo/geomap/view/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 
@@ -84,13 +86,4 @@ BENCHMARK(BM_ZoomWindowDrag)->ArgName("shown")->Arg(0)->Arg(1)->Unit(benchmark::
 
 }  // namespace
 
-int main(int argc, char** argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char** argv) { return RunQtBenchmarks(argc, argv); }

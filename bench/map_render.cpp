@@ -6,6 +6,8 @@
 //   scaled must);
 // - 0, 2000 and 20000 landmarks with distinct captions: a repeated paint after a pan (symbol and caption
 //   sprites warm) beside the first paint (fresh caches: every caption rendered and measured once).
+#include "qt_main.h"
+
 #include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/view/empty_map.h>
 #include <qvgeo/geomap/view/map_render_caches.h>
@@ -180,15 +182,4 @@ BENCHMARK(BM_Paint_LandMarks_First)->Arg(0)->Arg(2000)->Arg(20000)->Unit(benchma
 
 }  // namespace
 
-int main(int argc, char** argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);  // text needs it
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char** argv) { return RunQtBenchmarks(argc, argv); }

@@ -4,6 +4,8 @@
 // map the fit-to-page magnification and 1.26 times it (whose zoom step just fits the largest cache built,
 // twice the view) build the scaled cache from a pyramid level; 3 times it stretches the view from a level,
 // 6 times (above CacheMagLimit) from the image itself.
+#include "qt_main.h"
+
 #include <qvgeo/geomap/view/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 
@@ -128,12 +130,5 @@ BENCHMARK(BM_Pan_3MP)->Arg(10)->Arg(15)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    m.reset();
-    return 0;
+    return RunQtBenchmarks(argc, argv, {}, [] { m.reset(); });
 }
