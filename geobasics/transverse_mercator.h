@@ -45,7 +45,10 @@ double UTMCentralMeridian(int Zone);
 void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y);
 
 // Inverse of LatLongToTM. X, Y: unscaled easting and northing (metres) relative to the central meridian
-// Lambda0 (radians) and the equator. Phi, Lambda: latitude and longitude (radians).
+// Lambda0 (radians) and the equator. Phi, Lambda: latitude and longitude (radians). A northing past a
+// pole continues over it on the opposite meridian (Lambda about Lambda0 + π), so Phi stays within ±π/2
+// as long as the series holds; within a few kilometres of a pole and off the central meridian it does not
+// (the terms in tan φ blow up) and the result means nothing. Lambda is not wrapped into ±π.
 void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, double& Phi, double& Lambda);
 
 // UTM zone and latitude band of a position. Lat, Long in degrees. Inside the UTM area
@@ -66,7 +69,9 @@ void LatLongToUTM(double Lat, double Long, TGeoEllipsoid Ellipsoid, int& Zone, d
                   double& Northing);
 
 // UTM to geographic. Easting, Northing in metres; Zone 1 to 60 (any other value silently uses the
-// Greenwich meridian); South: the northing carries the southern false northing. Lat, Long in degrees.
+// Greenwich meridian); South: the northing carries the southern false northing. Lat, Long in degrees,
+// −180 ≤ Long < 180: a grid position west of zone 1 or east of zone 60 comes back on the other side of
+// the antimeridian, one past a pole on the opposite meridian (with the TMToLatLong caveat near the poles).
 void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEllipsoid Ellipsoid, double& Lat,
                   double& Long);
 

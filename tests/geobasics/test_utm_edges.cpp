@@ -1,0 +1,279 @@
+// UTM, TM and UPS at their edges: every zone and band boundary to the last bit, grid positions beyond the
+// antimeridian and beyond the poles, checked against GeographicLib's zone rules, its MGRS band letters and
+// its exact Transverse Mercator.
+#include <qvgeo/geobasics/transverse_mercator.h>
+
+#include <GeographicLib/MGRS.hpp>
+#include <GeographicLib/TransverseMercatorExact.hpp>
+#include <GeographicLib/UTMUPS.hpp>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <iomanip>
+#include <limits>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using namespace qv;
+
+constexpr double Pi = 3.141592653589793;
+constexpr double Deg = Pi / 180.0;
+constexpr double Inf = std::numeric_limits<double>::infinity();
+
+double Up(double v) { return std::nextafter(v, Inf); }
+double Down(double v) { return std::nextafter(v, -Inf); }
+
+// Ground distance between two places in metres, good enough for tolerances of millimetres nearby.
+double Metres(double lat1, double lon1, double lat2, double lon2)
+{
+    double dlon = std::remainder(lon2 - lon1, 360.0);
+    return std::hypot((lat2 - lat1) * 111320.0, dlon * 111320.0 * std::cos(lat1 * Deg));
+}
+
+// The whole degrees where a zone or band changes: zone edges every 6°, the Norway and Svalbard edges,
+// band edges every 8° and the ends of the area.
+std::vector<double> LongitudeEdges()
+{
+    std::vector<double> v;
+    for (int lon = -180; lon < 180; lon += 6)
+        v.push_back(lon);
+    for (double lon : {3.0, 9.0, 12.0, 21.0, 33.0, 42.0})
+        v.push_back(lon);
+    return v;
+}
+
+std::vector<double> LatitudeEdges()
+{
+    std::vector<double> v;
+    for (int lat = -80; lat <= 72; lat += 8)
+        v.push_back(lat);
+    v.push_back(84.0);
+    return v;
+}
+
+// GeographicLib's standard zone and the band letter of its MGRS grid zone designation, for a place that
+// both grids cover (GeographicLib leaves 84° itself to UPS).
+void Oracle(double lat, double lon, int& zone, char& band)
+{
+    zone = GeographicLib::UTMUPS::StandardZone(lat, lon);
+    int z;
+    bool northp;
+    double x, y;
+    GeographicLib::UTMUPS::Forward(lat, lon, z, northp, x, y, zone);
+    std::string gzd;
+    GeographicLib::MGRS::Forward(z, northp, x, y, lat, -1, gzd);
+    band = gzd.back();
+}
+
+// A place one ulp either side of a zone or band edge used to land in the wrong zone or band because the
+// edge was found after adding 180° (or 80°) and dividing, which rounds; one ulp below 180° made zone 61.
+TEST(UTMZoneEdges, EveryEdgeToTheLastBitAgreesWithGeographicLib)
+{
+    std::vector<double> lats, lons;
+    for (double e : LatitudeEdges())
+        for (double v : {Down(e), e, Up(e), e + 4.0})
+            lats.push_back(v);
+    for (double e : LongitudeEdges())
+        for (double v : {Down(e), e, Up(e), e + 1.5})
+            lons.push_back(v);
+    lons.push_back(Down(180.0));
+    lats.push_back(-std::numeric_limits<double>::denorm_min());
+    int checked = 0;
+    for (double lat : lats) {
+        for (double lon : lons) {
+            if (!(lat >= -80.0 && lat < 84.0 && lon >= -180.0 && lon < 180.0))
+                continue;
+            int zone, expectedZone;
+            char band, expectedBand;
+            GeoToUTMZone(lat, lon, zone, band);
+            Oracle(lat, lon, expectedZone, expectedBand);
+            ASSERT_EQ(zone, expectedZone) << std::hexfloat << lat << " " << lon;
+            ASSERT_EQ(band, expectedBand) << std::hexfloat << lat << " " << lon;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 20000);
+}
+
+// Reference values at the edges, including those GeographicLib does not cover (84° and 180°).
+TEST(UTMZoneEdges, ReferenceValues)
+{
+    const std::tuple<double, double, int, char> cases[] = {  // lat, lon, zone, band
+        {0.0, Down(180.0), 60, 'N'},
+        {0.0, -180.0, 1, 'N'},
+        {0.0, Up(-180.0), 1, 'N'},
+        {0.0, Down(-180.0), 0, ' '},
+        {0.0, 180.0, 0, ' '},
+        {84.0, Down(180.0), 60, 'X'},
+        {84.0, 41.0, 37, 'X'},
+        {Up(84.0), 41.0, 0, ' '},
+        {Down(-80.0), 41.0, 0, ' '},
+        {-80.0, Down(-174.0), 1, 'C'},
+        {Down(8.0), Down(6.0), 31, 'N'},
+        {8.0, 6.0, 32, 'P'},
+        {Down(0.0), Down(0.0), 30, 'M'},
+        {-0.0, -0.0, 31, 'N'},  // the equator is northern, whatever its sign bit
+        {Down(56.0), 5.0, 31, 'U'},
+        {56.0, Down(3.0), 31, 'V'},
+        {56.0, 3.0, 32, 'V'},
+        {Down(64.0), Down(12.0), 32, 'V'},
+        {Down(64.0), 12.0, 33, 'V'},
+        {64.0, 5.0, 31, 'W'},
+        {Down(72.0), 5.0, 31, 'W'},
+        {72.0, Down(9.0), 31, 'X'},
+        {72.0, 9.0, 33, 'X'},
+        {78.0, Down(0.0), 30, 'X'},
+        {78.0, Down(21.0), 33, 'X'},
+        {78.0, 21.0, 35, 'X'},
+        {78.0, Down(33.0), 35, 'X'},
+        {78.0, Down(42.0), 37, 'X'},
+        {78.0, 42.0, 38, 'X'},
+    };
+    for (const auto& [lat, lon, expectedZone, expectedBand] : cases) {
+        int zone;
+        char band;
+        GeoToUTMZone(lat, lon, zone, band);
+        EXPECT_TRUE(zone == expectedZone && band == expectedBand)
+            << std::hexfloat << lat << " " << lon << ": " << zone << band;
+    }
+}
+
+// The projection follows the zone: one ulp below 180° is projected in zone 60 and agrees with the exact
+// projection there, instead of an easting of hundreds of thousands of kilometres.
+TEST(UTMZoneEdges, ProjectionAtTheAntimeridianUsesZone60)
+{
+    const GeographicLib::TransverseMercatorExact exact(6378137.0, 1.0 / 298.257223563, UTMScaleFactor);
+    for (double lat : {-80.0, -33.0, 0.0, 45.0, 84.0}) {
+        int zone;
+        double e, n, gx, gy;
+        LatLongToUTM(lat, Down(180.0), gelWGS84, zone, e, n);
+        exact.Forward(177.0, lat, Down(180.0), gx, gy);
+        EXPECT_EQ(zone, 60) << lat;
+        EXPECT_LT(std::hypot(e - gx - UTMFalseEasting, n - (gy < 0.0 ? gy + UTMFalseNorthingSouth : gy)), 1e-4)
+            << lat;
+    }
+}
+
+// Grid positions west of zone 1 or east of zone 60 lie across the antimeridian; their longitude comes
+// back in −180..180, so that LatLongToUTM takes it again, and names the same place as GeographicLib (to
+// the series' accuracy up to 8° from the meridian, 2.2 mm here).
+TEST(UTMInverse, LongitudeStaysInRangeAcrossTheAntimeridian)
+{
+    const std::tuple<int, bool, double, double> cases[] = {  // zone, south, easting, northing
+        {1, false, 100000.0, 5000000.0}, {1, true, 150000.0, 6000000.0},   {1, false, 166021.443, 0.0},
+        {60, false, 900000.0, 5000000.0}, {60, true, 833978.557, 9999999.0}, {1, false, 300000.0, 8500000.0},
+        {60, false, 700000.0, 8500000.0},
+    };
+    for (const auto& [zone, south, e, n] : cases) {
+        SCOPED_TRACE(::testing::Message() << zone << (south ? " S " : " N ") << e << " " << n);
+        double lat, lon, glat, glon;
+        UTMToLatLong(e, n, zone, south, gelWGS84, lat, lon);
+        EXPECT_TRUE(lon >= -180.0 && lon < 180.0) << lon;
+        GeographicLib::UTMUPS::Reverse(zone, !south, e, n, glat, glon);
+        EXPECT_LT(Metres(glat, glon, lat, lon), 5e-3) << lat << " " << lon << " against " << glat << " " << glon;
+        // And back: the place is projected in the zone on its side of the antimeridian.
+        int z2;
+        double e2, n2;
+        LatLongToUTM(lat, lon, gelWGS84, z2, e2, n2);
+        EXPECT_EQ(z2, GeographicLib::UTMUPS::StandardZone(lat, lon));
+    }
+}
+
+// Inside the zones the longitude is the kernel's, bit for bit: the range check must not touch it.
+TEST(UTMInverse, InRangeLongitudesKeepTheirBits)
+{
+    for (int zone : {1, 2, 31, 59, 60}) {
+        for (double e : {250000.0, 400000.0, 500000.0, 750000.0}) {
+            double lat, lon, phi, lambda;
+            UTMToLatLong(e, 4000000.0, zone, false, gelWGS84, lat, lon);
+            TMToLatLong((e - 500000.0) / 0.9996, 4000000.0 / 0.9996, UTMCentralMeridian(zone), gelWGS84, phi, lambda);
+            EXPECT_EQ(lon, lambda * 180.0 / Pi) << zone << " " << e;
+        }
+    }
+}
+
+// The series' quarter meridian is 0.14 µm shorter than the exact one, so an exact projection's pole used
+// to come back at latitude 90.0000000000013. A northing past a pole continues over it on the opposite
+// meridian; the latitude never leaves ±90°. On the central meridian the series is the exact meridian arc,
+// so GeographicLib's exact inverse must agree there, at and beyond either pole.
+TEST(TMInverse, PolesAndBeyondOnTheMeridian)
+{
+    const GeographicLib::TransverseMercatorExact exact(6378137.0, 1.0 / 298.257223563, 1.0);
+    double gx, gy;
+    exact.Forward(0.0, 90.0, 0.0, gx, gy);
+    const double q = gy;  // the exact quarter meridian, 10001965.7293127 m
+    const std::tuple<double, double> cases[] = {  // y (m), lon0 (deg)
+        {q, 0.0},          {-q, 0.0},          {q + 1e-3, 15.0},    {q - 1e-3, 15.0},     {-q - 1e-3, -15.0},
+        {q + 1000.0, 0.0}, {-q - 1000.0, 30.0}, {q + 500000.0, -100.0}, {-q - 3e6, 170.0}, {q - 3e6, 170.0},
+    };
+    for (const auto& [y, lon0] : cases) {
+        SCOPED_TRACE(::testing::Message() << std::setprecision(17) << y << " " << lon0);
+        double phi, lambda, glat, glon;
+        TMToLatLong(0.0, y, lon0 * Deg, gelWGS84, phi, lambda);
+        EXPECT_LE(std::fabs(phi), Pi / 2.0);
+        exact.Reverse(lon0, 0.0, y, glat, glon);
+        EXPECT_LT(Metres(glat, glon, phi / Deg, lambda / Deg), 1e-6)
+            << phi / Deg << " " << lambda / Deg << " against " << glat << " " << glon;
+    }
+}
+
+// Off the meridian the series is only as good near a pole as it is (metres at a few kilometres), but
+// beyond the pole it must give exactly the mirror image of the point as far before it: (x, 2Q − y) on
+// λ0 + l is (x, y) on λ0 + 180° − l, with Q the series' own quarter meridian.
+TEST(TMInverse, BeyondThePoleMirrorsTheNearSide)
+{
+    const double q = ArcLengthOfMeridian(Pi / 2.0, gelWGS84);
+    const std::tuple<double, double> cases[] = {{2000.0, 3000.0}, {-2000.0, 3000.0}, {0.5, 10.0},
+                                                {-1e4, 2e5},      {3e5, 1e6},        {1e-3, 1e-3}};  // x, past (m)
+    for (double lon0 : {0.0, 15.0, -120.0}) {
+        for (const auto& [x, past] : cases) {
+            SCOPED_TRACE(::testing::Message() << x << " " << past << " " << lon0);
+            double phi, lambda, mphi, mlambda;
+            for (double pole : {1.0, -1.0}) {
+                TMToLatLong(x, pole * (q + past), lon0 * Deg, gelWGS84, phi, lambda);
+                TMToLatLong(x, pole * (q - past), lon0 * Deg, gelWGS84, mphi, mlambda);
+                EXPECT_NEAR(phi, mphi, 1e-12) << pole;
+                EXPECT_NEAR(lambda - lon0 * Deg, Pi - (mlambda - lon0 * Deg), 1e-9) << pole;
+            }
+        }
+    }
+}
+
+// The UTM inverse inherits it: the pole of each hemisphere, and a grid position over it.
+TEST(UTMInverse, PolesStayWithinNinetyDegrees)
+{
+    const double q = ArcLengthOfMeridian(Pi / 2.0, gelWGS84) * UTMScaleFactor;
+    const std::tuple<double, bool, double, double> cases[] = {  // northing, south, lat, lon
+        {q + 1e-4, false, 90.0, -177.0}, {UTMFalseNorthingSouth - q - 1e-4, true, -90.0, -177.0},
+        {q + 100.0, false, 89.9991, -177.0},
+    };
+    for (const auto& [n, south, expectedLat, expectedLon] : cases) {
+        double lat, lon;
+        UTMToLatLong(500000.0, n, 31, south, gelWGS84, lat, lon);
+        EXPECT_TRUE(std::fabs(lat) <= 90.0 && std::fabs(lat - expectedLat) < 1e-4 && lon == expectedLon)
+            << std::setprecision(17) << n << ": " << lat << " " << lon;
+    }
+}
+
+// UPS: longitudes from the inverse stay within ±180° all round the pole, on the axes included, and project
+// back to the same grid position.
+TEST(UPSInverse, LongitudesAllRoundThePole)
+{
+    for (bool south : {false, true}) {
+        for (double dx : {-1e5, -1.0, -0.0, 0.0, 1.0, 1e5}) {
+            for (double dy : {-1e5, -1.0, -0.0, 0.0, 1.0, 1e5}) {
+                double lat, lon, x, y;
+                UPSToLatLong(UPSFalseOrigin + dx, UPSFalseOrigin + dy, south, gelWGS84, lat, lon);
+                ASSERT_TRUE(lon >= -180.0 && lon <= 180.0 && std::fabs(lat) <= 90.0) << dx << " " << dy;
+                LatLongToUPS(lat, lon, gelWGS84, x, y);
+                EXPECT_LT(std::hypot(x - UPSFalseOrigin - dx, y - UPSFalseOrigin - dy), 1e-6)
+                    << south << " " << dx << " " << dy << ": " << lat << " " << lon;
+            }
+        }
+    }
+}
+
+}  // namespace
