@@ -272,14 +272,17 @@ void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEll
     Inverse(x, y, CentralMeridian(Zone), Consts(Ellipsoid), phi, lambda);
     Lat = RadToDeg(phi);
     Long = RadToDeg(lambda);
-    // The grid reaches past ±180° in zones 1 and 60 (and over the pole): longitudes are given in
-    // −180 ≤ Long < 180, the range LatLongToUTM takes. remainder is exact, so a longitude already in range
-    // keeps its bits.
-    if (!(Long >= -180.0 && Long < 180.0) && std::isfinite(Long)) {
-        Long = std::remainder(Long, 360.0);
-        if (Long == 180.0)
-            Long = -180.0;
-    }
+}
+
+double WrapLongitude(double Long)
+{
+    if (Long >= -180.0 && Long < 180.0)
+        return Long;
+    if (!std::isfinite(Long))
+        return Long;
+    // remainder is exact (no rounding at all), and lands in −180..180 with both ends possible.
+    const double r = std::remainder(Long, 360.0);
+    return r == 180.0 ? -180.0 : r;
 }
 
 void LatLongToUPS(double Lat, double Long, TGeoEllipsoid Ellipsoid, double& X, double& Y)
