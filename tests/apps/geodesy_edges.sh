@@ -54,7 +54,7 @@ back=$("$G" utm --inverse --precision 12 1 N 100000 5000000) && fwd=$("$G" utm $
 [[ "${fwd:-}" == "60 T "* ]] || fail "west of zone 1 lands in ${fwd:-nothing}, not 60 T"
 # The TM inverse output goes forward again, across the antimeridian and at the pole.
 for rec in "180 -111000 1000000" "0 0 10001965.7293127228" "-175 -500000 -3000000"; do
-  set -- $rec
+  set -- $rec; xy=""
   ll=$("$G" tm --inverse --lon0 "$1" --precision 12 "$2" "$3") && xy=$("$G" tm --lon0 "$1" $ll) ||
     fail "tm round trip about $1 of $2 $3: [$ll] [${xy:-}]"
   awk -v a="${xy:-x x}" -v x="$2" -v y="$3" 'BEGIN { split(a, v, " "); exit !((v[1] - x) ^ 2 + (v[2] - y) ^ 2 < 1e-6) }' ||
