@@ -254,6 +254,12 @@ TEST(TMInverse, BeyondThePoleMirrorsTheNearSide)
                 EXPECT_NEAR(lambda - lon0 * Deg, Pi - (mlambda - lon0 * Deg), 1e-9) << pole;
             }
         }
+        // The series' own pole is not past it: it keeps the plain formula's result, on the central meridian.
+        for (double pole : {1.0, -1.0}) {
+            double phi, lambda;
+            TMToLatLong(0.0, pole * q, lon0 * Deg, gelWGS84, phi, lambda);
+            EXPECT_TRUE(phi == pole * Pi / 2.0 && lambda == lon0 * Deg) << lon0 << " " << phi << " " << lambda;
+        }
     }
 }
 
