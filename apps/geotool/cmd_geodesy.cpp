@@ -90,7 +90,8 @@ bool Hemisphere(std::string_view field, bool& south, std::string& error)
 // shown as 84 beside the range 80..84 it lies outside.
 std::string Deg(double v) { return geotool::ShortestText(v); }
 
-// Degrees from the central meridian lon0 to lon the short way round, in -180..180 (exact).
+// Degrees from the central meridian lon0 to lon the short way round, in -180..180 (the difference rounds
+// by at most half an ulp, the reduction not at all).
 double FromMeridian(double lon, double lon0) { return std::remainder(lon - lon0, 360.0); }
 
 // ---------------------------------------------------------------------------------------------------------
