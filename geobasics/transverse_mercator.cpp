@@ -178,6 +178,17 @@ void Inverse(double X, double Y, double Lambda0, const TEllipsoidConsts& c, doub
 
     Phi = phif + x2frac * x2poly * xp2 + x4frac * x4poly * xp4 + x6frac * x6poly * xp6 + x8frac * x8poly * xp8;
     Lambda = Lambda0 + x1frac * X + x3frac * x3poly * xp3 + x5frac * x5poly * xp5 + x7frac * x7poly * xp7;
+    // A northing past the pole (the series' quarter meridian is a fraction of a micrometre shorter than
+    // the true one, so the pole itself given by an exact projection is already past it) comes out as a
+    // latitude beyond ±90°. The series is symmetric about the pole: φ beyond ±π/2 on λ is the point at
+    // ±π − φ on the opposite meridian λ + π, which is where the northing continues over the pole.
+    if (Phi > Pi / 2.0) {
+        Phi = Pi - Phi;
+        Lambda = Lambda + Pi;
+    } else if (Phi < -Pi / 2.0) {
+        Phi = -Pi - Phi;
+        Lambda = Lambda + Pi;
+    }
 }
 
 void UTMZone(double Lat, double Long, int& Zone, char& Band)
@@ -187,9 +198,12 @@ void UTMZone(double Lat, double Long, int& Zone, char& Band)
     // Written as positive tests so that NaN falls outside as well.
     if (!(Lat >= -80.0 && Lat <= 84.0 && Long >= -180.0 && Long < 180.0))
         return;
-    // Every argument of floor here is non-negative inside the area, where truncation toward zero is
-    // floor; the cast avoids a library call on targets without a rounding instruction.
-    int k = static_cast<int>(Lat + 80.0) / 8;
+    // Every zone and band edge is a whole degree, so the whole degree below the position decides, and it
+    // is exact. Adding 80 or 180 first and dividing would round: one ulp below 180 plus 180 is 360, which
+    // made zone 61, and one ulp below a band or zone edge landed in the next band or zone.
+    const int latDeg = static_cast<int>(std::floor(Lat));   // −80 to 84
+    const int lonDeg = static_cast<int>(std::floor(Long));  // −180 to 179
+    int k = (latDeg + 80) / 8;
     if (k >= 6)
         ++k;  // no band I
     if (k >= 12)
@@ -197,11 +211,11 @@ void UTMZone(double Lat, double Long, int& Zone, char& Band)
     if (k >= 21)
         k = 21;  // X stretches to 84° inclusive
     Band = static_cast<char>(67 + k);
-    Zone = static_cast<int>((Long + 180.0) / 6.0) + 1;
+    Zone = (lonDeg + 180) / 6 + 1;
     if (Band == 'V' && Long >= 3.0 && Long < 12.0)
         Zone = 32;
     if (Band == 'X' && Long >= 0.0 && Long < 42.0)
-        Zone = 2 * static_cast<int>((Long + 3.0) / 12.0) + 31;
+        Zone = 2 * ((lonDeg + 3) / 12) + 31;
 }
 
 }  // namespace
@@ -258,6 +272,17 @@ void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEll
     Inverse(x, y, CentralMeridian(Zone), Consts(Ellipsoid), phi, lambda);
     Lat = RadToDeg(phi);
     Long = RadToDeg(lambda);
+}
+
+double WrapLongitude(double Long)
+{
+    if (Long >= -180.0 && Long < 180.0)
+        return Long;
+    if (!std::isfinite(Long))
+        return Long;
+    // remainder is exact (no rounding at all), and lands in −180..180 with both ends possible.
+    const double r = std::remainder(Long, 360.0);
+    return r == 180.0 ? -180.0 : r;
 }
 
 void LatLongToUPS(double Lat, double Long, TGeoEllipsoid Ellipsoid, double& X, double& Y)

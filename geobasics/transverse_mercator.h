@@ -45,7 +45,10 @@ double UTMCentralMeridian(int Zone);
 void LatLongToTM(double Phi, double Lambda, double Lambda0, TGeoEllipsoid Ellipsoid, double& X, double& Y);
 
 // Inverse of LatLongToTM. X, Y: unscaled easting and northing (metres) relative to the central meridian
-// Lambda0 (radians) and the equator. Phi, Lambda: latitude and longitude (radians).
+// Lambda0 (radians) and the equator. Phi, Lambda: latitude and longitude (radians). A northing past a
+// pole continues over it on the opposite meridian (Lambda about Lambda0 + π), so Phi stays within ±π/2
+// as long as the series holds; within a few kilometres of a pole and off the central meridian it does not
+// (the terms in tan φ blow up) and the result means nothing. Lambda is not wrapped into ±π.
 void TMToLatLong(double X, double Y, double Lambda0, TGeoEllipsoid Ellipsoid, double& Phi, double& Lambda);
 
 // UTM zone and latitude band of a position. Lat, Long in degrees. Inside the UTM area
@@ -67,8 +70,17 @@ void LatLongToUTM(double Lat, double Long, TGeoEllipsoid Ellipsoid, int& Zone, d
 
 // UTM to geographic. Easting, Northing in metres; Zone 1 to 60 (any other value silently uses the
 // Greenwich meridian); South: the northing carries the southern false northing. Lat, Long in degrees.
+// Long runs on continuously across the zone's edges: west of zone 1 it is below −180, east of zone 60
+// above 180, so that a map calibrated in such a zone keeps corners and outlines that do not jump across
+// the globe. WrapLongitude brings it into the range that LatLongToUTM takes. A grid position past a pole
+// comes back on the opposite meridian (with the TMToLatLong caveat near the poles).
 void UTMToLatLong(double Easting, double Northing, int Zone, bool South, TGeoEllipsoid Ellipsoid, double& Lat,
                   double& Long);
+
+// The same meridian in −180 ≤ Long < 180 (the range of the UTM area), exactly: a longitude already in
+// that range is returned with its bits, 180 becomes −180, ±540 becomes −180. NaN and infinities are
+// returned as they are.
+double WrapLongitude(double Long);
 
 // Geographic to UPS. Lat, Long in degrees; latitude 0 and above counts as the northern cap. X, Y:
 // UPS easting and northing in metres, scale factor 0.994, false origin 2000000 m. The latitude is not

@@ -86,12 +86,13 @@ bool Hemisphere(std::string_view field, bool& south, std::string& error)
     return false;
 }
 
-std::string Deg(double v)
-{
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%g", v);
-    return buf;
-}
+// A value quoted in a message: every digit it takes to read back as itself, so that 84.0000001 is never
+// shown as 84 beside the range 80..84 it lies outside.
+std::string Deg(double v) { return geotool::ShortestText(v); }
+
+// Degrees from the central meridian lon0 to lon the short way round, in -180..180 (the difference rounds
+// by at most half an ulp, the reduction not at all).
+double FromMeridian(double lon, double lon0) { return std::remainder(lon - lon0, 360.0); }
 
 // ---------------------------------------------------------------------------------------------------------
 
@@ -137,21 +138,29 @@ int RunUTM(geotool::Args& args)
         if (!Hemisphere(f[1], south, error) || !geotool::Numbers(f, 2, 2, v, error))
             return false;
         if (v[0] < UTMMinEasting || v[0] > UTMMaxEasting) {
-            error = "easting outside 100000..900000 m (400 km either side of the zone's central meridian)";
+            error = "easting " + Deg(v[0]) +
+                    " is outside 100000..900000 m (400 km either side of the zone's central meridian)";
             return false;
         }
         if (v[1] < 0.0 || v[1] > UTMMaxNorthing) {
-            error = "northing outside 0..10000000 m";
+            error = "northing " + Deg(v[1]) + " is outside 0..10000000 m";
             return false;
         }
         double lat, lon;
         qv::UTMToLatLong(v[0], v[1], static_cast<int>(zone), south, ell, lat, lon);
         if (!Finite({lat, lon}, error))
             return false;
-        if (!(lat >= UTMSouthLimit - 0.5 && lat <= UTMNorthLimit + 0.5 &&
-              std::fabs(lon - (6.0 * static_cast<double>(zone) - 183.0)) <= UTMMaxFromMeridian)) {
-            error = "easting and northing lie beyond the zone (more than 9 degrees from its meridian, or outside "
-                    "latitudes -80.5..84.5)";
+        // West of zone 1 and east of zone 60 the library's longitude runs on past -180 and 180; printed, it
+        // is wrapped into the range that geotool utm takes back.
+        lon = qv::WrapLongitude(lon);
+        const double fromMeridian = FromMeridian(lon, 6.0 * static_cast<double>(zone) - 183.0);
+        if (!(lat >= UTMSouthLimit - 0.5 && lat <= UTMNorthLimit + 0.5)) {
+            error = "easting and northing lie beyond the zone: latitude " + Deg(lat) + " is outside -80.5..84.5";
+            return false;
+        }
+        if (!(std::fabs(fromMeridian) <= UTMMaxFromMeridian)) {
+            error = "easting and northing lie beyond the zone: longitude " + Deg(lon) + " is " +
+                    Deg(std::fabs(fromMeridian)) + " degrees from its meridian, more than 9";
             return false;
         }
         out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees);
@@ -171,10 +180,18 @@ int RunTM(geotool::Args& args)
         throw geotool::UsageError{"option --lon0 DEG (central meridian, -180 to 180 degrees) is required"};
     const double lambda0 = lon0 * Pi / 180.0;
     const auto positional = args.Positional();
-    // The kernel works on the plain difference of longitudes, without wrapping.
-    const auto inDomain = [lon0](double lat, double lon, std::string& error) {
-        if (!(std::fabs(lon - lon0) <= TMMaxFromMeridian && std::fabs(lat) <= 90.0)) {
-            error = "more than 30 degrees from the central meridian, where the series no longer holds";
+    // Distances from the central meridian are taken the short way round (179 is 2 degrees from -179). A
+    // pole lies on every meridian. Along the axis x = 0 the series is the exact meridian arc, and the axis
+    // runs on over the poles onto the opposite meridian: onAxis admits that meridian whatever its distance.
+    const auto inDomain = [lon0](double lat, double lon, bool onAxis, std::string& error) {
+        if (!(std::fabs(lat) <= 90.0)) {
+            error = "latitude " + Deg(lat) + " is beyond the pole";
+            return false;
+        }
+        const double d = std::fabs(FromMeridian(lon, lon0));
+        if (!(d <= TMMaxFromMeridian || std::fabs(lat) == 90.0 || onAxis)) {
+            error = "longitude " + Deg(lon) + " is " + Deg(d) +
+                    " degrees from the central meridian, more than 30, where the series no longer holds";
             return false;
         }
         return true;
@@ -183,10 +200,33 @@ int RunTM(geotool::Args& args)
         return StreamRecords("tm", positional, RecordShape{2, 2, "lat lon"},
                              [=](const Fields& f, RecordWriter& out, std::string& error) {
             double v[2];
-            if (!LatLong(f, v, error) || !inDomain(v[0], v[1], error))
+            if (!LatLong(f, v, error))
                 return false;
+            const bool opposite = std::fabs(FromMeridian(v[1], lon0)) == 180.0;
+            if (!inDomain(v[0], v[1], opposite, error))
+                return false;
+            if (opposite) {
+                // The meridian opposite the central one is the axis x = 0 continued over the pole, which
+                // the series cannot reach (it would need the longitude difference 180): mirror the point
+                // on the central meridian about the pole, as the inverse does.
+                double x0, y0;
+                qv::LatLongToTM(v[0] * Pi / 180.0, lambda0, lambda0, ell, x0, y0);
+                const double q = qv::ArcLengthOfMeridian(Pi / 2.0, ell);
+                const double y = (v[0] >= 0.0 ? 2.0 * q : -2.0 * q) - y0;
+                if (!Finite({y}, error))
+                    return false;
+                out.Fixed(0.0, dec.Metres).Char(' ').Fixed(y, dec.Metres);
+                return true;
+            }
+            // The kernel takes the plain difference of longitudes: across the antimeridian the longitude
+            // is moved by a turn to the central meridian's side (exact: both lie within 30 of +-180).
+            double lon = v[1];
+            if (lon - lon0 > 180.0)
+                lon -= 360.0;
+            else if (lon - lon0 < -180.0)
+                lon += 360.0;
             double x, y;
-            qv::LatLongToTM(v[0] * Pi / 180.0, v[1] * Pi / 180.0, lambda0, ell, x, y);
+            qv::LatLongToTM(v[0] * Pi / 180.0, lon * Pi / 180.0, lambda0, ell, x, y);
             if (!Finite({x, y}, error))
                 return false;
             out.Fixed(x, dec.Metres).Char(' ').Fixed(y, dec.Metres);
@@ -200,8 +240,8 @@ int RunTM(geotool::Args& args)
             return false;
         double phi, lambda;
         qv::TMToLatLong(v[0], v[1], lambda0, ell, phi, lambda);
-        const double lat = phi * 180.0 / Pi, lon = lambda * 180.0 / Pi;
-        if (!Finite({lat, lon}, error) || !inDomain(lat, lon, error))
+        const double lat = phi * 180.0 / Pi, lon = qv::WrapLongitude(lambda * 180.0 / Pi);
+        if (!Finite({lat, lon}, error) || !inDomain(lat, lon, v[0] == 0.0, error))
             return false;
         out.Fixed(lat, dec.Degrees).Char(' ').Fixed(lon, dec.Degrees);
         return true;
@@ -330,7 +370,8 @@ int RunHelmert(geotool::Args& args)
                                   : qv::HelmertTransformUnfolded(src, v[0], v[1], v[2], dst, lat, lon, h);
         if (status != qv::HelmertOk) {
             error = "HelmertTransform status " + std::to_string(status) +
-                    (status == qv::HelmertBadLatitude ? ": latitude outside -90..90" : ": longitude outside -180..180");
+                    (status == qv::HelmertBadLatitude ? ": latitude " + Deg(v[0]) + " is outside -90..90"
+                                                      : ": longitude " + Deg(v[1]) + " is outside -180..180");
             return false;
         }
         if (!Finite({lat, lon, h}, error))
@@ -436,7 +477,7 @@ const geotool::Registrar regUTM(
      "Inverse: zone (1-60), N or S for the hemisphere, easting, northing -> lat lon. The easting must lie\n"
      "within 400 km of the zone's central meridian (100000 to 900000 m), the northing within 0 to\n"
      "10000000 m, and the place found within 9 degrees of the meridian and between latitudes -80.5 and\n"
-     "84.5; anything else is rejected.\n"     "--ellipsoid ID selects the ellipsoid (default gelWGS84; geotool ellipsoids lists them).\n\n" +
+     "84.5; anything else is rejected. Longitudes come out in -180..180 (west of zone 1 is east of 174).\n"     "--ellipsoid ID selects the ellipsoid (default gelWGS84; geotool ellipsoids lists them).\n\n" +
          StreamNote,
      RunUTM});
 
@@ -446,7 +487,9 @@ const geotool::Registrar regTM(
      "Forward: lat lon (degrees) -> x y (metres from the central meridian DEG and the equator,\n"
      "without scale factor or false origin). Inverse: x y -> lat lon. The series loses accuracy away\n"
      "from the meridian (on the equator about 1 mm at 6 degrees, 0.4 m at 15, 4 m at 20, 120 m at 30);\n"
-     "a place more than 30 degrees from it (longitudes are not wrapped) is rejected either way.\n\n" +
+     "a place more than 30 degrees from it, counted the short way round, is rejected either way. The\n"
+     "poles lie on every meridian; x = 0 runs on over a pole onto the opposite meridian, both ways.\n"
+     "Inverse longitudes come out in -180..180.\n\n" +
          StreamNote,
      RunTM});
 

@@ -273,14 +273,21 @@ bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* valu
     return true;
 }
 
+std::string ShortestText(double value)
+{
+    char buf[32];
+    const auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value);
+    return ec == std::errc() ? std::string(buf, end) : std::string("?");
+}
+
 bool LatLongInRange(double lat, double lon, std::string& error)
 {
     if (lat < -90.0 || lat > 90.0) {
-        error = "latitude outside -90..90";
+        error = "latitude " + ShortestText(lat) + " is outside -90..90";
         return false;
     }
     if (lon < -180.0 || lon > 180.0) {
-        error = "longitude outside -180..180";
+        error = "longitude " + ShortestText(lon) + " is outside -180..180";
         return false;
     }
     return true;

@@ -102,6 +102,10 @@ bool ParseInt(std::string_view field, long long& value);
 std::string Quote(std::string_view field);
 // Fields first .. first+count-1 as numbers, or a message naming the first that is not one.
 bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* values, std::string& error);
+// The shortest text that reads back as the same double ("84.0000001", "179.99999999999997"): a value
+// quoted in a message beside a range can then never look as if it lay inside it.
+std::string ShortestText(double value);
+// Latitude within −90..90 and longitude within −180..180, or a message quoting the value.
 bool LatLongInRange(double lat, double lon, std::string& error);
 
 // Reports a bad input line on standard error as "geotool CMD: line N: message".

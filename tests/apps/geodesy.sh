@@ -90,7 +90,7 @@ EOF
 # Messages name the line and the reason; the helmert status is named.
 printf '48.2 16.3\n48.2 x\n95 0\n' | "$G" utm 2>"$tmp/err" >/dev/null
 grep -q '^geotool utm: line 2: not a number: "x"$' "$tmp/err" || fail "message for line 2: $(cat "$tmp/err")"
-grep -q '^geotool utm: line 3: latitude outside -90..90$' "$tmp/err" || fail "message for line 3"
+grep -q '^geotool utm: line 3: latitude 95 is outside -90..90$' "$tmp/err" || fail "message for line 3"
 "$G" helmert 269 269 91 16.3 0 2>"$tmp/err" >/dev/null
 grep -q 'status -3' "$tmp/err" || fail "helmert status message"
 
