@@ -199,6 +199,10 @@ TEST_F(MapSwitch, BadImageByNameLeavesTheMapAsItWas)
         CheckStages(Stages, c.Starts, c.File);
         ExpectSame(Look(m), before, c.File);
     }
+    // A picture handed over in memory is checked before it is taken.
+    const TSeen before = Look(m);
+    EXPECT_THROW(m.SetMapBitMap(TBitmap(2001, 1500)), EXELGeoMapError);
+    ExpectSame(Look(m), before, "SetMapBitMap");
 }
 
 TEST_F(MapSwitch, BadImageOfACalibrationLeavesMapAndCalibrationAsTheyWere)
