@@ -132,17 +132,19 @@ TEST(MapViewLimits, ParabolicGraticuleAtATinyMagnificationIsBoundedAndRight)
         TMapRenderState s;
         s.Width = 200, s.Height = 100, s.Magnify = 1e-7, s.TopLeft = c.topLeft;
         s.MapImgName = "map.bmp", s.GrafBmp = &img, s.CalibData = &cal, s.Fit = &fit, s.LandMarks = &store;
-        s.ShowGraticule = sgLines, s.ColorGraticule = Blue, s.ColorBackGnd = Silver;
+        s.ShowGraticule = sgLines, s.ColorGraticule = Blue, s.ColorBackGnd = Silver, s.FrameStyle = fsNone;
         TBitmap aux;
         TMapImageCache cache;
         RenderMapView(s, aux, cache, nullptr);
         int onLine = 0, elsewhere = 0;
-        for (int y = 3; y < 97; ++y)
-            for (int x = 3; x < 197; ++x) {
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 200; ++x) {
                 const bool line = c.row ? y == 50 : x == 100;
                 (line ? onLine : elsewhere) += aux.Pixel(x, y) == Blue;
             }
-        EXPECT_EQ(onLine, c.row ? 194 : 94) << c.row;
+        // From the view's first pixel; the polyline's last point (the last control pixel) is left out.
+        EXPECT_EQ(aux.Pixel(c.row ? 0 : 100, c.row ? 50 : 0), Blue) << c.row;
+        EXPECT_EQ(onLine, c.row ? 199 : 99) << c.row;
         EXPECT_EQ(elsewhere, 0) << c.row;
     }
 }
