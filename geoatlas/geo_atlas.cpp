@@ -295,10 +295,15 @@ bool TGeoAtlas::SelectMap(std::int32_t Index)
 {
     if (Index < 1 || Index > FNumRegMaps)
         return false;
+    const std::int32_t previous = FCurrentMapIdx;
     FCurrentMapIdx = Index;
     const THoldViewPaint hold(*FGeoMap);  // the outlines leave out the map the list shows at the end
-    if (!LoadMap(Index))
+    if (!LoadMap(Index)) {
+        // The view has put itself back; the number goes back with it, so that the map's name, its image
+        // look-up and the next zoom step belong to the map still shown.
+        FCurrentMapIdx = previous;
         return false;
+    }
     const QSignalBlocker block(FCboxMaps);
     FCboxMaps->setCurrentIndex(Index - 1);
     return true;
@@ -340,7 +345,8 @@ bool TGeoAtlas::ShowAndCentre(std::int32_t Index, double Lat, double Long)
     if (Index == 0)
         return false;
     const THoldViewPaint hold(*FGeoMap);
-    SelectMap(Index);
+    if (!SelectMap(Index))
+        return false;  // the map shown before stays as it was, not re-centred
     FGeoMap->BringLocationToCenter(Lat, Long);
     return true;
 }
@@ -378,12 +384,17 @@ bool TGeoAtlas::SelectBestMap(double Lat, double Long, double Resolution)
 
 void TGeoAtlas::ButtonClicked(QToolButton* Button)
 {
+    // The map view fills most of the atlas and has a cursor of its own: the zoom cursor goes onto it too,
+    // after its mode change has set the mode's cursor.
     if (FSBZoom->isChecked()) {
         setCursor(GetCursor(AtlasZoomCursor));
         FGeoMap->SetAllowPan(false);
+        FGeoMap->setCursor(GetCursor(AtlasZoomCursor));
     } else {
         setCursor(GetCursor(crHandPoint));
         FGeoMap->SetAllowPan(true);
+        if (!FGeoMap->ModeCursor())
+            FGeoMap->unsetCursor();  // the atlas's hand shows through
     }
     if (OnClick)
         OnClick(*this);
@@ -395,10 +406,16 @@ void TGeoAtlas::ButtonClicked(QToolButton* Button)
 
 void TGeoAtlas::ListChosen(int Line)
 {
+    const std::int32_t previous = FCurrentMapIdx;
     FCurrentMapIdx = Line + 1;
     if (FCurrentMapIdx >= 1 && FCurrentMapIdx <= FNumRegMaps) {
         const THoldViewPaint hold(*FGeoMap);
-        LoadMap(FCurrentMapIdx);  // the result is not used: the list already shows the choice
+        if (!LoadMap(FCurrentMapIdx)) {
+            // A map that cannot be shown: the view stayed, and the list and the number follow it back.
+            FCurrentMapIdx = previous;
+            const QSignalBlocker block(FCboxMaps);
+            FCboxMaps->setCurrentIndex(previous - 1);
+        }
     }
     if (OnCBoxMapsChange)
         OnCBoxMapsChange(*this);

@@ -85,13 +85,17 @@ public:
     // Loads map Index into the view; the list shows it when the calibration loaded. False for a number
     // outside 1..NumRegMaps or a file that holds no calibration (any more). A map calibrated by points
     // alone counts as loaded although the view's reader returns false for it (its result is the fit of
-    // graticule lines, of which such a map has none).
+    // graticule lines, of which such a map has none). When the map cannot be shown (its image is not a
+    // readable picture, exceeds the size limit, or its load was cancelled), the result is false, the error
+    // goes to OnError, and the view, the list and CurrentMap stay on the map shown before. The same holds
+    // for a map chosen in the list.
     bool SelectMap(std::int32_t Index);
     // Switches to the coarsest registered map at (Lat, Long) that is finer than CurrentResolution by more
-    // than MinResDiff percent (lowest number on ties) and centres the place. False when there is none.
+    // than MinResDiff percent (lowest number on ties) and centres the place. False when there is none, or
+    // when that map cannot be shown (SelectMap): the view then stays as it was.
     bool ZoomIn(double CurrentLat, double CurrentLong, double CurrentResolution);
     // Switches to the finest map at (Lat, Long) that is coarser than CurrentResolution (lowest number on
-    // ties) and centres the place. False when there is none.
+    // ties) and centres the place. False when there is none or it cannot be shown, as for ZoomIn.
     bool ZoomOut(double CurrentLat, double CurrentLong, double CurrentResolution);
     // A copy of slot Index (1..200); an empty definition outside that range. Slots above NumRegMaps keep
     // what they last held.

@@ -65,6 +65,8 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
         statusBar()->showMessage(QString::fromStdString("not registered: " + p.File + ": " + p.Reason));
     FDB.SetGDBName(Files.DBName);
 
+    // A map that cannot be shown (a broken image file, one too large) leaves the view as it was; say why.
+    FAtlas->OnError = [this](const std::exception& E) { statusBar()->showMessage(QString::fromStdString(E.what())); };
     qv::TGeoMap& map = Map();
     map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { DrawOverlays(C); };
     map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
@@ -197,6 +199,7 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnMouseUp = {};
     FAtlas->OnCBoxMapsChange = {};
     FAtlas->OnDblClick = {};
+    FAtlas->OnError = {};
     Map().OnDataLoading = {};
 }
 

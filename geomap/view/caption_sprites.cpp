@@ -145,7 +145,8 @@ TCaptionSpriteCache::TKeyView KeyOf(const TLMTextProperties& Caption)
 }  // namespace
 
 const TCaptionSpriteCache::TMap::value_type& TCaptionSpriteCache::Find(const TLMTextProperties& Caption,
-                                                                      const TKeyView& View)
+                                                                      const TKeyView& View,
+                                                                      std::int64_t MaxPixels)
 {
     auto it = FEntries.find(View);
     if (it != FEntries.end())
@@ -170,11 +171,17 @@ const TCaptionSpriteCache::TMap::value_type& TCaptionSpriteCache::Find(const TLM
     const std::int32_t ay = -static_cast<std::int32_t>(std::floor(minY)) + m;
     const std::int32_t bw = ax + static_cast<std::int32_t>(std::ceil(maxX)) + m;
     const std::int32_t bh = ay + static_cast<std::int32_t>(std::ceil(maxY)) + m;
+    // A sprite larger than the picture it is drawn on would cost more than drawing the text there (a
+    // caption of font size 2000 renders to hundreds of megapixels, of which the view shows a corner):
+    // such a caption is drawn directly, clipped by the canvas, and the scratch bitmap never outgrows it.
+    if (std::int64_t{bw} * bh > MaxPixels)
+        e.Direct = true;
     const auto keys = KeyColours(Caption.FGColor, Caption.BGColor);
     std::array<std::vector<std::uint32_t>, 2> img;
     std::array<std::uint32_t, 2> raw{};
-    FScratch.SetSize(bw, bh);
-    for (std::size_t r = 0; r < 2; ++r) {
+    if (!e.Direct)
+        FScratch.SetSize(bw, bh);
+    for (std::size_t r = 0; r < 2 && !e.Direct; ++r) {
         FScratch.Fill(keys[r]);
         raw[r] = FScratch.ScanLine(0)[0];
         sc.TextOut(ax, ay, Caption.Text);
@@ -183,7 +190,8 @@ const TCaptionSpriteCache::TMap::value_type& TCaptionSpriteCache::Find(const TLM
             std::memcpy(img[r].data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(bw), FScratch.ScanLine(y),
                         static_cast<std::size_t>(bw) * 4);
     }
-    ++FRenders;
+    if (!e.Direct)
+        ++FRenders;
     std::vector<TRow> rows;
     std::vector<std::uint8_t> bytes;
     int colours = 0;
@@ -276,6 +284,13 @@ void TCaptionSpriteCache::Blit(TCanvas& Canvas, TPoint P, const TLMTextPropertie
     }
 }
 
+// The largest sprite worth rendering for a canvas: its own picture's size.
+static std::int64_t SpriteLimit(TCanvas& Canvas)
+{
+    const TBitmap& b = Canvas.Bitmap();
+    return std::int64_t{b.Width()} * b.Height();
+}
+
 // Text turned by an angle other than a quarter turn is placed by the font rasteriser at fractional positions
 // that it rounds after adding the text's origin, so the same caption can come out a pixel different at
 // two origins: such captions are drawn directly every time.
@@ -292,7 +307,7 @@ void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextPropertie
         DrawLandMarkCaption(Canvas, P, Caption);
         return;
     }
-    Blit(Canvas, P, Caption, Find(Caption, KeyOf(Caption)).second);
+    Blit(Canvas, P, Caption, Find(Caption, KeyOf(Caption), SpriteLimit(Canvas)).second);
 }
 
 void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, std::size_t Slot)
@@ -308,7 +323,7 @@ void TCaptionSpriteCache::Draw(TCanvas& Canvas, TPoint P, const TLMTextPropertie
         Blit(Canvas, P, Caption, FSlots[Slot]->second);
         return;
     }
-    const TMap::value_type& node = Find(Caption, view);  // may start afresh, forgetting every slot
+    const TMap::value_type& node = Find(Caption, view, SpriteLimit(Canvas));  // may start afresh, forgetting every slot
     if (Slot >= FSlots.size())
         FSlots.resize(Slot + 1, nullptr);
     FSlots[Slot] = &node;

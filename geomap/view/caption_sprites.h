@@ -47,6 +47,10 @@ void DrawLandMarkCaption(TCanvas& Canvas, TPoint P, const TLMTextProperties& Cap
 // pixels depend on the background (a blended, anti-aliased edge) keeps being drawn directly. The canvas is
 // not touched except for the pixels drawn.
 //
+// A sprite whose box (the turned text with a margin) has more pixels than the bitmap drawn on is not
+// rendered: that caption is drawn directly, clipped by the bitmap, so that a caption of any font size costs
+// memory in proportion to the picture, not to the text.
+//
 // The cache holds at most MaxBytes of sprite pixels and starts afresh when it would exceed them. It
 // belongs to one thread, like the canvas it draws on.
 class TCaptionSpriteCache {
@@ -63,6 +67,8 @@ public:
     void Clear();
     std::size_t SpriteCount() const { return FEntries.size(); }
     std::size_t Renders() const { return FRenders; }  // sprites rendered since construction
+    // Pixels of the scratch bitmap sprites are rendered in (its size is that of the largest sprite so far).
+    std::int64_t ScratchPixels() const { return std::int64_t{FScratch.Width()} * FScratch.Height(); }
 
     struct TKey {
         std::string Text, FontName;
@@ -116,7 +122,7 @@ public:
 
 private:
     using TMap = std::unordered_map<TKey, TEntry, TKeyHash, TKeyEqual>;
-    const TMap::value_type& Find(const TLMTextProperties& Caption, const TKeyView& View);
+    const TMap::value_type& Find(const TLMTextProperties& Caption, const TKeyView& View, std::int64_t MaxPixels);
     void Blit(TCanvas& Canvas, TPoint P, const TLMTextProperties& Caption, const TEntry& E);
 
     std::size_t FMaxBytes;

@@ -2,6 +2,7 @@
 // panning, pixel conversions), Assign and the synthetic empty maps. Rendering and output are in
 // geo_map_output.cpp.
 #include <qvgeo/geomap/calib_internal.h>
+#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/view/geo_map.h>
 
 #include <qvgeo/platform/image_files.h>
@@ -211,12 +212,11 @@ void TGeoMap::LoadImageFromHook(const std::string& Name)
     Paint();
 }
 
-void TGeoMap::CheckMapSize() const
+void TGeoMap::CheckMapSize(std::int64_t W, std::int64_t H) const
 {
-    const std::int64_t w = FGrafBmp.Width(), h = FGrafBmp.Height();
-    if (w * h > FMaxMapPixels)
+    if (W * H > FMaxMapPixels)
         RaiseError("Cannot use map image, maximum of " + std::to_string(FMaxMapPixels) +
-                   " pixels exceeded (size of map is " + std::to_string(w) + " x " + std::to_string(h) + ")");
+                   " pixels exceeded (size of map is " + std::to_string(W) + " x " + std::to_string(H) + ")");
 }
 
 void TGeoMap::SetMapImgName(const std::string& Name)
@@ -225,8 +225,10 @@ void TGeoMap::SetMapImgName(const std::string& Name)
     std::string load = passed;
     if (OnMapImageRequest)
         OnMapImageRequest(*this, load);
-    FCache.Invalidate();
+    else if (!FReadingCalFile.empty() && !IsFile(load))
+        load = FindImageBeside(FReadingCalFile, load);
     if (!IsFile(load)) {
+        FCache.Invalidate();
         FMapImgName.clear();
         FMapImgWidth = FMapImgHeight = 0;
         Paint();
@@ -234,38 +236,20 @@ void TGeoMap::SetMapImgName(const std::string& Name)
     }
     const std::string ext = LowerCase(std::filesystem::path(load).extension().string());
     if (ext == ".jpg" || ext == ".jpeg" || ext == ".bmp") {
-        FCancelLoading = false;
-        if (OnDataLoading)
-            OnDataLoading(*this, pgStarting, 0);
+        // Decoded aside: until the new picture has passed every check, the map keeps the one it shows.
         TBitmap picture;
-        if (ext == ".bmp") {
-            LoadBMP(picture, load);
-        } else {
-            TImageProgress progress;
-            std::int32_t percent = 0;
-            if (OnDataLoading)
-                progress = [this, &percent](std::int32_t Done, std::int32_t Total) {
-                    percent = Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0;
-                    OnDataLoading(*this, pgRunning, percent);
-                    return !FCancelLoading;
-                };
-            // A cancel seen at pgStarting stops the decoder at its first batch.
-            if (!LoadJPEG(picture, load, progress)) {
-                if (OnDataLoading)
-                    OnDataLoading(*this, pgEnding, percent);
-                FMapImgName.clear();
-                FMapImgWidth = FMapImgHeight = 0;
-                Paint();
-                return;
-            }
+        if (!LoadPicture(picture, load, ext == ".bmp")) {
+            FLoadCancelled = true;
+            return;
         }
+        CheckMapSize(picture.Width(), picture.Height());
         FGrafBmp = std::move(picture);
         FPyramidStale = true;
-        if (OnDataLoading)
-            OnDataLoading(*this, pgEnding, 100);
+    } else {
+        // Any other type loads nothing: the previous picture is checked and shown under the new name.
+        CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
     }
-    // Any other type loads nothing: the previous picture is checked and shown under the new name.
-    CheckMapSize();
+    FCache.Invalidate();
     TakeNewImage(passed);
 }
 
@@ -286,10 +270,10 @@ void TGeoMap::TakeNewImage(const std::string& Name)
 
 void TGeoMap::SetMapBitMap(const TBitmap& Bitmap)
 {
+    CheckMapSize(Bitmap.Width(), Bitmap.Height());
     FCache.Invalidate();
     FGrafBmp = Bitmap;
     FPyramidStale = true;
-    CheckMapSize();
     TakeNewImage("$unknown$");
 }
 
@@ -404,7 +388,7 @@ void TGeoMap::SetMagnification(double Value)
 {
     if (!(Value > 0.0) || !std::isfinite(Value))
         return;
-    FMagnify = Value;
+    FMagnify = ClampMagnification(Value);
     Paint();
 }
 
@@ -440,7 +424,7 @@ void TGeoMap::ZoomHistory(std::int32_t n)
     if (e.Left == 0 && e.Top == 0 && e.MagF == 0.0)
         return;
     FTopLeft = {e.Left, e.Top};
-    FMagnify = e.MagF;
+    FMagnify = ClampMagnification(e.MagF);
     Paint();
 }
 
@@ -487,7 +471,9 @@ void TGeoMap::ZoomFitPage()
 {
     if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
         return;
-    FMagnify = std::min(static_cast<double>(width()) / FMapImgWidth, static_cast<double>(height()) / FMapImgHeight);
+    // A control of no width or height (an atlas lower than its panel) gets the smallest magnification, not 0.
+    FMagnify = ClampMagnification(
+        std::min(static_cast<double>(width()) / FMapImgWidth, static_cast<double>(height()) / FMapImgHeight));
     SetTopLeft({0, 0});
 }
 

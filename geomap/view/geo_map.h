@@ -105,6 +105,19 @@ using TGeoMapDrawDataEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas
 // The documented image size limit; the default of MaxMapPixels and the size above which a pyramid is kept.
 inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 
+// The range of the magnification (control pixels per map pixel). Every way of changing it (the setter, the
+// mouse, the keys, the wheel, the zoom window, ZoomFitPage, the zoom history) ends inside it: a 4000-pixel
+// control still shows a 260-million-pixel stretch of map at the smallest value, and a map pixel covers a
+// 65536-pixel square at the largest, so no real use is cut off while the arithmetic of a paint stays within
+// 32-bit pixels and a bounded amount of work.
+inline constexpr double MinMagnification = 1.0 / 65536.0;
+inline constexpr double MaxMagnification = 65536.0;
+// Value limited to [MinMagnification, MaxMagnification]; NaN gives 1.
+inline double ClampMagnification(double Value)
+{
+    return Value != Value ? 1.0 : std::clamp(Value, MinMagnification, MaxMagnification);
+}
+
 class TGeoMap : public TCustomControl {
     Q_OBJECT
     Q_PROPERTY(bool AllowPan READ AllowPan WRITE SetAllowPan)
@@ -245,15 +258,21 @@ public:
     // ---- the map image ----
     const std::string& MapImgName() const { return FMapImgName; }
     // Loads a map image: OnMapImageRequest may change the name that is loaded, FMapImgName takes the name
-    // passed in. ".jpg"/".jpeg" and ".bmp" load; any other existing file keeps the previous picture but
-    // takes the name. A missing file empties the map without an error. Raises EXELGeoMapError when the
-    // picture exceeds MaxMapPixels (the over-size picture stays in GrafBmp, name and size do not change).
+    // passed in. Without a request handler, while a calibration file is being read (LoadCalDataFromXML,
+    // SetCalDatName), a name that names no file is looked for beside that file, letter case ignored
+    // (FindImageBeside), since the reader lower-cases it. ".jpg"/".jpeg" and ".bmp" load; any other
+    // existing file keeps the previous picture but takes the name. A missing file empties the map without
+    // an error. A load that starts sends OnDataLoading pgStarting and always ends with pgEnding, also when
+    // it fails. Raises EXELGeoMapError when the picture exceeds MaxMapPixels, or "Cannot load map image "
+    // followed by the reader's message ("\"<file>\": not a JPEG file", "... corrupt JPEG data: ...") when
+    // the file is not a readable image of its type. A failed or cancelled load changes nothing: picture,
+    // name, size, position and what the view shows stay as they were.
     void SetMapImgName(const std::string& Name);
     // Asks the JPEG load in progress to stop: called from OnDataLoading (for instance when its progress
     // dialog was cancelled), the decoder stops after its current batch of rows, OnDataLoading gets
-    // pgEnding with the percent reached, and the map is left as a missing file leaves it (no name, size
-    // 0; the previous picture is not restored). Each load starts uncancelled; BMP loads report no rows
-    // and cannot be stopped.
+    // pgEnding with the percent reached, and the map stays as it was before the load; a calibration being
+    // read with it is not taken either (LoadCalDataFromXML returns false). Each load starts uncancelled;
+    // BMP loads report no rows and cannot be stopped.
     void CancelLoading() { FCancelLoading = true; }
     void SetMapBitMap(const TBitmap& Bitmap);  // the name becomes "$unknown$"
     bool RenameMapImg(const std::string& NewName);
@@ -271,7 +290,9 @@ public:
 
     // ---- view ----
     double Magnification() const { return FMagnify; }
-    void SetMagnification(double Value);  // TopLeft is kept
+    // TopLeft is kept. Clamped to [MinMagnification, MaxMagnification]; NaN, infinite and non-positive
+    // values are ignored.
+    void SetMagnification(double Value);
     TPoint TopLeft() const { return FTopLeft; }
     void SetTopLeft(TPoint Value);  // no confinement
     void ZoomStateOnStack();
@@ -374,10 +395,13 @@ public:
     }
     void SaveCalDataAsXML(const std::string& FName, std::string_view Id) { FCalib.SaveCalDataAsXML(FName, Id); }
     void SaveCalDataAsXML(std::ostream& Stream, std::string_view Id) { FCalib.SaveCalDataAsXML(Stream, Id); }
-    bool ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id) { return FCalib.ReadCalDataFromOpenXMLFile(F, Id); }
-    bool LoadCalDataFromXML(const std::string& FName, std::string_view Id) { return FCalib.LoadCalDataFromXML(FName, Id); }
-    bool LoadCalDataFromXML(std::istream& Stream, std::string_view Id) { return FCalib.LoadCalDataFromXML(Stream, Id); }
-    void SetCalDatName(const std::string& FName) { FCalib.SetCalDatName(FName); }
+    // Reading a calibration switches the map as one step: when the reader or the image load raises, or the
+    // image load is cancelled, the calibration, the image and the view (position, magnification) are put
+    // back as they were, the map repaints once, and the exception goes on (a cancel returns false).
+    bool ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id);
+    bool LoadCalDataFromXML(const std::string& FName, std::string_view Id);
+    bool LoadCalDataFromXML(std::istream& Stream, std::string_view Id) { return ReadCalDataFromOpenXMLFile(Stream, Id); }
+    void SetCalDatName(const std::string& FName);
     const std::string& CalDatName() const { return FCalib.CalDatName(); }
 
     // ---- landmarks (TLandMarkStore) ----
@@ -524,8 +548,18 @@ private:
 
     void InstallHooks();
     void LoadImageFromHook(const std::string& Name);
-    // The size check of loading: raises when the picture in FGrafBmp exceeds MaxMapPixels.
-    void CheckMapSize() const;
+    // The size check of loading: raises when a picture of W x H pixels exceeds MaxMapPixels.
+    void CheckMapSize(std::int64_t W, std::int64_t H) const;
+    // Decodes File (BMP or JPEG) into Picture between OnDataLoading's pgStarting and pgEnding; false when
+    // cancelled. A reader's error is raised as the map's own.
+    bool LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp);
+    void EndLoading(std::int32_t Percent);
+    // Everything a map switch may change, to put back when it fails (geo_map_load.cpp).
+    struct TViewSnapshot;
+    std::unique_ptr<TViewSnapshot> SaveView() const;
+    void RestoreView(TViewSnapshot& Snapshot);
+    // Runs Read (a calibration read that may load an image) as one switch: see ReadCalDataFromOpenXMLFile.
+    bool SwitchMap(const std::string& CalFile, const std::function<bool()>& Read);
     // After a new picture was accepted: name, size, AuxBmp, pyramid, TopLeft (0, 0), repaint.
     void TakeNewImage(const std::string& Name);
     void BuildPyramid();
@@ -598,6 +632,10 @@ private:
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
+    // The calibration file being read (images are looked for beside it), and whether its image load was
+    // cancelled.
+    std::string FReadingCalFile;
+    bool FLoadCancelled = false;
     // Mouse, beyond the classic state.
     std::vector<TMouseFigure> FFigures;
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop

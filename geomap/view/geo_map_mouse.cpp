@@ -321,9 +321,8 @@ void TGeoMap::MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y)
                 // Deliberately not re-anchored: holding the pointer away from the anchor keeps zooming.
                 const double factor = 1.0 - ((static_cast<double>(MouseAnchorX) - X) / W * 0.05 -
                                              (static_cast<double>(MouseAnchorY) - Y) / H);
-                const double mag = FMagnify * factor;
-                if (mag > 0.0 && std::isfinite(mag)) {
-                    FMagnify = mag;
+                if (factor > 0.0 && std::isfinite(factor)) {
+                    FMagnify = ClampMagnification(FMagnify * factor);
                     FTopLeft = {RoundI(cx - static_cast<double>(RoundI(W / FMagnify / 2))),
                                 RoundI(cy - static_cast<double>(RoundI(H / FMagnify / 2)))};
                 }
@@ -396,7 +395,7 @@ void TGeoMap::MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X
         FZoomState = 0;
         if (dx != 0 && dy != 0 && !withinTolerance(FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY)) {
             // The box's longer side in map pixels decides, whatever the control's shape.
-            FMagnify = dx > dy ? width() / static_cast<double>(dx) : height() / static_cast<double>(dy);
+            FMagnify = ClampMagnification(dx > dy ? width() / static_cast<double>(dx) : height() / static_cast<double>(dy));
             FTopLeft = {RoundI((static_cast<double>(p1.X) + p2.X - width() / FMagnify) / 2),
                         RoundI((static_cast<double>(p1.Y) + p2.Y - height() / FMagnify) / 2)};
             Paint();
@@ -418,7 +417,7 @@ void TGeoMap::ZoomAtPoint(double X, double Y, double Factor)
 {
     if (FMapImgWidth <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
         return;
-    const double mag = std::clamp(FMagnify * Factor, MinGestureMag, MaxGestureMag);
+    const double mag = ClampMagnification(std::clamp(FMagnify * Factor, MinGestureMag, MaxGestureMag));
     // The map point under (X, Y), kept there.
     const double mx = FTopLeft.X + X / FMagnify, my = FTopLeft.Y + Y / FMagnify;
     FMagnify = mag;

@@ -1,6 +1,7 @@
 // TGeoMap: painting (the render state handed to RenderMapView, the widget's copy of AuxBmp, the
 // device-resolution frame of high-density screens), the keyboard, and output to the clipboard, a bitmap
 // and a printer.
+#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/geomap/view/geo_map.h>
 
 #include <qvgeo/platform/clipboard.h>
@@ -201,9 +202,10 @@ void TGeoMap::ZoomAboutCentre(double Factor)
 {
     const double cx = FTopLeft.X + std::nearbyint(width() / FMagnify / 2);
     const double cy = FTopLeft.Y + std::nearbyint(height() / FMagnify / 2);
-    FMagnify *= Factor;
-    FTopLeft = {static_cast<std::int32_t>(cx - std::nearbyint(width() / FMagnify / 2)),
-                static_cast<std::int32_t>(cy - std::nearbyint(height() / FMagnify / 2))};
+    FMagnify = ClampMagnification(FMagnify * Factor);
+    // Saturated: far out a view's corner may lie beyond the 32-bit pixel range.
+    FTopLeft = {calib_detail::RoundPixelSaturated(cx - std::nearbyint(width() / FMagnify / 2)),
+                calib_detail::RoundPixelSaturated(cy - std::nearbyint(height() / FMagnify / 2))};
 }
 
 void TGeoMap::keyPressEvent(QKeyEvent* Event)
@@ -212,14 +214,14 @@ void TGeoMap::keyPressEvent(QKeyEvent* Event)
         TCustomControl::keyPressEvent(Event);
         return;
     }
-    const std::int32_t stepX = std::max(1, static_cast<std::int32_t>(std::nearbyint(width() / FMagnify / 8)));
-    const std::int32_t stepY = std::max(1, static_cast<std::int32_t>(std::nearbyint(height() / FMagnify / 8)));
+    const std::int32_t stepX = std::max(1, calib_detail::RoundPixelSaturated(width() / FMagnify / 8));
+    const std::int32_t stepY = std::max(1, calib_detail::RoundPixelSaturated(height() / FMagnify / 8));
     bool fit = false;
     switch (Event->key()) {
-    case Qt::Key_Left: FTopLeft.X -= stepX; break;
-    case Qt::Key_Right: FTopLeft.X += stepX; break;
-    case Qt::Key_Up: FTopLeft.Y -= stepY; break;
-    case Qt::Key_Down: FTopLeft.Y += stepY; break;
+    case Qt::Key_Left: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) - stepX); break;
+    case Qt::Key_Right: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) + stepX); break;
+    case Qt::Key_Up: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) - stepY); break;
+    case Qt::Key_Down: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) + stepY); break;
     case Qt::Key_Plus:
     case Qt::Key_Equal: ZoomAboutCentre(1.25); break;
     case Qt::Key_Minus: ZoomAboutCentre(1.0 / 1.25); break;

@@ -25,6 +25,7 @@
 #include <qvgeo/support/line_clip.h>
 #include <qvgeo/support/math_services.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -63,9 +64,14 @@ std::int32_t MapWidth(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->
 std::int32_t MapHeight(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->Height() : 0; }
 
 // cmParabolicIp: each calibration line as the parabola through its points, one point per visible map
-// column (parallels) or row (meridians).
+// column (parallels) or row (meridians), or per control pixel where a column is narrower than that.
 void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
 {
+    if (!(S.Magnify > 0.0) || !std::isfinite(S.Magnify) || S.Width <= 0 || S.Height <= 0)
+        return;
+    // Above two points per control pixel of a view up to 65536 pixels wide: a bound that only an
+    // unrepresentable request reaches.
+    const double MaxParabolaPoints = 2.0 * 65536.0 + 2.0;
     const TCalibData& d = *S.CalibData;
     for (int i = 0; i < ValidCalLines(d); ++i) {
         const TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
@@ -85,11 +91,17 @@ void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransfo
         double c0 = 0, c1 = 0, c2 = 0, q = 0;
         fit.CalcParabolFit(c0, c1, c2, q);
         TMapPolyline poly(Canvas, View);
-        const std::int32_t start = parallel ? S.TopLeft.X : S.TopLeft.Y;
-        const double end = start + (parallel ? S.Width : S.Height) / S.Magnify;
-        for (std::int64_t t = start; double(t) < end; ++t) {
-            const double f = c0 + c1 * double(t) + c2 * double(t) * double(t);
-            const auto v = static_cast<std::int32_t>(t);
+        const double start = parallel ? S.TopLeft.X : S.TopLeft.Y;
+        const double span = (parallel ? S.Width : S.Height) / S.Magnify;  // visible map columns (rows)
+        // One point per map column while a column is wider than half a control pixel; on a view reduced
+        // further, every step-th column, about one point per control pixel, so that the work is bounded by
+        // the visible pixels whatever the magnification.
+        const double step = std::max(1.0, std::floor(1.0 / S.Magnify));
+        const std::int64_t count = static_cast<std::int64_t>(std::min(std::ceil(span / step), MaxParabolaPoints));
+        for (std::int64_t i = 0; i < count; ++i) {
+            const double t = start + double(i) * step;
+            const double f = c0 + c1 * t + c2 * t * t;
+            const std::int32_t v = ClampRound(t);
             poly.Add(true, parallel ? TPoint{v, ClampRound(f)} : TPoint{ClampRound(f), v});
         }
     }

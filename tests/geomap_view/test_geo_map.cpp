@@ -85,7 +85,7 @@ TEST(GeoMap, SizeLimitAndUnknownTypes)
     }
     EXPECT_EQ(m.MapImgName(), t / "ok.bmp");
     EXPECT_EQ(m.MapWidth(), 2000);
-    EXPECT_EQ(m.GrafBmp().Width(), 2001);  // the over-size picture stays
+    EXPECT_EQ(m.GrafBmp().Width(), 2000);  // the over-size picture is not taken
     m.SetMapImgName(t / "ok.bmp");
     m.SetTopLeft({30, 40});
     // An image type the map cannot load: the name is taken, the picture kept, the view reset.
@@ -392,9 +392,9 @@ TEST(GeoMap, KeyboardNavigation)
     EXPECT_EQ(m.TopLeft(), (TPoint{0, 0}));
 }
 
-// A load cancelled from OnDataLoading stops part way and leaves the map as a missing file would; the
-// next load starts afresh.
-TEST(GeoMap, CancelledJpegLoadLeavesNoImage)
+// A load cancelled from OnDataLoading stops part way and leaves the map as it was; the next load starts
+// afresh.
+TEST(GeoMap, CancelledJpegLoadKeepsThePreviousImage)
 {
     TempDir t;
     SaveJPEG(TBitmap(1200, 2400), t / "tall.jpg", 80);
@@ -411,8 +411,9 @@ TEST(GeoMap, CancelledJpegLoadLeavesNoImage)
     m.SetMapImgName(t / "tall.jpg");
     EXPECT_GE(ending, 40);
     EXPECT_LT(ending, 100);
-    EXPECT_EQ(m.MapImgName(), "");
-    EXPECT_EQ(m.MapWidth(), 0);
+    EXPECT_EQ(m.MapImgName(), "$unknown$");
+    EXPECT_EQ(m.MapWidth(), 30);
+    EXPECT_EQ(m.GrafBmp().Height(), 20);
     cancelAt = 101;
     const int before = running;
     m.SetMapImgName(t / "tall.jpg");

@@ -457,15 +457,19 @@ private:
 
 TEST_F(ViewerTest, LongWorkIsCancelled)
 {
-    // A 2.7-megapixel JPEG cancelled at 30 percent leaves the map without an image; loaded again, whole.
+    // A 2.7-megapixel JPEG cancelled at 30 percent leaves the map shown before; loaded again, whole.
     const fs::path jpg = fs::path(Files.MapDir) / "progress-test.jpg";
     ASSERT_TRUE(QImage(1500, 1800, QImage::Format_RGB32).save(QString::fromStdString(jpg.string()), "JPEG", 80));
+    const std::int32_t shownWidth = W->Map().MapWidth();
+    const std::string shownName = W->Map().MapImgName();
+    ASSERT_NE(shownWidth, 1500);
     {
         TCanceller c(W.get(), 30);
         W->Map().SetMapImgName(jpg.string());
         EXPECT_TRUE(c.Cancelled);
     }
-    EXPECT_EQ(W->Map().MapWidth(), 0);
+    EXPECT_EQ(W->Map().MapWidth(), shownWidth);
+    EXPECT_EQ(W->Map().MapImgName(), shownName);
     EXPECT_NE(W->statusBar()->currentMessage().indexOf("cancelled"), -1);
     W->Map().SetMapImgName(jpg.string());
     EXPECT_EQ(W->Map().MapWidth(), 1500);

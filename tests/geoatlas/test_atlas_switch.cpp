@@ -1,0 +1,148 @@
+// TGeoAtlas switching to a map whose image cannot be shown: false, the error through OnError, and the
+// view, the list and the current map number left on the map shown before; also the zoom cursor over the
+// map view.
+#include <qvgeo/geoatlas/geo_atlas.h>
+
+#include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/platform/cursors.h>
+#include <qvgeo/platform/image_files.h>
+#include <qvgeo/support/text.h>
+
+#include <QComboBox>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <tuple>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace qv;
+namespace fs = std::filesystem;
+
+const fs::path kDir = fs::temp_directory_path() / ("qvgeo_atlas_switch_" + std::to_string(::getpid()));
+constexpr double kLat = 48.2, kLon = 16.4;  // covered by every map below
+
+// An empty map written as Base.xml/.bmp, its calibration rewritten with Resolution and ImageRef.
+std::string MakeMap(const std::string& Base, double Resolution, const std::string& ImageRef)
+{
+    TEmptyMapRequest r;
+    r.LatMin = 46 + Resolution / 100, r.LongMin = 14, r.LatMax = 50, r.LongMax = 19, r.Width = 320, r.Height = 240;
+    const TEmptyMapFiles f = WriteEmptyMapFiles((kDir / Base).string(), r);
+    TCalibData cal;
+    TCalibModel model = cmUndefined;
+    EXPECT_TRUE(ParseCalibData(f.CalibFile, "", cal, model));
+    cal.Resolution = Resolution, cal.Caption = Base, cal.MapFName = ImageRef.empty() ? StripPath(f.ImageFile) : ImageRef;
+    std::ofstream out(f.CalibFile, std::ios::trunc);
+    WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
+    return f.CalibFile;
+}
+
+class AtlasSwitch : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        fs::create_directories(kDir);
+        SaveBMP(TBitmap(2001, 1500), (kDir / "big.bmp").string());
+        std::ofstream(kDir / "text.jpg") << "not a picture\n";
+        SaveJPEG(TBitmap(320, 240), (kDir / "whole.jpg").string(), 80);
+        std::ifstream in(kDir / "whole.jpg", std::ios::binary);
+        const std::string jpeg{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+        std::ofstream(kDir / "truncated.jpg", std::ios::binary) << jpeg.substr(0, jpeg.size() / 2);
+        Maps = {MakeMap("good", 100, ""), MakeMap("oversize", 50, "big.bmp"), MakeMap("text", 40, "text.jpg"),
+                MakeMap("truncated", 30, "truncated.jpg")};
+    }
+    static void TearDownTestSuite() { fs::remove_all(kDir); }
+
+    void SetUp() override
+    {
+        a.OnError = [this](const std::exception& E) { Errors += std::string(E.what()) + "\n"; };
+        for (const std::string& m : Maps)
+            ASSERT_TRUE(a.RegisterMap(m));
+        ASSERT_TRUE(a.SelectMap(1));
+        a.MapView().SetMagnification(0.8);
+        a.MapView().SetTopLeft({12, 7});
+    }
+
+    // What the user sees of the atlas.
+    auto Seen() const
+    {
+        const TGeoMap& v = a.MapView();
+        return std::tuple(a.CurrentMap(), a.MapSelector()->currentIndex(), v.MapImgName(), v.MapWidth(),
+                          v.MapHeight(), v.MapCaption(), v.CalibData().Resolution, v.TopLeft(), v.Magnification());
+    }
+
+    static inline std::vector<std::string> Maps;
+    TGeoAtlas a;
+    std::string Errors;
+};
+
+const struct {
+    int map;
+    const char* error;  // a part of the message
+} kBad[] = {
+    {2, "Cannot use map image, maximum of 3000000 pixels exceeded (size of map is 2001 x 1500)"},
+    {3, "text.jpg\": not a JPEG file"},
+    {4, "truncated.jpg\": corrupt JPEG data"},
+};
+
+TEST_F(AtlasSwitch, SelectMapOfABrokenImageKeepsTheView)
+{
+    for (const auto& c : kBad) {
+        const auto before = Seen();
+        const QImage screen = a.MapView().AuxBmp().Image().copy();
+        Errors.clear();
+        EXPECT_FALSE(a.SelectMap(c.map)) << c.map;
+        EXPECT_NE(Errors.find(c.error), std::string::npos) << Errors;
+        EXPECT_EQ(Seen(), before) << c.map;
+        EXPECT_TRUE(a.MapView().AuxBmp().Image() == screen) << c.map;
+    }
+}
+
+TEST_F(AtlasSwitch, ListChoiceOfABrokenImageGoesBack)
+{
+    std::string log;
+    a.OnCBoxMapsChange = [&](TGeoAtlas& S) { log += std::to_string(S.CurrentMap()) + " "; };
+    for (const auto& c : kBad) {
+        const auto before = Seen();
+        Errors.clear();
+        a.MapSelector()->setCurrentIndex(c.map - 1);  // as the user's choice does before it is reported
+        emit a.MapSelector()->activated(c.map - 1);
+        EXPECT_NE(Errors.find(c.error), std::string::npos) << Errors;
+        EXPECT_EQ(Seen(), before) << c.map;
+    }
+    EXPECT_EQ(log, "1 1 1 ");
+}
+
+// Zooming in at the place picks the oversize map (the coarsest finer one): nothing is shown, nothing moves.
+TEST_F(AtlasSwitch, ZoomInToABrokenMapKeepsTheView)
+{
+    const auto before = Seen();
+    EXPECT_FALSE(a.ZoomIn(kLat, kLon, 100));
+    EXPECT_EQ(Seen(), before);
+    EXPECT_NE(Errors.find(kBad[0].error), std::string::npos) << Errors;
+}
+
+TEST_F(AtlasSwitch, ZoomCursorShowsOverTheMap)
+{
+    const QImage zoom = GetCursor(AtlasZoomCursor).pixmap().toImage();
+    for (const bool modeCursor : {true, false}) {
+        a.MapView().SetModeCursor(modeCursor);
+        QTest::mouseClick(a.ZoomButton(), Qt::LeftButton);
+        EXPECT_EQ(a.MapView().cursor().pixmap().toImage(), zoom) << modeCursor;
+        QTest::mouseClick(a.PointerButton(), Qt::LeftButton);
+        EXPECT_NE(a.MapView().cursor().pixmap().toImage(), zoom) << modeCursor;
+        // Without its own mode cursor the view shows the atlas's hand.
+        EXPECT_EQ(a.MapView().testAttribute(Qt::WA_SetCursor), modeCursor) << modeCursor;
+    }
+}
+
+}  // namespace
