@@ -21,19 +21,6 @@ namespace {
 // Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
 inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
 
-// Runs Body with painting held back, then repaints once (also when Body throws, so the view never
-// shows a half-done state).
-class THoldPaint {
-public:
-    explicit THoldPaint(int& Counter) : FCounter(Counter) { ++FCounter; }
-    ~THoldPaint() { --FCounter; }
-    THoldPaint(const THoldPaint&) = delete;
-    THoldPaint& operator=(const THoldPaint&) = delete;
-
-private:
-    int& FCounter;
-};
-
 bool IsFile(const std::string& Name)
 {
     std::error_code ec;
@@ -242,9 +229,12 @@ void TGeoMap::SetMapImgName(const std::string& Name)
             FLoadCancelled = true;
             return;
         }
-        CheckMapSize(picture.Width(), picture.Height());
+        // An over-size picture is still taken into GrafBmp before the check refuses it, as documented;
+        // name, size and view keep their old values. A map switch puts the old picture back.
         FGrafBmp = std::move(picture);
         FPyramidStale = true;
+        FCache.Invalidate();
+        CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
     } else {
         // Any other type loads nothing: the previous picture is checked and shown under the new name.
         CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
@@ -270,10 +260,11 @@ void TGeoMap::TakeNewImage(const std::string& Name)
 
 void TGeoMap::SetMapBitMap(const TBitmap& Bitmap)
 {
-    CheckMapSize(Bitmap.Width(), Bitmap.Height());
+    // The copy stays in GrafBmp when the size check refuses it, as with a picture loaded by name.
     FCache.Invalidate();
     FGrafBmp = Bitmap;
     FPyramidStale = true;
+    CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
     TakeNewImage("$unknown$");
 }
 
@@ -315,7 +306,7 @@ void TGeoMap::ResizeMap(double Factor)
         return;
     FCache.Invalidate();
     {
-        THoldPaint hold(FHoldPaint);
+        THoldPaint hold(*this);
         TBitmap resized(nw, nh);
         resized.StretchRect({0, 0, nw, nh}, FGrafBmp, {0, 0, w, h}, FAntiAlias ? smHalftone : smColorOnColor);
         FGrafBmp = std::move(resized);
@@ -522,7 +513,7 @@ void TGeoMap::Assign(const TGeoMap& Source)
     if (&Source == this)
         return;
     {
-        THoldPaint hold(FHoldPaint);
+        THoldPaint hold(*this);
         FAuxBmp = Source.FAuxBmp;
         FCache = Source.FCache;
         FCacheMagLimit = Source.FCacheMagLimit;
@@ -613,7 +604,7 @@ void TGeoMap::CreateEmptyMapInMemory(double LatMin, double LongMin, double LatMa
                                   Height, ShowGrat, OnDrawData),
                      bmp, cal);
     {
-        THoldPaint hold(FHoldPaint);
+        THoldPaint hold(*this);
         SetMapBitMap(bmp);
         cal.MapFName = "$unknown$";
         FCalib.LoadCalibData(cal, cmEquiRect);
@@ -631,7 +622,7 @@ void TGeoMap::CreateAndLoadEmptyMap(const std::string& FName, double LatMin, dou
                             true, OnDrawData),
         ".bmp");
     {
-        THoldPaint hold(FHoldPaint);
+        THoldPaint hold(*this);
         // The calibration reader lower-cases the image name it finds; the file just written is meant.
         FImageNameFix = files.ImageFile;
         try {

@@ -630,12 +630,24 @@ private:
     bool FFrameBuilt = false;
     bool FPyramidStale = true;  // FGrafBmp replaced since the pyramid was made
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
+    // Holds painting back for a scope; the operation paints once at its end (also when it throws).
+    class THoldPaint {
+    public:
+        explicit THoldPaint(TGeoMap& Map) : FCounter(Map.FHoldPaint) { ++FCounter; }
+        ~THoldPaint() { --FCounter; }
+        THoldPaint(const THoldPaint&) = delete;
+        THoldPaint& operator=(const THoldPaint&) = delete;
+
+    private:
+        int& FCounter;
+    };
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
     // The calibration file being read (images are looked for beside it), and whether its image load was
     // cancelled.
     std::string FReadingCalFile;
     bool FLoadCancelled = false;
+    bool FInSwitch = false;  // inside a map switch, which puts everything back when its image fails
     // Mouse, beyond the classic state.
     std::vector<TMouseFigure> FFigures;
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop

@@ -28,22 +28,6 @@ struct TGeoMap::TViewSnapshot {
     double Magnify = 1.0;
 };
 
-namespace {
-
-// Painting held back for a scope; the caller paints once afterwards.
-class THoldPaintScope {
-public:
-    explicit THoldPaintScope(int& Counter) : FCounter(Counter) { ++FCounter; }
-    ~THoldPaintScope() { --FCounter; }
-    THoldPaintScope(const THoldPaintScope&) = delete;
-    THoldPaintScope& operator=(const THoldPaintScope&) = delete;
-
-private:
-    int& FCounter;
-};
-
-}  // namespace
-
 void TGeoMap::EndLoading(std::int32_t Percent)
 {
     if (OnDataLoading)
@@ -52,10 +36,11 @@ void TGeoMap::EndLoading(std::int32_t Percent)
 
 bool TGeoMap::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp)
 {
-    // The header tells an over-size picture before anything is decoded: a 100-megapixel JPEG would cost
-    // seconds and 400 MB only to be refused. Unreadable headers are left to the decoder's own message.
+    // Within a map switch the header tells an over-size picture before anything is decoded: a
+    // 100-megapixel JPEG would cost seconds and 400 MB only to be refused, and the switch puts the old
+    // picture back anyway. Unreadable headers are left to the decoder's own message.
     std::int32_t headerW = 0, headerH = 0;
-    if (ReadImageSize(File, headerW, headerH))
+    if (FInSwitch && ReadImageSize(File, headerW, headerH))
         CheckMapSize(headerW, headerH);
     FCancelLoading = false;
     if (OnDataLoading)
@@ -127,10 +112,11 @@ bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>&
     // Saved and put back rather than cleared: a request handler may read another map from inside a load.
     std::string outerFile = std::exchange(FReadingCalFile, CalFile);
     const bool outerCancel = std::exchange(FLoadCancelled, false);
+    const bool outerSwitch = std::exchange(FInSwitch, true);
     bool result = false;
     std::exception_ptr thrown;
     {
-        THoldPaintScope hold(FHoldPaint);
+        THoldPaint hold(*this);
         try {
             result = Read();
         } catch (...) {
@@ -139,6 +125,7 @@ bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>&
         const bool cancelled = FLoadCancelled;
         FReadingCalFile = std::move(outerFile);
         FLoadCancelled = outerCancel;
+        FInSwitch = outerSwitch;
         if (thrown || cancelled) {
             RestoreView(*before);
             result = false;

