@@ -31,13 +31,15 @@ protected:
         Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
     }
     static void TearDownTestSuite() { fs::remove_all(Dir); }
-    void SetUp() override
+    void SetUp() override { NewWindow(); }
+    // A fresh window, shown and active (the one before it is destroyed without being asked to close).
+    void NewWindow()
     {
+        W.reset();
         W = std::make_unique<viewer::TViewerWindow>(Files);
         W->resize(1000, 720);
         W->show();
-        W->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
+        Reactivate();
     }
     // Shows a registered map as a user does: its line in the list, chosen with the keyboard.
     void ChooseMap(const std::string& Leaf)
