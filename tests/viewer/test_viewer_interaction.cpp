@@ -249,6 +249,7 @@ TEST_F(InteractionTest, TheViewRefitsOnResizeOnlyWhileAtFit)
         W->resize(s);
         QCoreApplication::processEvents();
         EXPECT_DOUBLE_EQ(W->Map().Magnification(), fitFor()) << s.width() << "x" << s.height();
+        EXPECT_EQ(W->MagLabel()->text(), MagText(W->Map().Magnification()));  // no zoom event: the frame tells
     }
     // Zoomed in, a resize keeps the magnification.
     Key(Qt::Key_Plus, Qt::ControlModifier);
