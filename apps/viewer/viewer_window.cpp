@@ -66,8 +66,10 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     FDB.SetGDBName(Files.DBName);
 
     qv::TGeoMap& map = Map();
-    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { DrawOverlays(C); };
-    map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
+    // A paint may come from a destructor (the atlas's paint hold) or from code outside any guard: a failing
+    // overlay is reported and the frame goes on without it.
+    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { Guard([&] { DrawOverlays(C); }); };
+    map.OnZoomPan = [this](qv::TGeoMap&) { Guard([this] { UpdateMapInfo(); }); };
     FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState S, std::int32_t X, std::int32_t Y) {
         MapMouseMove(S, X, Y);
     };
@@ -77,8 +79,10 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
                                std::int32_t Y) { MapMouseUp(X, Y); };
     FAtlas->OnDblClick = [this](qv::TCustomControl&) { MapDblClick(); };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) {
-        UpdateMapInfo();
-        Map().setFocus();  // the keys pan the map again, not walk the list
+        Guard([this] {
+            UpdateMapInfo();
+            Map().setFocus();  // the keys pan the map again, not walk the list
+        });
     };
     map.OnDataLoading = [this](qv::TGeoMap& M, qv::TProgressStage Stage, std::int32_t Percent) {
         if (Stage == qv::pgStarting) {

@@ -366,6 +366,28 @@ TEST_F(InteractionTest, FailuresInHandlersAreReportedNotThrownIntoQt)
     }
 }
 
+TEST_F(InteractionTest, ACorruptDatabaseCostsItsDrawingNotTheViewer)
+{
+    // The data file cut short: the polygons' points lie beyond its end, which the database reports by an
+    // exception in the middle of a frame (the atlas's paint after a map switch comes from a destructor).
+    const fs::path bad = Dir / "baddb";
+    fs::create_directories(bad);
+    const fs::path db(Files.DBName);
+    for (const auto& e : fs::directory_iterator(db.parent_path()))
+        fs::copy_file(e.path(), bad / e.path().filename(), fs::copy_options::overwrite_existing);
+    fs::resize_file(bad / (db.filename().string() + ".xelgdd"), 40);
+    viewer::TAtlasFiles files = Files;
+    files.DBName = (bad / db.filename()).string();
+    W.reset();
+    W = std::make_unique<viewer::TViewerWindow>(files);
+    W->resize(1000, 720);
+    W->show();
+    Reactivate();
+    ChooseMap("austria.xml");
+    EXPECT_NE(W->LastError().indexOf("RetrievePolygon"), -1) << W->LastError().toStdString();
+    EXPECT_GT(W->Map().AuxBmp().Width(), 0);  // the map is drawn, without the database
+}
+
 TEST(GuardTest, EscapedExceptionsAreReportedAndTheEventCountsAsUnhandled)
 {
     const struct {
