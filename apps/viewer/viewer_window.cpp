@@ -1,5 +1,6 @@
 #include "viewer_window.h"
 
+#include "guard.h"
 #include "place_dialog.h"
 
 #include <qvgeo/geobasics/countries.h>
@@ -458,8 +459,12 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
             continue;
         }
         auto it = FPolygons.find(rec);
-        if (it == FPolygons.end())
-            it = FPolygons.emplace(rec, FDB.RetrievePolygon(rec)).first;
+        if (it == FPolygons.end()) {
+            // A record that cannot be read (a damaged data file) is said once and drawn as nothing.
+            qv::TgdbPolygon polygon;
+            RunGuarded([&] { polygon = FDB.RetrievePolygon(rec); }, [this](const QString& M) { ReportError(M); });
+            it = FPolygons.emplace(rec, std::move(polygon)).first;
+        }
         std::vector<qv::TPoint> pts;
         for (const qv::TSCoords& s : it->second) {
             qv::TPoint p;
