@@ -19,28 +19,26 @@ QString CurrentExceptionText()
     }
 }
 
+void ReportCurrentException(const std::function<void(const QString&)>& Report)
+{
+    const QString text = CurrentExceptionText();
+    // A report that fails itself must not undo the barrier.
+    try {
+        Report(text);
+    } catch (...) {
+        std::fprintf(stderr, "qvgeo-viewer: %s\n", text.toLocal8Bit().constData());
+    }
+}
+
 bool RunGuarded(const std::function<void()>& Body, const std::function<void(const QString&)>& Report)
 {
     try {
         Body();
         return true;
     } catch (...) {
-        const QString text = CurrentExceptionText();
-        // A report that fails itself must not undo the barrier.
-        try {
-            Report(text);
-        } catch (...) {
-            std::fprintf(stderr, "qvgeo-viewer: %s\n", text.toLocal8Bit().constData());
-        }
+        ReportCurrentException(Report);
         return false;
     }
-}
-
-bool DeliverGuarded(const std::function<bool()>& Deliver, const std::function<void(const QString&)>& Report)
-{
-    bool handled = false;
-    RunGuarded([&] { handled = Deliver(); }, Report);
-    return handled;
 }
 
 TGuardedApplication::TGuardedApplication(int& Argc, char** Argv) : QApplication(Argc, Argv) {}

@@ -19,10 +19,24 @@ bool RunGuarded(const std::function<void()>& Body, const std::function<void(cons
 // inside a catch block.
 QString CurrentExceptionText();
 
+// Inside a catch block: passes the exception's text to Report; should Report throw as well, the text goes
+// to stderr instead.
+void ReportCurrentException(const std::function<void(const QString& Message)>& Report);
+
 // Delivers an event through Deliver (QApplication::notify) and returns its result; when Deliver throws,
 // the text goes to Report and the event counts as not handled. The body of TGuardedApplication::notify,
-// kept apart so that it can be tested without a second application object.
-bool DeliverGuarded(const std::function<bool()>& Deliver, const std::function<void(const QString& Message)>& Report);
+// kept apart so that it can be tested without a second application object; a template, so that the
+// delivery of every event costs no allocation.
+template <typename F>
+bool DeliverGuarded(F&& Deliver, const std::function<void(const QString& Message)>& Report)
+{
+    try {
+        return Deliver();
+    } catch (...) {
+        ReportCurrentException(Report);
+        return false;
+    }
+}
 
 // The viewer's application: every event goes through DeliverGuarded. An escaped exception is written to
 // stderr and shown in a message box once the event loop is back in a clean state; the program goes on.

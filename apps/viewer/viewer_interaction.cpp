@@ -140,9 +140,12 @@ void TViewerWindow::Guard(const std::function<void()>& Body)
 bool TViewerWindow::event(QEvent* Event)
 {
     // Covers the window's own events and the calls queued to it (timers with this window as context).
-    bool handled = true;
-    Guard([&] { handled = QMainWindow::event(Event); });
-    return handled;
+    try {
+        return QMainWindow::event(Event);
+    } catch (...) {
+        ReportCurrentException([this](const QString& Message) { ReportError(Message); });
+        return true;
+    }
 }
 
 bool TViewerWindow::eventFilter(QObject* Watched, QEvent* Event)
