@@ -67,7 +67,8 @@ public:
     // Whether the map shown has a calibration that gives positions: a model and at least as many reference
     // points as it needs (a map whose points were all cleared has none, although its model stays).
     bool HasCalibration() const;
-    // The visible landmark nearest to the map-view pixel (X, Y) within the hit tolerance; 0 when none.
+    // The visible landmark nearest to the map-view pixel (X, Y) within the hit tolerance of 10 control
+    // pixels; 0 when there is none.
     std::int32_t LandmarkAt(std::int32_t X, std::int32_t Y);
     // Edits landmark Index in TLandmarkDialog (modal); false when cancelled or Index is not a landmark.
     bool EditLandmark(std::int32_t Index);
