@@ -7,6 +7,8 @@ packages=(
   cmake ninja-build g++ ccache pkg-config locales
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev
+  # the viewer's rubber band measures on the ellipsoid with GeographicLib's geodesic
+  libgeographiclib-dev
   # qvgeo::widgets: Qt 6 Widgets, libjpeg-turbo (libjpeg API and TurboJPEG, the benchmark's peer) and a
   # font for the headless widget tests
   qt6-base-dev libjpeg62-turbo-dev libturbojpeg0-dev fonts-dejavu-core
@@ -14,8 +16,8 @@ packages=(
   qt6-tools-dev
   # the check that the viewer starts on a virtual display (xvfb-run scripts/run.sh)
   xvfb xauth
-  # test and benchmark peers: GeographicLib and PROJ, libraries and command-line tools
-  libgeographiclib-dev geographiclib-tools libproj-dev proj-bin
+  # test and benchmark peers: GeographicLib (above) and PROJ, libraries and command-line tools
+  geographiclib-tools libproj-dev proj-bin
   # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)
   gdal-bin
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search

@@ -1,5 +1,7 @@
 #include "calib_editor.h"
 
+#include "guard.h"
+
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
@@ -31,13 +33,13 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     FModel = new QComboBox(body);
     for (qv::TCalibModel m : Models)
         FModel->addItem(QString::fromUtf8(qv::CalibModelKeywords[m].data(), int(qv::CalibModelKeywords[m].size())));
-    connect(FModel, &QComboBox::activated, this, [this](int i) { SetModel(Models[i]); });
+    connect(FModel, &QComboBox::activated, this, [this](int i) { Guarded([&] { SetModel(Models[i]); }); });
     form->addRow("Model", FModel);
     FExaggeration = new QSpinBox(body);
     FExaggeration->setRange(1, 1000);
     FExaggeration->setValue(10);
     FExaggeration->setSuffix(" x");
-    connect(FExaggeration, &QSpinBox::valueChanged, this, [this] { FMap.Paint(); });
+    connect(FExaggeration, &QSpinBox::valueChanged, this, [this] { Guarded([this] { FMap.Paint(); }); });
     form->addRow("Residual vectors", FExaggeration);
     v->addLayout(form);
     FSummary = new QLabel(body);
@@ -57,16 +59,20 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     buttons->addWidget(save);
     buttons->addWidget(clear);
     v->addLayout(buttons);
-    connect(clear, &QPushButton::clicked, this, [this] { ClearPoints(); });
+    connect(clear, &QPushButton::clicked, this, [this] { Guarded([this] { ClearPoints(); }); });
     connect(open, &QPushButton::clicked, this, [this] {
-        const QString f = QFileDialog::getOpenFileName(this, "Open calibration", {}, "Calibration (*.xml)");
-        if (!f.isEmpty())
-            OpenFile(f, {});
+        Guarded([this] {
+            const QString f = QFileDialog::getOpenFileName(this, "Open calibration", {}, "Calibration (*.xml)");
+            if (!f.isEmpty())
+                OpenFile(f, {});
+        });
     });
     connect(save, &QPushButton::clicked, this, [this] {
-        const QString f = QFileDialog::getSaveFileName(this, "Save calibration", "calibration.xml", "Calibration (*.xml)");
-        if (!f.isEmpty() && !SaveFile(f))
-            FWarning->setText("Cannot write " + f);
+        Guarded([this] {
+            const QString f = QFileDialog::getSaveFileName(this, "Save calibration", "calibration.xml", "Calibration (*.xml)");
+            if (!f.isEmpty() && !SaveFile(f))
+                FWarning->setText("Cannot write " + f);
+        });
     });
     setWidget(body);
 }
@@ -140,6 +146,7 @@ bool TCalibEditor::OpenFile(const QString& File, const QString& Id)
         return false;
     FMap.LoadCalDataFromXML(File.toStdString(), Id.toStdString());
     Refresh();
+    emit FileSynced(File);
     return true;
 }
 
@@ -147,10 +154,16 @@ bool TCalibEditor::SaveFile(const QString& File)
 {
     try {
         FMap.SaveCalDataAsXML(File.toStdString(), "viewer");
-        return true;
     } catch (const std::exception&) {
         return false;
     }
+    emit FileSynced(File);
+    return true;
+}
+
+void TCalibEditor::Guarded(const std::function<void()>& Body)
+{
+    RunGuarded(Body, [this](const QString& Message) { FWarning->setText("Error: " + Message); });
 }
 
 int TCalibEditor::Exaggeration() const

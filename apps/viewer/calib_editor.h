@@ -10,6 +10,8 @@
 
 #include <QDockWidget>
 
+#include <functional>
+
 class QComboBox;
 class QProgressDialog;
 class QLabel;
@@ -56,7 +58,14 @@ public:
     void Draw(qv::TCanvas& Canvas) const;
     int Exaggeration() const;
 
+signals:
+    // The map's calibration now equals File's: OpenFile or SaveFile succeeded.
+    void FileSynced(const QString& File);
+
 private:
+    // Runs the body of a button's or list's handler; a failure shows as the warning.
+    void Guarded(const std::function<void()>& Body);
+
     qv::TGeoMap& FMap;
     qv::TCalibResiduals FRes;
     QComboBox* FModel = nullptr;

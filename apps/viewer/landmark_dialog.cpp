@@ -1,5 +1,7 @@
 #include "landmark_dialog.h"
 
+#include "guard.h"
+
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
@@ -8,6 +10,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSpinBox>
+
+#include <stdexcept>
 
 namespace viewer {
 
@@ -33,15 +37,27 @@ TLandmarkDialog::TLandmarkDialog(const qv::TSymbolRepository& Symbols, const qv:
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(open, &QPushButton::clicked, this, [this] {
         const QString f = QFileDialog::getOpenFileName(this, "Open symbol catalogue", {}, "Symbol catalogue (*.xml)");
-        if (f.isEmpty())
-            return;
-        qv::TSymbolRepository repo;
-        if (repo.LoadFromFile(f.toStdString(), {}) && repo.NumEntries() > 0)
-            SetSymbols(repo);
-        else
-            QMessageBox::warning(this, "Symbol catalogue", "No symbol catalogue in " + f);
+        if (!f.isEmpty())
+            OpenCatalogue(f);
     });
     SetSymbols(Symbols);
+}
+
+bool TLandmarkDialog::OpenCatalogue(const QString& File)
+{
+    // A broken file is reported here: it must not take the dialog, and the landmark being edited, with it.
+    QString error;
+    const bool ok = RunGuarded(
+        [&] {
+            qv::TSymbolRepository repo;
+            if (!repo.LoadFromFile(File.toStdString(), {}) || repo.NumEntries() == 0)
+                throw std::runtime_error("no symbol catalogue in " + File.toStdString());
+            SetSymbols(repo);
+        },
+        [&](const QString& Message) { error = Message; });
+    if (!ok)
+        QMessageBox::warning(this, "Symbol catalogue", error);
+    return ok;
 }
 
 void TLandmarkDialog::SetSymbols(const qv::TSymbolRepository& Symbols)

@@ -25,6 +25,9 @@ public:
     QSpinBox* ClassBox() const { return FClass; }
     // Replaces the catalogue the symbols are picked from (the choice returns to the own symbol).
     void SetSymbols(const qv::TSymbolRepository& Symbols);
+    // Replaces the catalogue by the one in File; false, with a warning shown, when File holds none or
+    // cannot be read (the catalogue stays).
+    bool OpenCatalogue(const QString& File);
     const qv::TSymbolRepository& Symbols() const { return FSymbols; }
     // The landmark as edited: place, identifier, time and the caption's font stay as they were.
     qv::TLandMark Result() const;

@@ -1,6 +1,7 @@
 // qvgeo-viewer: the atlas of bundled maps with the geographic database, landmarks and the status bar.
 //   qvgeo-viewer [--data DIR] [--screenshot FILE]   the window (FILE: grab it once shown, then quit)
 //   qvgeo-viewer --tour DIR [--data DIR]            renders the tour offscreen into DIR
+#include "guard.h"
 #include "viewer_window.h"
 
 #include <QApplication>
@@ -31,7 +32,9 @@ int main(int argc, char** argv)
     }
     if (!tourDir.empty() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
+    // Every event goes through a guard: an exception that escaped the window's own handlers is reported,
+    // and the viewer goes on, instead of ending the program with the user's unsaved work.
+    viewer::TGuardedApplication app(argc, argv);
     QApplication::setApplicationName("qvgeo-viewer");
     try {
         if (dataDir.empty())
@@ -47,10 +50,7 @@ int main(int argc, char** argv)
         viewer::TViewerWindow w(files);
         w.show();
         // The whole first map in the window once it has its size.
-        QTimer::singleShot(0, &w, [&] {
-            w.Map().ZoomFitPage();
-            w.UpdateMapInfo();
-        });
+        QTimer::singleShot(0, &w, [&] { w.Guard([&] { w.FitMap(); }); });
         if (!screenshot.empty()) {
             QTimer::singleShot(1500, &w, [&] {
                 const bool ok = w.grab().save(QString::fromStdString(screenshot));

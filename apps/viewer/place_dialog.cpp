@@ -154,6 +154,8 @@ TPlaceDialog::TPlaceDialog(std::int32_t X, std::int32_t Y, std::optional<qv::TCo
     setTabOrder(FMap, buttons);
 
     FMap->OnMapImageRequest = [this](qv::TGeoMap&, std::string& Name) { Name = qv::FindImageBeside(FCalFile, Name); };
+    // What the map's own handlers catch is said here, where the picking happens.
+    FMap->OnError = [this](const std::exception& E) { FMessage->setText(QString::fromUtf8(E.what())); };
     FMap->OnResize = [this](qv::TCustomControl&) { FMap->ZoomFitPage(); };
     FMap->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton Button, qv::TShiftState, std::int32_t MX, std::int32_t MY) {
         if (Button == qv::mbLeft)
@@ -191,6 +193,7 @@ TPlaceDialog::~TPlaceDialog()
     FMap->OnResize = {};
     FMap->OnMouseDown = {};
     FMap->OnDataRendered = {};
+    FMap->OnError = {};
 }
 
 bool TPlaceDialog::Place(double& Lat, double& Long) const
@@ -218,11 +221,11 @@ void TPlaceDialog::ShowMap(int Index)
     try {
         // The result tells only whether graticule lines were fitted; a map calibrated by points reads false.
         FMap->LoadCalDataFromXML(m.CalFile, "");
+        FMap->ZoomFitPage();
+        FMap->Paint();
     } catch (const std::exception& e) {
         FMessage->setText(QString("Cannot show %1: %2").arg(m.Caption, QString::fromStdString(e.what())));
     }
-    FMap->ZoomFitPage();
-    FMap->Paint();
 }
 
 void TPlaceDialog::MapClicked(std::int32_t X, std::int32_t Y)

@@ -1,5 +1,6 @@
 #include "viewer_window.h"
 
+#include "guard.h"
 #include "place_dialog.h"
 
 #include <qvgeo/geobasics/countries.h>
@@ -68,43 +69,24 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     // A map that cannot be shown (a broken image file, one too large) leaves the view as it was; say why.
     FAtlas->OnError = [this](const std::exception& E) { statusBar()->showMessage(QString::fromStdString(E.what())); };
     qv::TGeoMap& map = Map();
-    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { DrawOverlays(C); };
-    map.OnZoomPan = [this](qv::TGeoMap&) { UpdateMapInfo(); };
-    FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState, std::int32_t X, std::int32_t Y) {
-        UpdatePointer(X, Y);
-        if (FDraggedCalPoint > 0) {
-            const qv::TPoint p = Map().ControlToMapImage({X, Y});
-            FCalibEditor->MovePoint(FDraggedCalPoint, p.X, p.Y);
-        }
-        if (FDragged > 0) {
-            double lat = 0, lon = 0;
-            if (PixelToLatLong(X, Y, lat, lon)) {
-                qv::TLandMark l = Map().GetLandMarkData(FDragged);
-                l.Latitude = lat;
-                l.Longitude = lon;
-                Map().SetLandMarkData(FDragged, l);
-                Map().Paint();
-            }
-        }
+    // A paint may come from a destructor (the atlas's paint hold) or from code outside any guard: a failing
+    // overlay is reported and the frame goes on without it.
+    map.OnBeforeRenderData = [this](qv::TGeoMap&, qv::TCanvas& C) { Guard([&] { DrawOverlays(C); }); };
+    map.OnZoomPan = [this](qv::TGeoMap&) { Guard([this] { UpdateMapInfo(); }); };
+    FAtlas->OnMouseMove = [this](qv::TCustomControl&, qv::TShiftState S, std::int32_t X, std::int32_t Y) {
+        MapMouseMove(S, X, Y);
     };
-    FAtlas->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton B, qv::TShiftState, std::int32_t X,
-                                 std::int32_t Y) { MapMouseDown(B, X, Y); };
+    FAtlas->OnMouseDown = [this](qv::TCustomControl&, qv::TMouseButton B, qv::TShiftState S, std::int32_t X,
+                                 std::int32_t Y) { MapMouseDown(B, S, X, Y); };
     FAtlas->OnMouseUp = [this](qv::TCustomControl&, qv::TMouseButton, qv::TShiftState, std::int32_t X,
-                               std::int32_t Y) {
-        FDragged = 0;
-        FDraggedCalPoint = 0;
-        UpdateMapInfo();
-        UpdatePointer(X, Y);
+                               std::int32_t Y) { MapMouseUp(X, Y); };
+    FAtlas->OnDblClick = [this](qv::TCustomControl&) { MapDblClick(); };
+    FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) {
+        Guard([this] {
+            UpdateMapInfo();
+            Map().setFocus();  // the keys pan the map again, not walk the list
+        });
     };
-    FAtlas->OnDblClick = [this](qv::TCustomControl&) {
-        if (FTool != TTool::DeleteLandmark && FTool != TTool::MoveLandmark)
-            return;
-        // Asked after the event is handled, as for calibration points: no nested loop inside the handler.
-        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
-        if (k > 0)
-            QTimer::singleShot(0, this, [this, k] { EditLandmark(k); });
-    };
-    FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) { UpdateMapInfo(); };
     map.OnDataLoading = [this](qv::TGeoMap& M, qv::TProgressStage Stage, std::int32_t Percent) {
         if (Stage == qv::pgStarting) {
             FLoadProgress = std::make_unique<QProgressDialog>("Loading the map image...", "Cancel", 0, 100, this);
@@ -160,10 +142,12 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     addDockWidget(Qt::RightDockWidgetArea, FCalibEditor);
     FCalibEditor->hide();
     connect(FCalibEditor, &QDockWidget::visibilityChanged, this, [this](bool On) {
-        if (On)
-            FCalibEditor->Refresh();
-        else
-            Map().Paint();
+        Guard([&] {
+            if (On)
+                FCalibEditor->Refresh();
+            else
+                Map().Paint();
+        });
     });
     AskPlace = [this](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
         std::optional<qv::TCoords> start;
@@ -177,11 +161,17 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
         return dlg.exec() == QDialog::Accepted && dlg.Place(Lat, Long);
     };
     BuildActions();
+    InitInteraction();
 
     // Start on the world map, the coarsest one.
     if (const std::int32_t world = MapNumber("world.xml"))
         FAtlas->SelectMap(world);
     SetTool(TTool::AtlasZoom);
+    FLandmarkFile = QString::fromStdString(Files.LandmarkFile);
+    TakeLandmarkSnapshot();
+    TakeCalibrationSnapshot();
+    FShownView = ViewKey();
+    ApplyGraticule();
     UpdateMapInfo();
     resize(1100, 760);
 }
@@ -201,6 +191,12 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnDblClick = {};
     FAtlas->OnError = {};
     Map().OnDataLoading = {};
+    Map().OnError = {};
+    Map().OnResize = {};
+    Map().OnBeginRubberBand = {};
+    Map().OnContinueRubberBand = {};
+    Map().OnEndRubberBand = {};
+    Map().removeEventFilter(this);
 }
 
 std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
@@ -213,48 +209,50 @@ std::int32_t TViewerWindow::MapNumber(const std::string& Leaf) const
 
 void TViewerWindow::BuildActions()
 {
+    // Every action's body runs guarded: a failure is reported, never thrown into Qt.
+    const auto guarded = [this](std::function<void()> Body) { return [this, Body] { Guard(Body); }; };
     QMenu* file = menuBar()->addMenu("&File");
-    file->addAction("&Open landmarks...", QKeySequence::Open, this, [this] {
+    file->addAction("&Open landmarks...", QKeySequence::Open, this, guarded([this] {
         const QString f = QFileDialog::getOpenFileName(this, "Open landmarks", {}, "Landmarks (*.xml)");
         if (!f.isEmpty() && !LoadLandmarkFile(f))
             QMessageBox::warning(this, "Open landmarks", "No landmark set in " + f);
-    });
-    file->addAction("&Save landmarks...", QKeySequence::Save, this, [this] {
+    }));
+    file->addAction("&Save landmarks...", QKeySequence::Save, this, guarded([this] {
         const QString f = QFileDialog::getSaveFileName(this, "Save landmarks", "landmarks.xml", "Landmarks (*.xml)");
         if (!f.isEmpty() && !SaveLandmarkFile(f))
             QMessageBox::warning(this, "Save landmarks", "Cannot write " + f);
-    });
-    file->addAction("Add map &folder...", QKeySequence("Ctrl+Shift+O"), this, [this] {
+    }));
+    file->addAction("Add map &folder...", QKeySequence("Ctrl+Shift+O"), this, guarded([this] {
         const QString d = QFileDialog::getExistingDirectory(this, "Add the calibrated maps of a folder");
         if (!d.isEmpty())
             AddMapFolder(d);
-    });
+    }));
     file->addSeparator();
-    file->addAction("&Export view as image...", QKeySequence("Ctrl+E"), this, [this] {
+    file->addAction("&Export view as image...", QKeySequence("Ctrl+E"), this, guarded([this] {
         const QString f = QFileDialog::getSaveFileName(this, "Export view", "view.png", "Images (*.png *.jpg)");
         if (!f.isEmpty() && !ExportView(f))
             QMessageBox::warning(this, "Export", "Cannot write " + f);
-    });
-    file->addAction("Export &whole map as image...", QKeySequence("Ctrl+Shift+E"), this, [this] {
+    }));
+    file->addAction("Export &whole map as image...", QKeySequence("Ctrl+Shift+E"), this, guarded([this] {
         const QString f = QFileDialog::getSaveFileName(this, "Export map", "map.png", "Images (*.png *.jpg)");
         if (!f.isEmpty() && !ExportWholeMap(f))
             QMessageBox::warning(this, "Export", "Cannot write " + f);
-    });
-    file->addAction("&Print to PDF...", QKeySequence::Print, this, [this] {
+    }));
+    file->addAction("&Print to PDF...", QKeySequence::Print, this, guarded([this] {
         const QString f = QFileDialog::getSaveFileName(this, "Print to PDF", "map.pdf", "PDF (*.pdf)");
         if (!f.isEmpty() && !PrintToPdf(f))
             QMessageBox::warning(this, "Print", "Cannot write " + f);
-    });
+    }));
     file->addSeparator();
-    file->addAction("Export &georeferencing...", QKeySequence("Ctrl+Alt+G"), this, [this] {
+    file->addAction("Export &georeferencing...", QKeySequence("Ctrl+Alt+G"), this, guarded([this] {
         const QString f = QFileDialog::getSaveFileName(this, "Export georeferencing", "map.vrt",
                                                        "Raster VRT with control points (*.vrt);;World file (*.wld *.tfw *.jgw *.bpw);;"
                                                        "Control-point list (*.txt *.gcp)");
         QString error;
         if (!f.isEmpty() && !ExportGeoref(f, error))
             QMessageBox::warning(this, "Export georeferencing", error);
-    });
-    file->addAction("&Import georeferencing...", QKeySequence("Ctrl+Alt+I"), this, [this] {
+    }));
+    file->addAction("&Import georeferencing...", QKeySequence("Ctrl+Alt+I"), this, guarded([this] {
         const QString f = QFileDialog::getOpenFileName(this, "Import georeferencing for the image shown", {},
                                                        "World file (*.wld *.tfw *.jgw *.bpw);;Control-point list (*.txt *.gcp);;All files (*)");
         if (f.isEmpty())
@@ -275,36 +273,33 @@ void TViewerWindow::BuildActions()
         QString error;
         if (ok && !ImportGeoref(f, models[std::size_t(names.indexOf(name))], error))
             QMessageBox::warning(this, "Import georeferencing", error);
-    });
+    }));
     file->addSeparator();
-    file->addAction("&Quit", QKeySequence::Quit, this, &QWidget::close);
+    file->addAction("&Quit", QKeySequence::Quit, this, guarded([this] { close(); }));
 
     QMenu* edit = menuBar()->addMenu("&Edit");
-    edit->addAction("&Copy view", QKeySequence::Copy, this, [this] { Map().CopyToClipboard(); });
-    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, [this] { Map().CopyEntireMapToClipboard(); });
+    edit->addAction("&Copy view", QKeySequence::Copy, this, guarded([this] { Map().CopyToClipboard(); }));
+    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, guarded([this] { Map().CopyEntireMapToClipboard(); }));
 
     QMenu* view = menuBar()->addMenu("&View");
-    view->addAction("Zoom &in", QKeySequence::ZoomIn, this, [this] { Map().SetMagnification(Map().Magnification() * 1.25); });
-    view->addAction("Zoom &out", QKeySequence::ZoomOut, this, [this] { Map().SetMagnification(Map().Magnification() / 1.25); });
-    view->addAction("&Fit map", QKeySequence("Ctrl+0"), this, [this] { Map().ZoomFitPage(); });
+    view->addAction("Zoom &in", QKeySequence::ZoomIn, this, guarded([this] { ZoomAboutCentre(1.25); }));
+    view->addAction("Zoom &out", QKeySequence::ZoomOut, this, guarded([this] { ZoomAboutCentre(1.0 / 1.25); }));
+    view->addAction("&Fit map", QKeySequence("Ctrl+0"), this, guarded([this] { FitMap(); }));
     QAction* calib = FCalibEditor->toggleViewAction();
     calib->setShortcut(QKeySequence("Ctrl+K"));
     view->addAction(calib);
-    QAction* grid = view->addAction("&Graticule / UTM grid", QKeySequence("Ctrl+G"));
-    grid->setCheckable(true);
-    grid->setChecked(true);
-    connect(grid, &QAction::toggled, this, [this](bool On) {
-        const bool utm = Map().Calibration().CalibData().Resolution > 0 && Map().UTMZone() > 0 &&
-                         Map().Calibration().UTMZone() > 0;
-        Map().SetShowGraticule(On ? (utm ? qv::sgUTMGrid : qv::sgLines) : qv::sgNone);
-    });
+    // On from the start; each map shown gets the kind its model draws (ApplyGraticule).
+    FGridAction = view->addAction("&Graticule / UTM grid", QKeySequence("Ctrl+G"));
+    FGridAction->setCheckable(true);
+    FGridAction->setChecked(true);
+    connect(FGridAction, &QAction::toggled, this, guarded([this] { ApplyGraticule(); }));
     QMenu* fmt = view->addMenu("&Degree format");
     auto* fmtGroup = new QActionGroup(this);
     const std::pair<const char*, qv::TDegreeFormat> formats[] = {
         {"Decimal degrees", qv::dfDecimal}, {"Degrees, minutes", qv::dfDegMin}, {"Degrees, minutes, seconds", qv::dfDegMinSec}};
     int n = 1;
     for (const auto& [name, f] : formats) {
-        QAction* a = fmt->addAction(name, QKeySequence(QString("Alt+%1").arg(n++)), this, [this, f = f] { SetDegreeFormat(f); });
+        QAction* a = fmt->addAction(name, QKeySequence(QString("Alt+%1").arg(n++)), this, guarded([this, f = f] { SetDegreeFormat(f); }));
         a->setCheckable(true);
         a->setChecked(f == FDegFormat);
         fmtGroup->addAction(a);
@@ -337,32 +332,24 @@ void TViewerWindow::BuildActions()
         FToolGroup->addAction(a);
         bar->addAction(a);
         FToolActions[m.tool] = a;
-        connect(a, &QAction::triggered, this, [this, t = m.tool] { SetTool(t); });
+        connect(a, &QAction::triggered, this, guarded([this, t = m.tool] { SetTool(t); }));
     }
 
     QMenu* lm = menuBar()->addMenu("&Landmarks");
-    lm->addAction("&Edit...", QKeySequence("F2"), this, [this] {
-        // The landmark under the pointer, else the last one.
-        const std::int32_t k = LandmarkAt(FPointer.X, FPointer.Y);
-        EditLandmark(k > 0 ? k : Map().NumLandMarks());
-    });
-    lm->addAction("Remove &last", QKeySequence::Undo, this, [this] { Map().RemoveLastLandMark(); });
-    lm->addAction("Remove &all placed", QKeySequence("Ctrl+Shift+Del"), this, [this] { Map().RemoveAllLandMarks(kPlacedClass); });
-    QMenu* classes = lm->addMenu("Show &classes");
-    for (int c = 0; c < 4; ++c) {
-        QAction* a = classes->addAction(QString("Class %1%2").arg(c).arg(c == 1 ? " (sights)" : c == 2 ? " (placed)" : ""));
-        a->setShortcut(QKeySequence(QString("Ctrl+Alt+%1").arg(c)));
-        a->setCheckable(true);
-        a->setChecked(Map().GetClassVisibility(static_cast<std::uint8_t>(c)));
-        connect(a, &QAction::toggled, this, [this, c](bool On) {
-            Map().SetClassVisibility(static_cast<std::uint8_t>(c), On);
-            Map().Paint();
-        });
-    }
+    lm->addAction("&Edit...", QKeySequence("F2"), this, guarded([this] { EditLandmarkUnderPointer(); }));
+    lm->addAction("Remove &last", QKeySequence::Undo, this, guarded([this] { Map().RemoveLastLandMark(); }));
+    lm->addAction("Remove &all placed", QKeySequence("Ctrl+Shift+Del"), this,
+                  guarded([this] { Map().RemoveAllLandMarks(kPlacedClass); }));
+    BuildClassMenu(lm->addMenu("Show &classes"));
 }
 
 void TViewerWindow::SetTool(TTool Tool)
 {
+    // Nothing of the last tool's drag goes on in the new one.
+    FDragged = 0;
+    FDraggedCalPoint = 0;
+    if (Tool != TTool::RubberBand)
+        EndBand();
     FTool = Tool;
     if (QAction* a = ToolAction(Tool))
         a->setChecked(true);
@@ -393,6 +380,8 @@ void TViewerWindow::SetDegreeFormat(qv::TDegreeFormat Format)
 
 bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long)
 {
+    if (!HasCalibration())
+        return false;
     const qv::TPoint p = Map().ControlToMapImage({X, Y});
     bool v1 = false, v2 = false;
     Lat = Map().CalcLatitude(p.X, p.Y, v1);
@@ -400,121 +389,9 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
     return v1 && v2 && FAtlas->CurrentMap() > 0;
 }
 
-QString TViewerWindow::PositionText(std::int32_t X, std::int32_t Y)
-{
-    double lat = 0, lon = 0;
-    if (!PixelToLatLong(X, Y, lat, lon))
-        return "-";
-    const int decimals = FDegFormat == qv::dfDecimal ? 5 : FDegFormat == qv::dfDegMin ? 3 : 1;
-    const auto deg = [&](double v, char pos, char neg) {
-        return QString::fromStdString(qv::DegreeToStr(std::fabs(v), FDegFormat, decimals)) + ' ' + QChar(v < 0 ? neg : pos);
-    };
-    return deg(lat, 'N', 'S') + "  " + deg(lon, 'E', 'W');
-}
-
-QString TViewerWindow::UTMText(std::int32_t X, std::int32_t Y)
-{
-    double lat = 0, lon = 0;
-    if (!PixelToLatLong(X, Y, lat, lon))
-        return "-";
-    int zone = 0;
-    char band = 0;
-    qv::GeoToUTMZone(lat, lon, zone, band);
-    double e = 0, n = 0;
-    qv::LatLongToUTM(lat, lon, qv::gelWGS84, zone, e, n);
-    if (zone == 0)
-        return "UTM -";
-    return QString("UTM %1%2 E %3 N %4").arg(zone).arg(QChar(band)).arg(e, 0, 'f', 0).arg(n, 0, 'f', 0);
-}
-
-void TViewerWindow::UpdatePointer(std::int32_t X, std::int32_t Y)
-{
-    FPointer = {X, Y};
-    FPosLabel->setText(PositionText(X, Y));
-    FUTMLabel->setText(UTMText(X, Y));
-}
-
-void TViewerWindow::UpdateMapInfo()
-{
-    const std::int32_t i = FAtlas->CurrentMap();
-    double res = Map().CalibData().Resolution;
-    if (res <= 0 && i > 0)
-        res = FAtlas->GetMapDef(i).Resolution;
-    const double mag = Map().Magnification();
-    // At 96 pixels per inch one screen pixel is 0.0254 / 96 m; the map scale is ground per screen length.
-    const double scale = res > 0 && mag > 0 ? res / mag / (0.0254 / 96.0) : 0;
-    FScaleLabel->setText(i == 0 ? "no map"
-                                : QString("%1: %2 m/px, 1:%3")
-                                      .arg(QString::fromStdString(FAtlas->GetMapDef(i).Caption))
-                                      .arg(res, 0, 'f', res < 100 ? 1 : 0)
-                                      .arg(scale, 0, 'f', 0));
-    FMagLabel->setText(QString("x%1").arg(mag, 0, 'f', 2));
-}
-
-void TViewerWindow::MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y)
-{
-    FPointer = {X, Y};
-    if (FTool == TTool::DeleteLandmark && Button == qv::mbLeft) {
-        if (const std::int32_t k = LandmarkAt(X, Y))
-            Map().RemoveLandMark(k);
-    }
-    if (FTool == TTool::MoveLandmark && Button == qv::mbLeft)
-        FDragged = LandmarkAt(X, Y);
-    if (FTool == TTool::CalibPoint && Button == qv::mbLeft && FCalibEditor->isVisible() &&
-        (FDraggedCalPoint = FCalibEditor->PointAt(X, Y)) > 0)
-        return;  // a press on a shown reference point drags it
-    if (FTool == TTool::CalibPoint && Button == qv::mbLeft) {
-        // The question waits until the press is handled: a dialog inside the map's mouse handler would
-        // run a nested event loop in the middle of it.
-        const qv::TPoint p = Map().ControlToMapImage({X, Y});
-        QTimer::singleShot(0, this, [this, p] {
-            double lat = 0, lon = 0;
-            if (AskPlace && AskPlace(p.X, p.Y, lat, lon)) {
-                FCalibEditor->show();
-                FCalibEditor->AddPoint(p.X, p.Y, lat, lon);
-            }
-        });
-    }
-    if (FTool == TTool::PlaceLandmark) {
-        // The view adds the landmark before this event; the next one gets the next caption.
-        qv::TLandMark lm = Map().DefaultLandMark();
-        lm.Caption.Text = "Mark " + std::to_string(++FPlaced + 1);
-        Map().SetDefaultLandMark(lm);
-    }
-}
-
-std::int32_t TViewerWindow::LandmarkAt(std::int32_t X, std::int32_t Y)
-{
-    std::int32_t best = 0;
-    double bestD2 = 100.0;
-    for (std::int32_t k = 1; k <= Map().NumLandMarks(); ++k) {
-        const qv::TLandMark l = Map().GetLandMarkData(k);
-        std::int32_t px = 0, py = 0;
-        if (!Map().GetClassVisibility(l.ClassFlag) || !Map().CalcPixelCoords(l.Latitude, l.Longitude, px, py))
-            continue;
-        const qv::TPoint c = Map().MapImageToControl({px, py});
-        const double d2 = double(c.X - X) * (c.X - X) + double(c.Y - Y) * (c.Y - Y);
-        if (d2 <= bestD2)
-            best = k, bestD2 = d2;
-    }
-    return best;
-}
-
-bool TViewerWindow::EditLandmark(std::int32_t Index)
-{
-    if (Index < 1 || Index > Map().NumLandMarks())
-        return false;
-    TLandmarkDialog dlg(FSymbols, Map().GetLandMarkData(Index), this);
-    if (dlg.exec() != QDialog::Accepted)
-        return false;
-    FSymbols.Assign(dlg.Symbols());
-    Map().SetLandMarkData(Index, dlg.Result());
-    Map().Paint();
-    return true;
-}
-
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 {
+    ViewRendered();
     if (FAtlas->CurrentMap() != 0 && FAtlas->CurrentMap() == MapNumber("world.xml"))
         DrawCapitals(C);
     DrawDatabase(C);
@@ -584,8 +461,12 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
             continue;
         }
         auto it = FPolygons.find(rec);
-        if (it == FPolygons.end())
-            it = FPolygons.emplace(rec, FDB.RetrievePolygon(rec)).first;
+        if (it == FPolygons.end()) {
+            // A record that cannot be read (a damaged data file) is said once and drawn as nothing.
+            qv::TgdbPolygon polygon;
+            RunGuarded([&] { polygon = FDB.RetrievePolygon(rec); }, [this](const QString& M) { ReportError(M); });
+            it = FPolygons.emplace(rec, std::move(polygon)).first;
+        }
         std::vector<qv::TPoint> pts;
         for (const qv::TSCoords& s : it->second) {
             qv::TPoint p;
@@ -655,6 +536,10 @@ bool TViewerWindow::LoadLandmarkFile(const QString& File)
 {
     const bool ok = Map().LoadLandMarks(File.toStdString(), {});
     Map().Paint();
+    if (ok) {
+        FLandmarkFile = File;
+        TakeLandmarkSnapshot();
+    }
     return ok;
 }
 
@@ -662,10 +547,12 @@ bool TViewerWindow::SaveLandmarkFile(const QString& File)
 {
     try {
         Map().SaveLandmarks(File.toStdString(), kLandmarkSetId);
-        return true;
     } catch (const std::exception&) {
         return false;
     }
+    FLandmarkFile = File;
+    TakeLandmarkSnapshot();
+    return true;
 }
 
 bool TViewerWindow::ExportView(const QString& File)

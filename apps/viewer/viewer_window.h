@@ -1,11 +1,16 @@
 // The viewer's main window: the atlas of bundled maps, the geographic database drawn onto the maps,
-// a status bar (position in degrees and UTM, map scale, magnification), a toolbar of mouse modes and the
-// landmark layer, copy, export and print.
+// a status bar (position in degrees and UTM, map scale, magnification, the rubber band's distance and
+// bearing), a toolbar of mouse modes and the landmark layer, copy, export and print.
+//
+// Every handler of an event, action or timer runs through Guard: a failure is reported in the status bar
+// (LastError) and never reaches Qt's event loop. The window remembers the landmarks and the calibration as
+// they were last loaded or saved and asks before closing over changes to them.
 #pragma once
 
 #include "atlas_data.h"
 #include "calib_editor.h"
 #include "landmark_dialog.h"
+#include "measure.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -21,6 +26,7 @@
 class QAction;
 class QActionGroup;
 class QLabel;
+class QMenu;
 class QProgressDialog;
 
 namespace viewer {
@@ -51,13 +57,36 @@ public:
     QLabel* PositionLabel() const { return FPosLabel; }
     QLabel* UTMLabel() const { return FUTMLabel; }
     QLabel* ScaleLabel() const { return FScaleLabel; }
+    QLabel* MagLabel() const { return FMagLabel; }
+    // The rubber band's measure: distance and bearing of the leg being drawn (and the total of a band of
+    // several legs); it keeps the last measure once the band ends.
+    QLabel* MeasureLabel() const { return FMeasureLabel; }
     void UpdatePointer(std::int32_t X, std::int32_t Y);
     void UpdateMapInfo();
     int DatabaseItemsDrawn() const { return FItemsDrawn; }
-    // The visible landmark nearest to the map-view pixel (X, Y) within 10 pixels; 0 when there is none.
+    // Whether the map shown has a calibration that gives positions: a model and at least as many reference
+    // points as it needs (a map whose points were all cleared has none, although its model stays).
+    bool HasCalibration() const;
+    // The visible landmark nearest to the map-view pixel (X, Y) within the hit tolerance of 10 control
+    // pixels; 0 when there is none.
     std::int32_t LandmarkAt(std::int32_t X, std::int32_t Y);
     // Edits landmark Index in TLandmarkDialog (modal); false when cancelled or Index is not a landmark.
     bool EditLandmark(std::int32_t Index);
+    // Edits the landmark under the mouse pointer (F2); a message when there is none.
+    bool EditLandmarkUnderPointer();
+    // Zooms by Factor keeping the map pixel at the view's centre (the View menu and its keys).
+    void ZoomAboutCentre(double Factor);
+    void FitMap();
+    // Changes since the landmarks were last loaded or saved, and since the map's calibration was loaded
+    // (with its map, or from a file in the calibration editor) or saved.
+    bool LandmarksModified() const;
+    bool CalibrationModified();
+    // The file the landmarks were last loaded from or saved to; Quit saves them there.
+    QString LandmarkFile() const { return FLandmarkFile; }
+    // The last failure a handler reported (also shown in the status bar); empty when none.
+    QString LastError() const { return FLastError; }
+    // Runs Body; an exception is reported (status bar, LastError) instead of going on.
+    void Guard(const std::function<void()>& Body);
     // The catalogue the landmark editor offers; a catalogue opened in the editor replaces it.
     qv::TSymbolRepository& Symbols() { return FSymbols; }
     // Registers every calibration file of Folder with a progress dialog (a step a file; Cancel stops
@@ -83,6 +112,14 @@ public:
     // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
     // default shows a dialog; tests put their own answer here.
     std::function<bool(std::int32_t X, std::int32_t Y, double& Lat, double& Long)> AskPlace;
+    // Asks for a file to save to (Title, a suggested name, a filter); empty: cancelled. The default shows a
+    // file dialog; tests put their own answer here.
+    std::function<QString(const QString& Title, const QString& Suggested, const QString& Filter)> AskSaveFile;
+
+protected:
+    bool event(QEvent* Event) override;
+    void closeEvent(QCloseEvent* Event) override;
+    bool eventFilter(QObject* Watched, QEvent* Event) override;
 
 private:
     void BuildActions();
@@ -90,8 +127,30 @@ private:
     void DrawDatabase(qv::TCanvas& Canvas);
     // The capitals of the country table on the world map: dots, and their names when magnified.
     void DrawCapitals(qv::TCanvas& Canvas);
-    void MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y);
     bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
+
+    // ---- map interaction (viewer_interaction.cpp) ----
+    void InitInteraction();
+    void MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift, std::int32_t X, std::int32_t Y);
+    void MapMouseMove(qv::TShiftState Shift, std::int32_t X, std::int32_t Y);
+    void MapMouseUp(std::int32_t X, std::int32_t Y);
+    void MapDblClick();
+    void ReportError(const QString& Message);
+    // Called by every frame the map renders: the status bar, and what follows a change of map or view.
+    void ViewRendered();
+    void ApplyGraticule();
+    void MapResized();
+    // The template of the next placed landmark: the time now, a new identifier, the next caption.
+    void PrepareLandmarkTemplate();
+    std::string NewLandmarkIdentifier() const;
+    void BandEvent(int Kind, std::int32_t MapX, std::int32_t MapY);
+    void EndBand();
+    void BuildClassMenu(QMenu* Menu);
+    void RefreshClassMenu();
+    void TakeLandmarkSnapshot();
+    void TakeCalibrationSnapshot();
+    bool ConfirmClose();
+    bool SaveChanges(bool Landmarks, bool Calibration);
 
     qv::TGeoAtlas* FAtlas = nullptr;
     qv::TGeoDB FDB{"viewer"};
@@ -107,12 +166,36 @@ private:
     QLabel* FMagLabel = nullptr;
     TCalibEditor* FCalibEditor = nullptr;
     qv::TSymbolRepository FSymbols;
-    std::int32_t FDragged = 0;
+    std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
     int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
-    QString FFolderReport;  // the landmark being moved, 0 when none
-    int FPlaced = 0;
+    QString FFolderReport;
+    int FPlaced = 0;                     // landmarks placed so far (their captions count on)
+    std::int32_t FCountBeforePress = 0;  // landmarks before the press in the placing tool
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
+
+    // Map interaction state.
+    QLabel* FMeasureLabel = nullptr;
+    QAction* FGridAction = nullptr;
+    QMenu* FClassMenu = nullptr;
+    TBandMeasure FBand;
+    qv::TPoint FBandPress;  // control pixel of the press that began or continued the band
+    // What was shown when the band began; the band's figure ends when the view changes under it.
+    struct TViewKey {
+        std::int32_t Map = 0;
+        std::string Image;
+        qv::TCalibModel Model = qv::cmUndefined;
+        qv::TPoint TopLeft;
+        double Magnify = 0.0;
+        bool operator==(const TViewKey&) const = default;
+    };
+    TViewKey ViewKey() const;
+    TViewKey FBandView, FShownView;
+    QSize FMapSize;  // the map view's size before the last resize
+    QString FLastError;
+    QString FLandmarkFile, FCalibFile;
+    std::string FLandmarkSnapshot, FCalibSnapshot;
+    std::pair<std::int32_t, std::string> FCalibSnapshotMap;  // the map and image the calibration snapshot is of
 };
 
 // Renders the tour of views into OutDir (created): the world map, the Austria map with the database,

@@ -472,6 +472,11 @@ public:
     // handler ended it, or when a box is already being asked for. The control must outlive the call.
     bool MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std::int32_t& Y2);
     void MouseBoxAbort();
+    // Drops whatever the mouse has begun: a rubber band, zoom window, selection box, pan or drag-zoom drag
+    // ends without its end events, its figures are erased, a running MouseBox ends with false. For an
+    // application whose view changes under a figure (a keyboard pan, another map): the figure's control
+    // pixels would no longer mark the map pixels it was drawn over.
+    void CancelMouseOperation() { ResetMouseState(); }
     // Wheel zoom about the pointer: 1.25 times per notch (120 units), the map pixel under the pointer
     // kept under it; each wheel event is pushed on the zoom history and fires OnZoomPan. Only when
     // OnMouseWheel left the event unhandled. Off by default (the wheel then only fires OnMouseWheel).
