@@ -66,8 +66,6 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
         statusBar()->showMessage(QString::fromStdString("not registered: " + p.File + ": " + p.Reason));
     FDB.SetGDBName(Files.DBName);
 
-    // A map that cannot be shown (a broken image file, one too large) leaves the view as it was; say why.
-    FAtlas->OnError = [this](const std::exception& E) { statusBar()->showMessage(QString::fromStdString(E.what())); };
     qv::TGeoMap& map = Map();
     // A paint may come from a destructor (the atlas's paint hold) or from code outside any guard: a failing
     // overlay is reported and the frame goes on without it.

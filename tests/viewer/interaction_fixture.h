@@ -46,12 +46,16 @@ protected:
     {
         const std::int32_t n = W->MapNumber(Leaf);
         ASSERT_GT(n, 0) << Leaf;
+        PickInList(n);
+        ASSERT_EQ(W->Atlas().CurrentMap(), n);
+    }
+    void PickInList(std::int32_t N)
+    {
         QComboBox* box = W->Atlas().MapSelector();
         box->setFocus();
-        box->setCurrentIndex(n == 1 ? 1 : n - 2);
-        QTest::keyClick(box, n == 1 ? Qt::Key_Up : Qt::Key_Down);
+        box->setCurrentIndex(N == 1 ? 1 : N - 2);
+        QTest::keyClick(box, N == 1 ? Qt::Key_Up : Qt::Key_Down);
         QCoreApplication::processEvents();  // the graticule follows the map once its frame is done
-        ASSERT_EQ(W->Atlas().CurrentMap(), n);
     }
     // The control pixel of a place on the map shown.
     QPoint At(double Lat, double Long)
