@@ -254,6 +254,49 @@ void TGeoMap::CopyToClipboard()
     CopyBitmapToClipboard(bmp);
 }
 
+namespace {
+
+// The view of a map while CopyToBMP renders: TopLeft, magnification and frame size are the output's, and
+// paints are held. The destructor puts the view back whatever the handlers did to it meanwhile.
+class TOutputView {
+public:
+    TOutputView(TPoint& TopLeft, double& Magnify, TSize& FrameSize, int& HoldPaint, TPoint OutTopLeft,
+                double OutMagnify, TSize OutSize)
+        : FTopLeft(TopLeft), FMagnify(Magnify), FFrameSize(FrameSize), FHoldPaint(HoldPaint),
+          FSavedTopLeft(TopLeft), FSavedMagnify(Magnify), FSavedSize(FrameSize)
+    {
+        FTopLeft = OutTopLeft;
+        FMagnify = OutMagnify;
+        FFrameSize = OutSize;
+        ++FHoldPaint;
+    }
+    ~TOutputView()
+    {
+        FTopLeft = FSavedTopLeft;
+        FMagnify = FSavedMagnify;
+        FFrameSize = FSavedSize;
+        --FHoldPaint;
+    }
+    TOutputView(const TOutputView&) = delete;
+    TOutputView& operator=(const TOutputView&) = delete;
+
+private:
+    TPoint& FTopLeft;
+    double& FMagnify;
+    TSize& FFrameSize;
+    int& FHoldPaint;
+    const TPoint FSavedTopLeft;
+    const double FSavedMagnify;
+    const TSize FSavedSize;
+};
+
+}  // namespace
+
+TSize TGeoMap::FrameSize() const
+{
+    return FOutputSize.cx > 0 ? FOutputSize : TSize{width(), height()};
+}
+
 void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size)
 {
     if (Size.cx <= 0 || Size.cy <= 0 || !(Scale > 0.0) || !std::isfinite(Scale)) {
@@ -268,12 +311,17 @@ void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Si
     s.CalibData = &data;
     s.Visible = true;
     TBitmap out;
-    // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped after.
-    if (FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias) {
-        RenderMapView(s, out, FCache, FRenderCaches.get());
-    } else {
-        TMapImageCache cache;
-        RenderMapView(s, out, cache, FRenderCaches.get());
+    {
+        // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped
+        // after. It is looked at before the output view replaces the magnification.
+        const bool viewCache = FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias;
+        TOutputView outputView(FTopLeft, FMagnify, FOutputSize, FHoldPaint, Position, Scale, Size);
+        if (viewCache) {
+            RenderMapView(s, out, FCache, FRenderCaches.get());
+        } else {
+            TMapImageCache cache;
+            RenderMapView(s, out, cache, FRenderCaches.get());
+        }
     }
     if (out.Width() != Size.cx || out.Height() != Size.cy) {
         TBitmap cut(Size.cx, Size.cy);
@@ -364,6 +412,41 @@ void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect
     if (Dpi <= 0)
         return;
     DrawRendered(*this, Painter, QPointF(PagePos.X, PagePos.Y), MapRect, 1.0, DeviceDpi(Painter) / Dpi);
+}
+
+double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
+{
+    if (FMapImgWidth <= 0 || FMapImgHeight <= 0 || Area.IsEmpty() || !(MaxScale > 0.0) || !std::isfinite(MaxScale))
+        return 0.0;
+    const double dev = DeviceDpi(Painter) / ScreenDpi;  // device pixels per rendered pixel
+    const double scale = std::min({MaxScale, Area.Width() / (FMapImgWidth * dev), Area.Height() / (FMapImgHeight * dev)});
+    // The map's exact extent on the device; the rendered bitmap has whole pixels and is stretched onto it,
+    // which keeps the right and bottom edges inside the area whichever way its size rounds.
+    const QSizeF size(FMapImgWidth * scale * dev, FMapImgHeight * scale * dev);
+    const QPointF pos(Area.Left + (Area.Width() - size.width()) / 2, Area.Top + (Area.Height() - size.height()) / 2);
+    TBitmap bmp;
+    CopyToBMP(bmp, {0, 0}, scale,
+              {std::max(1, static_cast<std::int32_t>(std::lround(FMapImgWidth * scale))),
+               std::max(1, static_cast<std::int32_t>(std::lround(FMapImgHeight * scale)))});
+    if (bmp.Empty())
+        return 0.0;
+    Painter.save();
+    Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+    Painter.drawImage(QRectF(pos, size), bmp.Image());
+    Painter.restore();
+    return scale;
+}
+
+bool TGeoMap::PrintEntireMap(QPrinter& Printer, double MaxScale)
+{
+    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+        return false;
+    QPainter painter;
+    if (!painter.begin(&Printer))
+        return false;
+    // The painter's origin is the printable area's corner; its size is the device's.
+    const double scale = CopyEntireMapToOpenPrinter(painter, {0, 0, Printer.width(), Printer.height()}, MaxScale);
+    return painter.end() && scale > 0.0;
 }
 
 }  // namespace qv
