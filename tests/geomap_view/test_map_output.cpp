@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include <unistd.h>
 
@@ -164,9 +165,11 @@ TEST(MapOutput, TheViewIsLeftAsItWas)
         EXPECT_EQ(t.M.ImageCache().CacheBuilds, builds);
     };
     const auto paint = t.M.OnBeforeRenderData;
+    bool repainted = false;  // once: a repaint that went through would call this handler again
     t.M.OnBeforeRenderData = [&](TGeoMap& S, TCanvas& C) {
         paint(S, C);
-        S.Paint();
+        if (!std::exchange(repainted, true))
+            S.Paint();
     };
     TBitmap out;
     t.M.CopyToBMP(out, {0, 0}, 0.25, {250, 200});
@@ -206,6 +209,7 @@ TEST(MapOutput, TheWholeMapFitsThePrintedArea)
     } pages[] = {
         {{1000, 700}, 192, 1.0, 0.4375},  // 700 / (800 * 2): the height decides
         {{600, 2000}, 96, 1.0, 0.6},      // the width decides
+        {{1200, 3000}, 192, 1.0, 0.6},    // 1200 / (1000 * 2)
         {{1200, 1000}, 96, 1.0, 1.0},     // fits at 1:1, centred
         {{1000, 700}, 192, 0.25, 0.25},   // a smaller scale asked for
     };

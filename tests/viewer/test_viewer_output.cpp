@@ -70,6 +70,9 @@ TEST_F(ViewerOutputTest, WholeMapCarriesTheOverlaysAtItsOwnScale)
         {"austria.xml", 47.0707, 15.4395, 0x000000},  // Graz
         {"austria.xml", 48.3069, 14.2858, 0x000000},  // Linz
     };
+    // A view much smaller than the maps: what lies outside it must still be drawn in the export.
+    W->resize(600, 450);
+    QCoreApplication::processEvents();
     for (const auto& m : marks) {
         SCOPED_TRACE(::testing::Message() << m.map << " " << m.lat << ", " << m.lon);
         Show(m.map);
