@@ -337,8 +337,9 @@ public:
     void CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi);
     // The whole map inside Area (device pixels of the painter), rendered as on screen at the largest scale
     // not above MaxScale at which it fits, a control pixel printed as 1/96 inch as in PrintIt: symbols,
-    // captions and lines keep their screen size on paper while the map shrinks to the page. Returns the
-    // scale used, 0 when nothing was drawn (no map, an empty area).
+    // captions and lines keep their screen size on paper while the map shrinks to the page. The map image
+    // itself is drawn at the device's resolution, so a fine scan stays sharp on paper. Centred in Area.
+    // Returns the scale used, 0 when nothing was drawn (no map, an empty area).
     double CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale = 1.0);
     // Begins a document on Printer and prints the whole map on its page by CopyEntireMapToOpenPrinter.
     // False when the printer cannot be opened or there is no map.
@@ -546,6 +547,8 @@ private:
     void TakeNewImage(const std::string& Name);
     void BuildPyramid();
     void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
+    // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
+    void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     void BuildScreenFrame();
     void ZoomAboutCentre(double Factor);
     void InitMouse();

@@ -243,6 +243,32 @@ TEST(MapOutput, TheWholeMapFitsThePrintedArea)
     EXPECT_EQ(t.M.CopyEntireMapToOpenPrinter(painter, {0, 0, 100, 100}, 0.0), 0.0);
 }
 
+TEST(MapOutput, PrintedMapKeepsTheImageResolution)
+{
+    // A 400 x 300 checkerboard of single pixels printed at half its size in 96ths of an inch, on a device of
+    // 384 dots an inch: 2 dots a map pixel, so every map pixel shows, where the half-size rendering alone
+    // would average them to grey.
+    TBitmap board(400, 300);
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 400; ++x)
+            board.SetPixel(x, y, (x + y) % 2 ? 0xFFFFFF : 0x000000);
+    TGeoMap m;
+    m.SetMapBitMap(board);
+    QImage img = Page({800, 600}, 384);
+    {
+        QPainter painter(&img);
+        ASSERT_EQ(m.CopyEntireMapToOpenPrinter(painter, {0, 0, 800, 600}), 0.5);
+    }
+    int wrong = 0;
+    for (int y = 10; y < 290; y += 7)
+        for (int x = 10; x < 390; x += 11) {
+            const int grey = qGray(img.pixel(2 * x + 1, 2 * y + 1));
+            // Smooth scaling mixes in a quarter of the neighbours at 2 dots a pixel; averaging gives 128.
+            wrong += (x + y) % 2 ? grey < 160 : grey > 96;
+        }
+    EXPECT_EQ(wrong, 0);
+}
+
 TEST(MapOutput, PrintEntireMapWritesThePageItsMapFits)
 {
     TOutputMap t;
