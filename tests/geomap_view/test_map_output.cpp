@@ -236,6 +236,12 @@ TEST(MapOutput, TheWholeMapFitsThePrintedArea)
         const QPoint at(static_cast<int>(corner.x() + (m.X + 0.5) * p.scale * dev),
                         static_cast<int>(corner.y() + (m.Y + 0.5) * p.scale * dev));
         EXPECT_EQ(img.pixel(at) & 0xFFFFFF, 0x00FF00u) << at.x() << ", " << at.y();
+        // Its edges stay crisp on the white map: no dot of a blend around it.
+        int blended = 0;
+        for (int y = at.y() - 12; y <= at.y() + 12; ++y)
+            for (int x = at.x() - 12; x <= at.x() + 12; ++x)
+                blended += (img.pixel(x, y) & 0xFFFFFF) != 0x00FF00u && (img.pixel(x, y) & 0xFFFFFF) != 0xFFFFFFu;
+        EXPECT_EQ(blended, 0);
     }
     QImage none = Page({100, 100}, 96);
     QPainter painter(&none);
