@@ -313,8 +313,9 @@ public:
     // While it renders, the render events see the output as the view: TopLeft, Magnification,
     // MapImageToControl and ControlToMapImage answer for the output bitmap and FrameSize is its size, so
     // an application that draws its data in OnBeforeRenderData or OnDataRendered through them puts it on
-    // the same places of the map in the output as on screen. The view is restored afterwards (also when a
-    // handler raises) and is not repainted meanwhile.
+    // the same places of the map in the output as on screen. Symbols, captions and lines keep their size in
+    // output pixels: the output looks like the view at that magnification. The view is restored afterwards
+    // (also when a handler raises) and is not repainted meanwhile.
     void CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size);
     // The size of the frame being drawn, in its pixels: the control's size, or the output bitmap's while
     // CopyToBMP renders. Render handlers clip and cull with it rather than with the widget's size.
