@@ -401,6 +401,8 @@ void TViewerWindow::DrawCapitals(qv::TCanvas& C)
 {
     // Names only from 2x on (8 px a degree): below that Europe's capitals print over each other.
     const bool names = Map().Magnification() >= 2.0;
+    // The frame being drawn: the view, or an export or print of the map at its own scale.
+    const qv::TSize frame = Map().FrameSize();
     C.Pen = qv::TPen{0x000000, 1};
     C.Brush = qv::TBrush{0x00D0FF, qv::bsSolid};  // amber: seen on sea, desert and forest alike
     C.Font = qv::TFont{};
@@ -411,7 +413,7 @@ void TViewerWindow::DrawCapitals(qv::TCanvas& C)
         if (c.Capital.empty() || !Map().CalcPixelCoords(c.CapLat, c.CapLong, x, y))
             continue;
         const qv::TPoint p = Map().MapImageToControl({x, y});
-        if (p.X < -100 || p.Y < -20 || p.X > Map().width() || p.Y > Map().height() + 20)
+        if (p.X < -100 || p.Y < -20 || p.X > frame.cx || p.Y > frame.cy + 20)
             continue;
         C.Ellipse(p.X - 2, p.Y - 2, p.X + 3, p.Y + 3);
         if (names) {
@@ -427,11 +429,13 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
     FItemsDrawn = 0;
     if (!FDB.IsOpen() || FDB.NumEntries() == 0)
         return;
-    // The geographic rectangle of the view, from its four corners (on a north-up map two would do).
+    // The geographic rectangle of the frame being drawn (the view, or an export or print of the map), from
+    // its four corners (on a north-up map two would do).
     double latLo = 90, latHi = -90, lonLo = 180, lonHi = -180;
     bool any = false;
-    for (const qv::TPoint p : {qv::TPoint{0, 0}, qv::TPoint{Map().width(), 0}, qv::TPoint{0, Map().height()},
-                               qv::TPoint{Map().width(), Map().height()}}) {
+    const qv::TSize frame = Map().FrameSize();
+    for (const qv::TPoint p : {qv::TPoint{0, 0}, qv::TPoint{frame.cx, 0}, qv::TPoint{0, frame.cy},
+                               qv::TPoint{frame.cx, frame.cy}}) {
         double lat = 0, lon = 0;
         if (PixelToLatLong(p.X, p.Y, lat, lon)) {
             any = true;
@@ -555,22 +559,30 @@ bool TViewerWindow::SaveLandmarkFile(const QString& File)
 
 bool TViewerWindow::ExportView(const QString& File)
 {
-    return Map().AuxBmp().Image().save(File);
+    // AuxBmp only grows: after the window shrank it still holds older, larger frames beyond the view.
+    // On a high-density screen the view shows its device-resolution frame, which is what is written.
+    const qv::TBitmap& frame = Map().ScreenFrame();
+    const double r = &frame == &Map().AuxBmp() ? 1.0 : Map().EffectivePixelRatio();
+    const int w = static_cast<int>(std::ceil(Map().width() * r)), h = static_cast<int>(std::ceil(Map().height() * r));
+    return frame.Image().copy(0, 0, std::min(w, frame.Width()), std::min(h, frame.Height())).save(File);
 }
 
 bool TViewerWindow::ExportWholeMap(const QString& File)
 {
+    // Map pixel for pixel; everything drawn over the map (landmarks, the database, capitals, the
+    // reference points and their residual vectors) at that scale, each symbol at its screen size.
     qv::TBitmap bmp;
     Map().CopyToBMP(bmp, {0, 0}, 1.0, {Map().MapWidth(), Map().MapHeight()});
-    return bmp.Image().save(File);
+    return !bmp.Empty() && bmp.Image().save(File);
 }
 
 bool TViewerWindow::PrintToPdf(const QString& File)
 {
+    // The whole map on the page: map pixel for pixel at 96 a inch when it fits, reduced to fit otherwise.
     QPrinter printer(QPrinter::HighResolution);
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(File);
-    return Map().PrintIt(printer, 1.0);
+    return Map().PrintEntireMap(printer, 1.0);
 }
 
 bool TViewerWindow::ExportGeoref(const QString& File, QString& Error)

@@ -331,7 +331,16 @@ public:
     // Renders the map region whose top-left map pixel is Position, at Scale control pixels per map pixel,
     // into a bitmap of Size pixels: everything the view draws (image, events, graticule, landmarks,
     // frame), the view itself untouched.
+    // While it renders, the render events see the output as the view: TopLeft, Magnification,
+    // MapImageToControl and ControlToMapImage answer for the output bitmap and FrameSize is its size, so
+    // an application that draws its data in OnBeforeRenderData or OnDataRendered through them puts it on
+    // the same places of the map in the output as on screen. Symbols, captions and lines keep their size in
+    // output pixels: the output looks like the view at that magnification. The view is restored afterwards
+    // (also when a handler raises) and is not repainted meanwhile.
     void CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size);
+    // The size of the frame being drawn, in its pixels: the control's size, or the output bitmap's while
+    // CopyToBMP renders. Render handlers clip and cull with it rather than with the widget's size.
+    TSize FrameSize() const;
     // The whole map at Scale.
     void CopyEntireMapToClipboard(double Scale = 1.0);
     // Printing: the map is rendered as on screen, Scale control pixels per map pixel, and a control pixel is
@@ -348,6 +357,15 @@ public:
     void CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi);
     // the same at PagePos (device pixels of the painter) instead of the origin.
     void CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi);
+    // The whole map inside Area (device pixels of the painter), rendered as on screen at the largest scale
+    // not above MaxScale at which it fits, a control pixel printed as 1/96 inch as in PrintIt: symbols,
+    // captions and lines keep their screen size on paper while the map shrinks to the page. The map image
+    // itself is drawn at the device's resolution, so a fine scan stays sharp on paper. Centred in Area.
+    // Returns the scale used, 0 when nothing was drawn (no map, an empty area).
+    double CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale = 1.0);
+    // Begins a document on Printer and prints the whole map on its page by CopyEntireMapToOpenPrinter.
+    // False when the printer cannot be opened or there is no map.
+    bool PrintEntireMap(QPrinter& Printer, double MaxScale = 1.0);
 
     // Copies the whole state but the events (and the widget's own geometry) from Source and repaints.
     void Assign(const TGeoMap& Source);
@@ -569,6 +587,8 @@ private:
     void TakeNewImage(const std::string& Name);
     void BuildPyramid();
     void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
+    // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
+    void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     void BuildScreenFrame();
     void ZoomAboutCentre(double Factor);
     void InitMouse();
@@ -646,6 +666,7 @@ private:
     private:
         int& FCounter;
     };
+    TSize FOutputSize;          // the output bitmap's size while CopyToBMP renders, else 0 x 0
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
     // The calibration file being read (images are looked for beside it), and whether its image load was

@@ -256,7 +256,55 @@ void TGeoMap::CopyToClipboard()
     CopyBitmapToClipboard(bmp);
 }
 
+namespace {
+
+// The view of a map while CopyToBMP renders: TopLeft, magnification and frame size are the output's, and
+// paints are held. The destructor puts the view back whatever the handlers did to it meanwhile.
+class TOutputView {
+public:
+    TOutputView(TPoint& TopLeft, double& Magnify, TSize& FrameSize, int& HoldPaint, TPoint OutTopLeft,
+                double OutMagnify, TSize OutSize)
+        : FTopLeft(TopLeft), FMagnify(Magnify), FFrameSize(FrameSize), FHoldPaint(HoldPaint),
+          FSavedTopLeft(TopLeft), FSavedMagnify(Magnify), FSavedSize(FrameSize)
+    {
+        FTopLeft = OutTopLeft;
+        FMagnify = OutMagnify;
+        FFrameSize = OutSize;
+        ++FHoldPaint;
+    }
+    ~TOutputView()
+    {
+        FTopLeft = FSavedTopLeft;
+        FMagnify = FSavedMagnify;
+        FFrameSize = FSavedSize;
+        --FHoldPaint;
+    }
+    TOutputView(const TOutputView&) = delete;
+    TOutputView& operator=(const TOutputView&) = delete;
+
+private:
+    TPoint& FTopLeft;
+    double& FMagnify;
+    TSize& FFrameSize;
+    int& FHoldPaint;
+    const TPoint FSavedTopLeft;
+    const double FSavedMagnify;
+    const TSize FSavedSize;
+};
+
+}  // namespace
+
+TSize TGeoMap::FrameSize() const
+{
+    return FOutputSize.cx > 0 ? FOutputSize : TSize{width(), height()};
+}
+
 void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size)
+{
+    RenderOutput(Bitmap, nullptr, Position, Scale, Size);
+}
+
+void TGeoMap::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size)
 {
     if (Size.cx <= 0 || Size.cy <= 0 || !(Scale > 0.0) || !std::isfinite(Scale)) {
         Bitmap = TBitmap();
@@ -269,13 +317,28 @@ void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Si
     s.Fit = &fit;
     s.CalibData = &data;
     s.Visible = true;
+    if (BareMap) {
+        *BareMap = TBitmap();
+        auto user = std::move(s.OnBeforeRenderData);
+        s.OnBeforeRenderData = [BareMap, Size, user](TCanvas& C) {
+            // A deep copy, as for the screen's device-resolution frame.
+            *BareMap = TBitmap(C.Bitmap().Image().copy(0, 0, Size.cx, Size.cy));
+            if (user)
+                user(C);
+        };
+    }
     TBitmap out;
-    // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped after.
-    if (FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias) {
-        RenderMapView(s, out, FCache, FRenderCaches.get());
-    } else {
-        TMapImageCache cache;
-        RenderMapView(s, out, cache, FRenderCaches.get());
+    {
+        // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped
+        // after. It is looked at before the output view replaces the magnification.
+        const bool viewCache = FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias;
+        TOutputView outputView(FTopLeft, FMagnify, FOutputSize, FHoldPaint, Position, Scale, Size);
+        if (viewCache) {
+            RenderMapView(s, out, FCache, FRenderCaches.get());
+        } else {
+            TMapImageCache cache;
+            RenderMapView(s, out, cache, FRenderCaches.get());
+        }
     }
     if (out.Width() != Size.cx || out.Height() != Size.cy) {
         TBitmap cut(Size.cx, Size.cy);
@@ -366,6 +429,69 @@ void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect
     if (Dpi <= 0)
         return;
     DrawRendered(*this, Painter, QPointF(PagePos.X, PagePos.Y), MapRect, 1.0, DeviceDpi(Painter) / Dpi);
+}
+
+double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
+{
+    if (FMapImgWidth <= 0 || FMapImgHeight <= 0 || Area.IsEmpty() || !(MaxScale > 0.0) || !std::isfinite(MaxScale))
+        return 0.0;
+    const double dev = DeviceDpi(Painter) / ScreenDpi;  // device pixels per rendered pixel
+    const double scale = std::min({MaxScale, Area.Width() / (FMapImgWidth * dev), Area.Height() / (FMapImgHeight * dev)});
+    // The map's exact extent on the device; the rendered bitmap has whole pixels and is stretched onto it,
+    // which keeps the right and bottom edges inside the area whichever way its size rounds.
+    const QSizeF size(FMapImgWidth * scale * dev, FMapImgHeight * scale * dev);
+    const QPointF pos(Area.Left + (Area.Width() - size.width()) / 2, Area.Top + (Area.Height() - size.height()) / 2);
+    TBitmap bmp, bare;
+    RenderOutput(bmp, &bare, {0, 0}, scale,
+                 {std::max(1, static_cast<std::int32_t>(std::lround(FMapImgWidth * scale))),
+                  std::max(1, static_cast<std::int32_t>(std::lround(FMapImgHeight * scale)))});
+    if (bmp.Empty())
+        return 0.0;
+    Painter.save();
+    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || FGrafBmp.Empty()) {
+        Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+        Painter.drawImage(QRectF(pos, size), bmp.Image());
+        Painter.restore();
+        return scale;
+    }
+    // A printer has many more dots than the 96 an inch the map was rendered at: the map image goes to the
+    // device at its own resolution (from the smallest pyramid level that still has a pixel per device
+    // pixel), and only what the rendering drew over it (graticule, landmarks, the application's data, the
+    // frame) is laid on top at the rendered resolution, each of its pixels a crisp 1/96-inch square. A
+    // drawn pixel that happens to equal the map under it is left to the map, which shows the same colour.
+    const double k = scale * dev;  // device pixels per map pixel
+    const TBitmap* src = &FGrafBmp;
+    for (const TBitmap& level : FPyramid) {
+        if (level.Empty() || static_cast<double>(level.Width()) / FMapImgWidth < k)
+            break;
+        src = &level;
+    }
+    Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+    Painter.drawImage(QRectF(pos, size), src->Image(), QRectF(0, 0, src->Width(), src->Height()));
+    QImage over(bmp.Width(), bmp.Height(), QImage::Format_ARGB32);
+    for (std::int32_t y = 0; y < bmp.Height(); ++y) {
+        const std::uint32_t* drawn = bmp.ScanLine(y);
+        const std::uint32_t* map = bare.ScanLine(y);
+        auto* line = reinterpret_cast<QRgb*>(over.scanLine(y));
+        for (std::int32_t x = 0; x < bmp.Width(); ++x)
+            line[x] = drawn[x] != map[x] ? drawn[x] | 0xFF000000u : 0u;
+    }
+    Painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
+    Painter.drawImage(QRectF(pos, size), over);
+    Painter.restore();
+    return scale;
+}
+
+bool TGeoMap::PrintEntireMap(QPrinter& Printer, double MaxScale)
+{
+    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+        return false;
+    QPainter painter;
+    if (!painter.begin(&Printer))
+        return false;
+    // The painter's origin is the printable area's corner; its size is the device's.
+    const double scale = CopyEntireMapToOpenPrinter(painter, {0, 0, Printer.width(), Printer.height()}, MaxScale);
+    return painter.end() && scale > 0.0;
 }
 
 }  // namespace qv
