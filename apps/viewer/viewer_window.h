@@ -6,6 +6,7 @@
 #include "atlas_data.h"
 #include "calib_editor.h"
 #include "landmark_dialog.h"
+#include "place_dialog.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -34,7 +35,9 @@ class TViewerWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    explicit TViewerWindow(const TAtlasFiles& Files, QWidget* Parent = nullptr);
+    // SettingsFile: an INI file where the window remembers the map folders and calibrations added to the
+    // atlas, to register them again at the next start; empty: nothing is remembered.
+    explicit TViewerWindow(const TAtlasFiles& Files, QWidget* Parent = nullptr, const QString& SettingsFile = {});
     ~TViewerWindow() override;
 
     qv::TGeoAtlas& Atlas() { return *FAtlas; }
@@ -65,6 +68,12 @@ public:
     std::vector<qv::TAtlasFileProblem> AddMapFolder(const QString& Folder);
     // The last folder report, empty when every file was registered.
     QString FolderReport() const { return FFolderReport; }
+    // Shows a BMP or JPEG image with no calibration (zero points, model equirect) in the calibration
+    // editor and tool. False with the reason in Error (the map shown then stays).
+    bool OpenImage(const QString& File, QString& Error);
+    // The folders and single calibration files remembered in the settings, in the order added.
+    QStringList RememberedFolders() const;
+    QStringList RememberedMaps() const;
     bool LoadLandmarkFile(const QString& File);
     bool SaveLandmarkFile(const QString& File);
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
@@ -83,6 +92,8 @@ public:
     // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
     // default shows a dialog; tests put their own answer here.
     std::function<bool(std::int32_t X, std::int32_t Y, double& Lat, double& Long)> AskPlace;
+    // The same for a utm-calibrated map: metres, zone and hemisphere.
+    std::function<bool(std::int32_t X, std::int32_t Y, TUTMPlace& Place)> AskUTMPlace;
 
 private:
     void BuildActions();
@@ -92,6 +103,12 @@ private:
     void DrawCapitals(qv::TCanvas& Canvas);
     void MapMouseDown(qv::TMouseButton Button, std::int32_t X, std::int32_t Y);
     bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
+    // map_files.cpp: the calibration's questions and files, the atlas's remembered folders.
+    void SetUpMapFiles();
+    void AddCalibPointAt(qv::TPoint P);  // asks the place of map-image pixel P and adds the point
+    void CalibrationSaved(const QString& File);
+    void Remember(const char* Key, const QString& Path);
+    void ShowCurrentInList();
 
     qv::TGeoAtlas* FAtlas = nullptr;
     qv::TGeoDB FDB{"viewer"};
@@ -111,6 +128,8 @@ private:
     int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
     QString FFolderReport;  // the landmark being moved, 0 when none
+    QString FSettingsFile;
+    std::string FMapDir;  // the bundled maps' folder, registered at every start anyway
     int FPlaced = 0;
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
 };
