@@ -6,6 +6,7 @@
 #include "viewer_window.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -47,16 +48,23 @@ inline bool WaitFor(const std::function<bool()>& Done)
 }
 
 // Answers the next modal dialog of type T once it is up: Fill types into it and accepts or rejects it.
+// Any other dialog that comes up instead fails the test and is cancelled, so that the session goes on.
 template <typename T>
 void AnswerNextModal(std::function<void(T&)> Fill)
 {
     auto* timer = new QTimer;
     timer->setInterval(5);
     QObject::connect(timer, &QTimer::timeout, [timer, Fill] {
-        if (auto* d = qobject_cast<T*>(QApplication::activeModalWidget())) {
-            timer->stop();
-            timer->deleteLater();
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        if (auto* d = qobject_cast<T*>(modal)) {
             Fill(*d);
+        } else if (auto* other = qobject_cast<QDialog*>(modal)) {
+            ADD_FAILURE() << "another question came up: " << other->metaObject()->className();
+            other->reject();
         }
     });
     timer->start();
