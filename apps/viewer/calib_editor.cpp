@@ -1,5 +1,7 @@
 #include "calib_editor.h"
 
+#include "map_files.h"
+
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
@@ -20,6 +22,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 namespace viewer {
@@ -371,11 +374,25 @@ bool TCalibEditor::SaveFile(const QString& File)
     qv::TCalibData d = cal.CalibData();
     if (const std::string image = ImageFile(); !image.empty())
         d.MapFName = ImageNameFor(out, image);
-    std::ostringstream text;
-    qv::WriteRawCalDataToOpenXMLFile(text, true, "viewer", d, cal.CalibModel());
+    std::string bytes;
+    try {
+        std::string old;
+        if (std::ifstream in(out, std::ios::binary); in) {
+            std::ostringstream all;
+            all << in.rdbuf();
+            old = all.str();
+        }
+        bytes = ReplaceFirstCalibration(old, "viewer", [&](const std::string& Id, bool WithHeader) {
+            std::ostringstream text;
+            qv::WriteRawCalDataToOpenXMLFile(text, WithHeader, Id, d, cal.CalibModel());
+            return text.str();
+        });
+    } catch (const std::exception& e) {
+        SetMessage(QString("Cannot write %1: %2").arg(File, QString::fromStdString(e.what())));
+        return false;
+    }
     // Written aside and renamed over the file: a failed write leaves the old calibration whole.
     QSaveFile f(File);
-    const std::string bytes = text.str();
     if (!f.open(QIODevice::WriteOnly) || f.write(bytes.data(), qint64(bytes.size())) != qint64(bytes.size()) || !f.commit()) {
         SetMessage(QString("Cannot write %1: %2").arg(File, f.errorString()));
         return false;

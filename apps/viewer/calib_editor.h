@@ -69,9 +69,9 @@ public:
     // and the map unchanged, for a file that cannot be read, is empty, too large, malformed or holds no
     // calibration.
     bool OpenFile(const QString& File, const QString& Id);
-    // Writes the map's calibration to File (replaced whole) with the image named relative to it when it
-    // is in the same folder, by its full path otherwise; then calls OnSaved. False with the reason in
-    // MessageText.
+    // Writes the map's calibration to File with the image named by its bare name when it is in the same
+    // folder, by its full path otherwise; then calls OnSaved. Over a file that holds calibrations the
+    // first one is replaced (keeping its id) and the others stay. False with the reason in MessageText.
     bool SaveFile(const QString& File);
     // After a successful SaveFile (the window registers the file with the atlas).
     std::function<void(const QString& File)> OnSaved;

@@ -88,6 +88,40 @@ std::vector<qv::TAtlasFileProblem> UncalibratedImages(const std::string& Folder)
     return found;
 }
 
+std::string ReplaceFirstCalibration(const std::string& Old, const std::string& DefaultId,
+                                    const std::function<std::string(const std::string& Id, bool WithHeader)>& Write)
+{
+    // Line starts of Old; a last line without its line end counts as a line.
+    std::vector<std::size_t> starts;
+    for (std::size_t i = 0; i < Old.size();) {
+        starts.push_back(i);
+        const std::size_t nl = Old.find('\n', i);
+        i = nl == std::string::npos ? Old.size() : nl + 1;
+    }
+    starts.push_back(Old.size());
+    const auto line = [&](std::size_t k) { return qv::LowerCase(Old.substr(starts[k], starts[k + 1] - starts[k])); };
+    const std::size_t n = starts.size() - 1;
+    std::size_t header = 0;
+    while (header < n && !(line(header).find("<geomap") != std::string::npos && line(header).find("quorvanta") != std::string::npos))
+        ++header;
+    if (header == n)
+        return Write(DefaultId, true);
+    std::size_t end = header;
+    while (end + 1 < n && line(end).find("</geomap>") == std::string::npos)
+        ++end;
+    // The id as the file spells it (the readers compare ids without case, a user's eye does not).
+    const std::string head = Old.substr(starts[header], starts[header + 1] - starts[header]);
+    std::string id;
+    if (const auto at = qv::LowerCase(head).find(" id=\""); at != std::string::npos) {
+        const auto close = head.find('"', at + 5);
+        id = head.substr(at + 5, close == std::string::npos ? std::string::npos : close - at - 5);
+    }
+    const std::size_t first = header > 0 && line(header - 1).find("<!--") != std::string::npos ? header - 1 : header;
+    std::string block = Write(id, false);
+    block.erase(0, block.find_first_not_of('\n'));  // the writer's empty line before the comment is in Old already
+    return Old.substr(0, starts[first]) + block + Old.substr(starts[end + 1]);
+}
+
 void TViewerWindow::SetUpMapFiles()
 {
     // An image opened by its full path is loaded from there; every other name is the atlas's to find

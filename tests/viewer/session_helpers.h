@@ -25,17 +25,21 @@ namespace session {
 
 namespace fs = std::filesystem;
 
+inline std::string ReadText(const fs::path& P)
+{
+    std::ifstream in(P, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
 // Every file under Dir with its bytes.
 inline std::map<std::string, std::string> Snapshot(const fs::path& Dir)
 {
     std::map<std::string, std::string> files;
     for (const auto& e : fs::recursive_directory_iterator(Dir))
-        if (e.is_regular_file()) {
-            std::ifstream in(e.path(), std::ios::binary);
-            std::ostringstream s;
-            s << in.rdbuf();
-            files[fs::relative(e.path(), Dir).generic_string()] = s.str();
-        }
+        if (e.is_regular_file())
+            files[fs::relative(e.path(), Dir).generic_string()] = ReadText(e.path());
     return files;
 }
 

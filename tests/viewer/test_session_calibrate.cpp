@@ -4,6 +4,8 @@
 // the data folder changes.
 #include "session_helpers.h"
 
+#include "map_files.h"
+
 #include <qvgeo/geomap/calibration_file.h>
 
 #include <QComboBox>
@@ -185,7 +187,44 @@ TEST_F(CalibrateSession, UTMPointsKeepTheirZoneAndConvertWithTheModel)
         EXPECT_NEAR(W->Map().CalibData().CalQuads[std::size_t(i)].Longitude, utm.CalQuads[std::size_t(i)].Longitude, 1e-3) << i;
     }
     EXPECT_EQ(W->Map().Calibration().UTMZone(), 33);
-    EXPECT_EQ(Changed(), std::vector<std::string>{});
+
+    // Saved where Save suggests, the scan's own file: its first calibration becomes the 7 points under its
+    // id, the file's other two calibrations stay byte for byte.
+    const fs::path file = fs::path(Files.MapDir) / "calib-vienna.xml";
+    const std::string old = session::ReadText(file);
+    W->CalibEditor().AskSaveName = [](const QString& Suggested) { return Suggested; };
+    QTest::mouseClick(EditorButton("calibration-save"), Qt::LeftButton);
+    EXPECT_EQ(W->CalibEditor().MessageText().toStdString(), "Saved " + file.string());
+    const std::string now = session::ReadText(file);
+    const std::string tail = old.substr(old.find("</geomap>"));
+    EXPECT_EQ(now.substr(now.size() - tail.size()), tail);
+    qv::TCalibData d;
+    qv::TCalibModel model = qv::cmUndefined;
+    ASSERT_TRUE(qv::ParseCalibData(file.string(), "utm", d, model));
+    EXPECT_EQ(d.NumCalQuads, 7);
+    EXPECT_EQ(model, qv::cmUTM);
+    EXPECT_EQ(Changed({"maps/calib-vienna.xml"}), std::vector<std::string>{});
+}
+
+TEST(MapFiles, SavingReplacesTheFirstCalibrationOnly)
+{
+    const auto write = [](const std::string& Id, bool WithHeader) {
+        return std::string(WithHeader ? "<?xml version=\"1.0\"?>\n" : "") + "\n<!-- c Quorvanta -->\n<geomap sig=\"Quorvanta\" id=\"" + Id +
+               "\">\nNEW\n</geomap>\n";
+    };
+    const std::string second = "\n<!-- c Quorvanta -->\r\n<geomap sig=\"Quorvanta\" id=\"geo\">\r\nB\r\n</geomap>\r\n";
+    const struct {
+        std::string old, expected;
+    } rows[] = {
+        {"", write("viewer", true)},
+        {"not a calibration\n", write("viewer", true)},
+        {"<?xml?>\n\n<!-- c Quorvanta -->\n<geomap sig=\"Quorvanta\" id=\"UTM\" model=\"utm\">\nA\nA\n</geomap>\n" + second,
+         "<?xml?>\n\n<!-- c Quorvanta -->\n<geomap sig=\"Quorvanta\" id=\"UTM\">\nNEW\n</geomap>\n" + second},
+        // No comment before the header, no end tag: the calibration runs to the end of the file.
+        {"x\n<GEOMAP sig=\"QUORVANTA\">\nA", "x\n<!-- c Quorvanta -->\n<geomap sig=\"Quorvanta\" id=\"\">\nNEW\n</geomap>\n"},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(viewer::ReplaceFirstCalibration(r.old, "viewer", write), r.expected) << r.old;
 }
 
 TEST_F(CalibrateSession, TheEditorFollowsEveryMapSwitch)

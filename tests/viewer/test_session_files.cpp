@@ -20,14 +20,6 @@ namespace {
 
 using FilesSession = session::Session;
 
-std::string ReadAll(const fs::path& P)
-{
-    std::ifstream in(P, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 void WriteAll(const fs::path& P, const std::string& Text)
 {
     std::ofstream(P, std::ios::binary) << Text;
@@ -37,7 +29,7 @@ TEST_F(FilesSession, BadCalibrationFilesAreRefusedWithTheReason)
 {
     Select("calib-vienna.xml");
     W->CalibEditor().show();
-    const std::string good = ReadAll(fs::path(Files.MapDir) / "calib-vienna.xml");
+    const std::string good = session::ReadText(fs::path(Files.MapDir) / "calib-vienna.xml");
     // 201 quads: one more than a calibration holds.
     std::string quads;
     for (int i = 0; i < 201; ++i)
