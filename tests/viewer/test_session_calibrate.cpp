@@ -197,6 +197,7 @@ TEST_F(CalibrateSession, UTMPointsKeepTheirZoneAndConvertWithTheModel)
     EXPECT_EQ(W->CalibEditor().MessageText().toStdString(), "Saved " + file.string());
     const std::string now = session::ReadText(file);
     const std::string tail = old.substr(old.find("</geomap>"));
+    ASSERT_GE(now.size(), tail.size());
     EXPECT_EQ(now.substr(now.size() - tail.size()), tail);
     qv::TCalibData d;
     qv::TCalibModel model = qv::cmUndefined;
