@@ -1,6 +1,7 @@
 #include "calib_editor.h"
 
 #include "guard.h"
+#include "map_files.h"
 
 #include <QComboBox>
 #include <QFileDialog>
@@ -12,12 +13,62 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QSaveFile>
+#include <QTimer>
 #include <QVBoxLayout>
+
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calibration_file.h>
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 namespace viewer {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A calibration of 200 points is about 10 kB, and files that carry landmarks beside it rarely reach a
+// megabyte: anything beyond this is not a calibration picked by mistake but a file to refuse unread.
+constexpr std::uintmax_t kMaxCalibFileBytes = 64u << 20;
+
+QString Keyword(qv::TCalibModel M)
+{
+    return QString::fromUtf8(qv::CalibModelKeywords[M].data(), int(qv::CalibModelKeywords[M].size()));
+}
+
+bool IsDegreeModel(qv::TCalibModel M)
+{
+    return std::find(std::begin(TCalibEditor::Models), std::end(TCalibEditor::Models), M) != std::end(TCalibEditor::Models);
+}
+
+// UTM metres of a place in a given zone rather than in the place's own: points near a zone boundary
+// stay in the map's zone, as its grid does. Degrees in, metres out.
+void PlaceToZone(double Lat, double Long, int Zone, bool South, qv::TGeoEllipsoid Ellipsoid, double& Northing,
+                 double& Easting)
+{
+    constexpr double kRad = 3.14159265358979323846 / 180.0;
+    double x = 0, y = 0;
+    qv::LatLongToTM(Lat * kRad, Long * kRad, qv::UTMCentralMeridian(Zone), Ellipsoid, x, y);
+    Easting = x * qv::UTMScaleFactor + qv::UTMFalseEasting;
+    Northing = y * qv::UTMScaleFactor + (South ? qv::UTMFalseNorthingSouth : 0.0);
+}
+
+// The image name a calibration file at CalFile gives Image: its bare name when both share a folder (the
+// readers look for images beside the file), its full path otherwise.
+std::string ImageNameFor(const std::string& CalFile, const std::string& Image)
+{
+    const fs::path image = fs::absolute(Image).lexically_normal();
+    if (image.parent_path() == fs::absolute(CalFile).lexically_normal().parent_path())
+        return image.filename().string();
+    return image.string();
+}
+
+}  // namespace
 
 void PumpProgressEvents(const QProgressDialog& Dialog)
 {
@@ -31,9 +82,10 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     auto* v = new QVBoxLayout(body);
     auto* form = new QFormLayout;
     FModel = new QComboBox(body);
-    for (qv::TCalibModel m : Models)
-        FModel->addItem(QString::fromUtf8(qv::CalibModelKeywords[m].data(), int(qv::CalibModelKeywords[m].size())));
-    connect(FModel, &QComboBox::activated, this, [this](int i) { Guarded([&] { SetModel(Models[i]); }); });
+    for (qv::TCalibModel m : ListModels)
+        FModel->addItem(Keyword(m));
+    FModel->setPlaceholderText("choose a model");
+    connect(FModel, &QComboBox::activated, this, [this](int i) { Guarded([&] { SetModel(ListModels[i]); }); });
     form->addRow("Model", FModel);
     FExaggeration = new QSpinBox(body);
     FExaggeration->setRange(1, 1000);
@@ -47,9 +99,13 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     FWarning = new QLabel(body);
     FWarning->setWordWrap(true);
     FWarning->setStyleSheet("color: #b00000; font-weight: bold");
+    FMessage = new QLabel(body);
+    FMessage->setWordWrap(true);
+    FMessage->setObjectName("calibration-message");
     FPoints = new QListWidget(body);
     v->addWidget(FSummary);
     v->addWidget(FWarning);
+    v->addWidget(FMessage);
     v->addWidget(FPoints, 1);
     auto* buttons = new QHBoxLayout;
     auto* open = new QPushButton("Open...", body);
@@ -60,25 +116,74 @@ TCalibEditor::TCalibEditor(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget("Cal
     buttons->addWidget(clear);
     v->addLayout(buttons);
     connect(clear, &QPushButton::clicked, this, [this] { Guarded([this] { ClearPoints(); }); });
+    open->setObjectName("calibration-open");
+    clear->setObjectName("calibration-clear");
+    save->setObjectName("calibration-save");
+    AskOpenName = [this] { return QFileDialog::getOpenFileName(this, "Open calibration", {}, "Calibration (*.xml);;All files (*)"); };
+    AskSaveName = [this](const QString& Suggested) {
+        return QFileDialog::getSaveFileName(this, "Save calibration", Suggested, "Calibration (*.xml)");
+    };
     connect(open, &QPushButton::clicked, this, [this] {
         Guarded([this] {
-            const QString f = QFileDialog::getOpenFileName(this, "Open calibration", {}, "Calibration (*.xml)");
+            const QString f = AskOpenName ? AskOpenName() : QString();
             if (!f.isEmpty())
                 OpenFile(f, {});
         });
     });
-    connect(save, &QPushButton::clicked, this, [this] {
-        Guarded([this] {
-            const QString f = QFileDialog::getSaveFileName(this, "Save calibration", "calibration.xml", "Calibration (*.xml)");
-            if (!f.isEmpty() && !SaveFile(f))
-                FWarning->setText("Cannot write " + f);
-        });
-    });
+    connect(save, &QPushButton::clicked, this, [this] { Guarded([this] {
+        // Beside the image, named after it: where the atlas and the open dialogs look for it.
+        const std::string image = ImageFile();
+        const QString suggested =
+            image.empty() ? QString("calibration.xml")
+                          : QString::fromStdString((fs::path(image).parent_path() / fs::path(image).stem()).string() + ".xml");
+        const QString f = AskSaveName ? AskSaveName(suggested) : QString();
+        if (!f.isEmpty())
+            SaveFile(f);
+    }); });
     setWidget(body);
 }
 
 bool TCalibEditor::SetModel(qv::TCalibModel Model)
 {
+    qv::TMapCalibration& cal = FMap.Calibration();
+    const qv::TCalibModel old = cal.CalibModel();
+    const qv::TCalibData before = cal.CalibData();
+    const int n = qv::ValidCalQuads(before);
+    // Under utm the quads hold metres, under every other model degrees: a change of kind converts them.
+    if (n > 0 && (Model == qv::cmUTM) != (old == qv::cmUTM)) {
+        qv::TCalibData d = before;
+        if (Model == qv::cmUTM) {
+            if (d.UTMZone < 1 || d.UTMZone > 60) {
+                double lat = 0, lon = 0;
+                for (int i = 0; i < n; ++i)
+                    lat += d.CalQuads[std::size_t(i)].Latitude / n, lon += d.CalQuads[std::size_t(i)].Longitude / n;
+                char band = ' ';
+                qv::GeoToUTMZone(lat, lon, d.UTMZone, band);
+                d.UTMSouth = lat < 0;
+                if (d.UTMZone == 0) {
+                    SetMessage("The points lie outside the UTM area: the utm model cannot take them");
+                    Refresh();
+                    return false;
+                }
+            }
+            for (int i = 0; i < n; ++i) {
+                qv::TCalQuad& q = d.CalQuads[std::size_t(i)];
+                PlaceToZone(q.Latitude, q.Longitude, d.UTMZone, d.UTMSouth, d.Ellipsoid, q.Latitude, q.Longitude);
+            }
+        } else {
+            if (d.UTMZone < 1 || d.UTMZone > 60) {
+                SetMessage("The map has no UTM zone: its points cannot be turned into degrees");
+                Refresh();
+                return false;
+            }
+            for (int i = 0; i < n; ++i) {
+                qv::TCalQuad& q = d.CalQuads[std::size_t(i)];
+                const double northing = q.Latitude, easting = q.Longitude;
+                qv::UTMToLatLong(easting, northing, d.UTMZone, d.UTMSouth, d.Ellipsoid, q.Latitude, q.Longitude);
+            }
+        }
+        cal.CalibData() = d;
+    }
     // The conic fit counts one step per round of its apex search, 20 in all; the others a step or two.
     qv::TMathProgress progress;
     QProgressDialog dlg("Fitting the reference points...", "Cancel", 0, Model == qv::cmConicConformal ? 20 : 0, this);
@@ -90,16 +195,86 @@ bool TCalibEditor::SetModel(qv::TCalibModel Model)
         if (dlg.wasCanceled())
             progress.Abort = true;
     };
-    const bool done = FMap.Calibration().SetCalibModel(Model, &progress);
+    const bool done = cal.SetCalibModel(Model, &progress);
+    if (!done)
+        cal.CalibData() = before;  // the previous fit stays, and it belongs to the points as they were
+    SetMessage(done ? QString() : QString("The %1 fit was cancelled").arg(Keyword(Model)));
     Refresh();
     return done;
 }
 
 bool TCalibEditor::AddPoint(std::int32_t X, std::int32_t Y, double Lat, double Long)
 {
-    const bool ok = FMap.AddCalibPoint(Lat, Long, X, Y);
+    const qv::TCalibModel m = FMap.Calibration().CalibModel();
+    if (m == qv::cmUTM) {
+        SetMessage("The utm model takes a northing and an easting in metres, not degrees");
+        return false;
+    }
+    if (!ReadyForPoints())
+        return false;
+    if (qv::ValidCalQuads(FMap.CalibData()) >= qv::MaxCalQuads) {
+        SetMessage(QString("The map has %1 points, as many as a calibration takes").arg(qv::MaxCalQuads));
+        return false;
+    }
+    bool ok = false;
+    try {
+        ok = FMap.AddCalibPoint(Lat, Long, X, Y);
+    } catch (const std::exception& e) {
+        SetMessage(QString::fromStdString(e.what()));
+        return false;
+    }
+    SetMessage({});
     Refresh();
     return ok;
+}
+
+bool TCalibEditor::AddUTMPoint(std::int32_t X, std::int32_t Y, double Northing, double Easting, std::int32_t Zone,
+                               qv::THemisphere Hemisphere)
+{
+    qv::TMapCalibration& cal = FMap.Calibration();
+    if (cal.CalibModel() != qv::cmUTM) {
+        SetMessage(QString("The %1 model takes latitude and longitude; choose utm for metres").arg(Keyword(cal.CalibModel())));
+        return false;
+    }
+    if (Zone < 1 || Zone > 60) {
+        SetMessage(QString("There is no UTM zone %1: zones run from 1 to 60").arg(Zone));
+        return false;
+    }
+    const int n = qv::ValidCalQuads(cal.CalibData());
+    if (n >= qv::MaxCalQuads) {
+        SetMessage(QString("The map has %1 points, as many as a calibration takes").arg(qv::MaxCalQuads));
+        return false;
+    }
+    if (n == 0) {
+        cal.SetUTMZone(Zone);
+        cal.SetUTMHemisphere(Hemisphere);
+    } else if (cal.UTMZone() != Zone || cal.UTMHemisphere() != Hemisphere) {
+        SetMessage(QString("The map's points are in zone %1%2; this one is in zone %3%4")
+                       .arg(cal.UTMZone())
+                       .arg(cal.UTMHemisphere() == qv::hemiSouth ? 'S' : 'N')
+                       .arg(Zone)
+                       .arg(Hemisphere == qv::hemiSouth ? 'S' : 'N'));
+        return false;
+    }
+    bool ok = false;
+    try {
+        ok = FMap.AddCalibPoint(Northing, Easting, Zone, Hemisphere, X, Y);
+    } catch (const std::exception& e) {
+        SetMessage(QString::fromStdString(e.what()));
+        return false;
+    }
+    SetMessage({});
+    Refresh();
+    return ok;
+}
+
+bool TCalibEditor::ReadyForPoints()
+{
+    const qv::TCalibModel m = FMap.Calibration().CalibModel();
+    if (m == qv::cmUTM || IsDegreeModel(m))
+        return true;
+    SetMessage("Choose the model in the list before adding points");
+    return false;
 }
 
 void TCalibEditor::ClearPoints()
@@ -137,14 +312,55 @@ void TCalibEditor::MovePoint(int Index, std::int32_t X, std::int32_t Y)
 
 bool TCalibEditor::OpenFile(const QString& File, const QString& Id)
 {
-    // The reader's result reports the fit of graticule lines only, so a file of reference points alone
-    // reads as false; whether the file held a calibration is told by a trial read into a spare object,
-    // which leaves the map alone when it did not.
-    qv::TMapCalibration probe;
-    probe.LoadCalDataFromXML(File.toStdString(), Id.toStdString());
-    if (qv::ValidCalQuads(probe.CalibData()) == 0 && qv::ValidCalLines(probe.CalibData()) == 0)
+    const std::string name = File.toStdString();
+    std::error_code ec;
+    const bool regular = fs::is_regular_file(name, ec);
+    const std::uintmax_t size = regular ? fs::file_size(name, ec) : 0;
+    if (!regular || ec) {
+        SetMessage(QString("Cannot open %1: no such file").arg(File));
         return false;
-    FMap.LoadCalDataFromXML(File.toStdString(), Id.toStdString());
+    }
+    if (size == 0) {
+        SetMessage(QString("%1 is empty: it holds no calibration").arg(File));
+        return false;
+    }
+    if (size > kMaxCalibFileBytes) {
+        SetMessage(QString("%1 is %2 MB, too large for a calibration file").arg(File).arg(size >> 20));
+        return false;
+    }
+    qv::TCalibData data;
+    qv::TCalibModel model = qv::cmUndefined;
+    try {
+        if (!qv::ParseCalibData(name, Id.toStdString(), data, model)) {
+            SetMessage(Id.isEmpty() ? QString("%1 holds no calibration").arg(File)
+                                    : QString("%1 holds no calibration \"%2\"").arg(File, Id));
+            return false;
+        }
+    } catch (const std::exception& e) {
+        SetMessage(QString("%1 cannot be read: %2").arg(File, QString::fromStdString(e.what())));
+        return false;
+    }
+    if (qv::ValidCalQuads(data) == 0 && qv::ValidCalLines(data) == 0) {
+        SetMessage(QString("The calibration in %1 has no points").arg(File));
+        return false;
+    }
+    // The image is looked for beside the file, not beside the map shown; without one there the
+    // calibration goes onto the image shown (a copy of the same picture elsewhere, say).
+    QString note;
+    const std::string image = data.MapFName.empty() ? std::string() : qv::FindImageBeside(name, data.MapFName);
+    if (!image.empty() && fs::is_regular_file(image, ec)) {
+        try {
+            FMap.SetMapImgName(fs::absolute(image).string());
+        } catch (const std::exception& e) {
+            SetMessage(QString("The image of %1 cannot be shown: %2").arg(File, QString::fromStdString(e.what())));
+            return false;
+        }
+    } else {
+        note = QString("The image \"%1\" is not beside %2: the calibration is put on the image shown")
+                   .arg(QString::fromStdString(data.MapFName), File);
+    }
+    FMap.Calibration().LoadCalibData(data, model);
+    SetMessage(note);
     Refresh();
     emit FileSynced(File);
     return true;
@@ -152,13 +368,80 @@ bool TCalibEditor::OpenFile(const QString& File, const QString& Id)
 
 bool TCalibEditor::SaveFile(const QString& File)
 {
-    try {
-        FMap.SaveCalDataAsXML(File.toStdString(), "viewer");
-    } catch (const std::exception&) {
+    qv::TMapCalibration& cal = FMap.Calibration();
+    if (qv::ValidCalQuads(cal.CalibData()) == 0 && qv::ValidCalLines(cal.CalibData()) == 0) {
+        SetMessage("There are no points to save");
         return false;
     }
+    const std::string out = File.toStdString();
+    cal.CalcExtentsAndResolution();
+    qv::TCalibData d = cal.CalibData();
+    if (const std::string image = ImageFile(); !image.empty())
+        d.MapFName = ImageNameFor(out, image);
+    std::string bytes;
+    try {
+        std::string old;
+        if (std::ifstream in(out, std::ios::binary); in) {
+            std::ostringstream all;
+            all << in.rdbuf();
+            old = all.str();
+        }
+        bytes = ReplaceFirstCalibration(old, "viewer", [&](const std::string& Id, bool WithHeader) {
+            std::ostringstream text;
+            qv::WriteRawCalDataToOpenXMLFile(text, WithHeader, Id, d, cal.CalibModel());
+            return text.str();
+        });
+    } catch (const std::exception& e) {
+        SetMessage(QString("Cannot write %1: %2").arg(File, QString::fromStdString(e.what())));
+        return false;
+    }
+    // Written aside and renamed over the file: a failed write leaves the old calibration whole.
+    QSaveFile f(File);
+    if (!f.open(QIODevice::WriteOnly) || f.write(bytes.data(), qint64(bytes.size())) != qint64(bytes.size()) || !f.commit()) {
+        SetMessage(QString("Cannot write %1: %2").arg(File, f.errorString()));
+        return false;
+    }
+    SetMessage(QString("Saved %1").arg(File));
     emit FileSynced(File);
+    if (OnSaved)
+        OnSaved(File);
     return true;
+}
+
+QString TCalibEditor::MessageText() const
+{
+    return FMessage->text();
+}
+
+void TCalibEditor::SetMessage(const QString& Text)
+{
+    FMessage->setText(Text);
+}
+
+std::string TCalibEditor::ImageFile() const
+{
+    std::string name = FMap.MapImgName();
+    if (!name.empty() && FMap.OnMapImageRequest)
+        FMap.OnMapImageRequest(FMap, name);
+    return name;
+}
+
+bool TCalibEditor::Stale() const
+{
+    return FShown.Model != FMap.Calibration().CalibModel() || FShown.Image != FMap.MapImgName() ||
+           FShown.Width != FMap.MapWidth() || FShown.Height != FMap.MapHeight() || !(FShown.Data == FMap.CalibData());
+}
+
+void TCalibEditor::RefreshWhenStale()
+{
+    if (FRefreshQueued || !Stale())
+        return;
+    FRefreshQueued = true;
+    QTimer::singleShot(0, this, [this] {
+        FRefreshQueued = false;
+        if (Stale())
+            Refresh();
+    });
 }
 
 void TCalibEditor::Guarded(const std::function<void()>& Body)
@@ -184,15 +467,22 @@ QString TCalibEditor::WarningText() const
 void TCalibEditor::Refresh()
 {
     const qv::TCalibModel model = FMap.Calibration().CalibModel();
+    int shown = -1;  // a model the list does not offer shows no line: the list never names another model
     for (int i = 0; i < FModel->count(); ++i)
-        if (Models[i] == model)
-            FModel->setCurrentIndex(i);
+        if (ListModels[i] == model)
+            shown = i;
+    FModel->setCurrentIndex(shown);
+    FShown = {FMap.CalibData(), model, FMap.MapImgName(), FMap.MapWidth(), FMap.MapHeight()};
     FRes = qv::CalibResiduals(FMap.CalibData(), FMap.Calibration().Fit(), FMap.MapWidth(), FMap.MapHeight());
     const int n = qv::ValidCalQuads(FMap.CalibData());
     QString s = QString("%1 points, model %2 (needs %3)")
                     .arg(n)
                     .arg(QString::fromUtf8(qv::CalibModelKeywords[model].data(), int(qv::CalibModelKeywords[model].size())))
                     .arg(qv::MinCalibPoints(model));
+    if (model == qv::cmUTM)
+        s += FMap.Calibration().UTMZone() >= 1 && FMap.Calibration().UTMZone() <= 60
+                 ? QString(", zone %1%2").arg(FMap.Calibration().UTMZone()).arg(FMap.Calibration().UTMHemisphere() == qv::hemiSouth ? 'S' : 'N')
+                 : QString(", zone set by the first point");
     if (FRes.Worst > 0)
         s += QString("\nRMS %1 px, %2 m\nworst point %3: %4 px")
                  .arg(FRes.RmsPixels, 0, 'f', 2)
@@ -208,7 +498,8 @@ void TCalibEditor::Refresh()
     FPoints->clear();
     for (int i = 0; i < n; ++i) {
         const qv::TCalQuad& q = FMap.CalibData().CalQuads[static_cast<std::size_t>(i)];
-        QString line = QString("%1: (%2, %3) at %4, %5").arg(i + 1).arg(q.MapX).arg(q.MapY).arg(q.Latitude, 0, 'f', 5).arg(q.Longitude, 0, 'f', 5);
+        QString line = model == qv::cmUTM ? QString("%1: (%2, %3) at N %4, E %5").arg(i + 1).arg(q.MapX).arg(q.MapY).arg(q.Latitude, 0, 'f', 1).arg(q.Longitude, 0, 'f', 1)
+                                          : QString("%1: (%2, %3) at %4, %5").arg(i + 1).arg(q.MapX).arg(q.MapY).arg(q.Latitude, 0, 'f', 5).arg(q.Longitude, 0, 'f', 5);
         if (static_cast<std::size_t>(i) < FRes.Quads.size() && FRes.Quads[static_cast<std::size_t>(i)].Valid) {
             const qv::TQuadResidual& r = FRes.Quads[static_cast<std::size_t>(i)];
             line += QString(": %1 px").arg(r.Pixels, 0, 'f', 2);
@@ -228,15 +519,16 @@ void TCalibEditor::Draw(qv::TCanvas& C) const
     C.Font = qv::TFont{};
     C.Font.Size = 9;
     C.Font.Color = 0x0000C0;
+    const bool stale = Stale();  // residuals of another map's points until the refresh comes
     for (int i = 0; i < n; ++i) {
         const qv::TCalQuad& q = d.CalQuads[static_cast<std::size_t>(i)];
         const qv::TPoint p = FMap.MapImageToControl({q.MapX, q.MapY});
-        const bool worst = i + 1 == FRes.Worst;
+        const bool worst = !stale && i + 1 == FRes.Worst;
         C.Pen = qv::TPen{worst ? 0x0000FFu : 0x800000u, worst ? 3 : 2};
         C.Brush.Style = qv::bsClear;
         C.Ellipse(p.X - 6, p.Y - 6, p.X + 7, p.Y + 7);
         C.TextOut(p.X + 8, p.Y + 4, std::to_string(i + 1));
-        if (static_cast<std::size_t>(i) < FRes.Quads.size() && FRes.Quads[static_cast<std::size_t>(i)].Valid) {
+        if (!stale && static_cast<std::size_t>(i) < FRes.Quads.size() && FRes.Quads[static_cast<std::size_t>(i)].Valid) {
             const qv::TQuadResidual& r = FRes.Quads[static_cast<std::size_t>(i)];
             C.Pen = qv::TPen{0x0000FF, 2};
             C.MoveTo(p.X, p.Y);

@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QPixmap>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -47,7 +48,9 @@ int main(int argc, char** argv)
                 std::printf("%s\n", f.c_str());
             return written.size() == 5 ? 0 : 1;
         }
-        viewer::TViewerWindow w(files);
+        // The map folders added to the atlas are remembered in the user's settings.
+        const QString settings = QSettings(QSettings::IniFormat, QSettings::UserScope, "qvgeo", "qvgeo-viewer").fileName();
+        viewer::TViewerWindow w(files, nullptr, settings);
         w.show();
         // The whole first map in the window once it has its size.
         QTimer::singleShot(0, &w, [&] { w.Guard([&] { w.FitMap(); }); });

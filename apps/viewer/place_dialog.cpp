@@ -8,8 +8,11 @@
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QFormLayout>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QVBoxLayout>
 
 #include <cctype>
@@ -242,6 +245,98 @@ void TPlaceDialog::MapClicked(std::int32_t X, std::int32_t Y)
     FEdit->setText(PlaceText(c.Latit, c.Longit));
     FMessage->setText(QString("Picked at pixel (%1, %2) of %3").arg(p.X).arg(p.Y).arg(FMapBox->currentText()));
     FMap->Paint();
+}
+
+bool ParseUTMPlace(const QString& Easting, const QString& Northing, TUTMPlace& Place, QString& Error)
+{
+    const auto metres = [&](const QString& Text, const char* What, double Low, double High, double& Value) {
+        QString t = Text.trimmed();
+        if (t.endsWith('m'))
+            t.chop(1);
+        bool ok = false;
+        Value = QLocale::c().toDouble(t.trimmed(), &ok);  // "." as the separator whatever the locale
+        if (!ok || !std::isfinite(Value)) {
+            Error = QString("The %1 is not a number of metres").arg(What);
+            return false;
+        }
+        if (Value < Low || Value > High) {
+            Error = QString("The %1 lies outside %2 to %3 m").arg(What).arg(Low, 0, 'f', 0).arg(High, 0, 'f', 0);
+            return false;
+        }
+        return true;
+    };
+    double e = 0, n = 0;
+    if (!metres(Easting, "easting", 100000, 900000, e) || !metres(Northing, "northing", 0, 10000000, n))
+        return false;
+    Place.Easting = e;
+    Place.Northing = n;
+    return true;
+}
+
+TUTMPlaceDialog::TUTMPlaceDialog(std::int32_t X, std::int32_t Y, const std::optional<TUTMPlace>& Start, bool Zone,
+                                 QWidget* Parent)
+    : QDialog(Parent)
+{
+    setWindowTitle("Reference point (UTM)");
+    auto* v = new QVBoxLayout(this);
+    v->addWidget(new QLabel(QString("Place of pixel (%1, %2) in UTM metres:").arg(X).arg(Y), this));
+    auto* form = new QFormLayout;
+    FEasting = new QLineEdit(this);
+    FEasting->setPlaceholderText("601938");
+    FNorthing = new QLineEdit(this);
+    FNorthing->setPlaceholderText("5340385");
+    FZone = new QSpinBox(this);
+    FZone->setRange(1, 60);
+    FHemisphere = new QComboBox(this);
+    FHemisphere->addItems({"north", "south"});
+    FZone->setEnabled(Zone);
+    FHemisphere->setEnabled(Zone);
+    form->addRow("&Easting", FEasting);
+    form->addRow("&Northing", FNorthing);
+    form->addRow("&Zone", FZone);
+    form->addRow("&Hemisphere", FHemisphere);
+    v->addLayout(form);
+    FMessage = new QLabel(this);
+    FMessage->setWordWrap(true);
+    v->addWidget(FMessage);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    FOk = buttons->button(QDialogButtonBox::Ok);
+    v->addWidget(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    if (Start) {
+        if (Start->Easting > 0 || Start->Northing > 0) {
+            FEasting->setText(QString::number(Start->Easting, 'f', 1));
+            FNorthing->setText(QString::number(Start->Northing, 'f', 1));
+        }
+        if (Start->Zone >= 1 && Start->Zone <= 60)
+            FZone->setValue(Start->Zone);
+        FHemisphere->setCurrentIndex(Start->Hemisphere == qv::hemiSouth ? 1 : 0);
+    }
+    connect(FEasting, &QLineEdit::textChanged, this, &TUTMPlaceDialog::CheckText);
+    connect(FNorthing, &QLineEdit::textChanged, this, &TUTMPlaceDialog::CheckText);
+    CheckText();
+}
+
+bool TUTMPlaceDialog::Place(TUTMPlace& Place) const
+{
+    QString error;
+    TUTMPlace p;
+    if (!ParseUTMPlace(FEasting->text(), FNorthing->text(), p, error))
+        return false;
+    p.Zone = FZone->value();
+    p.Hemisphere = FHemisphere->currentIndex() == 1 ? qv::hemiSouth : qv::hemiNorth;
+    Place = p;
+    return true;
+}
+
+void TUTMPlaceDialog::CheckText()
+{
+    TUTMPlace p;
+    QString error;
+    const bool ok = ParseUTMPlace(FEasting->text(), FNorthing->text(), p, error);
+    FOk->setEnabled(ok);
+    FMessage->setText(ok ? QString() : error);
 }
 
 }  // namespace viewer

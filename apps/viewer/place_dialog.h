@@ -14,6 +14,7 @@ class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QSpinBox;
 
 namespace viewer {
 
@@ -62,6 +63,48 @@ private:
     QLabel* FMessage = nullptr;
     QComboBox* FMapBox = nullptr;
     qv::TGeoMap* FMap = nullptr;
+    QPushButton* FOk = nullptr;
+};
+
+// The place of a reference point of a utm-calibrated map: metres in a zone and hemisphere.
+struct TUTMPlace {
+    double Northing = 0;  // metres; in the southern hemisphere with its false northing of 10000 km
+    double Easting = 0;   // metres, with the false easting of 500 km
+    std::int32_t Zone = 0;
+    qv::THemisphere Hemisphere = qv::hemiNorth;
+};
+
+// Reads an easting and a northing in metres ("601938", "601938.5"; blanks and a trailing "m" allowed).
+// A UTM easting lies between 100 and 900 km (the widest zone at the equator spans 166 to 834 km), a
+// northing between 0 and 10000 km. False with the reason in Error otherwise.
+bool ParseUTMPlace(const QString& Easting, const QString& Northing, TUTMPlace& Place, QString& Error);
+
+// Asks the place of a pixel in UTM metres, with zone and hemisphere; Start fills the fields (the map's
+// zone, and the metres its present calibration gives the pixel when it gives any). When Zone is false
+// the zone and hemisphere are shown but fixed: a map's later points are in the zone of its first.
+class TUTMPlaceDialog : public QDialog {
+    Q_OBJECT
+
+public:
+    TUTMPlaceDialog(std::int32_t X, std::int32_t Y, const std::optional<TUTMPlace>& Start, bool Zone, QWidget* Parent);
+
+    QLineEdit* EastingEdit() const { return FEasting; }
+    QLineEdit* NorthingEdit() const { return FNorthing; }
+    QSpinBox* ZoneBox() const { return FZone; }
+    QComboBox* HemisphereBox() const { return FHemisphere; }
+    QLabel* MessageLabel() const { return FMessage; }
+    QPushButton* OkButton() const { return FOk; }
+    // The place the fields give; false while they give none.
+    bool Place(TUTMPlace& Place) const;
+
+private:
+    void CheckText();
+
+    QLineEdit* FEasting = nullptr;
+    QLineEdit* FNorthing = nullptr;
+    QSpinBox* FZone = nullptr;
+    QComboBox* FHemisphere = nullptr;
+    QLabel* FMessage = nullptr;
     QPushButton* FOk = nullptr;
 };
 

@@ -189,15 +189,7 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift,
         // The question waits until the press is handled: a dialog inside the map's mouse handler would
         // run a nested event loop in the middle of it.
         const qv::TPoint p = Map().ControlToMapImage({X, Y});
-        QTimer::singleShot(0, this, [this, p] {
-            Guard([&] {
-                double lat = 0, lon = 0;
-                if (AskPlace && AskPlace(p.X, p.Y, lat, lon)) {
-                    FCalibEditor->show();
-                    FCalibEditor->AddPoint(p.X, p.Y, lat, lon);
-                }
-            });
-        });
+        QTimer::singleShot(0, this, [this, p] { Guard([&] { AddCalibPointAt(p); }); });
         break;
     }
     case TTool::PlaceLandmark:

@@ -57,7 +57,8 @@ void WriteTextFile(const std::string& File, const std::string& Text)
 
 }  // namespace
 
-TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainWindow(Parent)
+TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QString& SettingsFile)
+    : QMainWindow(Parent), FSettingsFile(SettingsFile), FMapDir(Files.MapDir)
 {
     setWindowTitle("qvgeo viewer");
     FAtlas = new qv::TGeoAtlas(this);
@@ -160,6 +161,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent) : QMainW
     };
     BuildActions();
     InitInteraction();
+    SetUpMapFiles();
 
     // Start on the world map, the coarsest one.
     if (const std::int32_t world = MapNumber("world.xml"))
@@ -179,6 +181,7 @@ TViewerWindow::~TViewerWindow()
     // The child widgets outlive this object's own part (QWidget deletes them later): nothing of theirs
     // may call back into it, as hiding the dock or a last repaint would.
     disconnect(FCalibEditor, nullptr, this, nullptr);
+    FCalibEditor->OnSaved = {};
     Map().OnBeforeRenderData = {};
     Map().OnZoomPan = {};
     Map().OnSelectRect = {};
@@ -210,6 +213,12 @@ void TViewerWindow::BuildActions()
     // Every action's body runs guarded: a failure is reported, never thrown into Qt.
     const auto guarded = [this](std::function<void()> Body) { return [this, Body] { Guard(Body); }; };
     QMenu* file = menuBar()->addMenu("&File");
+    file->addAction("Open &image to calibrate...", QKeySequence("Ctrl+I"), this, guarded([this] {
+        const QString f = QFileDialog::getOpenFileName(this, "Open an image to calibrate", {}, "Images (*.bmp *.jpg *.jpeg)");
+        QString error;
+        if (!f.isEmpty() && !OpenImage(f, error))
+            QMessageBox::warning(this, "Open image", error);
+    }));
     file->addAction("&Open landmarks...", QKeySequence::Open, this, guarded([this] {
         const QString f = QFileDialog::getOpenFileName(this, "Open landmarks", {}, "Landmarks (*.xml)");
         if (!f.isEmpty() && !LoadLandmarkFile(f))
@@ -393,8 +402,10 @@ void TViewerWindow::DrawOverlays(qv::TCanvas& C)
     if (FAtlas->CurrentMap() != 0 && FAtlas->CurrentMap() == MapNumber("world.xml"))
         DrawCapitals(C);
     DrawDatabase(C);
-    if (FCalibEditor->isVisible())
+    if (FCalibEditor->isVisible()) {
+        FCalibEditor->RefreshWhenStale();  // another map may have been loaded under the editor
         FCalibEditor->Draw(C);
+    }
 }
 
 void TViewerWindow::DrawCapitals(qv::TCanvas& C)
@@ -503,35 +514,6 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
         C.TextOut(p.X + 6, p.Y - 7, name);
         C.Brush.Style = qv::bsSolid;
     }
-}
-
-std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Folder)
-{
-    QProgressDialog dlg("Registering maps...", "Cancel", 0, 1, this);
-    dlg.setWindowModality(Qt::WindowModal);
-    dlg.setMinimumDuration(400);
-    bool cancelled = false;
-    const std::int32_t before = FAtlas->NumRegMaps();
-    const auto problems = FAtlas->RegisterFolder(Folder.toStdString(), [&](std::int32_t Done, std::int32_t Total) {
-        dlg.setMaximum(std::max(Total, 1));
-        dlg.setValue(Done);
-        PumpProgressEvents(dlg);
-        cancelled = dlg.wasCanceled();
-        return !cancelled;
-    });
-    QString report = QString("%1 maps registered from %2%3").arg(FAtlas->NumRegMaps() - before).arg(Folder).arg(cancelled ? " (cancelled)" : "");
-    for (const auto& p : problems)
-        report += QString::fromStdString("\n" + p.File + ": " + p.Reason);
-    FFolderReport = problems.empty() && !cancelled ? QString() : report;
-    statusBar()->showMessage(report.section('\n', 0, 0), 10000);
-    if (!FFolderReport.isEmpty()) {
-        // Not modal: the report may stay open beside the maps it lists.
-        auto* box = new QMessageBox(QMessageBox::Information, "Add map folder", FFolderReport, QMessageBox::Close, this);
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        box->setModal(false);
-        box->show();
-    }
-    return problems;
 }
 
 bool TViewerWindow::LoadLandmarkFile(const QString& File)

@@ -11,6 +11,7 @@
 #include "calib_editor.h"
 #include "landmark_dialog.h"
 #include "measure.h"
+#include "place_dialog.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geodb/geodb.h>
@@ -40,7 +41,9 @@ class TViewerWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    explicit TViewerWindow(const TAtlasFiles& Files, QWidget* Parent = nullptr);
+    // SettingsFile: an INI file where the window remembers the map folders and calibrations added to the
+    // atlas, to register them again at the next start; empty: nothing is remembered.
+    explicit TViewerWindow(const TAtlasFiles& Files, QWidget* Parent = nullptr, const QString& SettingsFile = {});
     ~TViewerWindow() override;
 
     qv::TGeoAtlas& Atlas() { return *FAtlas; }
@@ -94,6 +97,12 @@ public:
     std::vector<qv::TAtlasFileProblem> AddMapFolder(const QString& Folder);
     // The last folder report, empty when every file was registered.
     QString FolderReport() const { return FFolderReport; }
+    // Shows a BMP or JPEG image with no calibration (zero points, model equirect) in the calibration
+    // editor and tool. False with the reason in Error (the map shown then stays).
+    bool OpenImage(const QString& File, QString& Error);
+    // The folders and single calibration files remembered in the settings, in the order added.
+    QStringList RememberedFolders() const;
+    QStringList RememberedMaps() const;
     bool LoadLandmarkFile(const QString& File);
     bool SaveLandmarkFile(const QString& File);
     bool ExportView(const QString& File);       // PNG or JPEG by the extension
@@ -120,6 +129,8 @@ protected:
     bool event(QEvent* Event) override;
     void closeEvent(QCloseEvent* Event) override;
     bool eventFilter(QObject* Watched, QEvent* Event) override;
+    // The same for a utm-calibrated map: metres, zone and hemisphere.
+    std::function<bool(std::int32_t X, std::int32_t Y, TUTMPlace& Place)> AskUTMPlace;
 
 private:
     void BuildActions();
@@ -128,6 +139,12 @@ private:
     // The capitals of the country table on the world map: dots, and their names when magnified.
     void DrawCapitals(qv::TCanvas& Canvas);
     bool PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long);
+    // map_files.cpp: the calibration's questions and files, the atlas's remembered folders.
+    void SetUpMapFiles();
+    void AddCalibPointAt(qv::TPoint P);  // asks the place of map-image pixel P and adds the point
+    void CalibrationSaved(const QString& File);
+    void Remember(const char* Key, const QString& Path);
+    void ShowCurrentInList();
 
     // ---- map interaction (viewer_interaction.cpp) ----
     void InitInteraction();
@@ -170,6 +187,8 @@ private:
     int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
     QString FFolderReport;
+    QString FSettingsFile;
+    std::string FMapDir;  // the bundled maps' folder, registered at every start anyway
     int FPlaced = 0;                     // landmarks placed so far (their captions count on)
     std::int32_t FCountBeforePress = 0;  // landmarks before the press in the placing tool
     qv::TPoint FPointer;  // the last pointer position in the map view, control pixels
