@@ -20,6 +20,8 @@ packages=(
   geographiclib-tools libproj-dev proj-bin
   # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)
   gdal-bin
+  # test peer only: pdftoppm renders the viewer's printed PDF page back to pixels
+  poppler-utils
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search
   libsqlite3-dev
   # the fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer runtimes
