@@ -109,6 +109,9 @@ TEST_F(ViewerOutputTest, ExportedViewIsExactlyTheView)
         for (const QPoint p : {QPoint(size.width() - 6, size.height() - 6), QPoint(size.width() - 6, size.height() / 2)})
             EXPECT_EQ(img.pixel(p), qRgb(0xC0, 0xC0, 0xC0)) << v.ratio;  // background, not the frame of a larger view
     }
+    // JPEG as well, by the name's suffix.
+    ASSERT_TRUE(W->ExportView(Out("view.jpg")));
+    EXPECT_EQ(QImage(Out("view.jpg")).size(), QImage(Out("view.png")).size());
 }
 
 TEST_F(ViewerOutputTest, PdfPageHoldsTheWholeMap)
