@@ -1,6 +1,4 @@
-// TGeoAtlas switching to a map whose image cannot be shown: false, the error through OnError, and the
-// view, the list and the current map number left on the map shown before; also the zoom cursor over the
-// map view.
+// TGeoAtlas switching to a map whose image cannot be shown keeps the map shown; the zoom cursor.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
 #include <qvgeo/geomap/calibration_file.h>
@@ -17,7 +15,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <tuple>
 
@@ -53,12 +50,7 @@ protected:
         fs::create_directories(kDir);
         SaveBMP(TBitmap(2001, 1500), (kDir / "big.bmp").string());
         std::ofstream(kDir / "text.jpg") << "not a picture\n";
-        SaveJPEG(TBitmap(320, 240), (kDir / "whole.jpg").string(), 80);
-        std::ifstream in(kDir / "whole.jpg", std::ios::binary);
-        const std::string jpeg{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        std::ofstream(kDir / "truncated.jpg", std::ios::binary) << jpeg.substr(0, jpeg.size() / 2);
-        Maps = {MakeMap("good", 100, ""), MakeMap("oversize", 50, "big.bmp"), MakeMap("text", 40, "text.jpg"),
-                MakeMap("truncated", 30, "truncated.jpg")};
+        Maps = {MakeMap("good", 100, ""), MakeMap("oversize", 50, "big.bmp"), MakeMap("text", 40, "text.jpg")};
     }
     static void TearDownTestSuite() { fs::remove_all(kDir); }
 
@@ -91,7 +83,6 @@ const struct {
 } kBad[] = {
     {2, "Cannot use map image, maximum of 3000000 pixels exceeded (size of map is 2001 x 1500)"},
     {3, "text.jpg\": not a JPEG file"},
-    {4, "truncated.jpg\": corrupt JPEG data"},
 };
 
 TEST_F(AtlasSwitch, SelectMapOfABrokenImageKeepsTheView)
@@ -119,7 +110,7 @@ TEST_F(AtlasSwitch, ListChoiceOfABrokenImageGoesBack)
         EXPECT_NE(Errors.find(c.error), std::string::npos) << Errors;
         EXPECT_EQ(Seen(), before) << c.map;
     }
-    EXPECT_EQ(log, "1 1 1 ");
+    EXPECT_EQ(log, "1 1 ");
 }
 
 // Zooming in at the place picks the oversize map (the coarsest finer one): nothing is shown, nothing moves.

@@ -1,6 +1,4 @@
-// A map output at a scale of its own (CopyToBMP, printing the whole map): what the view and the render
-// events draw lands where the calibration puts it at the output's scale, symbols keep their screen size,
-// the view is left alone, and a printed map fits its area whole with its image at the device's resolution.
+// Map output at a scale of its own: CopyToBMP and printing the whole map.
 #include <qvgeo/geomap/view/geo_map.h>
 
 #include <QImage>

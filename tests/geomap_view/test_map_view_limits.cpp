@@ -1,6 +1,4 @@
-// The map view at its limits: the magnification stays within [MinMagnification, MaxMagnification] on every
-// path that changes it, a paint at any magnification draws a bounded number of graticule points, and a
-// caption of a huge font costs memory in proportion to the picture it is drawn on.
+// The map view at its limits: magnification bounds, graticule work at tiny scales, huge captions.
 #include <qvgeo/geomap/view/caption_sprites.h>
 #include <qvgeo/geomap/view/geo_map.h>
 #include <qvgeo/geomap/view/map_render.h>

@@ -1,25 +1,14 @@
 // The place of a reference point, typed or picked on another map of the bundled atlas through the
 // viewer's own question.
 #include "place_dialog.h"
-#include "viewer_window.h"
+#include "interaction_fixture.h"
 
 #include <qvgeo/geodb/geo_text.h>
 
-#include <QApplication>
-#include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
 #include <QWheelEvent>
-#include <QTimer>
-
-#include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -52,13 +41,12 @@ TEST(PlaceDialog, TypedPlacesInTheFormatsTheViewerShows)
     }
 }
 
-TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
+using namespace viewer_test;
+using PlaceDialogInViewer = TViewerFixture;
+
+TEST_F(PlaceDialogInViewer, PickedOnAnotherMapTheClickedPixelsPlace)
 {
-    const fs::path dir = fs::temp_directory_path() / ("qvgeo-place-test-" + std::to_string(QCoreApplication::applicationPid()));
-    const viewer::TAtlasFiles files = viewer::PrepareBundledAtlas((dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
-    viewer::TViewerWindow w(files);
-    w.show();
-    ASSERT_TRUE(w.Atlas().SelectMap(w.MapNumber("austria.xml")));
+    Select("austria.xml");
     // Each row: the map picked on, the click in it (control pixels), whether it is on the map image.
     const struct {
         const char* leaf;
@@ -69,8 +57,8 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
                  {"lower-austria.xml", {476, 50}, false}};
     for (const auto& p : picks) {
         qv::TMapCalibration truth, austria;  // read from the files, apart from the dialog's map
-        truth.LoadCalDataFromXML((fs::path(files.MapDir) / p.leaf).string(), "");
-        austria.LoadCalDataFromXML((fs::path(files.MapDir) / "austria.xml").string(), "");
+        truth.LoadCalDataFromXML((fs::path(Files.MapDir) / p.leaf).string(), "");
+        austria.LoadCalDataFromXML((fs::path(Files.MapDir) / "austria.xml").string(), "");
         qv::TCoords expected, start;
         ASSERT_TRUE(austria.CalcPosition({400, 300}, start));  // where the question starts
         QTimer::singleShot(0, [&] {
@@ -78,7 +66,7 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
             ASSERT_TRUE(d && QTest::qWaitForWindowExposed(d));
             double la = 0, lo = 0;
             EXPECT_TRUE(d->Place(la, lo) && std::hypot(la - start.Latit, lo - start.Longit) < 1e-6);
-            EXPECT_EQ(d->MapBox()->count(), w.Atlas().NumRegMaps() - 1);
+            EXPECT_EQ(d->MapBox()->count(), W->Atlas().NumRegMaps() - 1);
             EXPECT_EQ(d->MapBox()->findText("Austria"), -1);  // the map being calibrated
             const QString caption = QString::fromStdString(truth.CalibData().Caption);
             d->MapBox()->setCurrentIndex(d->MapBox()->findText(caption));
@@ -93,13 +81,13 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
             d->accept();
         });
         double lat = 0, lon = 0;
-        ASSERT_TRUE(w.AskPlace(400, 300, lat, lon));
+        ASSERT_TRUE(W->AskPlace(400, 300, lat, lon));
         EXPECT_NEAR(lat, p.onImage ? expected.Latit : start.Latit, 1e-6) << p.leaf;
         EXPECT_NEAR(lon, p.onImage ? expected.Longit : start.Longit, 1e-6) << p.leaf;
     }
 
     // Bad text keeps OK disabled and says why; the keyboard reaches the text, the list (Alt+M) and the map.
-    viewer::TPlaceDialog d(1, 2, std::nullopt, {{"Vienna region", (fs::path(files.MapDir) / "vienna-region.xml").string()}}, &w);
+    viewer::TPlaceDialog d(1, 2, std::nullopt, {{"Vienna region", (fs::path(Files.MapDir) / "vienna-region.xml").string()}}, W.get());
     d.show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&d));
     EXPECT_FALSE(d.OkButton()->isEnabled());
@@ -115,7 +103,7 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
     ASSERT_GT(d.PickMap().Magnification(), fit);
     QTest::mouseClick(&d.PickMap(), Qt::LeftButton, {}, {150, 120});
     qv::TMapCalibration region;
-    region.LoadCalDataFromXML((fs::path(files.MapDir) / "vienna-region.xml").string(), "");
+    region.LoadCalDataFromXML((fs::path(Files.MapDir) / "vienna-region.xml").string(), "");
     qv::TCoords want, got;
     ASSERT_TRUE(region.CalcPosition(d.PickMap().ControlToMapImage({150, 120}), want) && d.Place(got.Latit, got.Longit));
     EXPECT_NEAR(got.Latit, want.Latit, 1e-6);
@@ -125,7 +113,6 @@ TEST(PlaceDialog, PickedOnAnotherMapTheClickedPixelsPlace)
     EXPECT_EQ(QApplication::focusWidget(), d.MapBox());
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     EXPECT_EQ(QApplication::focusWidget(), &d.PickMap());
-    fs::remove_all(dir);
 }
 
 }  // namespace

@@ -1,59 +1,16 @@
-// Calibrating the bundled maps in the viewer's editor as a user does: the calibration tool, clicks on the
-// map, the place typed into the dialog that comes up, the model chosen in the editor's list, Save. The
-// saved file is read back with the core's reader and holds exactly the points clicked; no other file of
-// the data folder changes.
-#include "session_helpers.h"
+// Calibrating the bundled maps in the editor as a user does; the saved files read back with the core's reader.
+#include "interaction_fixture.h"
 
 #include "map_files.h"
 
-#include <qvgeo/geomap/calibration_file.h>
-
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QSpinBox>
-
-#include <cmath>
-
-using session::AnswerNextModal;
-using session::WaitFor;
-namespace fs = std::filesystem;
 
 namespace {
 
-// The answer to the reference-point question of a pixel: UTM metres or degrees, typed as a user types.
-struct TAnswer {
-    qv::TPoint Pixel;
-    double A, B;  // northing and easting (metres), or latitude and longitude (degrees)
-};
+using namespace viewer_test;
 
-class CalibrateSession : public session::Session {
+class CalibrateSession : public TCalibrateFixture {
 protected:
-    // Clicks Pixel with the calibration tool and answers the question that follows; true when the
-    // editor then holds one point more.
-    bool ClickAndAnswer(const TAnswer& P, bool Utm, int Zone = 33)
-    {
-        const int before = Points();
-        if (Utm)
-            AnswerNextModal<viewer::TUTMPlaceDialog>([&P, Zone](viewer::TUTMPlaceDialog& D) {
-                D.EastingEdit()->clear();
-                QTest::keyClicks(D.EastingEdit(), QString::number(P.B, 'f', 2));
-                D.NorthingEdit()->clear();
-                QTest::keyClicks(D.NorthingEdit(), QString::number(P.A, 'f', 2));
-                if (D.ZoneBox()->isEnabled())
-                    D.ZoneBox()->setValue(Zone);
-                QTest::mouseClick(D.OkButton(), Qt::LeftButton);
-            });
-        else
-            AnswerNextModal<viewer::TPlaceDialog>([&P](viewer::TPlaceDialog& D) {
-                D.PlaceEdit()->clear();
-                QTest::keyClicks(D.PlaceEdit(), QString("%1 %2").arg(P.A, 0, 'f', 6).arg(P.B, 0, 'f', 6));
-                QTest::mouseClick(D.OkButton(), Qt::LeftButton);
-            });
-        QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, Control(P.Pixel));
-        return WaitFor([&] { return Points() == before + 1; });
-    }
     void ChooseModel(qv::TCalibModel M)
     {
         QComboBox* box = W->CalibEditor().ModelBox();
@@ -120,24 +77,12 @@ TEST_F(CalibrateSession, EachBundledMapKindIsCalibratedAndSaved)
         const std::string file = Save(leaf);
         EXPECT_EQ(W->CalibEditor().MessageText().toStdString(), "Saved " + file);
 
-        // The file as the core reads it: the model, the zone, the image beside it, each point as clicked.
-        qv::TCalibData d;
-        qv::TCalibModel model = qv::cmUndefined;
-        ASSERT_TRUE(qv::ParseCalibData(file, "", d, model));
-        EXPECT_EQ(model, m.model);
+        // Typed to 2 decimals of a metre or 6 of a degree, written to 5 decimals.
+        const qv::TCalibData d = ReadSaved(file, m.model, m.points, (utm ? 0.005 : 0.5e-6) + 0.5e-5);
         EXPECT_EQ(d.MapFName, m.image);
         EXPECT_EQ(d.Caption, m.caption);
         EXPECT_EQ(d.UTMZone, utm ? 33 : 0);  // no zone written: the record's own 0
         EXPECT_FALSE(d.UTMSouth);
-        ASSERT_EQ(d.NumCalQuads, int(m.points.size()));
-        for (std::size_t i = 0; i < m.points.size(); ++i) {
-            const qv::TCalQuad& q = d.CalQuads[i];
-            EXPECT_EQ((qv::TPoint{q.MapX, q.MapY}), m.points[i].Pixel) << i;
-            // Typed to 2 decimals of a metre or 6 of a degree, written to 5 decimals.
-            const double typed = utm ? 0.005 : 0.5e-6;
-            EXPECT_NEAR(q.Latitude, m.points[i].A, typed + 0.5e-5) << i;
-            EXPECT_NEAR(q.Longitude, m.points[i].B, typed + 0.5e-5) << i;
-        }
         // The atlas took it at once and shows it, its list naming it.
         EXPECT_EQ(W->Atlas().CurrentMap(), W->MapNumber(leaf));
         EXPECT_EQ(W->Atlas().MapSelector()->currentIndex(), W->Atlas().CurrentMap() - 1);
@@ -191,11 +136,11 @@ TEST_F(CalibrateSession, UTMPointsKeepTheirZoneAndConvertWithTheModel)
     // Saved where Save suggests, the scan's own file: its first calibration becomes the 7 points under its
     // id, the file's other two calibrations stay byte for byte.
     const fs::path file = fs::path(Files.MapDir) / "calib-vienna.xml";
-    const std::string old = session::ReadText(file);
+    const std::string old = ReadText(file);
     W->CalibEditor().AskSaveName = [](const QString& Suggested) { return Suggested; };
     QTest::mouseClick(EditorButton("calibration-save"), Qt::LeftButton);
     EXPECT_EQ(W->CalibEditor().MessageText().toStdString(), "Saved " + file.string());
-    const std::string now = session::ReadText(file);
+    const std::string now = ReadText(file);
     const std::string tail = old.substr(old.find("</geomap>"));
     ASSERT_GE(now.size(), tail.size());
     EXPECT_EQ(now.substr(now.size() - tail.size()), tail);
@@ -250,9 +195,7 @@ TEST_F(CalibrateSession, TheEditorFollowsEveryMapSwitch)
             // From the world map a zoom click on Austria goes to the Austria map.
             QTest::keyClick(W.get(), Qt::Key_Z);
             W->Map().ZoomFitPage();
-            std::int32_t x = 0, y = 0;
-            ASSERT_TRUE(W->Map().CalcPixelCoords(47.5, 14.5, x, y));
-            QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, Control({x, y}));
+            QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, At(47.5, 14.5));
         }
         ASSERT_EQ(W->Atlas().CurrentMap(), W->MapNumber(s.leaf));
         W->Map().Paint();

@@ -1,24 +1,15 @@
-// The viewer's map files as a user meets them: calibration files that are broken, truncated, too large
-// or empty opened in the editor; a folder of maps added to the atlas and remembered at the next start; an
-// image with no calibration opened, calibrated, saved and zoomed to through the atlas at once.
-#include "session_helpers.h"
+// The viewer's map files as a user meets them: broken calibrations, added folders, uncalibrated images.
+#include "interaction_fixture.h"
 
 #include "map_files.h"
 
-#include <qvgeo/geomap/calibration_file.h>
-
-#include <QComboBox>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QSettings>
 
-using session::AnswerNextModal;
-using session::WaitFor;
-namespace fs = std::filesystem;
-
 namespace {
 
-using FilesSession = session::Session;
+using namespace viewer_test;
+using FilesSession = TCalibrateFixture;
 
 void WriteAll(const fs::path& P, const std::string& Text)
 {
@@ -29,7 +20,7 @@ TEST_F(FilesSession, BadCalibrationFilesAreRefusedWithTheReason)
 {
     Select("calib-vienna.xml");
     W->CalibEditor().show();
-    const std::string good = session::ReadText(fs::path(Files.MapDir) / "calib-vienna.xml");
+    const std::string good = ReadText(fs::path(Files.MapDir) / "calib-vienna.xml");
     // 201 quads: one more than a calibration holds.
     std::string quads;
     for (int i = 0; i < 201; ++i)
@@ -116,7 +107,7 @@ TEST_F(FilesSession, AddedFoldersAreReportedKeptInTheListAndRemembered)
         EXPECT_EQ(viewer::MapCountText(n), text);
 
     // Started again, the viewer has the folder's map; the bundled folder is never stored.
-    Open();
+    NewWindow();
     EXPECT_EQ(W->Atlas().NumRegMaps(), before + 1);
     EXPECT_GT(W->MapNumber("region-copy.xml"), 0);
     W->AddMapFolder(QString::fromStdString(Files.MapDir));
@@ -144,20 +135,10 @@ TEST_F(FilesSession, AnImageWithoutCalibrationIsCalibratedAndJoinsTheAtlas)
     // The user's calibration makes the scan twice as coarse as it is (25 m a pixel): between the Vienna
     // region (79 m) and the bundled scan (12.5 m), so that an atlas zoom picks it.
     Unmagnified();
-    const struct {
-        qv::TPoint pixel;
-        double lat, lon;
-    } points[] = {{{100, 100}, 48.25, 16.25}, {{500, 100}, 48.25, 16.3848}, {{100, 400}, 48.1826, 16.25}, {{500, 400}, 48.1826, 16.3848}};
-    for (const auto& p : points) {
-        AnswerNextModal<viewer::TPlaceDialog>([&p](viewer::TPlaceDialog& D) {
-            D.PlaceEdit()->clear();
-            QTest::keyClicks(D.PlaceEdit(), QString("%1 %2").arg(p.lat, 0, 'f', 4).arg(p.lon, 0, 'f', 4));
-            QTest::mouseClick(D.OkButton(), Qt::LeftButton);
-        });
-        const int n = Points();
-        QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, Control(p.pixel));
-        ASSERT_TRUE(WaitFor([&] { return Points() == n + 1; })) << W->CalibEditor().MessageText().toStdString();
-    }
+    const std::vector<TAnswer> points = {
+        {{100, 100}, 48.25, 16.25}, {{500, 100}, 48.25, 16.3848}, {{100, 400}, 48.1826, 16.25}, {{500, 400}, 48.1826, 16.3848}};
+    for (const TAnswer& p : points)
+        ASSERT_TRUE(ClickAndAnswer(p, false)) << W->CalibEditor().MessageText().toStdString();
     QString suggested;
     W->CalibEditor().AskSaveName = [&](const QString& S) {
         suggested = S;
@@ -166,18 +147,9 @@ TEST_F(FilesSession, AnImageWithoutCalibrationIsCalibratedAndJoinsTheAtlas)
     QTest::mouseClick(EditorButton("calibration-save"), Qt::LeftButton);
     const fs::path saved = folder / "Wien-Scan.xml";
     EXPECT_EQ(suggested.toStdString(), saved.string());
-    qv::TCalibData d;
-    qv::TCalibModel model = qv::cmUndefined;
-    ASSERT_TRUE(qv::ParseCalibData(saved.string(), "", d, model));
-    EXPECT_EQ(model, qv::cmEquiRect);
+    const qv::TCalibData d = ReadSaved(saved.string(), qv::cmEquiRect, points, 0.5e-5);
     EXPECT_EQ(d.MapFName, "wien-scan.bmp");  // beside the file; the reader lower-cases it
     EXPECT_EQ(d.Caption, "Wien-Scan");
-    ASSERT_EQ(d.NumCalQuads, 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ((qv::TPoint{d.CalQuads[std::size_t(i)].MapX, d.CalQuads[std::size_t(i)].MapY}), points[i].pixel);
-        EXPECT_NEAR(d.CalQuads[std::size_t(i)].Latitude, points[i].lat, 0.5e-5);
-        EXPECT_NEAR(d.CalQuads[std::size_t(i)].Longitude, points[i].lon, 0.5e-5);
-    }
     EXPECT_NEAR(d.Resolution, 25.0, 0.5);
 
     // It is the atlas's map now: shown under its own name, with its picture, and the next zoom-in from the
@@ -188,18 +160,15 @@ TEST_F(FilesSession, AnImageWithoutCalibrationIsCalibratedAndJoinsTheAtlas)
     EXPECT_EQ(W->Atlas().MapSelector()->currentText(), "Wien-Scan");
     EXPECT_EQ(W->Map().MapWidth(), 800);
     Select("vienna-region.xml");
-    W->activateWindow();  // back from the dialogs, the window takes the tool's shortcut again
-    ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
-    QTest::keyClick(W.get(), Qt::Key_Z);
+    Reactivate();
+    Key(Qt::Key_Z);
     ASSERT_EQ(W->Tool(), viewer::TTool::AtlasZoom);
     W->Map().ZoomFitPage();
-    std::int32_t x = 0, y = 0;
-    ASSERT_TRUE(W->Map().CalcPixelCoords(48.21, 16.39, x, y));
-    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, Control({x, y}));
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, At(48.21, 16.39));
     EXPECT_EQ(W->Atlas().CurrentMap(), mine);
 
     // And at the next start.
-    Open();
+    NewWindow();
     EXPECT_GT(W->MapNumber("wien-scan.xml"), 0);
     EXPECT_EQ(Changed(), std::vector<std::string>{});
 }

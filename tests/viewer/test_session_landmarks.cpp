@@ -1,20 +1,11 @@
-// Scripted user sessions over the real viewer window: landmarks placed, moved, edited and deleted with the
-// mouse and saved by answering the question on closing; the file read back holds exactly what the user
-// did. And the question itself: asked only over unsaved changes, its three answers, and what each leaves.
+// Landmark sessions over the real window, saved by the question on closing and read back whole.
 #include "interaction_fixture.h"
 
-#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/support/date_time.h>
 
-#include <QComboBox>
 #include <QDateTime>
-#include <QLineEdit>
 #include <QMessageBox>
-#include <QPushButton>
-#include <QSpinBox>
-
-#include <map>
 
 namespace {
 
@@ -96,7 +87,6 @@ TEST_F(SessionTest, LandmarksPlacedMovedEditedDeletedAndSavedOnQuit)
     }
     EXPECT_NE(ids[0], ids[1]);
 
-    // The Graz one dragged 40 pixels east and 25 south.
     Key(Qt::Key_M);
     const QPoint to = graz + QPoint(40, 25);
     QTest::mousePress(&W->Map(), Qt::LeftButton, {}, graz + QPoint(2, -1));
@@ -122,7 +112,6 @@ TEST_F(SessionTest, LandmarksPlacedMovedEditedDeletedAndSavedOnQuit)
     expected[ids[1]].Caption.Text = "Linz";
     expected[ids[1]].ClassFlag = 5;
 
-    // Schönbrunn deleted with a click on the Vienna map.
     ChooseMap("calib-vienna.xml");
     Key(Qt::Key_X);
     const qv::TLandMark schoenbrunn = expected.at("SCHOENBRUNN");

@@ -1,65 +1,24 @@
-// The viewer driven as a user would: zoom clicks through the atlas, the status bar, landmark placement
-// and deletion with the keyboard shortcuts of the tools, and the tour's pictures.
-#include "viewer_window.h"
+// The viewer driven as a user would: zoom clicks through the atlas, the status bar, the calibration
+// editor, georeferencing, cancelled long work and the tour's pictures.
+#include "interaction_fixture.h"
 
-#include <QApplication>
-#include <QComboBox>
-#include <QFile>
-#include <QLineEdit>
-#include <QProgressDialog>
-#include <QStatusBar>
-#include <QSpinBox>
-#include <QTimer>
 #include <QImage>
 #include <QLabel>
-#include <QTest>
-
-#include <gtest/gtest.h>
+#include <QProgressDialog>
+#include <QStatusBar>
 
 #include <qvgeo/geobasics/transverse_mercator.h>
 
 #include <cmath>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <set>
-
-namespace fs = std::filesystem;
-using viewer::TViewerWindow;
+#include <sstream>
 
 namespace {
 
-class ViewerTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        Dir = fs::temp_directory_path() / ("qvgeo-viewer-test-" + std::to_string(QCoreApplication::applicationPid()));
-        Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
-    }
-    static void TearDownTestSuite() { fs::remove_all(Dir); }
-    void SetUp() override
-    {
-        W = std::make_unique<TViewerWindow>(Files);
-        W->resize(1000, 720);
-        W->show();
-        QCoreApplication::processEvents();
-    }
-    // The control pixel of a place on the map shown.
-    QPoint At(double Lat, double Long)
-    {
-        std::int32_t x = 0, y = 0;
-        EXPECT_TRUE(W->Map().CalcPixelCoords(Lat, Long, x, y));
-        const qv::TPoint p = W->Map().MapImageToControl({x, y});
-        return {p.X, p.Y};
-    }
-    std::string Shown() { return fs::path(W->Atlas().GetMapDef(W->Atlas().CurrentMap()).MapFName).filename().string(); }
+using namespace viewer_test;
 
-    static inline fs::path Dir;
-    static inline viewer::TAtlasFiles Files;
-    std::unique_ptr<TViewerWindow> W;
-};
-
-constexpr double kWienLat = 48.2085, kWienLong = 16.3721, kGrazLat = 47.0707, kGrazLong = 15.4395;
+class ViewerTest : public TViewerFixture {};
 
 TEST_F(ViewerTest, ZoomClicksWalkTheAtlasAndTheStatusBarFollows)
 {
@@ -152,121 +111,6 @@ TEST_F(ViewerTest, DatabaseItemsAreDrawnWhereTheyAre)
     W->Map().Paint();
     EXPECT_GT(W->DatabaseItemsDrawn(), 0);
     EXPECT_LT(W->DatabaseItemsDrawn(), 18);
-}
-
-TEST_F(ViewerTest, LandmarksArePlacedAndDeletedByClicks)
-{
-    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
-    W->Map().ZoomFitPage();
-    const std::int32_t before = W->Map().NumLandMarks();
-    QTest::keyClick(W.get(), Qt::Key_L);
-    ASSERT_EQ(W->Tool(), viewer::TTool::PlaceLandmark);
-    const QPoint graz = At(kGrazLat, kGrazLong);
-    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz);
-    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
-    const qv::TLandMark lm = W->Map().GetLandMarkData(before + 1);
-    EXPECT_NEAR(lm.Latitude, kGrazLat, 0.01);  // a pixel of this map is about 0.007 degrees
-    EXPECT_NEAR(lm.Longitude, kGrazLong, 0.01);
-    EXPECT_EQ(lm.Caption.Text, "Mark 1");
-    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(40, 0));
-    EXPECT_EQ(W->Map().GetLandMarkData(before + 2).Caption.Text, "Mark 2");
-
-    // Deleting: a click 20 pixels away removes nothing, one within 10 pixels the nearest landmark.
-    QTest::keyClick(W.get(), Qt::Key_X);
-    ASSERT_EQ(W->Tool(), viewer::TTool::DeleteLandmark);
-    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(0, 20));
-    EXPECT_EQ(W->Map().NumLandMarks(), before + 2);
-    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, graz + QPoint(3, 4));
-    ASSERT_EQ(W->Map().NumLandMarks(), before + 1);
-    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
-
-    // Saved and read back, the set is the same.
-    const QString f = QString::fromStdString((Dir / "lm.xml").string());
-    ASSERT_TRUE(W->SaveLandmarkFile(f));
-    W->Map().RemoveAllLandMarks();
-    ASSERT_TRUE(W->LoadLandmarkFile(f));
-    EXPECT_EQ(W->Map().NumLandMarks(), before + 1);
-    EXPECT_EQ(W->Map().GetLandMarkData(before + 1).Caption.Text, "Mark 2");
-}
-
-// Answers the landmark dialog as soon as one is open: Fill sets its fields and accepts (true) or rejects.
-class TDialogAnswer {
-public:
-    explicit TDialogAnswer(std::function<bool(viewer::TLandmarkDialog&)> Fill)
-    {
-        QObject::connect(&FTimer, &QTimer::timeout, [this, Fill] {
-            if (auto* d = qobject_cast<viewer::TLandmarkDialog*>(QApplication::activeModalWidget())) {
-                FTimer.stop();
-                Answered = true;
-                Fill(*d) ? d->accept() : d->reject();
-            }
-        });
-        FTimer.start(5);
-    }
-    bool Wait()
-    {
-        for (int i = 0; i < 200 && !Answered; ++i)
-            QTest::qWait(10);
-        return Answered;
-    }
-    bool Answered = false;
-
-private:
-    QTimer FTimer;
-};
-
-TEST_F(ViewerTest, LandmarksAreEditedAndMoved)
-{
-    W->Atlas().SelectMap(W->MapNumber("austria.xml"));
-    W->Map().ZoomFitPage();
-    ASSERT_EQ(W->Symbols().NumEntries(), 9);  // data/samples/symbols-basic.xml
-    const std::int32_t k = W->Map().AddLandMark(kGrazLat, kGrazLong, 0);
-    const qv::TLandMark before = W->Map().GetLandMarkData(k);
-    const QPoint graz = At(kGrazLat, kGrazLong);
-
-    // F2 edits the landmark under the pointer: symbol 3 of the catalogue, caption and class change, the
-    // place does not.
-    QTest::mouseMove(&W->Map(), graz + QPoint(2, -3));
-    TDialogAnswer edit([](viewer::TLandmarkDialog& d) {
-        d.SymbolBox()->setCurrentIndex(3);
-        d.CaptionEdit()->setText(QString::fromUtf8("Schlo\u00DFberg"));
-        d.ClassBox()->setValue(3);
-        return true;
-    });
-    QTest::keyClick(W.get(), Qt::Key_F2);
-    ASSERT_TRUE(edit.Wait());
-    qv::TLandMark lm = W->Map().GetLandMarkData(k);
-    EXPECT_EQ(lm.Caption.Text, "Schlo\u00DFberg");
-    EXPECT_EQ(lm.ClassFlag, 3);
-    EXPECT_EQ(lm.SymbolProps, W->Symbols().GetValues(3).Properties);
-    EXPECT_EQ(lm.SymbolProps.Kind, qv::lmTriangle);
-    EXPECT_EQ(lm.Caption.Size, before.Caption.Size);
-    EXPECT_EQ(std::pair(lm.Latitude, lm.Longitude), std::pair(before.Latitude, before.Longitude));
-
-    // In the move tool a drag carries it to the place under the release; a double click opens the
-    // editor, whose Cancel changes nothing; a press beside every landmark moves none.
-    W->activateWindow();  // the closed dialog leaves no active window, and shortcuts need one
-    ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
-    QTest::keyClick(W.get(), Qt::Key_M);
-    ASSERT_EQ(W->Tool(), viewer::TTool::MoveLandmark);
-    const QPoint to = graz + QPoint(60, -45);
-    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, graz + QPoint(-3, 2));
-    QTest::mouseMove(&W->Map(), graz + QPoint(30, -20));
-    QTest::mouseMove(&W->Map(), to);
-    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to);
-    lm = W->Map().GetLandMarkData(k);
-    EXPECT_EQ(At(lm.Latitude, lm.Longitude), to);
-    TDialogAnswer cancel([](viewer::TLandmarkDialog& d) {
-        d.CaptionEdit()->setText("not taken");
-        return false;
-    });
-    QTest::mouseDClick(&W->Map(), Qt::LeftButton, {}, to);
-    ASSERT_TRUE(cancel.Wait());
-    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
-    QTest::mousePress(&W->Map(), Qt::LeftButton, {}, to + QPoint(0, 30));
-    QTest::mouseMove(&W->Map(), to + QPoint(40, 40));
-    QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, to + QPoint(40, 40));
-    EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
 }
 
 TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
@@ -363,31 +207,6 @@ TEST_F(ViewerTest, CalibrationEditorFindsTheMistypedPoint)
     EXPECT_FALSE(ed.WarningText().isEmpty());
 }
 
-TEST_F(ViewerTest, ViewMapAndPdfAreWritten)
-{
-    W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
-    const QString view = QString::fromStdString((Dir / "view.jpg").string());
-    const QString whole = QString::fromStdString((Dir / "whole.png").string());
-    const QString pdf = QString::fromStdString((Dir / "map.pdf").string());
-    ASSERT_TRUE(W->ExportView(view));
-    ASSERT_TRUE(W->ExportWholeMap(whole));
-    ASSERT_TRUE(W->PrintToPdf(pdf));
-    EXPECT_EQ(QImage(view).size(), W->Map().size());
-    EXPECT_EQ(QImage(whole).size(), QSize(800, 600));  // the sample image's own size
-    QFile f(pdf);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(f.read(5) == "%PDF-");
-    EXPECT_GT(f.size(), 1000);
-}
-
-std::string ReadAll(const fs::path& F)
-{
-    std::ifstream in(F);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
 {
     W->Atlas().SelectMap(W->MapNumber("calib-vienna.xml"));
@@ -399,12 +218,12 @@ TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
     // the map's fit gives it; the zone goes into the ".prj" beside it.
     const fs::path wld = Dir / "vienna.bpw", vrt = Dir / "vienna.vrt", gcp = Dir / "vienna.gcp";
     ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(wld.string()), error)) << error.toStdString();
-    std::istringstream in(ReadAll(wld));
+    std::istringstream in(ReadText(wld));
     std::vector<double> v;
     for (double x = 0; in >> x;)
         v.push_back(x);
     ASSERT_EQ(v.size(), 6u);
-    EXPECT_NE(ReadAll(Dir / "vienna.prj").find("32633"), std::string::npos);
+    EXPECT_NE(ReadText(Dir / "vienna.prj").find("32633"), std::string::npos);
     for (const auto& p : pixels) {
         bool v1 = false, v2 = false;
         double e = 0, n = 0;
@@ -415,7 +234,7 @@ TEST_F(ViewerTest, GeoreferencingLeavesAndComesBack)
     }
     // The VRT names the image beside it and holds the six reference points, pixel centres at +0.5.
     ASSERT_TRUE(W->ExportGeoref(QString::fromStdString(vrt.string()), error)) << error.toStdString();
-    const std::string x = ReadAll(vrt);
+    const std::string x = ReadText(vrt);
     EXPECT_NE(x.find("calib-vienna.bmp</SourceFilename>"), std::string::npos) << x;
     EXPECT_NE(x.find("<GCP Id=\"6\" Pixel=\"280.5\" Line=\"200.5\" X=\"599500\" Y=\"5341500\""), std::string::npos) << x;
     EXPECT_EQ(x.find("<GCP Id=\"7\""), std::string::npos);

@@ -1,22 +1,18 @@
-// The viewer's map interaction as a user meets it: what a drag moves, what the status bar says after each
-// kind of view change, the graticule from the first frame, the measuring rubber band and its figure, wheel
-// and keyboard zoom, refitting on resize, F2's reach, hiding landmark classes, and failures in handlers
-// reported instead of thrown into Qt's event loop.
+// The viewer's map interaction as a user meets it, through keys, mouse and menus of the real window.
 #include "guard.h"
 #include "interaction_fixture.h"
 
-#include <qvgeo/geomap/calib_types.h>
+#include <qvgeo/platform/image_files.h>
 
-#include <QComboBox>
 #include <QImage>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QProgressDialog>
 #include <QStatusBar>
 #include <QWheelEvent>
 
 #include <cmath>
-#include <fstream>
 #include <stdexcept>
 
 namespace {
@@ -24,7 +20,19 @@ namespace {
 using namespace viewer_test;
 using viewer::TTool;
 
-class InteractionTest : public TViewerFixture {};
+class InteractionTest : public TViewerFixture {
+protected:
+    // Registers a copy of the Vienna scan's calibration that names Image, a file beside it, instead.
+    std::int32_t RegisterScanCopy(const std::string& Image)
+    {
+        std::string xml = ReadText(fs::path(Files.MapDir) / "calib-vienna.xml");
+        for (std::size_t at; (at = xml.find("map=\"calib-vienna.bmp\"")) != std::string::npos;)
+            xml.replace(at, 22, "map=\"" + Image + "\"");
+        std::ofstream(Dir / (Image + ".xml"), std::ios::binary) << xml;
+        EXPECT_TRUE(W->Atlas().RegisterMap((Dir / (Image + ".xml")).string()));
+        return W->Atlas().NumRegMaps();
+    }
+};
 
 QString MagText(double Mag) { return QString("x%1").arg(Mag, 0, 'f', 2); }
 
@@ -78,7 +86,6 @@ TEST_F(InteractionTest, StatusBarFollowsEveryViewChange)
 {
     ChooseMap("austria.xml");
     QWidget* map = &W->Map();
-    // Each step changes the view in its own way; magnification and scale must follow each one.
     const struct {
         const char* what;
         std::function<void()> step;
@@ -240,7 +247,6 @@ TEST_F(InteractionTest, TheViewRefitsOnResizeOnlyWhileAtFit)
         EXPECT_DOUBLE_EQ(W->Map().Magnification(), fitFor()) << s.width() << "x" << s.height();
         EXPECT_EQ(W->MagLabel()->text(), MagText(W->Map().Magnification()));  // no zoom event: the frame tells
     }
-    // Zoomed in, a resize keeps the magnification.
     Key(Qt::Key_Plus, Qt::ControlModifier);
     const double m = W->Map().Magnification();
     W->resize(1200, 800);
@@ -310,27 +316,16 @@ TEST_F(InteractionTest, EveryLandmarkClassCanBeHidden)
     }
 }
 
-// A calibration and a BMP of 2001 x 1500 pixels, one row over the map's limit of 3 000 000 pixels.
-std::string WriteOversizeMap(const fs::path& Dir)
-{
-    fs::create_directories(Dir);
-    QImage img(2001, 1500, QImage::Format_RGB888);
-    img.fill(Qt::darkGreen);
-    EXPECT_TRUE(img.save(QString::fromStdString((Dir / "big.bmp").string()), "BMP"));
-    const fs::path xml = Dir / "big.xml";
-    std::ofstream(xml) << "<?xml version=\"1.0\"?>\n"
-                          "<geomap sig=\"Quorvanta\" vers=\"1.0\" id=\"big\" model=\"equirect\" map=\"big.bmp\" caption=\"Big\">\n"
-                          "<corners>\n[48.0,16.0] [47.0,16.0] [47.0,17.0] [48.0,17.0]\n</corners>\n"
-                          "<resolution>50.0</resolution>\n<ellipsoid>gelWGS84</ellipsoid>\n"
-                          "<calquads npoints=\"3\">\n[48.0,16.0,0,0] [47.0,16.0,0,1500] [48.0,17.0,2001,0]\n</calquads>\n"
-                          "</geomap>\n";
-    return xml.string();
-}
-
 TEST_F(InteractionTest, FailuresInHandlersAreReportedNotThrownIntoQt)
 {
     ChooseMap("austria.xml");
     Key(Qt::Key_0, Qt::ControlModifier);
+    const auto listFails = [&](std::int32_t N) {
+        const auto shown = std::pair(W->Atlas().CurrentMap(), W->Map().MapImgName());
+        PickInList(N);
+        EXPECT_EQ(std::pair(W->Atlas().CurrentMap(), W->Map().MapImgName()), shown);
+        EXPECT_TRUE(W->findChildren<QProgressDialog*>().isEmpty());
+    };
     const struct {
         const char* what;
         std::function<void()> provoke;
@@ -343,7 +338,6 @@ TEST_F(InteractionTest, FailuresInHandlersAreReportedNotThrownIntoQt)
              QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, QPoint(200, 200));
              QCoreApplication::processEvents();
          }, "no place service"},
-        // A menu action whose landmark question fails.
         {"menu action", [&] {
              W->Map().AddLandMark(kGrazLat, kGrazLong, 0, qv::lmCross, 2, "p", 0, 0, 0, 0, 7, false, 0, 10);
              W->Map().OnLandMarkAction = [](qv::TGeoMap&, bool&, qv::TLandMarkAction, const qv::TLandMark&) {
@@ -352,13 +346,15 @@ TEST_F(InteractionTest, FailuresInHandlersAreReportedNotThrownIntoQt)
              Key(Qt::Key_Delete, Qt::ControlModifier | Qt::ShiftModifier);
              W->Map().OnLandMarkAction = {};
          }, "landmark service down"},
-        // A map in the list whose image is too large to load.
-        {"map list", [&] {
-             ASSERT_TRUE(W->Atlas().RegisterMap(WriteOversizeMap(Dir / "big")));
-             const std::int32_t shown = W->Atlas().CurrentMap();
-             PickInList(W->MapNumber("big.xml"));
-             EXPECT_EQ(W->Atlas().CurrentMap(), shown);  // the failed switch keeps the map shown
+        // Maps in the list whose image cannot be shown: the map shown stays, the loading dialog goes.
+        {"map list, image too large", [&] {
+             qv::SaveBMP(qv::TBitmap(2001, 1500), (Dir / "big.bmp").string());
+             listFails(RegisterScanCopy("big.bmp"));
          }, "maximum of 3000000 pixels exceeded (size of map is 2001 x 1500)"},
+        {"map list, not a picture", [&] {
+             std::ofstream(Dir / "broken.jpg") << "a note saved under the wrong name\n";
+             listFails(RegisterScanCopy("broken.jpg"));
+         }, "broken.jpg\": not a JPEG file"},
     };
     for (const auto& c : cases) {
         W->statusBar()->clearMessage();
@@ -380,11 +376,7 @@ TEST_F(InteractionTest, ACorruptDatabaseCostsItsDrawingNotTheViewer)
     fs::resize_file(bad / (db.filename().string() + ".xelgdd"), 40);
     viewer::TAtlasFiles files = Files;
     files.DBName = (bad / db.filename()).string();
-    W.reset();
-    W = std::make_unique<viewer::TViewerWindow>(files);
-    W->resize(1000, 720);
-    W->show();
-    Reactivate();
+    NewWindow(files);
     ChooseMap("austria.xml");
     EXPECT_NE(W->LastError().indexOf("RetrievePolygon"), -1) << W->LastError().toStdString();
     // The items that can be read are drawn: every one of the 18 is met, the broken ones drawn as nothing.

@@ -1,37 +1,21 @@
-// The viewer's exports and print: the view as shown; the whole map with what the viewer draws over it
-// (capitals, database towns, reference points and residual vectors) where the calibration puts it at the
-// export's scale; a PDF page that holds the whole map.
-#include "viewer_window.h"
+// The viewer's exports and print, with its overlays at the output's scale.
+#include "interaction_fixture.h"
 
-#include <QApplication>
-#include <QImage>
 #include <QPageLayout>
 #include <QPrinter>
 #include <QProcess>
 #include <QStandardPaths>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <filesystem>
-
-namespace fs = std::filesystem;
 
 namespace {
 
-class ViewerOutputTest : public ::testing::Test {
+class ViewerOutputTest : public viewer_test::TViewerFixture {
 protected:
-    static void SetUpTestSuite()
-    {
-        Dir = fs::temp_directory_path() / ("qvgeo-viewer-output-" + std::to_string(QCoreApplication::applicationPid()));
-        Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
-    }
-    static void TearDownTestSuite() { fs::remove_all(Dir); }
     void SetUp() override
     {
-        W = std::make_unique<viewer::TViewerWindow>(Files);
+        TViewerFixture::SetUp();
         W->resize(600, 450);  // smaller than the maps: an export must not stop at the view
-        W->show();
         QCoreApplication::processEvents();
     }
     // The whole map shown (Map, when given, selected first) exported at scale 1.
@@ -51,10 +35,6 @@ protected:
         return {x, y};
     }
     QString Out(const char* Name) { return QString::fromStdString((Dir / Name).string()); }
-
-    static inline fs::path Dir;
-    static inline viewer::TAtlasFiles Files;
-    std::unique_ptr<viewer::TViewerWindow> W;
 };
 
 TEST_F(ViewerOutputTest, WholeMapCarriesTheOverlaysAtItsOwnScale)
@@ -129,6 +109,9 @@ TEST_F(ViewerOutputTest, ExportedViewIsExactlyTheView)
         for (const QPoint p : {QPoint(size.width() - 6, size.height() - 6), QPoint(size.width() - 6, size.height() / 2)})
             EXPECT_EQ(img.pixel(p), qRgb(0xC0, 0xC0, 0xC0)) << v.ratio;  // background, not the frame of a larger view
     }
+    // JPEG as well, by the name's suffix.
+    ASSERT_TRUE(W->ExportView(Out("view.jpg")));
+    EXPECT_EQ(QImage(Out("view.jpg")).size(), QImage(Out("view.png")).size());
 }
 
 TEST_F(ViewerOutputTest, PdfPageHoldsTheWholeMap)
