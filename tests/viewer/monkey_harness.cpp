@@ -1,0 +1,881 @@
+#include "monkey_harness.h"
+
+#include "landmark_dialog.h"
+#include "place_dialog.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QThread>
+#include <QToolBar>
+#include <QWheelEvent>
+#include <QWindow>
+#include <QTest>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/common_interface_defs.h>
+#define QVGEO_MONKEY_ASAN 1
+#endif
+
+namespace monkey {
+namespace fs = std::filesystem;
+
+namespace {
+
+// The last events as text, kept where a crash handler can write it without allocating.
+char CrashText[16384];
+std::atomic<std::size_t> CrashLength{0};
+
+void WriteCrashText()
+{
+    const std::size_t n = CrashLength.load();
+    if (n > 0 && ::write(2, CrashText, n) < 0)
+        return;
+}
+
+#ifndef QVGEO_MONKEY_ASAN
+void OnCrashSignal(int Signal)
+{
+    WriteCrashText();
+    std::signal(Signal, SIG_DFL);
+    std::raise(Signal);
+}
+#endif
+
+std::int64_t NowMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+std::string ReadFile(const fs::path& P)
+{
+    std::ifstream in(P, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteFile(const fs::path& P, const std::string& Text)
+{
+    std::ofstream(P, std::ios::binary | std::ios::trunc) << Text;
+}
+
+bool Inside(const fs::path& File, const fs::path& Dir)
+{
+    const std::string f = fs::weakly_canonical(File).string(), d = fs::weakly_canonical(Dir).string() + "/";
+    return f.compare(0, d.size(), d) == 0;
+}
+
+std::string Str(QPoint P)
+{
+    return "(" + std::to_string(P.x()) + "," + std::to_string(P.y()) + ")";
+}
+
+const char* ToolName(viewer::TTool T)
+{
+    static const char* names[] = {"atlas-zoom", "pan",   "pan-h",     "pan-v",    "rubber",    "zoom-window", "drag-zoom",
+                                  "select",     "place", "delete-lm", "calib-pt", "move-lm"};
+    return names[static_cast<int>(T)];
+}
+
+}  // namespace
+
+TMonkey::TMonkey(viewer::TViewerWindow& Window, TMonkeyOptions Options)
+    : W(Window), FOpt(std::move(Options)), FState(FOpt.Seed * 0x9E3779B97F4A7C15ull + 0x2545F4914F6CDD1Dull)
+{
+    MakeScratch();
+    FFiles = SnapshotData();
+    // The pulse lets the monkey act inside modal dialogs and their nested event loops (see Pulse).
+    FPulse.setInterval(2);
+    QObject::connect(&FPulse, &QTimer::timeout, [this] { Pulse(); });
+    FPulse.start();
+    FBeat = NowMs();
+    FWatchdog = std::thread([this] {
+        // A hang never returns to the event loop, so the check of each action's time would never run:
+        // this thread reports it and ends the process, long after the per-action limit.
+        const std::int64_t limit = std::max<std::int64_t>(30000, 10LL * FOpt.HangMs);
+        while (!FDone) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            if (!FDone && NowMs() - FBeat > limit) {
+                std::fprintf(stderr, "monkey: the event loop has not come back for %lld ms: a hang\n",
+                             static_cast<long long>(NowMs() - FBeat));
+                WriteCrashText();
+                std::abort();
+            }
+        }
+    });
+#ifdef QVGEO_MONKEY_ASAN
+    __sanitizer_set_death_callback(&WriteCrashText);
+#else
+    for (int s : {SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL})
+        std::signal(s, &OnCrashSignal);
+#endif
+}
+
+TMonkey::~TMonkey()
+{
+    FDone = true;
+    FWatchdog.join();
+    FPulse.stop();
+#ifdef QVGEO_MONKEY_ASAN
+    __sanitizer_set_death_callback(nullptr);
+#else
+    for (int s : {SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL})
+        std::signal(s, SIG_DFL);
+#endif
+    CrashLength = 0;
+}
+
+std::uint64_t TMonkey::Next()
+{
+    // splitmix64: the same sequence from a seed on every platform and library, so a seed replays.
+    std::uint64_t z = (FState += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+}
+
+void TMonkey::Log(const std::string& Line)
+{
+    const std::int32_t m = W.Atlas().CurrentMap();
+    std::ostringstream s;
+    s << '#' << FIndex << " [" << (m > 0 ? W.Atlas().GetMapDef(m).Caption : std::string("no map")) << ", "
+      << ToolName(W.Tool()) << ", x" << W.Map().Magnification() << "] " << Line;
+    std::lock_guard<std::mutex> lock(FLogMutex);
+    FLog.push_back(s.str());
+    while (FLog.size() > 20)
+        FLog.pop_front();
+    std::string text = "monkey seed " + std::to_string(FOpt.Seed) + ", last events:\n";
+    for (const std::string& l : FLog)
+        text += "  " + l + "\n";
+    const std::size_t n = std::min(text.size(), sizeof CrashText);
+    CrashLength = 0;
+    std::memcpy(CrashText, text.data(), n);
+    CrashLength = n;
+}
+
+void TMonkey::SetFault(const std::string& Text)
+{
+    if (FFault.empty())
+        FFault = Text;
+    FStop = true;
+}
+
+void TMonkey::Beat()
+{
+    FBeat = NowMs();
+}
+
+std::string TMonkey::Replay() const
+{
+    std::lock_guard<std::mutex> lock(FLogMutex);
+    std::ostringstream s;
+    s << "monkey seed " << FOpt.Seed << ", event " << FIndex << " of " << FOpt.Events << ": "
+      << (FFault.empty() ? "no fault" : FFault) << "\nlast events:\n";
+    for (const std::string& l : FLog)
+        s << "  " << l << '\n';
+    s << "replay: QVGEO_MONKEY_SEED=" << FOpt.Seed << " QVGEO_MONKEY_EVENTS=" << FIndex
+      << " build/tests/test_viewer --gtest_filter='ViewerMonkey.*'\n";
+    return s.str();
+}
+
+std::string TMonkey::Run()
+{
+    while (FIndex < FOpt.Events && !FStop)
+        Act({}, {});
+    return FFault;
+}
+
+std::string TMonkey::Act(const std::string& Description, const std::function<void()>& Do)
+{
+    if (Avoiding("extreme-zoom")) {
+        const double mag = W.Map().Magnification();
+        if (mag < 1.0 / 64 || mag > 64) {
+            Log("refit from x" + std::to_string(mag));
+            W.Map().ZoomFitPage();
+        }
+    }
+    if (!QApplication::activeModalWidget())
+        FModalBudget.clear(), FFileTries.clear();
+    const auto places = LandmarkPlaces();
+    FMoveAllowed = FLoadedFile = false;
+    FSavedThisAction.clear();
+    if (Do) {
+        ++FIndex;
+        Log(Description);
+        FFrames.push_back({});
+        FFrames.back().Clock.start();
+        FFrames.back().LoopLevel = QThread::currentThread()->loopLevel();
+        try {
+            Do();
+            Settle();
+        } catch (const std::exception& e) {
+            SetFault(std::string("an exception left an event handler: ") + e.what());
+        } catch (...) {
+            SetFault("an exception of unknown type left an event handler");
+        }
+        const qint64 own = FFrames.back().Clock.elapsed() - FFrames.back().NestedMs;
+        FFrames.pop_back();
+        if (own > FOpt.HangMs)
+            SetFault("one action kept the event loop for " + std::to_string(own) + " ms");
+    } else {
+        Tick();
+    }
+    if (!FStop) {
+        const auto after = LandmarkPlaces();
+        if (after.size() == places.size() && !FMoveAllowed && !FLoadedFile)
+            for (std::size_t k = 0; k < after.size(); ++k)
+                if (after[k] != places[k]) {
+                    SetFault("landmark " + std::to_string(k + 1) + " moved though no move-tool drag carried it");
+                    break;
+                }
+    }
+    if (!FStop)
+        CheckAfterAction();
+    return FFault;
+}
+
+void TMonkey::CheckAfterAction()
+{
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* p = qobject_cast<QProgressDialog*>(w)) {
+            SetFault("the progress dialog \"" + p->labelText().toStdString() +
+                     "\" is still open after the action that opened it returned");
+            return;
+        }
+    const auto now = SnapshotData();
+    for (const auto& [path, state] : now) {
+        const auto it = FFiles.find(path);
+        if (FSavedThisAction.count(path))
+            continue;
+        if (it == FFiles.end()) {
+            SetFault("a file appeared in the data folder without a save: " + path.string());
+            return;
+        }
+        if (state.Hash != it->second.Hash) {
+            SetFault("a file of the data folder changed without a save: " + path.string());
+            return;
+        }
+    }
+    for (const auto& [path, state] : FFiles)
+        if (!now.count(path)) {
+            SetFault("a file of the data folder was removed: " + path.string());
+            return;
+        }
+    FFiles = now;
+}
+
+void TMonkey::Tick()
+{
+    // Each action is timed without the actions nested in it (the events a modal dialog it opened got):
+    // what is measured is how long the event loop was kept from running. It catches hangs and runaway
+    // loops (an endless paint, a dialog that never returns control), not slowness: the limit is far
+    // above any normal action.
+    Beat();
+    FFrames.push_back({});
+    FFrames.back().Clock.start();
+    FFrames.back().LoopLevel = QThread::currentThread()->loopLevel();
+    try {
+        OneEvent();
+    } catch (const std::exception& e) {
+        SetFault(std::string("an exception left an event handler: ") + e.what());
+    } catch (...) {
+        SetFault("an exception of unknown type left an event handler");
+    }
+    const qint64 total = FFrames.back().Clock.elapsed();
+    const qint64 own = total - FFrames.back().NestedMs;
+    FFrames.pop_back();
+    if (!FFrames.empty())
+        FFrames.back().NestedMs += total;
+    if (own > FOpt.HangMs)
+        SetFault("one action kept the event loop for " + std::to_string(own) + " ms");
+    Beat();
+}
+
+void TMonkey::Pulse()
+{
+    // Called from a timer in whatever event loop runs. When an action of the monkey has opened a nested
+    // loop (a modal dialog's exec) the monkey acts inside it, as a user would on the dialog; a visible
+    // progress dialog pumps events as well, and its Cancel may be pressed. Everywhere else (the
+    // monkey's own processing of events, a progress pump before its dialog shows, which keeps user input
+    // out) it does nothing. Nested actions run from a posted call, not from this timer, so that one nested
+    // inside another still gets its turn.
+    if (FFrames.empty() || FNestedPending)
+        return;
+    const bool nestedLoop = QThread::currentThread()->loopLevel() > FFrames.back().LoopLevel;
+    auto* progress = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget());
+    if (!nestedLoop && !(progress && progress->isVisible()))
+        return;
+    FNestedPending = true;
+    QMetaObject::invokeMethod(
+        &FPulse,
+        [this] {
+            FNestedPending = false;
+            if (!FFrames.empty())
+                Tick();
+        },
+        Qt::QueuedConnection);
+}
+
+void TMonkey::Settle()
+{
+    QCoreApplication::processEvents();
+}
+
+void TMonkey::OneEvent()
+{
+    const bool nested = FFrames.size() > 1;
+    const bool ending = FStop || FIndex >= FOpt.Events;
+    if (!ending)
+        ++FIndex;
+    if (nested && FButtons != Qt::NoButton && FLastTop) {
+        // A button held when the dialog came up is let go over the blocked window, as a user does.
+        const Qt::MouseButton held = (FButtons & Qt::LeftButton) ? Qt::LeftButton : (FButtons & Qt::RightButton) ? Qt::RightButton : Qt::MiddleButton;
+        Log("release under the dialog " + Str(FLastPos));
+        Mouse(FLastTop, FLastPos, QEvent::MouseButtonRelease, held);
+    }
+    if (QWidget* popup = QApplication::activePopupWidget()) {
+        if (ending || Chance(25)) {
+            Log("popup closed");
+            popup->close();
+        } else {
+            EventInto(popup);
+        }
+        return;
+    }
+    if (QWidget* modal = QApplication::activeModalWidget()) {
+        if (auto* p = qobject_cast<QProgressDialog*>(modal)) {
+            if (ending || Chance(15)) {
+                Log("progress: Cancel");
+                p->cancel();
+            } else {
+                Log("progress: wait");
+            }
+            return;
+        }
+        auto it = FModalBudget.try_emplace(modal, Below(6)).first;
+        // A place for a UTM map is not even typed while that is avoided: a stray Return would accept it.
+        const bool utmPlace = qobject_cast<viewer::TPlaceDialog*>(modal) && Avoiding("utm-add-point") &&
+                              W.Map().Calibration().CalibModel() == qv::cmUTM;
+        if (ending || utmPlace || qobject_cast<QFileDialog*>(modal) || it->second-- <= 0) {
+            Answer(modal);
+            return;
+        }
+        EventInto(modal);
+        return;
+    }
+    if (ending)
+        return;
+    if (nested) {
+        Log("nothing to do in the nested loop");
+        return;
+    }
+    if (Chance(5)) {
+        std::vector<QWidget*> others;
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (w != &W && w->isVisible() && !qobject_cast<QMenu*>(w))
+                others.push_back(w);
+        if (!others.empty()) {
+            EventInto(others[std::size_t(Below(int(others.size())))]);
+            return;
+        }
+    }
+    MainWindowEvent();
+}
+
+void TMonkey::MainWindowEvent()
+{
+    const int r = Below(100);
+    if (r < 40)
+        MapEvent();
+    else if (r < 55)
+        RandomWidgetClick(&W);
+    else if (r < 75)
+        RandomKey(&W);
+    else if (r < 92)
+        RandomAction();
+    else
+        Wheel(&W, W.Map().mapTo(&W, MapTarget()));
+}
+
+QPoint TMonkey::MapTarget()
+{
+    qv::TGeoMap& map = W.Map();
+    const int w = std::max(1, map.width()), h = std::max(1, map.height());
+    const int r = Below(100);
+    if (r < 35 && map.NumLandMarks() > 0) {
+        const qv::TLandMark l = map.GetLandMarkData(1 + Below(map.NumLandMarks()));
+        std::int32_t x = 0, y = 0;
+        if (map.CalcPixelCoords(l.Latitude, l.Longitude, x, y)) {
+            const qv::TPoint c = map.MapImageToControl({x, y});
+            const QPoint p(c.X + Below(9) - 4, c.Y + Below(9) - 4);
+            if (QRect(0, 0, w, h).contains(p))
+                return p;
+        }
+    }
+    if (r < 45 && W.CalibEditor().isVisible()) {
+        const qv::TCalibData& d = map.CalibData();
+        if (const int n = qv::ValidCalQuads(d); n > 0) {
+            const qv::TCalQuad& q = d.CalQuads[std::size_t(Below(n))];
+            const qv::TPoint c = map.MapImageToControl({q.MapX, q.MapY});
+            const QPoint p(c.X + Below(7) - 3, c.Y + Below(7) - 3);
+            if (QRect(0, 0, w, h).contains(p))
+                return p;
+        }
+    }
+    return {Below(w), Below(h)};
+}
+
+void TMonkey::MapEvent()
+{
+    QWidget* map = &W.Map();
+    const auto at = [&](QPoint Local) { return map->mapTo(&W, Local); };
+    const QPoint p = MapTarget();
+    const viewer::TTool tool = W.Tool();
+    const int r = Below(100);
+    if (r < 30) {
+        Log("click L " + Str(p));
+        Click(&W, at(p), Qt::LeftButton, false);
+    } else if (r < 40) {
+        Log("click R " + Str(p));
+        Click(&W, at(p), Qt::RightButton, false);
+    } else if (r < 50) {
+        if (Avoiding("dblclick-landmark") && (tool == viewer::TTool::MoveLandmark || tool == viewer::TTool::DeleteLandmark)) {
+            Log("double click skipped (dblclick-landmark)");
+            return;
+        }
+        Log("double click L " + Str(p));
+        Click(&W, at(p), Qt::LeftButton, true);
+    } else if (r < 85) {
+        const Qt::MouseButton b = Chance(80) ? Qt::LeftButton : Chance(50) ? Qt::RightButton : Qt::MiddleButton;
+        const Qt::KeyboardModifiers mods = Chance(15) ? Qt::ShiftModifier : Chance(10) ? Qt::ControlModifier : Qt::NoModifier;
+        std::string text = std::string("drag ") + (b == Qt::LeftButton ? "L " : b == Qt::RightButton ? "R " : "M ") + Str(p);
+        QPoint q = p;
+        std::vector<QPoint> path;
+        for (int n = 1 + Below(5); n > 0; --n) {
+            q += QPoint(Below(301) - 150, Below(301) - 150);
+            path.push_back(q);
+            text += "->" + Str(q);
+        }
+        Log(text);
+        if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark)
+            FMoveAllowed = true;
+        Mouse(&W, at(p), QEvent::MouseButtonPress, b, mods);
+        Settle();
+        for (const QPoint& m : path) {
+            if (!(FButtons & b) || FStop)
+                return;  // the press opened a dialog, under which the button was let go
+            Mouse(&W, at(m), QEvent::MouseMove, Qt::NoButton, mods);
+            Settle();
+        }
+        if (FButtons & b)
+            Mouse(&W, at(path.back()), QEvent::MouseButtonRelease, b, mods);
+    } else if (r < 95) {
+        Log("move " + Str(p));
+        Mouse(&W, at(p), QEvent::MouseMove, Qt::NoButton);
+    } else {
+        Log("click M " + Str(p));
+        Click(&W, at(p), Qt::MiddleButton, false);
+    }
+    Settle();
+}
+
+void TMonkey::Mouse(QWidget* Top, QPoint WindowPos, QEvent::Type Type, Qt::MouseButton Button, Qt::KeyboardModifiers Mods)
+{
+    QWindow* win = Top->windowHandle();
+    if (!win)
+        return;
+    if (Type == QEvent::MouseButtonPress)
+        FButtons |= Button;
+    else if (Type == QEvent::MouseButtonRelease)
+        FButtons &= ~Qt::MouseButtons(Button);
+    FLastTop = Top;
+    FLastPos = WindowPos;
+    FTime += 10;
+    // Qt's own input path: the window system event as a platform delivers it.
+    qt_handleMouseEvent(win, QPointF(WindowPos), win->mapToGlobal(QPointF(WindowPos)), FButtons,
+                        Type == QEvent::MouseMove ? Qt::NoButton : Button, Type, Mods, FTime);
+}
+
+void TMonkey::Click(QWidget* Top, QPoint WindowPos, Qt::MouseButton Button, bool Double)
+{
+    if (Top != QApplication::activeWindow() && !QApplication::activeModalWidget()) {
+        Top->activateWindow();  // a click on a window raises and activates it
+        Settle();
+    }
+    QPointer<QWidget> top(Top);
+    for (int i = 0; i < (Double ? 2 : 1) && top && !FStop; ++i) {
+        Mouse(top, WindowPos, QEvent::MouseButtonPress, Button);
+        if (!Double)
+            Settle();
+        if (top && (FButtons & Button))
+            Mouse(top, WindowPos, QEvent::MouseButtonRelease, Button);
+    }
+    FTime += 1000;  // the next click is not taken as the second of a double click
+}
+
+void TMonkey::EventInto(QWidget* Top)
+{
+    const int r = Below(100);
+    if (r < 60)
+        RandomWidgetClick(Top);
+    else if (r < 90)
+        RandomKey(Top);
+    else
+        Wheel(Top, {Below(std::max(1, Top->width())), Below(std::max(1, Top->height()))});
+}
+
+void TMonkey::RandomWidgetClick(QWidget* Top)
+{
+    std::vector<QWidget*> pool;
+    for (QWidget* w : Top->findChildren<QWidget*>())
+        if (w->isVisible() && w->window() == Top && w->width() > 0 && w->height() > 0)
+            pool.push_back(w);
+    QWidget* w = pool.empty() ? Top : pool[std::size_t(Below(int(pool.size())))];
+    const QPoint local(Below(std::max(1, w->width())), Below(std::max(1, w->height())));
+    const QPoint at = w->mapTo(Top, local);
+    const bool dbl = Chance(10);
+    const Qt::MouseButton b = Chance(85) ? Qt::LeftButton : Qt::RightButton;
+    Log(std::string(dbl ? "double click " : "click ") + (b == Qt::LeftButton ? "L " : "R ") + "on " +
+        w->metaObject()->className() + " \"" + w->objectName().toStdString() + "\" " + Str(local));
+    Click(Top, at, b, dbl);
+    Settle();
+}
+
+void TMonkey::Key(QWidget* Top, int KeyCode, Qt::KeyboardModifiers Mods, const QString& Text)
+{
+    QWindow* win = Top->windowHandle();
+    if (!win)
+        return;
+    if (QGuiApplication::focusWindow() != win && !QApplication::activeModalWidget()) {
+        Top->activateWindow();
+        Settle();
+    }
+    QPointer<QWindow> w(win);
+    qt_handleKeyEvent(w, QEvent::KeyPress, KeyCode, Mods, Text);
+    Settle();
+    if (w)
+        qt_handleKeyEvent(w, QEvent::KeyRelease, KeyCode, Mods, Text);
+    Settle();
+}
+
+bool TMonkey::Excluded(const QKeySequence& Keys) const
+{
+    for (QAction* a : W.findChildren<QAction*>())
+        if (a->text() == "&Quit" && a->shortcuts().contains(Keys))
+            return true;
+    return false;
+}
+
+void TMonkey::RandomKey(QWidget* Top)
+{
+    struct TKey {
+        int key;
+        Qt::KeyboardModifiers mods;
+        const char* text;
+    };
+    static const TKey window[] = {
+        {Qt::Key_Left, {}, ""},      {Qt::Key_Right, {}, ""},    {Qt::Key_Up, {}, ""},       {Qt::Key_Down, {}, ""},
+        {Qt::Key_Plus, {}, "+"},     {Qt::Key_Minus, {}, "-"},   {Qt::Key_F2, {}, ""},       {Qt::Key_Delete, {}, ""},
+        {Qt::Key_Escape, {}, ""},    {Qt::Key_Return, {}, "\r"}, {Qt::Key_Enter, {}, "\r"},  {Qt::Key_Tab, {}, "\t"},
+        {Qt::Key_Space, {}, " "},    {Qt::Key_Home, {}, ""},     {Qt::Key_PageDown, {}, ""}, {Qt::Key_Z, {}, "z"},
+        {Qt::Key_P, {}, "p"},        {Qt::Key_H, {}, "h"},       {Qt::Key_V, {}, "v"},       {Qt::Key_R, {}, "r"},
+        {Qt::Key_W, {}, "w"},        {Qt::Key_D, {}, "d"},       {Qt::Key_S, {}, "s"},       {Qt::Key_L, {}, "l"},
+        {Qt::Key_X, {}, "x"},        {Qt::Key_M, {}, "m"},       {Qt::Key_C, {}, "c"},       {Qt::Key_Z, Qt::ControlModifier, ""},
+        {Qt::Key_0, Qt::ControlModifier, ""}, {Qt::Key_K, Qt::ControlModifier, ""}, {Qt::Key_G, Qt::ControlModifier, ""},
+        {Qt::Key_S, Qt::ControlModifier, ""}, {Qt::Key_O, Qt::ControlModifier, ""}, {Qt::Key_E, Qt::ControlModifier, ""},
+        {Qt::Key_P, Qt::ControlModifier, ""}, {Qt::Key_C, Qt::ControlModifier, ""}, {Qt::Key_Plus, Qt::ControlModifier, ""},
+        {Qt::Key_Minus, Qt::ControlModifier, ""}, {Qt::Key_Q, Qt::ControlModifier, ""},
+        {Qt::Key_E, Qt::ControlModifier | Qt::ShiftModifier, ""}, {Qt::Key_C, Qt::ControlModifier | Qt::ShiftModifier, ""},
+        {Qt::Key_O, Qt::ControlModifier | Qt::ShiftModifier, ""}, {Qt::Key_Delete, Qt::ControlModifier | Qt::ShiftModifier, ""},
+        {Qt::Key_G, Qt::ControlModifier | Qt::AltModifier, ""}, {Qt::Key_I, Qt::ControlModifier | Qt::AltModifier, ""},
+        {Qt::Key_0, Qt::ControlModifier | Qt::AltModifier, ""}, {Qt::Key_1, Qt::ControlModifier | Qt::AltModifier, ""},
+        {Qt::Key_2, Qt::ControlModifier | Qt::AltModifier, ""}, {Qt::Key_3, Qt::ControlModifier | Qt::AltModifier, ""},
+        {Qt::Key_1, Qt::AltModifier, ""}, {Qt::Key_2, Qt::AltModifier, ""}, {Qt::Key_3, Qt::AltModifier, ""}};
+    static const TKey typing[] = {{Qt::Key_4, {}, "4"},      {Qt::Key_8, {}, "8"},          {Qt::Key_Period, {}, "."},
+                                  {Qt::Key_Minus, {}, "-"},  {Qt::Key_Space, {}, " "},      {Qt::Key_N, {}, "n"},
+                                  {Qt::Key_E, {}, "e"},      {Qt::Key_Backspace, {}, ""},   {Qt::Key_Tab, {}, "\t"},
+                                  {Qt::Key_Return, {}, "\r"}, {Qt::Key_Escape, {}, ""},     {Qt::Key_Down, {}, ""},
+                                  {Qt::Key_Up, {}, ""},      {Qt::Key_Delete, {}, ""},      {Qt::Key_A, Qt::ControlModifier, ""}};
+    const TKey& k = Top == &W ? window[Below(int(std::size(window)))] : typing[Below(int(std::size(typing)))];
+    const QKeySequence seq(QKeyCombination(k.mods, Qt::Key(k.key)));
+    if (Top == &W && Excluded(seq)) {
+        Log("key " + seq.toString().toStdString() + " skipped");
+        return;
+    }
+    Log("key " + seq.toString().toStdString());
+    Key(Top, k.key, k.mods, QString::fromUtf8(k.text));
+}
+
+void TMonkey::RandomAction()
+{
+    std::vector<QAction*> pool;
+    std::function<void(QWidget*)> collect = [&](QWidget* Holder) {
+        for (QAction* a : Holder->actions()) {
+            if (a->menu()) {
+                collect(a->menu());
+                continue;
+            }
+            if (!a->isSeparator() && a->isEnabled() && a->isVisible() && a->text() != "&Quit" &&
+                std::find(pool.begin(), pool.end(), a) == pool.end())
+                pool.push_back(a);
+        }
+    };
+    collect(W.menuBar());
+    for (QToolBar* bar : W.findChildren<QToolBar*>())
+        collect(bar);
+    if (pool.empty())
+        return;
+    QAction* a = pool[std::size_t(Below(int(pool.size())))];
+    Log("action \"" + a->text().toStdString() + "\"");
+    a->trigger();
+    Settle();
+}
+
+void TMonkey::Wheel(QWidget* Top, QPoint WindowPos)
+{
+    QWidget* target = Top->childAt(WindowPos);
+    if (!target)
+        target = Top;
+    static const int deltas[] = {120, -120, 240, -240, 15, -15};
+    const int delta = deltas[Below(int(std::size(deltas)))];
+    const Qt::KeyboardModifiers mods = Chance(20) ? Qt::ControlModifier : Qt::NoModifier;
+    const QPoint local = target->mapFrom(Top, WindowPos);
+    Log("wheel " + std::to_string(delta) + " on " + target->metaObject()->className() + " " + Str(local));
+    QWheelEvent ev(QPointF(local), Top->mapToGlobal(QPointF(WindowPos)), QPoint(), QPoint(0, delta), FButtons, mods,
+                   Qt::NoScrollPhase, false);
+    QApplication::sendEvent(target, &ev);
+    Settle();
+}
+
+void TMonkey::Answer(QWidget* Modal)
+{
+    if (auto* f = qobject_cast<QFileDialog*>(Modal))
+        return AnswerFile(*f);
+    if (auto* box = qobject_cast<QMessageBox*>(Modal)) {
+        const auto buttons = box->buttons();
+        if (buttons.isEmpty()) {
+            Log("message box closed");
+            box->done(QMessageBox::Cancel);
+            return;
+        }
+        QAbstractButton* b = buttons[Below(int(buttons.size()))];
+        Log("message box \"" + box->text().left(60).toStdString() + "\": " + b->text().toStdString());
+        b->click();
+        return;
+    }
+    if (auto* d = qobject_cast<QDialog*>(Modal))
+        return AnswerDialog(*d);
+    Log("modal widget closed");
+    Modal->close();
+}
+
+void TMonkey::AnswerDialog(QDialog& D)
+{
+    const bool ending = FStop || FIndex >= FOpt.Events;
+    if (auto* place = qobject_cast<viewer::TPlaceDialog*>(&D)) {
+        if (ending || (Avoiding("utm-add-point") && W.Map().Calibration().CalibModel() == qv::cmUTM) || Chance(30)) {
+            Log("place dialog: Cancel");
+            place->reject();
+            return;
+        }
+        if (Chance(60)) {
+            // Mostly places on the map shown, so that fits stay meaningful; sometimes anywhere on earth.
+            double lat = Below(16001) / 100.0 - 80, lon = Below(36001) / 100.0 - 180;
+            bool v1 = false, v2 = false;
+            const qv::TPoint c = W.Map().ControlToMapImage({W.Map().width() / 2, W.Map().height() / 2});
+            if (Chance(70)) {
+                const double a = W.Map().CalcLatitude(c.X, c.Y, v1), b = W.Map().CalcLongitude(c.X, c.Y, v2);
+                if (v1 && v2)
+                    lat = a + (Below(201) - 100) / 1000.0, lon = b + (Below(201) - 100) / 1000.0;
+            }
+            place->PlaceEdit()->setText(QString("%1 %2").arg(lat, 0, 'f', 4).arg(lon, 0, 'f', 4));
+        }
+        Log("place dialog: OK with \"" + place->PlaceEdit()->text().toStdString() + "\"");
+        if (place->OkButton()->isEnabled())
+            place->OkButton()->click();
+        else
+            place->reject();
+        return;
+    }
+    if (auto* lm = qobject_cast<viewer::TLandmarkDialog*>(&D)) {
+        if (!ending && Chance(30))
+            lm->CaptionEdit()->setText(QString("monkey %1").arg(FIndex));
+        const bool ok = !ending && Chance(50);
+        Log(std::string("landmark dialog: ") + (ok ? "OK" : "Cancel"));
+        ok ? lm->accept() : lm->reject();
+        return;
+    }
+    if (auto* in = qobject_cast<QInputDialog*>(&D)) {
+        if (!in->comboBoxItems().isEmpty())
+            in->setTextValue(in->comboBoxItems()[Below(int(in->comboBoxItems().size()))]);
+        const bool ok = !ending && Chance(70);
+        Log("input dialog \"" + in->windowTitle().toStdString() + "\": " + (ok ? "OK " + in->textValue().toStdString() : "Cancel"));
+        ok ? in->accept() : in->reject();
+        return;
+    }
+    if (auto* box = D.findChild<QDialogButtonBox*>(); box && !ending && !box->buttons().isEmpty()) {
+        QAbstractButton* b = box->buttons()[Below(int(box->buttons().size()))];
+        Log("dialog \"" + D.windowTitle().toStdString() + "\": " + b->text().toStdString());
+        b->click();
+        if (D.isVisible() && Chance(50))
+            D.reject();
+        return;
+    }
+    Log("dialog \"" + D.windowTitle().toStdString() + "\": rejected");
+    D.reject();
+}
+
+void TMonkey::AnswerFile(QFileDialog& D)
+{
+    const QString title = D.windowTitle();
+    const bool ending = FStop || FIndex >= FOpt.Events;
+    if (ending || ++FFileTries[&D] > 3 || Chance(25)) {
+        Log("file dialog \"" + title.toStdString() + "\": Cancel");
+        D.reject();
+        return;
+    }
+    fs::path path;
+    const bool save = D.acceptMode() == QFileDialog::AcceptSave;
+    if (D.fileMode() == QFileDialog::Directory) {
+        path = FFolderPool[std::size_t(Below(int(FFolderPool.size())))];
+    } else if (save) {
+        const std::int32_t m = W.Atlas().CurrentMap();
+        if (title == "Save landmarks" && Chance(30)) {
+            path = FOpt.DataDir / "landmarks-vienna.xml";
+        } else if (title == "Save calibration" && m > 0 && Chance(30)) {
+            path = W.Atlas().GetMapDef(m).MapFName;
+        } else {
+            QString suffix = QFileInfo(D.selectedFiles().value(0)).suffix();
+            if (title == "Export georeferencing") {
+                static const char* kinds[] = {"vrt", "wld", "txt", "gcp"};
+                suffix = kinds[Below(4)];
+            }
+            path = FOpt.ScratchDir / ("out-" + std::to_string(++FOutCount) + "." + (suffix.isEmpty() ? "dat" : suffix.toStdString()));
+        }
+    } else {
+        path = PickOpenFile(title);
+    }
+    Log("file dialog \"" + title.toStdString() + "\": " + path.string());
+    const QString file = QString::fromStdString(path.string());
+    D.setDirectory(QString::fromStdString(path.parent_path().string()));
+    D.selectFile(file);
+    if (auto* edit = D.findChild<QLineEdit*>("fileNameEdit"))
+        edit->setText(file);
+    if (D.selectedFiles().value(0) != file) {
+        // Never accept a name the dialog would resolve elsewhere: it might lie outside the temp folder.
+        SetFault("the file dialog would not take " + path.string() + " (it has " +
+                 D.selectedFiles().value(0).toStdString() + ")");
+        D.reject();
+        return;
+    }
+    static_cast<QDialog&>(D).accept();  // an existing file to save over asks first: answered in its turn
+    if (D.isVisible() || D.result() != QDialog::Accepted)
+        return;
+    if (!save)
+        FLoadedFile = true;
+    else if (Inside(path, FOpt.DataDir)) {
+        FSavedThisAction.insert(fs::weakly_canonical(path));
+        FSavedIntoData.push_back(path);
+    } else {
+        FOpenPool.push_back(path);  // what was written may be opened again
+    }
+}
+
+fs::path TMonkey::PickOpenFile(const QString&)
+{
+    return FOpenPool[std::size_t(Below(int(FOpenPool.size())))];
+}
+
+void TMonkey::MakeScratch()
+{
+    const fs::path s = FOpt.ScratchDir, maps = FOpt.DataDir / "maps";
+    fs::create_directories(s);
+    const std::string lm = ReadFile(FOpt.DataDir / "landmarks-vienna.xml"), austria = ReadFile(maps / "austria.xml");
+    WriteFile(s / "empty.xml", "");
+    WriteFile(s / "empty.wld", "");
+    WriteFile(s / "garbage.xml", "<geomap");
+    WriteFile(s / "garbage.txt", "1 2 3\nnot numbers\n");
+    WriteFile(s / "truncated-calibration.xml", austria.substr(0, austria.size() / 2));
+    WriteFile(s / "truncated-landmarks.xml", lm.substr(0, lm.size() / 2));
+    FOpenPool = {FOpt.DataDir / "landmarks-vienna.xml", maps / "austria.xml", maps / "calib-vienna.xml", maps / "world.xml",
+                 maps / "world.jpg", s / "empty.xml", s / "empty.wld", s / "garbage.xml", s / "garbage.txt",
+                 s / "truncated-calibration.xml", s / "truncated-landmarks.xml", s / "missing.xml"};
+    if (!Avoiding("huge-caption")) {
+        std::string big = lm;
+        for (std::size_t at = big.find("capsize=\"9\""); at != std::string::npos; at = big.find("capsize=\"9\"", at))
+            big.replace(at, 11, "capsize=\"5000\"");
+        WriteFile(s / "huge-caption.xml", big);
+        FOpenPool.push_back(s / "huge-caption.xml");
+    }
+    // Folders for "Add map folder": a copy of the atlas's maps, an empty one and, unless avoided, maps
+    // whose images are broken (a text file named .jpg, a truncated JPEG).
+    fs::create_directories(s / "maps-copy");
+    fs::create_directories(s / "empty-folder");
+    for (const char* f : {"austria.xml", "austria.bmp", "calib-vienna.xml", "calib-vienna.bmp"})
+        fs::copy_file(maps / f, s / "maps-copy" / f, fs::copy_options::overwrite_existing);
+    FFolderPool = {s / "maps-copy", s / "empty-folder"};
+    if (!Avoiding("broken-images")) {
+        const fs::path b = s / "broken-maps";
+        fs::create_directories(b);
+        std::string world = ReadFile(maps / "world.xml");
+        const std::string jpg = ReadFile(maps / "world.jpg");
+        for (const char* name : {"text", "truncated"}) {
+            std::string cal = world;
+            cal.replace(cal.find("map=\"world.jpg\""), 15, std::string("map=\"") + name + ".jpg\"");
+            cal.replace(cal.find("caption=\""), 9, std::string("caption=\"broken ") + name + " ");
+            WriteFile(b / (std::string(name) + ".xml"), cal);
+        }
+        WriteFile(b / "text.jpg", "this is not a picture\n");
+        WriteFile(b / "truncated.jpg", jpg.substr(0, jpg.size() / 3));
+        FFolderPool.push_back(b);
+    }
+}
+
+std::map<fs::path, TMonkey::TFileState> TMonkey::SnapshotData() const
+{
+    std::map<fs::path, TFileState> files;
+    for (const auto& e : fs::recursive_directory_iterator(FOpt.DataDir)) {
+        if (!e.is_regular_file())
+            continue;
+        const fs::path p = fs::weakly_canonical(e.path());
+        TFileState s{e.file_size(), e.last_write_time(), 0};
+        const auto old = FFiles.find(p);
+        // Unchanged size and time: the bytes are taken as read before (a rewrite of other bytes in the same
+        // tick of the clock with the same size is the one change this misses).
+        s.Hash = old != FFiles.end() && old->second.Size == s.Size && old->second.Time == s.Time
+                     ? old->second.Hash
+                     : std::hash<std::string>{}(ReadFile(p));
+        files.emplace(p, s);
+    }
+    return files;
+}
+
+std::vector<std::pair<double, double>> TMonkey::LandmarkPlaces()
+{
+    std::vector<std::pair<double, double>> v;
+    for (std::int32_t k = 1; k <= W.Map().NumLandMarks(); ++k) {
+        const qv::TLandMark l = W.Map().GetLandMarkData(k);
+        v.emplace_back(l.Latitude, l.Longitude);
+    }
+    return v;
+}
+
+}  // namespace monkey
