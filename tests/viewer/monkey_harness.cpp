@@ -110,7 +110,7 @@ TMonkey::TMonkey(viewer::TViewerWindow& Window, TMonkeyOptions Options)
     FWatchdog = std::thread([this] {
         // A hang never returns to the event loop, so the check of each action's time would never run:
         // this thread reports it and ends the process, long after the per-action limit.
-        const std::int64_t limit = std::max<std::int64_t>(30000, 10LL * FOpt.HangMs);
+        const std::int64_t limit = FOpt.AbortMs > 0 ? FOpt.AbortMs : std::max<std::int64_t>(30000, 10LL * FOpt.HangMs);
         while (!FDone) {
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
             if (!FDone && NowMs() - FBeat > limit) {
@@ -158,6 +158,9 @@ void TMonkey::Log(const std::string& Line)
     std::ostringstream s;
     s << '#' << FIndex << " [" << (m > 0 ? W.Atlas().GetMapDef(m).Caption : std::string("no map")) << ", "
       << ToolName(W.Tool()) << ", x" << W.Map().Magnification() << "] " << Line;
+    static const bool trace = qEnvironmentVariableIsSet("QVGEO_MONKEY_TRACE");
+    if (trace)
+        std::fprintf(stderr, "%s\n", s.str().c_str());
     std::lock_guard<std::mutex> lock(FLogMutex);
     FLog.push_back(s.str());
     while (FLog.size() > 20)
@@ -411,8 +414,16 @@ void TMonkey::MainWindowEvent()
         RandomKey(&W);
     else if (r < 92)
         RandomAction();
-    else
+    else if (r < 98)
         Wheel(&W, W.Map().mapTo(&W, MapTarget()));
+    else {
+        // The user drags the window's frame: from too small to hold the map to larger than the screen.
+        static const int widths[] = {120, 300, 640, 1000, 1600}, heights[] = {90, 240, 480, 720, 1100};
+        const QSize size(widths[Below(5)], heights[Below(5)]);
+        Log("resize to " + std::to_string(size.width()) + "x" + std::to_string(size.height()));
+        W.resize(size);
+        Settle();
+    }
 }
 
 QPoint TMonkey::MapTarget()
@@ -469,8 +480,10 @@ void TMonkey::MapEvent()
         std::string text = std::string("drag ") + (b == Qt::LeftButton ? "L " : b == Qt::RightButton ? "R " : "M ") + Str(p);
         QPoint q = p;
         std::vector<QPoint> path;
-        for (int n = 1 + Below(5); n > 0; --n) {
-            q += QPoint(Below(301) - 150, Below(301) - 150);
+        // Mostly short drags; now and then a long one that wanders far, as a drag zoom held down does.
+        const int steps = Chance(80) ? 1 + Below(5) : 6 + Below(10), reach = Chance(80) ? 150 : 400;
+        for (int n = steps; n > 0; --n) {
+            q += QPoint(Below(2 * reach + 1) - reach, Below(2 * reach + 1) - reach);
             path.push_back(q);
             text += "->" + Str(q);
         }
@@ -522,9 +535,10 @@ void TMonkey::Click(QWidget* Top, QPoint WindowPos, Qt::MouseButton Button, bool
     }
     QPointer<QWidget> top(Top);
     for (int i = 0; i < (Double ? 2 : 1) && top && !FStop; ++i) {
+        // The event loop runs between a press and its release, as it does under a hand: what the press
+        // queued (a dialog, a repaint) comes first.
         Mouse(top, WindowPos, QEvent::MouseButtonPress, Button);
-        if (!Double)
-            Settle();
+        Settle();
         if (top && (FButtons & Button))
             Mouse(top, WindowPos, QEvent::MouseButtonRelease, Button);
     }
@@ -559,7 +573,7 @@ void TMonkey::RandomWidgetClick(QWidget* Top)
     Settle();
 }
 
-void TMonkey::Key(QWidget* Top, int KeyCode, Qt::KeyboardModifiers Mods, const QString& Text)
+void TMonkey::Key(QWidget* Top, int KeyCode, Qt::KeyboardModifiers Mods, const QString& Text, int Repeats)
 {
     QWindow* win = Top->windowHandle();
     if (!win)
@@ -571,6 +585,10 @@ void TMonkey::Key(QWidget* Top, int KeyCode, Qt::KeyboardModifiers Mods, const Q
     QPointer<QWindow> w(win);
     qt_handleKeyEvent(w, QEvent::KeyPress, KeyCode, Mods, Text);
     Settle();
+    for (int i = 0; i < Repeats && w && !FStop; ++i) {
+        qt_handleKeyEvent(w, QEvent::KeyPress, KeyCode, Mods, Text, true);
+        Settle();
+    }
     if (w)
         qt_handleKeyEvent(w, QEvent::KeyRelease, KeyCode, Mods, Text);
     Settle();
@@ -620,8 +638,10 @@ void TMonkey::RandomKey(QWidget* Top)
         Log("key " + seq.toString().toStdString() + " skipped");
         return;
     }
-    Log("key " + seq.toString().toStdString());
-    Key(Top, k.key, k.mods, QString::fromUtf8(k.text));
+    // Now and then a key is held down: the press repeats as the keyboard does.
+    const int repeats = Chance(10) ? 5 + Below(30) : 0;
+    Log("key " + seq.toString().toStdString() + (repeats ? " held for " + std::to_string(repeats) + " repeats" : ""));
+    Key(Top, k.key, k.mods, QString::fromUtf8(k.text), repeats);
 }
 
 void TMonkey::RandomAction()

@@ -54,6 +54,9 @@ struct TMonkeyOptions {
     int Events = 2000;
     // One action may keep the event loop this long; longer is reported as a hang (see Tick).
     int HangMs = 2000;
+    // An action that has not returned after this long never will: the process is ended with the replay
+    // text on standard error (0: ten times HangMs, at least 30 s).
+    int AbortMs = 0;
     std::filesystem::path DataDir;     // the atlas the window was built over: watched for changes
     std::filesystem::path ScratchDir;  // files the monkey may write and open; made by the monkey
     std::set<std::string> Avoid = KnownBroken;
@@ -112,7 +115,7 @@ private:
     void Wheel(QWidget* Top, QPoint WindowPos);
     void Mouse(QWidget* Top, QPoint WindowPos, QEvent::Type Type, Qt::MouseButton Button, Qt::KeyboardModifiers Mods = {});
     void Click(QWidget* Top, QPoint WindowPos, Qt::MouseButton Button, bool Double);
-    void Key(QWidget* Top, int Key, Qt::KeyboardModifiers Mods, const QString& Text);
+    void Key(QWidget* Top, int Key, Qt::KeyboardModifiers Mods, const QString& Text, int Repeats = 0);
     void Settle();
 
     void Answer(QWidget* Modal);

@@ -1,6 +1,7 @@
 // The monkey over the real viewer window: a seeded run of random input (QVGEO_MONKEY_SEED, default 1;
-// QVGEO_MONKEY_EVENTS, default 2000; QVGEO_MONKEY_ALL=1 also does what TMonkeyOptions::Avoid steers
-// around), and the checks of the monkey itself, each shown a fault it must report.
+// QVGEO_MONKEY_EVENTS, default 2000; QVGEO_MONKEY_ALL=1 also does what monkey::KnownBroken steers
+// around, QVGEO_MONKEY_AVOID=name,name steers around those only), and the checks of the monkey itself,
+// each shown a fault it must report.
 #include "monkey_harness.h"
 
 #include <QApplication>
@@ -14,6 +15,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <thread>
 
 namespace fs = std::filesystem;
 using monkey::TMonkey;
@@ -98,6 +100,11 @@ TEST_F(ViewerMonkey, RandomSessionBreaksNothing)
     TMonkeyOptions o = Options(EnvNumber("QVGEO_MONKEY_SEED", 1), int(EnvNumber("QVGEO_MONKEY_EVENTS", 2000)));
     if (qgetenv("QVGEO_MONKEY_ALL") == "1")
         o.Avoid.clear();
+    if (qEnvironmentVariableIsSet("QVGEO_MONKEY_AVOID")) {  // names, comma-separated: what to avoid instead
+        o.Avoid.clear();
+        for (const QString& n : qEnvironmentVariable("QVGEO_MONKEY_AVOID").split(',', Qt::SkipEmptyParts))
+            o.Avoid.insert(n.trimmed().toStdString());
+    }
     TMonkey m(*W, o);
     const std::string fault = m.Run();
     EXPECT_EQ(fault, "") << m.Replay();
@@ -155,6 +162,24 @@ TEST_F(ViewerMonkey, ReportsEveryKindOfFault)
         for (QProgressDialog* p : W->findChildren<QProgressDialog*>())
             delete p;
     }
+}
+
+// An action that never returns cannot be timed when it is over: the watchdog ends the process with the
+// replay text.
+TEST_F(ViewerMonkey, HangEndsTheProcessWithTheReplay)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    TMonkeyOptions o = Options(11, 10);
+    o.AbortMs = 300;
+    EXPECT_DEATH(
+        {
+            TMonkey m(*W, o);
+            m.Act("endless paint", [] {
+                for (;;)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            });
+        },
+        "a hang(.|\n)*monkey seed 11(.|\n)*#1 .*endless paint");
 }
 
 // A modal dialog opened by an action is worked and answered by the monkey (the action returns), the time
