@@ -161,6 +161,8 @@ void TMonkey::Log(const std::string& Line)
     static const bool trace = qEnvironmentVariableIsSet("QVGEO_MONKEY_TRACE");
     if (trace)
         std::fprintf(stderr, "%s\n", s.str().c_str());
+    if (!FFrames.empty() && FFrames.back().First.empty())
+        FFrames.back().First = s.str();
     std::lock_guard<std::mutex> lock(FLogMutex);
     FLog.push_back(s.str());
     while (FLog.size() > 20)
@@ -191,7 +193,8 @@ std::string TMonkey::Replay() const
     std::lock_guard<std::mutex> lock(FLogMutex);
     std::ostringstream s;
     s << "monkey seed " << FOpt.Seed << ", event " << FIndex << " of " << FOpt.Events << ": "
-      << (FFault.empty() ? "no fault" : FFault) << "\nlast events:\n";
+      << (FFault.empty() ? "no fault" : FFault) << "\nslowest action: " << FSlowestMs << " ms, " << FSlowestAction
+      << "\nlast events:\n";
     for (const std::string& l : FLog)
         s << "  " << l << '\n';
     s << "replay: QVGEO_MONKEY_SEED=" << FOpt.Seed << " QVGEO_MONKEY_EVENTS=" << FIndex
@@ -234,10 +237,8 @@ std::string TMonkey::Act(const std::string& Description, const std::function<voi
         } catch (...) {
             SetFault("an exception of unknown type left an event handler");
         }
-        const qint64 own = FFrames.back().Clock.elapsed() - FFrames.back().NestedMs;
+        Checkpoint();
         FFrames.pop_back();
-        if (own > FOpt.HangMs)
-            SetFault("one action kept the event loop for " + std::to_string(own) + " ms");
     } else {
         Tick();
     }
@@ -285,12 +286,28 @@ void TMonkey::CheckAfterAction()
     FFiles = now;
 }
 
+void TMonkey::Checkpoint()
+{
+    // Each input event with the work it queued is timed up to here, without the actions nested in it (the
+    // events a modal dialog it opened got): what is measured is how long the event loop was kept from
+    // running. It catches hangs and runaway loops (an endless paint, a dialog that never gives control
+    // back), not slowness: the limit is far above what any normal event takes.
+    Beat();
+    if (FFrames.empty())
+        return;
+    TFrame& f = FFrames.back();
+    const qint64 elapsed = f.Clock.elapsed();
+    const qint64 own = (elapsed - f.MarkElapsed) - (f.NestedMs - f.MarkNested);
+    f.MarkElapsed = elapsed;
+    f.MarkNested = f.NestedMs;
+    if (own > FSlowestMs)
+        FSlowestMs = own, FSlowestAction = f.First;
+    if (own > FOpt.HangMs)
+        SetFault("one event kept the event loop for " + std::to_string(own) + " ms");
+}
+
 void TMonkey::Tick()
 {
-    // Each action is timed without the actions nested in it (the events a modal dialog it opened got):
-    // what is measured is how long the event loop was kept from running. It catches hangs and runaway
-    // loops (an endless paint, a dialog that never returns control), not slowness: the limit is far
-    // above any normal action.
     Beat();
     FFrames.push_back({});
     FFrames.back().Clock.start();
@@ -302,13 +319,11 @@ void TMonkey::Tick()
     } catch (...) {
         SetFault("an exception of unknown type left an event handler");
     }
+    Checkpoint();
     const qint64 total = FFrames.back().Clock.elapsed();
-    const qint64 own = total - FFrames.back().NestedMs;
     FFrames.pop_back();
     if (!FFrames.empty())
         FFrames.back().NestedMs += total;
-    if (own > FOpt.HangMs)
-        SetFault("one action kept the event loop for " + std::to_string(own) + " ms");
     Beat();
 }
 
@@ -340,6 +355,7 @@ void TMonkey::Pulse()
 void TMonkey::Settle()
 {
     QCoreApplication::processEvents();
+    Checkpoint();
 }
 
 void TMonkey::OneEvent()

@@ -2,7 +2,7 @@
 // delivered through Qt's own input path (so modality, mouse grabs, double-click detection and shortcuts
 // behave as for a user), with the checks a user would make after every action:
 // - no exception got out of an event handler (it would end the program in a user's hands);
-// - no single action kept the event loop away for longer than the hang limit;
+// - no single input event kept the event loop away for longer than the hang limit;
 // - no file of the data folder changed unless a save into it was answered;
 // - no landmark moved unless a drag that started in the move tool carried it;
 // - no progress dialog stays open once the action that opened it has returned.
@@ -52,7 +52,7 @@ inline const std::set<std::string> KnownBroken = {"utm-add-point", "dblclick-lan
 struct TMonkeyOptions {
     std::uint64_t Seed = 1;
     int Events = 2000;
-    // One action may keep the event loop this long; longer is reported as a hang (see Tick).
+    // One input event may keep the event loop this long; longer is reported as a hang (see Checkpoint).
     int HangMs = 2000;
     // An action that has not returned after this long never will: the process is ended with the replay
     // text on standard error (0: ten times HangMs, at least 30 s).
@@ -78,6 +78,10 @@ public:
     // The seed, the event number, the fault and the last events: what replays a run.
     std::string Replay() const;
     int EventsMade() const { return FIndex; }
+    // The longest time one input event kept the event loop (nested actions not counted), ms, and the
+    // action it was part of.
+    qint64 SlowestMs() const { return FSlowestMs; }
+    const std::string& SlowestAction() const { return FSlowestAction; }
     // Every save the monkey answered into the data folder, in order.
     const std::vector<std::filesystem::path>& SavedIntoData() const { return FSavedIntoData; }
 
@@ -86,6 +90,8 @@ private:
         QElapsedTimer Clock;
         qint64 NestedMs = 0;  // time spent in actions nested inside this one (in modal dialogs)
         int LoopLevel = 0;
+        std::string First;  // the first event logged in it
+        qint64 MarkElapsed = 0, MarkNested = 0;  // the clock and NestedMs at the last checkpoint
     };
     struct TFileState {
         std::uintmax_t Size = 0;
@@ -117,6 +123,7 @@ private:
     void Click(QWidget* Top, QPoint WindowPos, Qt::MouseButton Button, bool Double);
     void Key(QWidget* Top, int Key, Qt::KeyboardModifiers Mods, const QString& Text, int Repeats = 0);
     void Settle();
+    void Checkpoint();
 
     void Answer(QWidget* Modal);
     void AnswerFile(QFileDialog& Dialog);
@@ -151,6 +158,8 @@ private:
     std::set<std::filesystem::path> FSavedThisAction;
     std::vector<std::filesystem::path> FOpenPool, FFolderPool;
     int FOutCount = 0;
+    qint64 FSlowestMs = 0;
+    std::string FSlowestAction;
 
     mutable std::mutex FLogMutex;
     std::deque<std::string> FLog;

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <thread>
 
@@ -109,6 +110,8 @@ TEST_F(ViewerMonkey, RandomSessionBreaksNothing)
     const std::string fault = m.Run();
     EXPECT_EQ(fault, "") << m.Replay();
     EXPECT_EQ(m.EventsMade(), o.Events) << m.Replay();
+    std::printf("monkey seed %llu: %d events, slowest action %lld ms: %s\n", static_cast<unsigned long long>(o.Seed),
+                m.EventsMade(), static_cast<long long>(m.SlowestMs()), m.SlowestAction().c_str());
     // The data folder holds what the saves wrote and nothing else changed (checked after every action).
     for (const fs::path& f : m.SavedIntoData())
         EXPECT_TRUE(fs::exists(f)) << f;
@@ -146,7 +149,7 @@ TEST_F(ViewerMonkey, ReportsEveryKindOfFault)
              while (std::chrono::steady_clock::now() < end) {
              }
          },
-         "kept the event loop"},
+         "event kept the event loop"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
