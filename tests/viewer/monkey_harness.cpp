@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -157,7 +158,8 @@ void TMonkey::Log(const std::string& Line)
     const std::int32_t m = W.Atlas().CurrentMap();
     std::ostringstream s;
     s << '#' << FIndex << " [" << (m > 0 ? W.Atlas().GetMapDef(m).Caption : std::string("no map")) << ", "
-      << ToolName(W.Tool()) << ", x" << W.Map().Magnification() << "] " << Line;
+      << ToolName(W.Tool()) << ", x" << W.Map().Magnification() << " at " << W.Map().TopLeft().X << ","
+      << W.Map().TopLeft().Y << ", " << W.Map().width() << "x" << W.Map().height() << "] " << Line;
     static const bool trace = qEnvironmentVariableIsSet("QVGEO_MONKEY_TRACE");
     if (trace)
         std::fprintf(stderr, "%s\n", s.str().c_str());
@@ -244,10 +246,23 @@ std::string TMonkey::Act(const std::string& Description, const std::function<voi
     }
     if (!FStop) {
         const auto after = LandmarkPlaces();
-        if (after.size() == places.size() && !FMoveAllowed && !FLoadedFile)
+        const auto same = [](double A, double B) { return A == B || (std::isnan(A) && std::isnan(B)); };
+        // Longitudes up to 360 degrees either way: a map across the date line may count on past 180.
+        for (std::size_t k = 0; k < after.size() && !FStop; ++k)
+            if (!(std::fabs(after[k].first) <= 90 && std::fabs(after[k].second) <= 360)) {
+                std::ostringstream m;
+                m.precision(9);
+                m << "landmark " << k + 1 << " lies at no place on earth: " << after[k].first << ", " << after[k].second;
+                SetFault(m.str());
+            }
+        if (!FStop && after.size() == places.size() && !FMoveAllowed && !FLoadedFile)
             for (std::size_t k = 0; k < after.size(); ++k)
-                if (after[k] != places[k]) {
-                    SetFault("landmark " + std::to_string(k + 1) + " moved though no move-tool drag carried it");
+                if (!same(after[k].first, places[k].first) || !same(after[k].second, places[k].second)) {
+                    std::ostringstream m;
+                    m.precision(9);
+                    m << "landmark " << k + 1 << " moved from " << places[k].first << ", " << places[k].second << " to "
+                      << after[k].first << ", " << after[k].second << " though no move-tool drag carried it";
+                    SetFault(m.str());
                     break;
                 }
     }
@@ -403,7 +418,7 @@ void TMonkey::OneEvent()
     if (ending)
         return;
     if (nested) {
-        Log("nothing to do in the nested loop");
+        --FIndex;  // a modal loop still winding down after its dialog closed: not an event
         return;
     }
     if (Chance(5)) {
@@ -470,12 +485,33 @@ QPoint TMonkey::MapTarget()
     return {Below(w), Below(h)};
 }
 
+bool TMonkey::AvoidPlacingAt(QPoint MapLocal)
+{
+    if (W.Tool() != viewer::TTool::PlaceLandmark)
+        return false;
+    qv::TGeoMap& map = W.Map();
+    const qv::TPoint p = map.ControlToMapImage({MapLocal.x(), MapLocal.y()});
+    if (Avoiding("off-map-place") && !(p.X >= 0 && p.Y >= 0 && p.X < map.MapWidth() && p.Y < map.MapHeight())) {
+        Log("press off the map image in the place tool skipped (off-map-place)");
+        return true;
+    }
+    qv::TCoords c;
+    if (Avoiding("degenerate-calibration") && map.Calibration().CalcPosition(p, c) &&
+        !(std::isfinite(c.Latit) && std::isfinite(c.Longit))) {
+        Log("press in the place tool where the calibration gives no number skipped (degenerate-calibration)");
+        return true;
+    }
+    return false;
+}
+
 void TMonkey::MapEvent()
 {
     QWidget* map = &W.Map();
     const auto at = [&](QPoint Local) { return map->mapTo(&W, Local); };
     const QPoint p = MapTarget();
     const viewer::TTool tool = W.Tool();
+    if (AvoidPlacingAt(p))
+        return;
     const int r = Below(100);
     if (r < 30) {
         Log("click L " + Str(p));
@@ -500,9 +536,16 @@ void TMonkey::MapEvent()
         const int steps = Chance(80) ? 1 + Below(5) : 6 + Below(10), reach = Chance(80) ? 150 : 400;
         for (int n = steps; n > 0; --n) {
             q += QPoint(Below(2 * reach + 1) - reach, Below(2 * reach + 1) - reach);
+            if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark && Avoiding("off-map-place")) {
+                const qv::TPoint i = W.Map().ControlToMapImage({q.x(), q.y()});
+                if (!(i.X >= 0 && i.Y >= 0 && i.X < W.Map().MapWidth() && i.Y < W.Map().MapHeight()))
+                    continue;  // a landmark carried off the map image
+            }
             path.push_back(q);
             text += "->" + Str(q);
         }
+        if (path.empty())
+            path.push_back(p);
         Log(text);
         if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark)
             FMoveAllowed = true;
@@ -580,6 +623,8 @@ void TMonkey::RandomWidgetClick(QWidget* Top)
             pool.push_back(w);
     QWidget* w = pool.empty() ? Top : pool[std::size_t(Below(int(pool.size())))];
     const QPoint local(Below(std::max(1, w->width())), Below(std::max(1, w->height())));
+    if (w == &W.Map() && AvoidPlacingAt(local))
+        return;
     const QPoint at = w->mapTo(Top, local);
     const bool dbl = Chance(10);
     const Qt::MouseButton b = Chance(85) ? Qt::LeftButton : Qt::RightButton;

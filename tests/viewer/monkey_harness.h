@@ -4,7 +4,8 @@
 // - no exception got out of an event handler (it would end the program in a user's hands);
 // - no single input event kept the event loop away for longer than the hang limit;
 // - no file of the data folder changed unless a save into it was answered;
-// - no landmark moved unless a drag that started in the move tool carried it;
+// - no landmark moved unless a drag that started in the move tool carried it, and none lies at no place
+//   on earth (a latitude past 90 degrees, not a number);
 // - no progress dialog stays open once the action that opened it has returned.
 // Modal dialogs get a few random events of their own and are then answered; file dialogs are answered at
 // once, always with paths inside the scratch or data folder, so nothing outside the temp folder is written.
@@ -46,8 +47,13 @@ namespace monkey {
 // - "broken-images": the folder of broken map images offered to "Add map folder" (the loading dialog
 //   never ends).
 // - "huge-caption": the landmark file whose caption is 5000 points high offered to "Open landmarks".
-inline const std::set<std::string> KnownBroken = {"utm-add-point", "dblclick-landmark", "extreme-zoom",
-                                                  "broken-images", "huge-caption"};
+// - "off-map-place": a press of the place tool off the map image, or a landmark carried off it by the move
+//   tool (the calibration extrapolates, and the landmark lands at latitudes like -480 or 1593).
+// - "degenerate-calibration": a press of the place tool where the map's calibration gives no number (a
+//   fit with fewer points than its model needs; the landmark gets a NaN place).
+inline const std::set<std::string> KnownBroken = {"utm-add-point",  "dblclick-landmark", "extreme-zoom",
+                                                  "broken-images",  "huge-caption",      "off-map-place",
+                                                  "degenerate-calibration"};
 
 struct TMonkeyOptions {
     std::uint64_t Seed = 1;
@@ -114,6 +120,7 @@ private:
     void EventInto(QWidget* Top);
     void MainWindowEvent();
     void MapEvent();
+    bool AvoidPlacingAt(QPoint MapLocal);
     QPoint MapTarget();
     void RandomWidgetClick(QWidget* Top);
     void RandomKey(QWidget* Top);

@@ -141,6 +141,9 @@ TEST_F(ViewerMonkey, ReportsEveryKindOfFault)
              W->Map().SetLandMarkData(1, l);
          },
          "landmark 1 moved"},
+        {"landmark at no place",
+         [&] { W->Map().AddLandMark(-417.6, 250.1, 0); },
+         "lies at no place on earth: -417.6, 250.1"},
         {"progress dialog left open",
          [&] { new QProgressDialog("stuck", "Cancel", 0, 10, W.get()); }, "\"stuck\" is still open"},
         {"a long action",
