@@ -485,23 +485,19 @@ QPoint TMonkey::MapTarget()
     return {Below(w), Below(h)};
 }
 
+bool TMonkey::OnEarth(QPoint MapLocal)
+{
+    qv::TCoords c;
+    return W.Map().Calibration().CalcPosition(W.Map().ControlToMapImage({MapLocal.x(), MapLocal.y()}), c) &&
+           std::fabs(c.Latit) <= 90 && std::fabs(c.Longit) <= 360;
+}
+
 bool TMonkey::AvoidPlacingAt(QPoint MapLocal)
 {
-    if (W.Tool() != viewer::TTool::PlaceLandmark)
+    if (W.Tool() != viewer::TTool::PlaceLandmark || !Avoiding("impossible-place") || OnEarth(MapLocal))
         return false;
-    qv::TGeoMap& map = W.Map();
-    const qv::TPoint p = map.ControlToMapImage({MapLocal.x(), MapLocal.y()});
-    if (Avoiding("off-map-place") && !(p.X >= 0 && p.Y >= 0 && p.X < map.MapWidth() && p.Y < map.MapHeight())) {
-        Log("press off the map image in the place tool skipped (off-map-place)");
-        return true;
-    }
-    qv::TCoords c;
-    if (Avoiding("degenerate-calibration") && map.Calibration().CalcPosition(p, c) &&
-        !(std::isfinite(c.Latit) && std::isfinite(c.Longit))) {
-        Log("press in the place tool where the calibration gives no number skipped (degenerate-calibration)");
-        return true;
-    }
-    return false;
+    Log("press of the place tool where the calibration gives no place on earth skipped (impossible-place)");
+    return true;
 }
 
 void TMonkey::MapEvent()
@@ -536,11 +532,8 @@ void TMonkey::MapEvent()
         const int steps = Chance(80) ? 1 + Below(5) : 6 + Below(10), reach = Chance(80) ? 150 : 400;
         for (int n = steps; n > 0; --n) {
             q += QPoint(Below(2 * reach + 1) - reach, Below(2 * reach + 1) - reach);
-            if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark && Avoiding("off-map-place")) {
-                const qv::TPoint i = W.Map().ControlToMapImage({q.x(), q.y()});
-                if (!(i.X >= 0 && i.Y >= 0 && i.X < W.Map().MapWidth() && i.Y < W.Map().MapHeight()))
-                    continue;  // a landmark carried off the map image
-            }
+            if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark && Avoiding("impossible-place") && !OnEarth(q))
+                continue;  // the landmark would be carried to no place on earth
             path.push_back(q);
             text += "->" + Str(q);
         }

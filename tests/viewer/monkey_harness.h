@@ -47,13 +47,12 @@ namespace monkey {
 // - "broken-images": the folder of broken map images offered to "Add map folder" (the loading dialog
 //   never ends).
 // - "huge-caption": the landmark file whose caption is 5000 points high offered to "Open landmarks".
-// - "off-map-place": a press of the place tool off the map image, or a landmark carried off it by the move
-//   tool (the calibration extrapolates, and the landmark lands at latitudes like -480 or 1593).
-// - "degenerate-calibration": a press of the place tool where the map's calibration gives no number (a
-//   fit with fewer points than its model needs; the landmark gets a NaN place).
-inline const std::set<std::string> KnownBroken = {"utm-add-point",  "dblclick-landmark", "extreme-zoom",
-                                                  "broken-images",  "huge-caption",      "off-map-place",
-                                                  "degenerate-calibration"};
+// - "impossible-place": a press of the place tool, or a move-tool drag of a landmark, to a pixel where the
+//   map's calibration gives no place on earth: off the map image it extrapolates (latitude -480), a fit
+//   with fewer points than its model needs gives NaN, a wild reference point gives 92.8 inside the image;
+//   the landmark is taken there all the same.
+inline const std::set<std::string> KnownBroken = {"utm-add-point", "dblclick-landmark", "extreme-zoom",
+                                                  "broken-images", "huge-caption",      "impossible-place"};
 
 struct TMonkeyOptions {
     std::uint64_t Seed = 1;
@@ -121,6 +120,7 @@ private:
     void MainWindowEvent();
     void MapEvent();
     bool AvoidPlacingAt(QPoint MapLocal);
+    bool OnEarth(QPoint MapLocal);
     QPoint MapTarget();
     void RandomWidgetClick(QWidget* Top);
     void RandomKey(QWidget* Top);
