@@ -616,9 +616,10 @@ void TMonkey::RandomWidgetClick(QWidget* Top)
             pool.push_back(w);
     QWidget* w = pool.empty() ? Top : pool[std::size_t(Below(int(pool.size())))];
     const QPoint local(Below(std::max(1, w->width())), Below(std::max(1, w->height())));
-    if (w == &W.Map() && AvoidPlacingAt(local))
-        return;
     const QPoint at = w->mapTo(Top, local);
+    // The press goes to whatever lies under it: a click on the atlas may land on its map.
+    if (Top->childAt(at) == &W.Map() && AvoidPlacingAt(W.Map().mapFrom(Top, at)))
+        return;
     const bool dbl = Chance(10);
     const Qt::MouseButton b = Chance(85) ? Qt::LeftButton : Qt::RightButton;
     Log(std::string(dbl ? "double click " : "click ") + (b == Qt::LeftButton ? "L " : "R ") + "on " +
