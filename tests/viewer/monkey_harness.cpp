@@ -618,9 +618,12 @@ void TMonkey::RandomWidgetClick(QWidget* Top)
     const QPoint local(Below(std::max(1, w->width())), Below(std::max(1, w->height())));
     const QPoint at = w->mapTo(Top, local);
     // The press goes to whatever lies under it: a click on the atlas may land on its map.
-    if (Top->childAt(at) == &W.Map() && AvoidPlacingAt(W.Map().mapFrom(Top, at)))
-        return;
     const bool dbl = Chance(10);
+    const viewer::TTool tool = W.Tool();
+    if (Top->childAt(at) == &W.Map() &&
+        (AvoidPlacingAt(W.Map().mapFrom(Top, at)) ||
+         (dbl && Avoiding("dblclick-landmark") && (tool == viewer::TTool::MoveLandmark || tool == viewer::TTool::DeleteLandmark))))
+        return;
     const Qt::MouseButton b = Chance(85) ? Qt::LeftButton : Qt::RightButton;
     Log(std::string(dbl ? "double click " : "click ") + (b == Qt::LeftButton ? "L " : "R ") + "on " +
         w->metaObject()->className() + " \"" + w->objectName().toStdString() + "\" " + Str(local));
