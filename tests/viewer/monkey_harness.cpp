@@ -181,7 +181,15 @@ std::string TMonkey::Replay() const
       << "\nlast events:\n";
     for (const std::string& l : FLog)
         s << "  " << l << '\n';
-    s << "replay: QVGEO_MONKEY_SEED=" << FOpt.Seed << " QVGEO_MONKEY_EVENTS=" << FIndex
+    s << "replay: QVGEO_MONKEY_SEED=" << FOpt.Seed << " QVGEO_MONKEY_EVENTS=" << FIndex;
+    if (FOpt.Avoid != KnownBroken) {
+        s << " QVGEO_MONKEY_AVOID=";
+        for (const std::string& a : FOpt.Avoid)
+            s << a << (a == *FOpt.Avoid.rbegin() ? "" : ",");
+        if (FOpt.Avoid.empty())
+            s << ",";  // set but naming nothing: avoid nothing
+    }
+    s
       << " build/tests/test_viewer --gtest_filter='ViewerMonkey.*'\n";
     return s.str();
 }
