@@ -191,7 +191,6 @@ TEST_F(ViewerMonkey, HangEndsTheProcessWithTheReplay)
 TEST_F(ViewerMonkey, ModalDialogsAreAnsweredAndSavesAllowed)
 {
     TMonkeyOptions o = Options(3, 400);
-    o.HangMs = 1000;
     TMonkey m(*W, o);
     int answered = 0;
     for (int i = 0; i < 20; ++i)
