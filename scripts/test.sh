@@ -8,6 +8,9 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 "$here/scripts/install-deps.sh"
 jobs=$(nproc)
 
+# The viewer's monkey (ViewerMonkey.* in test_viewer) runs with the rest in both builds: 2000 random
+# events from seed 1 unless QVGEO_MONKEY_SEED / QVGEO_MONKEY_EVENTS say otherwise. A longer run by hand:
+#   QVGEO_MONKEY_SEED=7 QVGEO_MONKEY_EVENTS=20000 build/tests/test_viewer --gtest_filter='ViewerMonkey.Random*'
 "$here/scripts/build.sh" "$here/build" -DCMAKE_BUILD_TYPE=Release
 (cd "$here/build" && ctest --output-on-failure --parallel "$jobs")
 
