@@ -110,6 +110,14 @@ void TViewerWindow::InitInteraction()
     map.OnContinueRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(1, X, Y); };
     map.OnEndRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(2, X, Y); };
     map.OnResize = [this](qv::TCustomControl&) { MapResized(); };
+    // A click of the place tool where the calibration gives no place on earth (far off the image, or a
+    // fit gone wrong) places nothing rather than a landmark no map can show.
+    map.OnLandMarkAction = [this](qv::TGeoMap&, bool& Allowed, qv::TLandMarkAction Action, const qv::TLandMark& L) {
+        if (Action == qv::lmaAdd && FTool == TTool::PlaceLandmark && !OnEarth(L.Latitude, L.Longitude)) {
+            Allowed = false;
+            ReportError("No place on earth here: no landmark placed");
+        }
+    };
     FMapSize = map.size();
     map.installEventFilter(this);
     // The keys pan and zoom the map from the start, without a click on it first.
@@ -256,7 +264,7 @@ void TViewerWindow::BandEvent(int Kind, std::int32_t MapX, std::int32_t MapY)
     if (Map().MouseAction() != qv::maRubberBand)
         return;  // the selection rectangle begins with the same event
     qv::TCoords c;
-    const bool placed = HasCalibration() && Map().Calibration().CalcPosition({MapX, MapY}, c);
+    const bool placed = HasCalibration() && Map().Calibration().CalcPosition({MapX, MapY}, c) && OnEarth(c.Latit, c.Longit);
     if (Kind == 0) {
         FBandView = ViewKey();
         if (!placed) {

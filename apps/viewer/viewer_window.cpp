@@ -393,7 +393,7 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
     bool v1 = false, v2 = false;
     Lat = Map().CalcLatitude(p.X, p.Y, v1);
     Long = Map().CalcLongitude(p.X, p.Y, v2);
-    return v1 && v2 && FAtlas->CurrentMap() > 0;
+    return v1 && v2 && FAtlas->CurrentMap() > 0 && OnEarth(Lat, Long);
 }
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)

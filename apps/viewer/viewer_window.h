@@ -19,6 +19,7 @@
 
 #include <QMainWindow>
 
+#include <cmath>
 #include <functional>
 #include <map>
 #include <memory>
@@ -31,6 +32,11 @@ class QMenu;
 class QProgressDialog;
 
 namespace viewer {
+
+// Whether a calibration's answer is a place a landmark or a measurement can stand on: finite, latitude
+// within ±90°, longitude within ±360° (a map across the date line may count on past 180°). A calibration
+// extrapolates beyond its image without limit and says the result is valid.
+inline bool OnEarth(double Lat, double Long) { return std::fabs(Lat) <= 90.0 && std::fabs(Long) <= 360.0; }
 
 // Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting and moving
 // landmarks (a double click in either edits the landmark), calibration points.
