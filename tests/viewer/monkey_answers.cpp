@@ -212,8 +212,10 @@ void TMonkey::MakeScratch()
     if (!Avoiding("broken-images")) {
         const fs::path b = s / "broken-maps";
         fs::create_directories(b);
-        std::string world = ReadFile(maps / "world.xml");
-        const std::string jpg = ReadFile(maps / "world.jpg");
+        // From the bundled samples, not the atlas's copy: a monkey (or a test of it) may have removed that.
+        const fs::path samples = QVGEO_SOURCE_DIR "/data/samples";
+        std::string world = ReadFile(samples / "world.xml");
+        const std::string jpg = ReadFile(samples / "world.jpg");
         for (const char* name : {"text", "truncated"}) {
             std::string cal = world;
             cal.replace(cal.find("map=\"world.jpg\""), 15, std::string("map=\"") + name + ".jpg\"");
