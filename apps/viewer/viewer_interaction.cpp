@@ -105,6 +105,11 @@ void TViewerWindow::InitInteraction()
     // What the controls catch in their own handlers comes here instead of going to the log.
     const auto report = [this](const std::exception& E) { ReportError(QString::fromUtf8(E.what())); };
     FAtlas->OnError = report;
+    FAtlas->OnMapChanging = [this](qv::TGeoAtlas&, std::int32_t) {
+        bool leave = false;  // a failing question keeps the map and its changes
+        Guard([&] { leave = ConfirmLeaveMap(); });
+        return leave;
+    };
     map.OnError = report;
     map.OnBeginRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(0, X, Y); };
     map.OnContinueRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(1, X, Y); };
@@ -175,12 +180,17 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift,
     // A drag whose release never came (a dialog opened meanwhile takes it) ends here.
     FDragged = 0;
     FDraggedCalPoint = 0;
+    if (Button == qv::mbLeft && Shift.Contains(qv::ssDouble) && FTool == TTool::DeleteLandmark)
+        RestoreJustDeleted();  // the first press of a double click asked for an edit, not a deletion
+    FJustDeleted.reset();
     if (Button != qv::mbLeft || Shift.Contains(qv::ssDouble))
         return;  // the press of a double click opens the editor (MapDblClick) and starts nothing
     switch (FTool) {
     case TTool::DeleteLandmark:
-        if (const std::int32_t k = LandmarkAt(X, Y))
+        if (const std::int32_t k = LandmarkAt(X, Y)) {
+            FJustDeleted = std::pair(k, Map().GetLandMarkData(k));
             Map().RemoveLandMark(k);
+        }
         break;
     case TTool::MoveLandmark: FDragged = LandmarkAt(X, Y); break;
     case TTool::CalibPoint: {
@@ -239,6 +249,23 @@ void TViewerWindow::MapMouseUp(std::int32_t X, std::int32_t Y)
     }
     UpdateMapInfo();
     UpdatePointer(X, Y);
+}
+
+void TViewerWindow::RestoreJustDeleted()
+{
+    if (!FJustDeleted)
+        return;
+    // Back at its number, so that the list, and the file it is saved to, are as before the press: removing
+    // moved the last landmark into its number, which goes back to the end.
+    const auto [k, data] = *FJustDeleted;
+    FJustDeleted.reset();
+    const std::int32_t last = Map().AddLandMark(data.Latitude, data.Longitude, data.Altitude);
+    if (last < k)
+        return;  // refused (0): nothing to put back into
+    if (last > k)
+        Map().SetLandMarkData(last, Map().GetLandMarkData(k));
+    Map().SetLandMarkData(k, data);
+    Map().Paint();
 }
 
 void TViewerWindow::MapDblClick()
@@ -652,6 +679,22 @@ bool TViewerWindow::ConfirmClose()
     if (answer == QMessageBox::Discard)
         return true;
     return answer == QMessageBox::Save && SaveChanges(landmarks, calibration);
+}
+
+bool TViewerWindow::ConfirmLeaveMap()
+{
+    // Only the map shown has a calibration in the view: one replaced unsaved is lost.
+    if (!CalibrationModified())
+        return true;
+    QMessageBox box(QMessageBox::Warning, "Switch map", "There are unsaved changes to the calibration of the map shown.",
+                    QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText("Save them before another map replaces it?");
+    box.setDefaultButton(QMessageBox::Save);
+    box.setEscapeButton(QMessageBox::Cancel);
+    const int answer = box.exec();
+    if (answer == QMessageBox::Discard)
+        return true;
+    return answer == QMessageBox::Save && SaveChanges(false, true);
 }
 
 bool TViewerWindow::SaveChanges(bool Landmarks, bool Calibration)

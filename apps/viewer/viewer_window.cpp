@@ -191,6 +191,7 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnCBoxMapsChange = {};
     FAtlas->OnDblClick = {};
     FAtlas->OnError = {};
+    FAtlas->OnMapChanging = {};
     Map().OnDataLoading = {};
     Map().OnError = {};
     Map().OnResize = {};
@@ -214,6 +215,8 @@ void TViewerWindow::BuildActions()
     const auto guarded = [this](std::function<void()> Body) { return [this, Body] { Guard(Body); }; };
     QMenu* file = menuBar()->addMenu("&File");
     file->addAction("Open &image to calibrate...", QKeySequence("Ctrl+I"), this, guarded([this] {
+        if (!ConfirmLeaveMap())
+            return;
         const QString f = QFileDialog::getOpenFileName(this, "Open an image to calibrate", {}, "Images (*.bmp *.jpg *.jpeg)");
         QString error;
         if (!f.isEmpty() && !OpenImage(f, error))

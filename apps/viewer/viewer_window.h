@@ -22,6 +22,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 class QAction;
@@ -152,6 +153,10 @@ private:
     void MapMouseMove(qv::TShiftState Shift, std::int32_t X, std::int32_t Y);
     void MapMouseUp(std::int32_t X, std::int32_t Y);
     void MapDblClick();
+    // Puts back the landmark the last press of the delete tool removed (the first press of a double click).
+    void RestoreJustDeleted();
+    // Before the map shown is replaced: asks whether to save unsaved calibration changes; false: stay.
+    bool ConfirmLeaveMap();
     void ReportError(const QString& Message);
     // Called by every frame the map renders: the status bar, and what follows a change of map or view.
     void ViewRendered();
@@ -184,6 +189,8 @@ private:
     TCalibEditor* FCalibEditor = nullptr;
     qv::TSymbolRepository FSymbols;
     std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
+    // The landmark the last press of the delete tool removed, with its number; until the next press.
+    std::optional<std::pair<std::int32_t, qv::TLandMark>> FJustDeleted;
     int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
     QString FFolderReport;
