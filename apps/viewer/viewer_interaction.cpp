@@ -108,6 +108,8 @@ void TViewerWindow::InitInteraction()
     FAtlas->OnMapChanging = [this](qv::TGeoAtlas&, std::int32_t) {
         bool leave = false;  // a failing question keeps the map and its changes
         Guard([&] { leave = ConfirmLeaveMap(); });
+        if (!leave)
+            Map().setFocus();  // as after a choice: the keys pan the map, not walk the list into the question
         return leave;
     };
     map.OnError = report;
@@ -414,6 +416,9 @@ void TViewerWindow::ViewRendered()
         // first frame the screen shows.
         QMetaObject::invokeMethod(this, [this] { Guard([this] { ApplyGraticule(); }); }, Qt::QueuedConnection);
     }
+    // The map moved, changed or was calibrated otherwise under a pointer that stayed: its place is another.
+    if (!(now == FShownView))
+        UpdatePointer(FPointer.X, FPointer.Y);
     FShownView = now;
     UpdateMapInfo();
 }

@@ -154,6 +154,7 @@ TEST_F(GapSession, SwitchingMapsAsksAboutUnsavedCalibration)
             EXPECT_EQ(W->Atlas().MapSelector()->currentIndex(), austria - 1);
             EXPECT_EQ(qv::ValidCalQuads(W->Map().CalibData()), points);  // the change is still there
             EXPECT_TRUE(W->CalibrationModified());
+            EXPECT_EQ(W->focusWidget(), &W->Map());  // the arrow keys pan, not walk the list again
         }
         EXPECT_EQ(asked, c.Answer == QMessageBox::Save ? 1 : 0);
         EXPECT_EQ(fs::exists(saved), c.Answer == QMessageBox::Save);
@@ -167,10 +168,15 @@ TEST_F(GapSession, SwitchingMapsAsksAboutUnsavedCalibration)
     }
 }
 
-// The image opened to calibrate is what the status bar names, not the atlas map shown before it.
+// The image opened to calibrate is what the status bar names, not the atlas map shown before it, and the
+// pointer's place is no longer the old map's.
 TEST_F(GapSession, OpenedImageIsNamedInTheStatusBar)
 {
     ChooseMap("austria.xml");
+    const QPoint graz = At(kGrazLat, kGrazLong);
+    QTest::mouseMove(&W->Map(), graz);
+    ASSERT_EQ(W->PositionLabel()->text(), W->PositionText(graz.x(), graz.y()));
+    ASSERT_TRUE(W->PositionLabel()->text().contains('N'));
     const fs::path image = Dir / "fresh-scan.bmp";
     fs::copy_file(Dir / "data" / "maps" / "calib-vienna.bmp", image, fs::copy_options::overwrite_existing);
     QString error;
@@ -180,6 +186,8 @@ TEST_F(GapSession, OpenedImageIsNamedInTheStatusBar)
     EXPECT_TRUE(text.startsWith("fresh-scan")) << text.toStdString();
     EXPECT_FALSE(text.contains(QString::fromStdString(W->Atlas().GetMapDef(W->MapNumber("austria.xml")).Caption)))
         << text.toStdString();
+    EXPECT_EQ(W->PositionLabel()->text(), "no calibration");
+    EXPECT_EQ(W->UTMLabel()->text(), W->UTMText(graz.x(), graz.y()));
 }
 
 // ---- the widgets' own handlers ----
