@@ -25,6 +25,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -368,9 +369,15 @@ void TViewerWindow::UpdatePointer(std::int32_t X, std::int32_t Y)
     FUTMLabel->setText(UTMText(X, Y));
 }
 
+std::int32_t TViewerWindow::ShownAtlasMap() const
+{
+    // The atlas still counts the map shown before an image was opened as its current one.
+    return !FOpenedImage.empty() && FAtlas->MapView().MapImgName() == FOpenedImage ? 0 : FAtlas->CurrentMap();
+}
+
 void TViewerWindow::UpdateMapInfo()
 {
-    const std::int32_t i = FAtlas->CurrentMap();
+    const std::int32_t i = ShownAtlasMap();
     const double mag = Map().Magnification();
     FMagLabel->setText(QString("x%1").arg(mag, 0, 'f', 2));
     if (Map().MapWidth() <= 0) {
@@ -718,8 +725,12 @@ bool TViewerWindow::SaveChanges(bool Landmarks, bool Calibration)
     if (Calibration) {
         // Asked every time: the map's own calibration file may hold other calibrations or be shared.
         QString suggested = FCalibFile;
+        if (suggested.isEmpty() && ShownAtlasMap() == 0 && !Map().MapImgName().empty()) {
+            const std::filesystem::path image = Map().MapImgName();  // an opened image: beside it, named after it
+            suggested = QString::fromStdString((image.parent_path() / image.stem()).string() + ".xml");
+        }
         if (suggested.isEmpty())
-            suggested = QString::fromStdString(FAtlas->MapFileName(FAtlas->CurrentMap()));
+            suggested = QString::fromStdString(FAtlas->MapFileName(ShownAtlasMap()));
         const QString f = AskSaveFile("Save calibration", suggested.isEmpty() ? "calibration.xml" : suggested,
                                       "Calibration (*.xml)");
         if (f.isEmpty())

@@ -82,6 +82,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
     FAtlas->OnDblClick = [this](qv::TCustomControl&) { MapDblClick(); };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) {
         Guard([this] {
+            FOpenedImage.clear();  // a map of the atlas replaced an opened image
             UpdateMapInfo();
             Map().setFocus();  // the keys pan the map again, not walk the list
         });
@@ -402,7 +403,7 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 {
     ViewRendered();
-    if (FAtlas->CurrentMap() != 0 && FAtlas->CurrentMap() == MapNumber("world.xml"))
+    if (ShownAtlasMap() != 0 && ShownAtlasMap() == MapNumber("world.xml"))
         DrawCapitals(C);
     DrawDatabase(C);
     if (FCalibEditor->isVisible()) {

@@ -157,6 +157,8 @@ private:
     void RestoreJustDeleted();
     // Before the map shown is replaced: asks whether to save unsaved calibration changes; false: stay.
     bool ConfirmLeaveMap();
+    // The atlas map shown; 0 while an image opened to calibrate is shown in its place.
+    std::int32_t ShownAtlasMap() const;
     void ReportError(const QString& Message);
     // Called by every frame the map renders: the status bar, and what follows a change of map or view.
     void ViewRendered();
@@ -220,6 +222,7 @@ private:
     QSize FMapSize;  // the map view's size before the last resize
     QString FLastError;
     QString FLandmarkFile, FCalibFile;
+    std::string FOpenedImage;  // the image of the last Open image, as the map names it; empty: none
     std::string FLandmarkSnapshot, FCalibSnapshot;
     std::pair<std::int32_t, std::string> FCalibSnapshotMap;  // the map and image the calibration snapshot is of
 };

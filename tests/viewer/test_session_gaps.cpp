@@ -190,6 +190,59 @@ TEST_F(GapSession, OpenedImageIsNamedInTheStatusBar)
     EXPECT_EQ(W->UTMLabel()->text(), W->UTMText(graz.x(), graz.y()));
 }
 
+// An image just opened holds nothing of the user's: switching away asks nothing. Once calibrated, closing
+// offers to save its calibration beside the image, not over the atlas map shown before it.
+TEST_F(GapSession, OpenedImageIsNotTheAtlasMapBeforeIt)
+{
+    struct TCase {
+        const char* Name;
+        bool Calibrate;
+    };
+    for (const TCase& c : {TCase{"untouched", false}, TCase{"calibrated", true}}) {
+        SCOPED_TRACE(c.Name);
+        NewWindow();
+        ChooseMap("world.xml");
+        const fs::path image = Dir / "scan.bmp";
+        fs::copy_file(Dir / "data" / "maps" / "calib-vienna.bmp", image, fs::copy_options::overwrite_existing);
+        QString error;
+        ASSERT_TRUE(W->OpenImage(QString::fromStdString(image.string()), error)) << error.toStdString();
+        QCoreApplication::processEvents();
+        EXPECT_FALSE(W->CalibrationModified());
+        if (!c.Calibrate) {
+            TModalAnswer<QMessageBox> none([](QMessageBox& B) { B.reject(); });
+            PickInList(W->MapNumber("austria.xml"));
+            EXPECT_EQ(none.Opened, 0);
+            EXPECT_EQ(Shown(), "austria.xml");
+            continue;
+        }
+        // Three corners of the image placed at three corners of a small square in Vienna.
+        const qv::TPoint corners[] = {{0, 0}, {W->Map().MapWidth() - 1, 0}, {0, W->Map().MapHeight() - 1}};
+        for (const qv::TPoint p : corners) {
+            W->AskPlace = [p](std::int32_t, std::int32_t, double& Lat, double& Long) {
+                Lat = 48.25 - (p.Y > 0 ? 0.05 : 0.0);
+                Long = 16.30 + (p.X > 0 ? 0.1 : 0.0);
+                return true;
+            };
+            W->SetTool(TTool::CalibPoint);
+            const qv::TPoint at = W->Map().MapImageToControl(p);
+            QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, QPoint(at.X, at.Y));
+            QCoreApplication::processEvents();
+        }
+        ASSERT_EQ(qv::ValidCalQuads(W->Map().CalibData()), 3);
+        EXPECT_TRUE(W->HasCalibration());
+        EXPECT_FALSE(W->ScaleLabel()->text().contains("World")) << W->ScaleLabel()->text().toStdString();
+        QString suggested;
+        W->AskSaveFile = [&](const QString&, const QString& Suggested, const QString&) {
+            suggested = Suggested;
+            return QString();  // cancelled: the window stays
+        };
+        TModalAnswer<QMessageBox> save([](QMessageBox& B) { B.button(QMessageBox::Save)->click(); });
+        EXPECT_FALSE(W->close());
+        EXPECT_EQ(save.Opened, 1);
+        EXPECT_EQ(suggested.toStdString(), (Dir / "scan.xml").string());
+    }
+}
+
 // ---- the widgets' own handlers ----
 
 class WidgetGuards : public TViewerFixture {
