@@ -30,6 +30,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace viewer {
 
@@ -289,8 +290,18 @@ void TViewerWindow::BuildActions()
     file->addAction("&Quit", QKeySequence::Quit, this, guarded([this] { close(); }));
 
     QMenu* edit = menuBar()->addMenu("&Edit");
-    edit->addAction("&Copy view", QKeySequence::Copy, this, guarded([this] { Map().CopyToClipboard(); }));
-    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, guarded([this] { Map().CopyEntireMapToClipboard(); }));
+    edit->addAction("&Copy view", QKeySequence::Copy, this, guarded([this] {
+        RenderOutput([this] {
+            Map().CopyToClipboard();
+            return true;
+        });
+    }));
+    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, guarded([this] {
+        RenderOutput([this] {
+            Map().CopyEntireMapToClipboard();
+            return true;
+        });
+    }));
 
     QMenu* view = menuBar()->addMenu("&View");
     view->addAction("Zoom &in", QKeySequence::ZoomIn, this, guarded([this] { ZoomAboutCentre(1.25); }));
@@ -402,7 +413,9 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 {
-    ViewRendered();
+    // An output's frame shows the map at the output's position and scale: the view stays as it was.
+    if (!FRenderingOutput)
+        ViewRendered();
     if (ShownAtlasMap() != 0 && ShownAtlasMap() == MapNumber("world.xml"))
         DrawCapitals(C);
     DrawDatabase(C);
@@ -558,8 +571,26 @@ bool TViewerWindow::ExportWholeMap(const QString& File)
     // Map pixel for pixel; everything drawn over the map (landmarks, the database, capitals, the
     // reference points and their residual vectors) at that scale, each symbol at its screen size.
     qv::TBitmap bmp;
-    Map().CopyToBMP(bmp, {0, 0}, 1.0, {Map().MapWidth(), Map().MapHeight()});
+    RenderOutput([&] {
+        Map().CopyToBMP(bmp, {0, 0}, 1.0, {Map().MapWidth(), Map().MapHeight()});
+        return true;
+    });
     return !bmp.Empty() && bmp.Image().save(File);
+}
+
+bool TViewerWindow::RenderOutput(const std::function<bool()>& Render)
+{
+    const bool outer = std::exchange(FRenderingOutput, true);
+    bool done = false;
+    try {
+        done = Render();
+    } catch (...) {
+        FRenderingOutput = outer;
+        throw;
+    }
+    FRenderingOutput = outer;
+    UpdateMapInfo();
+    return done;
 }
 
 bool TViewerWindow::PrintToPdf(const QString& File)
@@ -568,7 +599,7 @@ bool TViewerWindow::PrintToPdf(const QString& File)
     QPrinter printer(QPrinter::HighResolution);
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(File);
-    return Map().PrintEntireMap(printer, 1.0);
+    return RenderOutput([&] { return Map().PrintEntireMap(printer, 1.0); });
 }
 
 bool TViewerWindow::ExportGeoref(const QString& File, QString& Error)

@@ -159,6 +159,9 @@ private:
     bool ConfirmLeaveMap();
     // The atlas map shown; 0 while an image opened to calibrate is shown in its place.
     std::int32_t ShownAtlasMap() const;
+    // Runs an export, print or copy: the frames it renders are not the view's (the status bar, the rubber
+    // band and the map-change checks ignore them). Render's result.
+    bool RenderOutput(const std::function<bool()>& Render);
     void ReportError(const QString& Message);
     // Called by every frame the map renders: the status bar, and what follows a change of map or view.
     void ViewRendered();
@@ -222,6 +225,7 @@ private:
     QSize FMapSize;  // the map view's size before the last resize
     QString FLastError;
     QString FLandmarkFile, FCalibFile;
+    bool FRenderingOutput = false;
     std::string FOpenedImage;  // the image of the last Open image, as the map names it; empty: none
     std::string FLandmarkSnapshot, FCalibSnapshot;
     std::pair<std::int32_t, std::string> FCalibSnapshotMap;  // the map and image the calibration snapshot is of

@@ -255,6 +255,33 @@ TEST_F(GapSession, OpenedImageIsNotTheAtlasMapBeforeIt)
     }
 }
 
+// Exports and print render the map at their own scale: the status bar keeps describing the view.
+TEST_F(GapSession, OutputsLeaveTheStatusBarToTheView)
+{
+    struct TCase {
+        const char* Name;
+        std::function<bool(viewer::TViewerWindow&, const QString&)> Output;
+        const char* File;
+    };
+    const TCase cases[] = {
+        {"whole map", [](viewer::TViewerWindow& V, const QString& F) { return V.ExportWholeMap(F); }, "whole.png"},
+        {"print", [](viewer::TViewerWindow& V, const QString& F) { return V.PrintToPdf(F); }, "page.pdf"},
+    };
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        NewWindow();
+        ChooseMap("calib-vienna.xml");
+        ZoomedIntoTheMiddle();
+        QCoreApplication::processEvents();
+        const std::string mag = W->MagLabel()->text().toStdString(), scale = W->ScaleLabel()->text().toStdString();
+        ASSERT_EQ(mag, QString("x%1").arg(W->Map().Magnification(), 0, 'f', 2).toStdString());
+        ASSERT_TRUE(c.Output(*W, QString::fromStdString((Dir / c.File).string())));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(W->MagLabel()->text().toStdString(), mag);
+        EXPECT_EQ(W->ScaleLabel()->text().toStdString(), scale);
+    }
+}
+
 // ---- the widgets' own handlers ----
 
 class WidgetGuards : public TViewerFixture {
