@@ -693,20 +693,31 @@ bool TViewerWindow::ConfirmClose()
     return answer == QMessageBox::Save && SaveChanges(landmarks, calibration);
 }
 
-bool TViewerWindow::ConfirmLeaveMap()
+bool TViewerWindow::AskToSave(const QString& Title, const QString& Text, const QString& Question, bool Landmarks,
+                              bool Calibration)
 {
-    // Only the map shown has a calibration in the view: one replaced unsaved is lost.
-    if (!CalibrationModified())
-        return true;
-    QMessageBox box(QMessageBox::Warning, "Switch map", "There are unsaved changes to the calibration of the map shown.",
-                    QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
-    box.setInformativeText("Save them before another map replaces it?");
+    QMessageBox box(QMessageBox::Warning, Title, Text, QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText(Question);
     box.setDefaultButton(QMessageBox::Save);
     box.setEscapeButton(QMessageBox::Cancel);
     const int answer = box.exec();
     if (answer == QMessageBox::Discard)
         return true;
-    return answer == QMessageBox::Save && SaveChanges(false, true);
+    return answer == QMessageBox::Save && SaveChanges(Landmarks, Calibration);
+}
+
+bool TViewerWindow::ConfirmLeaveMap()
+{
+    // Only the map shown has a calibration in the view: one replaced unsaved is lost.
+    return !CalibrationModified() ||
+           AskToSave("Switch map", "There are unsaved changes to the calibration of the map shown.",
+                     "Save them before another map replaces it?", false, true);
+}
+
+bool TViewerWindow::ConfirmReplaceLandmarks()
+{
+    return !LandmarksModified() || AskToSave("Open landmarks", "There are unsaved changes to the landmarks.",
+                                             "Save them before other landmarks replace them?", true, false);
 }
 
 bool TViewerWindow::SaveChanges(bool Landmarks, bool Calibration)

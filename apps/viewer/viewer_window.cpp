@@ -225,6 +225,8 @@ void TViewerWindow::BuildActions()
             QMessageBox::warning(this, "Open image", error);
     }));
     file->addAction("&Open landmarks...", QKeySequence::Open, this, guarded([this] {
+        if (!ConfirmReplaceLandmarks())
+            return;
         const QString f = QFileDialog::getOpenFileName(this, "Open landmarks", {}, "Landmarks (*.xml)");
         if (!f.isEmpty() && !LoadLandmarkFile(f))
             QMessageBox::warning(this, "Open landmarks", "No landmark set in " + f);

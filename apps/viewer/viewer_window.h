@@ -157,6 +157,10 @@ private:
     void RestoreJustDeleted();
     // Before the map shown is replaced: asks whether to save unsaved calibration changes; false: stay.
     bool ConfirmLeaveMap();
+    // The same before a landmark file replaces landmarks with unsaved changes.
+    bool ConfirmReplaceLandmarks();
+    // Save, Discard or Cancel over unsaved changes; true when the caller may go on (saved or discarded).
+    bool AskToSave(const QString& Title, const QString& Text, const QString& Question, bool Landmarks, bool Calibration);
     // The atlas map shown; 0 while an image opened to calibrate is shown in its place.
     std::int32_t ShownAtlasMap() const;
     // Runs an export, print or copy: the frames it renders are not the view's (the status bar, the rubber

@@ -6,6 +6,8 @@
 
 #include <qvgeo/geomap/calibration_file.h>
 
+#include <QAction>
+#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -253,6 +255,30 @@ TEST_F(GapSession, OpenedImageIsNotTheAtlasMapBeforeIt)
         EXPECT_EQ(save.Opened, 1);
         EXPECT_EQ(suggested.toStdString(), (Dir / "scan.xml").string());
     }
+}
+
+// Opening a landmark file over unsaved landmark changes asks first; Cancel keeps them and opens nothing.
+TEST_F(GapSession, OpeningLandmarksAsksAboutUnsavedOnes)
+{
+    ChooseMap("calib-vienna.xml");
+    const qv::TLandMark s = W->Map().GetLandMarkData(LandmarkNumber("SCHOENBRUNN"));
+    Key(Qt::Key_X);
+    QTest::mouseClick(&W->Map(), Qt::LeftButton, {}, At(s.Latitude, s.Longitude));
+    ASSERT_EQ(LandmarkNumber("SCHOENBRUNN"), 0);
+    const std::vector<std::string> changed = Identifiers();
+    QAction* open = nullptr;
+    for (QAction* a : W->findChildren<QAction*>())
+        if (a->text() == "&Open landmarks...")
+            open = a;
+    ASSERT_NE(open, nullptr);
+    TModalAnswer<QMessageBox> cancel([](QMessageBox& B) { B.button(QMessageBox::Cancel)->click(); });
+    TModalAnswer<QFileDialog> noFile([](QFileDialog& D) { D.reject(); });
+    open->trigger();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(cancel.Opened, 1);
+    EXPECT_EQ(noFile.Opened, 0);
+    EXPECT_EQ(Identifiers(), changed);
+    EXPECT_TRUE(W->LandmarksModified());
 }
 
 // Exports and print render the map at their own scale: the status bar keeps describing the view.
