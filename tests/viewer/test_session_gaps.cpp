@@ -281,7 +281,8 @@ TEST_F(GapSession, OpeningLandmarksAsksAboutUnsavedOnes)
     EXPECT_TRUE(W->LandmarksModified());
 }
 
-// Exports and print render the map at their own scale: the status bar keeps describing the view.
+// Exports and print render the map at their own scale: the status bar keeps describing the view and the
+// place under the pointer.
 TEST_F(GapSession, OutputsLeaveTheStatusBarToTheView)
 {
     struct TCase {
@@ -299,12 +300,17 @@ TEST_F(GapSession, OutputsLeaveTheStatusBarToTheView)
         ChooseMap("calib-vienna.xml");
         ZoomedIntoTheMiddle();
         QCoreApplication::processEvents();
+        const QPoint pointer(W->Map().width() / 3, W->Map().height() / 3);
+        QTest::mouseMove(&W->Map(), pointer);
         const std::string mag = W->MagLabel()->text().toStdString(), scale = W->ScaleLabel()->text().toStdString();
+        const std::string place = W->PositionLabel()->text().toStdString();
+        ASSERT_EQ(place, W->PositionText(pointer.x(), pointer.y()).toStdString());
         ASSERT_EQ(mag, QString("x%1").arg(W->Map().Magnification(), 0, 'f', 2).toStdString());
         ASSERT_TRUE(c.Output(*W, QString::fromStdString((Dir / c.File).string())));
         QCoreApplication::processEvents();
         EXPECT_EQ(W->MagLabel()->text().toStdString(), mag);
         EXPECT_EQ(W->ScaleLabel()->text().toStdString(), scale);
+        EXPECT_EQ(W->PositionLabel()->text().toStdString(), place);
     }
 }
 
