@@ -301,6 +301,7 @@ TEST_F(GapSession, OutputsLeaveTheStatusBarToTheView)
         ZoomedIntoTheMiddle();
         QCoreApplication::processEvents();
         const QPoint pointer(W->Map().width() / 3, W->Map().height() / 3);
+        QTest::mouseMove(&W->Map(), pointer + QPoint(5, 5));  // a move even where the cursor was left
         QTest::mouseMove(&W->Map(), pointer);
         const std::string mag = W->MagLabel()->text().toStdString(), scale = W->ScaleLabel()->text().toStdString();
         const std::string place = W->PositionLabel()->text().toStdString();
