@@ -410,7 +410,12 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
     bool v1 = false, v2 = false;
     Lat = Map().CalcLatitude(p.X, p.Y, v1);
     Long = Map().CalcLongitude(p.X, p.Y, v2);
-    return v1 && v2 && FAtlas->CurrentMap() > 0;
+    // Far beyond the map the calibration extrapolates past the poles and round the globe: no place lies
+    // past a pole (a landmark dragged there would be saved so), a longitude past 180 is the one it wraps to.
+    if (!v1 || !v2 || !std::isfinite(Lat) || !std::isfinite(Long) || std::fabs(Lat) > 90.0)
+        return false;
+    Long = qv::WrapLongitude(Long);
+    return FAtlas->CurrentMap() > 0;
 }
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)

@@ -14,6 +14,7 @@
 #include <QPushButton>
 #include <QToolButton>
 
+#include <cmath>
 #include <functional>
 #include <stdexcept>
 #include <vector>
@@ -255,6 +256,36 @@ TEST_F(GapSession, OpenedImageIsNotTheAtlasMapBeforeIt)
         EXPECT_EQ(save.Opened, 1);
         EXPECT_EQ(suggested.toStdString(), (Dir / "scan.xml").string());
     }
+}
+
+// Far below the world map, shrunk to a stamp, the calibration extrapolates past the south pole: the status
+// bar names no place there, and a landmark dragged there stays on the globe.
+TEST_F(GapSession, NoPlaceBeyondThePoles)
+{
+    ChooseMap("world.xml");
+    qv::TGeoMap& m = W->Map();
+    m.ZoomFitPage();
+    m.SetMagnification(m.Magnification() / 20);
+    m.SetTopLeft({0, 0});
+    m.Paint();
+    QCoreApplication::processEvents();
+    const QPoint south(m.MapImageToControl({m.MapWidth() / 2, m.MapHeight()}).X, m.height() - 5);
+    ASSERT_GT(south.y(), m.MapImageToControl({0, m.MapHeight()}).Y + 100);  // well below the map
+    EXPECT_EQ(W->PositionText(south.x(), south.y()).toStdString(), "-");
+    EXPECT_EQ(W->UTMText(south.x(), south.y()).toStdString(), "-");
+
+    const std::int32_t k = m.AddLandMark(0.0, 0.0, 0.0);
+    ASSERT_GT(k, 0);
+    const QPoint from = At(0.0, 0.0);
+    W->SetTool(TTool::MoveLandmark);
+    QTest::mousePress(&m, Qt::LeftButton, {}, from);
+    QTest::mouseMove(&m, (from + south) / 2);
+    QTest::mouseMove(&m, south);
+    QTest::mouseRelease(&m, Qt::LeftButton, {}, south);
+    const qv::TLandMark l = m.GetLandMarkData(k);
+    EXPECT_GE(l.Latitude, -90.0);
+    EXPECT_LE(l.Latitude, 90.0);
+    EXPECT_LE(std::fabs(l.Longitude), 180.0);
 }
 
 // Opening a landmark file over unsaved landmark changes asks first; Cancel keeps them and opens nothing.
