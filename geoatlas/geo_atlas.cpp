@@ -17,7 +17,10 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 // The glyphs are compiled into the library; an application linking it statically would otherwise lose them.
 static void InitAtlasResources() { Q_INIT_RESOURCE(atlas); }
@@ -49,15 +52,32 @@ QToolButton* MakeSpeedButton(QWidget* Panel, int Left, const char* Glyph)
 
 // Holds the view's painting for a scope and paints once at its end (unless the application holds it too),
 // so that a map switch shows one finished frame: image, position and the outlines of the list's choice.
+// The paint at the end runs the application's render handlers: what they throw goes to Report, since an
+// exception leaving a destructor ends the program (and one may be unwinding through the scope already).
 class THoldViewPaint {
 public:
-    explicit THoldViewPaint(TGeoMap& Map) : FMap(Map), FWasHeld(Map.SuppressPaint()) { FMap.SetSuppressPaint(true); }
-    ~THoldViewPaint() { FMap.SetSuppressPaint(FWasHeld); }
+    using TReport = std::function<void(const std::exception&)>;
+    THoldViewPaint(TGeoMap& Map, TReport Report)
+        : FMap(Map), FReport(std::move(Report)), FWasHeld(Map.SuppressPaint())
+    {
+        FMap.SetSuppressPaint(true);
+    }
+    ~THoldViewPaint()
+    {
+        try {
+            FMap.SetSuppressPaint(FWasHeld);
+        } catch (const std::exception& e) {
+            FReport(e);
+        } catch (...) {
+            FReport(std::runtime_error("unknown exception"));
+        }
+    }
     THoldViewPaint(const THoldViewPaint&) = delete;
     THoldViewPaint& operator=(const THoldViewPaint&) = delete;
 
 private:
     TGeoMap& FMap;
+    TReport FReport;
     bool FWasHeld;
 };
 
@@ -77,8 +97,9 @@ TGeoAtlas::TGeoAtlas(QWidget* Parent) : TCustomControl(Parent)
     FButtons->setExclusive(true);  // exactly one of the two is down
     FButtons->addButton(FSBPoint, AtlasButtonGroup);
     FButtons->addButton(FSBZoom, AtlasButtonGroup);
+    // Slots run in Qt's event loop: what they or the application's handlers throw goes to OnError.
     connect(FButtons, &QButtonGroup::buttonClicked, this,
-            [this](QAbstractButton* B) { ButtonClicked(static_cast<QToolButton*>(B)); });
+            [this](QAbstractButton* B) { Guarded([&] { ButtonClicked(static_cast<QToolButton*>(B)); }); });
 
     FCboxMaps = new QComboBox(FCPanel);
     FCboxMaps->setEditable(false);
@@ -86,7 +107,7 @@ TGeoAtlas::TGeoAtlas(QWidget* Parent) : TCustomControl(Parent)
     FCboxMaps->resize(300, FCboxMaps->sizeHint().height());
     // activated, not currentIndexChanged: only the user's choice loads a map, not SelectMap's own update
     // of the line shown.
-    connect(FCboxMaps, &QComboBox::activated, this, [this](int Line) { ListChosen(Line); });
+    connect(FCboxMaps, &QComboBox::activated, this, [this](int Line) { Guarded([&] { ListChosen(Line); }); });
 
     FGeoMap = new TGeoMap(this);
     FGeoMap->SetName("GeoMap");
@@ -297,7 +318,7 @@ bool TGeoAtlas::SelectMap(std::int32_t Index)
         return false;
     const std::int32_t previous = FCurrentMapIdx;
     FCurrentMapIdx = Index;
-    const THoldViewPaint hold(*FGeoMap);  // the outlines leave out the map the list shows at the end
+    const THoldViewPaint hold(*FGeoMap, HoldReport());  // the outlines leave out the map the list shows at the end
     if (!LoadMap(Index)) {
         // The view has put itself back; the number goes back with it, so that the map's name, its image
         // look-up and the next zoom step belong to the map still shown.
@@ -344,7 +365,7 @@ bool TGeoAtlas::ShowAndCentre(std::int32_t Index, double Lat, double Long)
 {
     if (Index == 0)
         return false;
-    const THoldViewPaint hold(*FGeoMap);
+    const THoldViewPaint hold(*FGeoMap, HoldReport());
     if (!SelectMap(Index))
         return false;  // the map shown before stays as it was, not re-centred
     FGeoMap->BringLocationToCenter(Lat, Long);
@@ -404,12 +425,28 @@ void TGeoAtlas::ButtonClicked(QToolButton* Button)
         OnPointerButClick(*this);
 }
 
+std::function<void(const std::exception&)> TGeoAtlas::HoldReport()
+{
+    return [this](const std::exception& E) { ReportError(E); };
+}
+
+bool TGeoAtlas::MayLeave(std::int32_t Index)
+{
+    return Index == FCurrentMapIdx || !OnMapChanging || OnMapChanging(*this, Index);
+}
+
 void TGeoAtlas::ListChosen(int Line)
 {
+    if (!MayLeave(Line + 1)) {
+        // The map shown stays, and the list names it again.
+        const QSignalBlocker block(FCboxMaps);
+        FCboxMaps->setCurrentIndex(FCurrentMapIdx - 1);
+        return;
+    }
     const std::int32_t previous = FCurrentMapIdx;
     FCurrentMapIdx = Line + 1;
     if (FCurrentMapIdx >= 1 && FCurrentMapIdx <= FNumRegMaps) {
-        const THoldViewPaint hold(*FGeoMap);
+        const THoldViewPaint hold(*FGeoMap, HoldReport());
         if (!LoadMap(FCurrentMapIdx)) {
             // A map that cannot be shown: the view stayed, and the list and the number follow it back.
             FCurrentMapIdx = previous;
@@ -433,10 +470,11 @@ void TGeoAtlas::MapMouseDown(TMouseButton Button, TShiftState Shift, std::int32_
     const double lat = FGeoMap->GetLastMClickLatitude();
     const double lon = FGeoMap->GetLastMClickLongitude();
     const double res = FGeoMap->CalibData().Resolution;
-    if (Button == mbLeft)
-        ZoomIn(lat, lon, res);
-    else
-        ZoomOut(lat, lon, res);
+    // ZoomIn's and ZoomOut's choice, asked about before it replaces the map shown.
+    const std::int32_t target =
+        Button == mbLeft ? ChooseFiner(lat, lon, res, FMinResDiff / 100.0) : ChooseCoarser(lat, lon, res);
+    if (target != 0 && MayLeave(target))
+        ShowAndCentre(target, lat, lon);
 }
 
 void TGeoAtlas::ImageRequest(std::string& FileName) const

@@ -148,6 +148,10 @@ public:
 
     // ---- events (OnMouseDown, OnMouseMove, OnMouseUp, OnClick, OnDblClick are TCustomControl's) ----
     TAtlasNotifyEvent OnZoomButClick, OnPointerButClick, OnCBoxMapsChange;
+    // Asked before the user's choice in the list or a zoom click replaces the map shown with map Index;
+    // false keeps the map shown (and the list names it again). Not asked by SelectMap, ZoomIn, ZoomOut
+    // or SelectBestMap called from code, nor when the choice is the map shown.
+    std::function<bool(TGeoAtlas& Sender, std::int32_t Index)> OnMapChanging;
 
 protected:
     void Resize() override;
@@ -166,6 +170,9 @@ private:
     bool LoadMap(std::int32_t Index);  // LoadCalDataFromXML of map Index; false on failure, never raises
     void ButtonClicked(QToolButton* Button);
     void ListChosen(int Line);
+    bool MayLeave(std::int32_t Index);  // OnMapChanging's answer for a switch to map Index
+    // Where a paint hold reports what the paint at its end throws: OnError.
+    std::function<void(const std::exception&)> HoldReport();
     void MapMouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
     void DrawOutlines(TCanvas& Canvas);
     void ImageRequest(std::string& FileName) const;

@@ -262,6 +262,12 @@ bool TViewerWindow::OpenImage(const QString& File, QString& Error)
         const QSignalBlocker block(FAtlas->MapSelector());
         FAtlas->MapSelector()->setCurrentIndex(-1);
     }
+    // Nothing of the user's yet: the question on closing or switching waits for the first point, and the
+    // file the calibration came from is not the one the image's calibration goes to.
+    FOpenedImage = map.MapImgName();
+    FCalibFile.clear();
+    TakeCalibrationSnapshot();
+    UpdateMapInfo();
     statusBar()->showMessage(QString("%1: click a place on the image to add a reference point").arg(File), 10000);
     return true;
 }
@@ -297,7 +303,8 @@ void TViewerWindow::CalibrationSaved(const QString& File)
         if (FAtlas->GetMapDef(i).MapFName == key) {
             const double mag = Map().Magnification();
             const qv::TPoint topLeft = Map().TopLeft();
-            FAtlas->SelectMap(i);
+            if (FAtlas->SelectMap(i))
+                FOpenedImage.clear();  // the image is the atlas's map now
             Map().SetMagnification(mag);
             Map().SetTopLeft(topLeft);
             Map().Paint();

@@ -25,6 +25,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -105,6 +106,13 @@ void TViewerWindow::InitInteraction()
     // What the controls catch in their own handlers comes here instead of going to the log.
     const auto report = [this](const std::exception& E) { ReportError(QString::fromUtf8(E.what())); };
     FAtlas->OnError = report;
+    FAtlas->OnMapChanging = [this](qv::TGeoAtlas&, std::int32_t) {
+        bool leave = false;  // a failing question keeps the map and its changes
+        Guard([&] { leave = ConfirmLeaveMap(); });
+        if (!leave)
+            Map().setFocus();  // as after a choice: the keys pan the map, not walk the list into the question
+        return leave;
+    };
     map.OnError = report;
     map.OnBeginRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(0, X, Y); };
     map.OnContinueRubberBand = [this](qv::TGeoMap&, std::int32_t X, std::int32_t Y) { BandEvent(1, X, Y); };
@@ -183,12 +191,17 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift,
     // A drag whose release never came (a dialog opened meanwhile takes it) ends here.
     FDragged = 0;
     FDraggedCalPoint = 0;
+    if (Button == qv::mbLeft && Shift.Contains(qv::ssDouble) && FTool == TTool::DeleteLandmark)
+        RestoreJustDeleted();  // the first press of a double click asked for an edit, not a deletion
+    FJustDeleted.reset();
     if (Button != qv::mbLeft || Shift.Contains(qv::ssDouble))
         return;  // the press of a double click opens the editor (MapDblClick) and starts nothing
     switch (FTool) {
     case TTool::DeleteLandmark:
-        if (const std::int32_t k = LandmarkAt(X, Y))
+        if (const std::int32_t k = LandmarkAt(X, Y)) {
+            FJustDeleted = std::pair(k, Map().GetLandMarkData(k));
             Map().RemoveLandMark(k);
+        }
         break;
     case TTool::MoveLandmark: FDragged = LandmarkAt(X, Y); break;
     case TTool::CalibPoint: {
@@ -247,6 +260,23 @@ void TViewerWindow::MapMouseUp(std::int32_t X, std::int32_t Y)
     }
     UpdateMapInfo();
     UpdatePointer(X, Y);
+}
+
+void TViewerWindow::RestoreJustDeleted()
+{
+    if (!FJustDeleted)
+        return;
+    // Back at its number, so that the list, and the file it is saved to, are as before the press: removing
+    // moved the last landmark into its number, which goes back to the end.
+    const auto [k, data] = *FJustDeleted;
+    FJustDeleted.reset();
+    const std::int32_t last = Map().AddLandMark(data.Latitude, data.Longitude, data.Altitude);
+    if (last < k)
+        return;  // refused (0): nothing to put back into
+    if (last > k)
+        Map().SetLandMarkData(last, Map().GetLandMarkData(k));
+    Map().SetLandMarkData(k, data);
+    Map().Paint();
 }
 
 void TViewerWindow::MapDblClick()
@@ -347,9 +377,15 @@ void TViewerWindow::UpdatePointer(std::int32_t X, std::int32_t Y)
     FUTMLabel->setText(UTMText(X, Y));
 }
 
+std::int32_t TViewerWindow::ShownAtlasMap() const
+{
+    // The atlas still counts the map shown before an image was opened as its current one.
+    return !FOpenedImage.empty() && FAtlas->MapView().MapImgName() == FOpenedImage ? 0 : FAtlas->CurrentMap();
+}
+
 void TViewerWindow::UpdateMapInfo()
 {
-    const std::int32_t i = FAtlas->CurrentMap();
+    const std::int32_t i = ShownAtlasMap();
     const double mag = Map().Magnification();
     FMagLabel->setText(QString("x%1").arg(mag, 0, 'f', 2));
     if (Map().MapWidth() <= 0) {
@@ -395,6 +431,9 @@ void TViewerWindow::ViewRendered()
         // first frame the screen shows.
         QMetaObject::invokeMethod(this, [this] { Guard([this] { ApplyGraticule(); }); }, Qt::QueuedConnection);
     }
+    // The map moved, changed or was calibrated otherwise under a pointer that stayed: its place is another.
+    if (!(now == FShownView))
+        UpdatePointer(FPointer.X, FPointer.Y);
     FShownView = now;
     UpdateMapInfo();
 }
@@ -662,6 +701,33 @@ bool TViewerWindow::ConfirmClose()
     return answer == QMessageBox::Save && SaveChanges(landmarks, calibration);
 }
 
+bool TViewerWindow::AskToSave(const QString& Title, const QString& Text, const QString& Question, bool Landmarks,
+                              bool Calibration)
+{
+    QMessageBox box(QMessageBox::Warning, Title, Text, QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText(Question);
+    box.setDefaultButton(QMessageBox::Save);
+    box.setEscapeButton(QMessageBox::Cancel);
+    const int answer = box.exec();
+    if (answer == QMessageBox::Discard)
+        return true;
+    return answer == QMessageBox::Save && SaveChanges(Landmarks, Calibration);
+}
+
+bool TViewerWindow::ConfirmLeaveMap()
+{
+    // Only the map shown has a calibration in the view: one replaced unsaved is lost.
+    return !CalibrationModified() ||
+           AskToSave("Switch map", "There are unsaved changes to the calibration of the map shown.",
+                     "Save them before another map replaces it?", false, true);
+}
+
+bool TViewerWindow::ConfirmReplaceLandmarks()
+{
+    return !LandmarksModified() || AskToSave("Open landmarks", "There are unsaved changes to the landmarks.",
+                                             "Save them before other landmarks replace them?", true, false);
+}
+
 bool TViewerWindow::SaveChanges(bool Landmarks, bool Calibration)
 {
     if (Landmarks) {
@@ -678,8 +744,12 @@ bool TViewerWindow::SaveChanges(bool Landmarks, bool Calibration)
     if (Calibration) {
         // Asked every time: the map's own calibration file may hold other calibrations or be shared.
         QString suggested = FCalibFile;
+        if (suggested.isEmpty() && ShownAtlasMap() == 0 && !Map().MapImgName().empty()) {
+            const std::filesystem::path image = Map().MapImgName();  // an opened image: beside it, named after it
+            suggested = QString::fromStdString((image.parent_path() / image.stem()).string() + ".xml");
+        }
         if (suggested.isEmpty())
-            suggested = QString::fromStdString(FAtlas->MapFileName(FAtlas->CurrentMap()));
+            suggested = QString::fromStdString(FAtlas->MapFileName(ShownAtlasMap()));
         const QString f = AskSaveFile("Save calibration", suggested.isEmpty() ? "calibration.xml" : suggested,
                                       "Calibration (*.xml)");
         if (f.isEmpty())

@@ -30,6 +30,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace viewer {
 
@@ -82,6 +83,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
     FAtlas->OnDblClick = [this](qv::TCustomControl&) { MapDblClick(); };
     FAtlas->OnCBoxMapsChange = [this](qv::TGeoAtlas&) {
         Guard([this] {
+            FOpenedImage.clear();  // a map of the atlas replaced an opened image
             UpdateMapInfo();
             Map().setFocus();  // the keys pan the map again, not walk the list
         });
@@ -191,6 +193,7 @@ TViewerWindow::~TViewerWindow()
     FAtlas->OnCBoxMapsChange = {};
     FAtlas->OnDblClick = {};
     FAtlas->OnError = {};
+    FAtlas->OnMapChanging = {};
     Map().OnDataLoading = {};
     Map().OnError = {};
     Map().OnResize = {};
@@ -214,12 +217,16 @@ void TViewerWindow::BuildActions()
     const auto guarded = [this](std::function<void()> Body) { return [this, Body] { Guard(Body); }; };
     QMenu* file = menuBar()->addMenu("&File");
     file->addAction("Open &image to calibrate...", QKeySequence("Ctrl+I"), this, guarded([this] {
+        if (!ConfirmLeaveMap())
+            return;
         const QString f = QFileDialog::getOpenFileName(this, "Open an image to calibrate", {}, "Images (*.bmp *.jpg *.jpeg)");
         QString error;
         if (!f.isEmpty() && !OpenImage(f, error))
             QMessageBox::warning(this, "Open image", error);
     }));
     file->addAction("&Open landmarks...", QKeySequence::Open, this, guarded([this] {
+        if (!ConfirmReplaceLandmarks())
+            return;
         const QString f = QFileDialog::getOpenFileName(this, "Open landmarks", {}, "Landmarks (*.xml)");
         if (!f.isEmpty() && !LoadLandmarkFile(f))
             QMessageBox::warning(this, "Open landmarks", "No landmark set in " + f);
@@ -285,8 +292,18 @@ void TViewerWindow::BuildActions()
     file->addAction("&Quit", QKeySequence::Quit, this, guarded([this] { close(); }));
 
     QMenu* edit = menuBar()->addMenu("&Edit");
-    edit->addAction("&Copy view", QKeySequence::Copy, this, guarded([this] { Map().CopyToClipboard(); }));
-    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, guarded([this] { Map().CopyEntireMapToClipboard(); }));
+    edit->addAction("&Copy view", QKeySequence::Copy, this, guarded([this] {
+        RenderOutput([this] {
+            Map().CopyToClipboard();
+            return true;
+        });
+    }));
+    edit->addAction("Copy &whole map", QKeySequence("Ctrl+Shift+C"), this, guarded([this] {
+        RenderOutput([this] {
+            Map().CopyEntireMapToClipboard();
+            return true;
+        });
+    }));
 
     QMenu* view = menuBar()->addMenu("&View");
     view->addAction("Zoom &in", QKeySequence::ZoomIn, this, guarded([this] { ZoomAboutCentre(1.25); }));
@@ -393,13 +410,20 @@ bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, 
     bool v1 = false, v2 = false;
     Lat = Map().CalcLatitude(p.X, p.Y, v1);
     Long = Map().CalcLongitude(p.X, p.Y, v2);
-    return v1 && v2 && FAtlas->CurrentMap() > 0 && OnEarth(Lat, Long);
+    // Far beyond the map the calibration extrapolates past the poles and round the globe: no place lies
+    // past a pole (a landmark dragged there would be saved so), a longitude past 180 is the one it wraps to.
+    if (!v1 || !v2 || !std::isfinite(Lat) || !std::isfinite(Long) || std::fabs(Lat) > 90.0)
+        return false;
+    Long = qv::WrapLongitude(Long);
+    return FAtlas->CurrentMap() > 0;
 }
 
 void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 {
-    ViewRendered();
-    if (FAtlas->CurrentMap() != 0 && FAtlas->CurrentMap() == MapNumber("world.xml"))
+    // An output's frame shows the map at the output's position and scale: the view stays as it was.
+    if (!FRenderingOutput)
+        ViewRendered();
+    if (ShownAtlasMap() != 0 && ShownAtlasMap() == MapNumber("world.xml"))
         DrawCapitals(C);
     DrawDatabase(C);
     if (FCalibEditor->isVisible()) {
@@ -554,8 +578,26 @@ bool TViewerWindow::ExportWholeMap(const QString& File)
     // Map pixel for pixel; everything drawn over the map (landmarks, the database, capitals, the
     // reference points and their residual vectors) at that scale, each symbol at its screen size.
     qv::TBitmap bmp;
-    Map().CopyToBMP(bmp, {0, 0}, 1.0, {Map().MapWidth(), Map().MapHeight()});
+    RenderOutput([&] {
+        Map().CopyToBMP(bmp, {0, 0}, 1.0, {Map().MapWidth(), Map().MapHeight()});
+        return true;
+    });
     return !bmp.Empty() && bmp.Image().save(File);
+}
+
+bool TViewerWindow::RenderOutput(const std::function<bool()>& Render)
+{
+    const bool outer = std::exchange(FRenderingOutput, true);
+    bool done = false;
+    try {
+        done = Render();
+    } catch (...) {
+        FRenderingOutput = outer;
+        throw;
+    }
+    FRenderingOutput = outer;
+    UpdateMapInfo();
+    return done;
 }
 
 bool TViewerWindow::PrintToPdf(const QString& File)
@@ -564,7 +606,7 @@ bool TViewerWindow::PrintToPdf(const QString& File)
     QPrinter printer(QPrinter::HighResolution);
     printer.setOutputFormat(QPrinter::PdfFormat);
     printer.setOutputFileName(File);
-    return Map().PrintEntireMap(printer, 1.0);
+    return RenderOutput([&] { return Map().PrintEntireMap(printer, 1.0); });
 }
 
 bool TViewerWindow::ExportGeoref(const QString& File, QString& Error)

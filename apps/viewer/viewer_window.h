@@ -23,6 +23,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 class QAction;
@@ -158,6 +159,19 @@ private:
     void MapMouseMove(qv::TShiftState Shift, std::int32_t X, std::int32_t Y);
     void MapMouseUp(std::int32_t X, std::int32_t Y);
     void MapDblClick();
+    // Puts back the landmark the last press of the delete tool removed (the first press of a double click).
+    void RestoreJustDeleted();
+    // Before the map shown is replaced: asks whether to save unsaved calibration changes; false: stay.
+    bool ConfirmLeaveMap();
+    // The same before a landmark file replaces landmarks with unsaved changes.
+    bool ConfirmReplaceLandmarks();
+    // Save, Discard or Cancel over unsaved changes; true when the caller may go on (saved or discarded).
+    bool AskToSave(const QString& Title, const QString& Text, const QString& Question, bool Landmarks, bool Calibration);
+    // The atlas map shown; 0 while an image opened to calibrate is shown in its place.
+    std::int32_t ShownAtlasMap() const;
+    // Runs an export, print or copy: the frames it renders are not the view's (the status bar, the rubber
+    // band and the map-change checks ignore them). Render's result.
+    bool RenderOutput(const std::function<bool()>& Render);
     void ReportError(const QString& Message);
     // Called by every frame the map renders: the status bar, and what follows a change of map or view.
     void ViewRendered();
@@ -190,6 +204,8 @@ private:
     TCalibEditor* FCalibEditor = nullptr;
     qv::TSymbolRepository FSymbols;
     std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
+    // The landmark the last press of the delete tool removed, with its number; until the next press.
+    std::optional<std::pair<std::int32_t, qv::TLandMark>> FJustDeleted;
     int FDraggedCalPoint = 0;  // the reference point being dragged (1-based), 0 when none
     std::unique_ptr<QProgressDialog> FLoadProgress;  // while a map image loads
     QString FFolderReport;
@@ -219,6 +235,8 @@ private:
     QSize FMapSize;  // the map view's size before the last resize
     QString FLastError;
     QString FLandmarkFile, FCalibFile;
+    bool FRenderingOutput = false;
+    std::string FOpenedImage;  // the image of the last Open image, as the map names it; empty: none
     std::string FLandmarkSnapshot, FCalibSnapshot;
     std::pair<std::int32_t, std::string> FCalibSnapshotMap;  // the map and image the calibration snapshot is of
 };

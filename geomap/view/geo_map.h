@@ -247,6 +247,7 @@ public:
 
     // ---- published events ----
     TOnRubberBandActionEvent OnBeginRubberBand, OnContinueRubberBand, OnEndRubberBand;
+    // What the handler throws goes to OnError; the load goes on.
     TDataLoadingEvent OnDataLoading;
     TRenderEvent OnDataRendered, OnBeforeRenderData;
     TDrawLandMarkEvent OnDrawLandmark;
@@ -577,6 +578,7 @@ private:
     // cancelled. A reader's error is raised as the map's own.
     bool LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp);
     void EndLoading(std::int32_t Percent);
+    void NotifyLoading(TProgressStage Stage, std::int32_t Percent);  // OnDataLoading, its failures to OnError
     // Everything a map switch may change, to put back when it fails (geo_map_load.cpp).
     struct TViewSnapshot;
     std::unique_ptr<TViewSnapshot> SaveView() const;

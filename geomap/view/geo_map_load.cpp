@@ -28,10 +28,17 @@ struct TGeoMap::TViewSnapshot {
     double Magnify = 1.0;
 };
 
+void TGeoMap::NotifyLoading(TProgressStage Stage, std::int32_t Percent)
+{
+    // The handler is the application's progress display: what it throws is reported and the load goes on,
+    // so that the picture, the switch around it and the pgEnding a dialog waits for are not cut short.
+    if (OnDataLoading)
+        Guarded([&] { OnDataLoading(*this, Stage, Percent); });
+}
+
 void TGeoMap::EndLoading(std::int32_t Percent)
 {
-    if (OnDataLoading)
-        OnDataLoading(*this, pgEnding, Percent);
+    NotifyLoading(pgEnding, Percent);
 }
 
 bool TGeoMap::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp)
@@ -43,8 +50,7 @@ bool TGeoMap::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp)
     if (FInSwitch && ReadImageSize(File, headerW, headerH))
         CheckMapSize(headerW, headerH);
     FCancelLoading = false;
-    if (OnDataLoading)
-        OnDataLoading(*this, pgStarting, 0);
+    NotifyLoading(pgStarting, 0);
     // From here on pgEnding is sent on every way out: an application's progress dialog waits for it.
     std::int32_t percent = 0;
     bool done = false;
@@ -57,7 +63,7 @@ bool TGeoMap::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp)
             if (OnDataLoading)
                 progress = [this, &percent](std::int32_t Done, std::int32_t Total) {
                     percent = Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0;
-                    OnDataLoading(*this, pgRunning, percent);
+                    NotifyLoading(pgRunning, percent);
                     return !FCancelLoading;
                 };
             // A cancel seen at pgStarting stops the decoder at its first batch.

@@ -55,6 +55,7 @@ inline std::map<std::string, std::string> Snapshot(const fs::path& Dir)
 }
 
 // Runs the events until Done holds or about ten seconds of waiting have passed; the result is Done's.
+// (QTRY_COMPARE would report to Qt's test log, not to the running gtest, which would then pass.)
 inline bool WaitFor(const std::function<bool()>& Done)
 {
     for (int i = 0; i < 1000 && !Done(); ++i)

@@ -105,7 +105,7 @@ TEST_F(SessionTest, LandmarksPlacedMovedEditedDeletedAndSavedOnQuit)
         D.accept();
     });
     QTest::mouseDClick(&W->Map(), Qt::LeftButton, {}, linz);
-    QTRY_COMPARE(edit.Opened, 1);
+    ASSERT_TRUE(WaitFor([&] { return edit.Opened == 1; }));
     QTest::mouseRelease(&W->Map(), Qt::LeftButton, {}, linz);  // the release the dialog kept from the map
     Reactivate();
     expected[ids[1]].SymbolProps = W->Symbols().GetValues(3).Properties;

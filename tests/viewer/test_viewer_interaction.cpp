@@ -63,7 +63,7 @@ TEST_F(InteractionTest, DragMovesOnlyTheObjectItStartedOn)
     ASSERT_EQ(W->Tool(), TTool::MoveLandmark);
     TModalAnswer<viewer::TLandmarkDialog> cancel([](viewer::TLandmarkDialog& D) { D.reject(); });
     QTest::mouseDClick(&W->Map(), Qt::LeftButton, {}, At(kGrazLat, kGrazLong));  // no release follows
-    QTRY_COMPARE(cancel.Opened, 1);
+    ASSERT_TRUE(WaitFor([&] { return cancel.Opened == 1; }));
     EXPECT_EQ(W->Map().GetLandMarkData(k), lm);
     Reactivate();
 
