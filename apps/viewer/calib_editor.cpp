@@ -216,16 +216,7 @@ bool TCalibEditor::AddPoint(std::int32_t X, std::int32_t Y, double Lat, double L
         SetMessage(QString("The map has %1 points, as many as a calibration takes").arg(qv::MaxCalQuads));
         return false;
     }
-    bool ok = false;
-    try {
-        ok = FMap.AddCalibPoint(Lat, Long, X, Y);
-    } catch (const std::exception& e) {
-        SetMessage(QString::fromStdString(e.what()));
-        return false;
-    }
-    SetMessage({});
-    Refresh();
-    return ok;
+    return AddAndReport([&] { return FMap.AddCalibPoint(Lat, Long, X, Y); });
 }
 
 bool TCalibEditor::AddUTMPoint(std::int32_t X, std::int32_t Y, double Northing, double Easting, std::int32_t Zone,
@@ -256,9 +247,14 @@ bool TCalibEditor::AddUTMPoint(std::int32_t X, std::int32_t Y, double Northing, 
                        .arg(Hemisphere == qv::hemiSouth ? 'S' : 'N'));
         return false;
     }
+    return AddAndReport([&] { return FMap.AddCalibPoint(Northing, Easting, Zone, Hemisphere, X, Y); });
+}
+
+bool TCalibEditor::AddAndReport(const std::function<bool()>& Add)
+{
     bool ok = false;
     try {
-        ok = FMap.AddCalibPoint(Northing, Easting, Zone, Hemisphere, X, Y);
+        ok = Add();
     } catch (const std::exception& e) {
         SetMessage(QString::fromStdString(e.what()));
         return false;

@@ -104,6 +104,8 @@ private:
     // Runs the body of a button's or list's handler; a failure shows as the warning.
     void Guarded(const std::function<void()>& Body);
     void SetMessage(const QString& Text);
+    // Runs one of the map's AddCalibPoint forms; its error, or none, becomes the message; refreshes.
+    bool AddAndReport(const std::function<bool()>& Add);
     // The file of the map image shown, as the map found it; empty without an image.
     std::string ImageFile() const;
 
