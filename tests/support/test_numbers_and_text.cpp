@@ -161,6 +161,7 @@ TEST(DegreeText, Renders)
         {48.2083333333, dfDegMin, 3, "48\xC2\xB0" "12.500'"},
         {48.2083333333, dfDegMinSec, 1, "48\xC2\xB0" "12'30.0\""},
         {16.0, dfDegMinSec, 0, "16\xC2\xB0" "00'00\""},
+        {16.2125, dfDegMinSec, 0, "16\xC2\xB0" "12'45\""},  // seconds past the half minute
         // rounding carries into minutes and degrees instead of printing 60
         {47.99999999, dfDegMinSec, 1, "48\xC2\xB0" "00'00.0\""},
         {47.99999999, dfDegMin, 2, "48\xC2\xB0" "00.00'"},

@@ -258,6 +258,7 @@ TEST(LineClip, AgainstTheBox0To10)
         {"diagonal corner to corner", 0, 0, 1, 1, true, 0, 0, 10, 10},
         {"shallow from outside", -20, 2, 30, 7, true, 0, 4, 10, 5},
         {"along an edge", 5, 0, 6, 0, true, 0, 0, 10, 0},
+        {"along the far edge", 10, 5, 10, 6, true, 10, 0, 10, 10},
         {"touching a corner", -1, 1, 1, -1, true, 0, 0, 0, 0},
         {"missing above", 0, 20, 1, 20, false, 0, 0, 0, 0},
         {"missing beside", 11, 0, 11, 1, false, 0, 0, 0, 0},
