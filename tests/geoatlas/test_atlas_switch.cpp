@@ -1,11 +1,9 @@
 // TGeoAtlas switching to a map whose image cannot be shown keeps the map shown; the zoom cursor.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
-#include <qvgeo/geomap/calibration_file.h>
-#include <qvgeo/geomap/view/empty_map.h>
+#include "../geomap_view/calibrated_map_files.h"
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/image_files.h>
-#include <qvgeo/support/text.h>
 
 #include <QComboBox>
 #include <QTest>
@@ -28,19 +26,10 @@ namespace fs = std::filesystem;
 const fs::path kDir = fs::temp_directory_path() / ("qvgeo_atlas_switch_" + std::to_string(::getpid()));
 constexpr double kLat = 48.2, kLon = 16.4;  // covered by every map below
 
-// An empty map written as Base.xml/.bmp, its calibration rewritten with Resolution and ImageRef.
+// Each map covers the place; its resolution also moves its southern edge.
 std::string MakeMap(const std::string& Base, double Resolution, const std::string& ImageRef)
 {
-    TEmptyMapRequest r;
-    r.LatMin = 46 + Resolution / 100, r.LongMin = 14, r.LatMax = 50, r.LongMax = 19, r.Width = 320, r.Height = 240;
-    const TEmptyMapFiles f = WriteEmptyMapFiles((kDir / Base).string(), r);
-    TCalibData cal;
-    TCalibModel model = cmUndefined;
-    EXPECT_TRUE(ParseCalibData(f.CalibFile, "", cal, model));
-    cal.Resolution = Resolution, cal.Caption = Base, cal.MapFName = ImageRef.empty() ? StripPath(f.ImageFile) : ImageRef;
-    std::ofstream out(f.CalibFile, std::ios::trunc);
-    WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
-    return f.CalibFile;
+    return qvtest::WriteCalibratedMap(kDir, Base, 46 + Resolution / 100, 14, 50, 19, 320, 240, Resolution, ImageRef);
 }
 
 class AtlasSwitch : public ::testing::Test {

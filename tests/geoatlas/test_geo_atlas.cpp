@@ -2,7 +2,7 @@
 // files are rewritten with a resolution of our choosing and an image named without its directory.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
-#include <qvgeo/geomap/calibration_file.h>
+#include "../geomap_view/calibrated_map_files.h"
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/support/text.h>
 
@@ -29,22 +29,10 @@ namespace fs = std::filesystem;
 const fs::path kDir = fs::temp_directory_path() / ("qvgeo_atlas_" + std::to_string(::getpid()));
 constexpr double kLat = 48.2, kLon = 16.4;  // covered by every map below
 
-// An empty map of the rectangle (pixels: 30 + linear over W - 60 and H - 60), its calibration rewritten
-// with Resolution, caption Base and the image named as ImageRef (default: the bare image file name).
 std::string MakeMap(const std::string& Base, double LatMin, double LongMin, double LatMax, double LongMax,
-                    double Resolution, int W = 200, int H = 150, std::string ImageRef = "")
+                    double Resolution, int W = 200, int H = 150, const std::string& ImageRef = "")
 {
-    fs::create_directories(kDir);
-    TEmptyMapRequest r;
-    r.LatMin = LatMin, r.LongMin = LongMin, r.LatMax = LatMax, r.LongMax = LongMax, r.Width = W, r.Height = H;
-    const TEmptyMapFiles f = WriteEmptyMapFiles((kDir / Base).string(), r);
-    TCalibData cal;
-    TCalibModel model = cmUndefined;
-    EXPECT_TRUE(ParseCalibData(f.CalibFile, "", cal, model));
-    cal.Resolution = Resolution, cal.Caption = Base, cal.MapFName = ImageRef.empty() ? StripPath(f.ImageFile) : ImageRef;
-    std::ofstream out(f.CalibFile, std::ios::trunc);
-    WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
-    return f.CalibFile;
+    return qvtest::WriteCalibratedMap(kDir, Base, LatMin, LongMin, LatMax, LongMax, W, H, Resolution, ImageRef);
 }
 
 class Atlas : public ::testing::Test {

@@ -338,7 +338,6 @@ TEST(LandMarkFile, GeneratedFileKeepsItsBytesAndValues)
     store.SaveLandmarks(name, "golden");
     std::ifstream file(name, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    EXPECT_EQ(text.size(), 473428u);
     EXPECT_EQ(Fnv1a(text), 11205287926127951418ull);
 
     TLandMarkStore back;

@@ -129,7 +129,7 @@ TEST(EmptyMap, Calibration)
                 EXPECT_EQ(d.CalQuads[static_cast<std::size_t>(i * 3 + j)],
                           (TCalQuad{-10 + 15.0 * i, 100 + 15.0 * j, xs[grat][j], ys[grat][i]}))
                     << i << j;
-        EXPECT_EQ(Count(b, 0, 0, 401, 301, White), grat ? Count(b, 0, 0, 401, 301, White) : 401 * 301);
+        EXPECT_TRUE(grat || Count(b, 0, 0, 401, 301, White) == 401 * 301);  // no frame without the graticule
     }
 }
 

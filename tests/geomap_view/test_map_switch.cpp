@@ -1,11 +1,10 @@
 // A TGeoMap switched to an image or calibration it cannot show stays exactly as it was.
 #include <qvgeo/geomap/view/geo_map.h>
 
-#include <qvgeo/geomap/calibration_file.h>
-#include <qvgeo/geomap/view/empty_map.h>
+#include "calibrated_map_files.h"
+
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
-#include <qvgeo/support/text.h>
 
 #include <gtest/gtest.h>
 
@@ -29,22 +28,11 @@ const fs::path kDir = fs::temp_directory_path() / ("qvgeo_map_switch_" + std::to
 
 std::string In(const std::string& Name) { return (kDir / Name).string(); }
 
-// An empty map of the rectangle written as Base.xml + Base.bmp; the calibration then names ImageRef
-// (a bare file name beside it) with Caption.
+// A calibrated empty map of the rectangle; the calibration names ImageRef (a bare file name beside it).
 std::string MakeCalibration(const std::string& Base, double LatMin, double LongMin, double LatMax, double LongMax,
                             const std::string& ImageRef, int W = 300, int H = 200)
 {
-    TEmptyMapRequest r;
-    r.LatMin = LatMin, r.LongMin = LongMin, r.LatMax = LatMax, r.LongMax = LongMax, r.Width = W, r.Height = H;
-    const TEmptyMapFiles f = WriteEmptyMapFiles(In(Base), r);
-    TCalibData cal;
-    TCalibModel model = cmUndefined;
-    EXPECT_TRUE(ParseCalibData(f.CalibFile, "", cal, model));
-    cal.Caption = Base;
-    cal.MapFName = ImageRef.empty() ? StripPath(f.ImageFile) : ImageRef;
-    std::ofstream out(f.CalibFile, std::ios::trunc);
-    WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
-    return f.CalibFile;
+    return qvtest::WriteCalibratedMap(kDir, Base, LatMin, LongMin, LatMax, LongMax, W, H, 0, ImageRef);
 }
 
 void WriteBytes(const std::string& File, const std::string& Bytes)

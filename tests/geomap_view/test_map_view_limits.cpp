@@ -25,10 +25,8 @@ TEST(MapViewLimits, SetterClampsOrIgnores)
     const struct {
         double value, expected;  // from 0.5
     } cases[] = {
-        {0.0, 0.5},           {-2.0, 0.5},      {nan, 0.5},
-        {inf, 0.5},           {-inf, 0.5},      {1e-9, MinMagnification},
-        {5.7e-7, MinMagnification}, {1e9, MaxMagnification}, {MinMagnification, MinMagnification},
-        {MaxMagnification, MaxMagnification}, {3.0, 3.0}, {1e-4, 1e-4},
+        {0.0, 0.5}, {-inf, 0.5}, {nan, 0.5}, {inf, 0.5}, {1e-9, MinMagnification}, {1e9, MaxMagnification},
+        {MinMagnification, MinMagnification}, {MaxMagnification, MaxMagnification}, {3.0, 3.0}, {1e-4, 1e-4},
     };
     TGeoMap m;
     m.SetMapBitMap(TBitmap(300, 200));

@@ -13,57 +13,51 @@
 namespace qv {
 namespace {
 
-struct ScanCase {
-    const char* text;
-    int start;
-    unsigned syntax;
-    double value;
-    int pos;  // 1-based position after the scan
-};
-
-class NumberScanner : public ::testing::TestWithParam<ScanCase> {};
-
-TEST_P(NumberScanner, ValueAndPosition)
+TEST(NumberScanner, ValueAndPosition)
 {
-    const ScanCase& c = GetParam();
-    int pos = c.start;
-    const double v = ScanNumber(c.text, pos, c.syntax);
-    EXPECT_EQ(v, c.value) << '"' << c.text << '"';
-    EXPECT_EQ(pos, c.pos) << '"' << c.text << '"';
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Forms, NumberScanner,
-    ::testing::Values(
-        ScanCase{"48.20833", 1, nsAnyReal, 48.20833, 9},
-        ScanCase{"  -0.5]", 1, nsAnyReal, -0.5, 7},
-        ScanCase{".5", 1, nsAnyReal, 0.5, 3},
-        ScanCase{"1.2.3", 1, nsAnyReal, 1.2, 4},
+    const struct {
+        const char* text;
+        int start;
+        unsigned syntax;
+        double value;
+        int pos;  // 1-based position after the scan
+    } cases[] = {
+        {"48.20833", 1, nsAnyReal, 48.20833, 9},
+        {"  -0.5]", 1, nsAnyReal, -0.5, 7},
+        {".5", 1, nsAnyReal, 0.5, 3},
+        {"1.2.3", 1, nsAnyReal, 1.2, 4},
         // the comma is a decimal separator only where allowed
-        ScanCase{"16,5", 1, nsAnyReal, 16.5, 5},
-        ScanCase{"16,5", 1, nsPointOnly, 16.0, 3},
-        ScanCase{"48.5,16.2", 1, nsAnyReal, 48.5, 5},  // one separator only: the comma ends it
+        {"16,5", 1, nsAnyReal, 16.5, 5},
+        {"16,5", 1, nsPointOnly, 16.0, 3},
+        {"48.5,16.2", 1, nsAnyReal, 48.5, 5},  // one separator only: the comma ends it
         // exponents where allowed; an exponent letter without digits is not part of the number
-        ScanCase{"1.5e3x", 1, nsAnyReal, 1500.0, 6},
-        ScanCase{"1.5e3", 1, nsPointOnly, 1.5, 4},
-        ScanCase{"1e", 1, nsAnyReal, 1.0, 2},
-        ScanCase{"1e+]", 1, nsAnyReal, 1.0, 2},
+        {"1.5e3x", 1, nsAnyReal, 1500.0, 6},
+        {"1.5e3", 1, nsPointOnly, 1.5, 4},
+        {"1e", 1, nsAnyReal, 1.0, 2},
+        {"1e+]", 1, nsAnyReal, 1.0, 2},
         // not a number: 0, position after blanks and sign
-        ScanCase{"abc", 1, nsAnyReal, 0.0, 1},
-        ScanCase{"  -x", 1, nsAnyReal, 0.0, 4},
-        ScanCase{".", 1, nsAnyReal, 0.0, 1},
+        {"abc", 1, nsAnyReal, 0.0, 1},
+        {"  -x", 1, nsAnyReal, 0.0, 4},
+        {".", 1, nsAnyReal, 0.0, 1},
         // huge and tiny: clamped to the double range, all exponent digits consumed
-        ScanCase{"1e400", 1, nsAnyReal, uc_MaxDouble, 6},
-        ScanCase{"1e99999999999999999999", 1, nsAnyReal, uc_MaxDouble, 23},
-        ScanCase{"0.001e-99999", 1, nsAnyReal, 0.0, 13},
-        ScanCase{"1e308", 1, nsAnyReal, 1e308, 6},
+        {"1e400", 1, nsAnyReal, uc_MaxDouble, 6},
+        {"1e99999999999999999999", 1, nsAnyReal, uc_MaxDouble, 23},
+        {"0.001e-99999", 1, nsAnyReal, 0.0, 13},
+        {"1e308", 1, nsAnyReal, 1e308, 6},
         // correctly rounded, however many digits
-        ScanCase{"0.1", 1, nsAnyReal, 0.1, 4},
-        ScanCase{"123456789012345678901234567890", 1, nsAnyReal, 1.2345678901234568e29, 31},
+        {"0.1", 1, nsAnyReal, 0.1, 4},
+        {"123456789012345678901234567890", 1, nsAnyReal, 1.2345678901234568e29, 31},
         // scanning a list item by item from a position
-        ScanCase{"[48.5,16]", 7, nsPointOnly, 16.0, 9},
-        ScanCase{"12", 3, nsAnyReal, 0.0, 3},
-        ScanCase{"12", 10, nsAnyReal, 0.0, 10}));  // a start beyond the text leaves the position
+        {"[48.5,16]", 7, nsPointOnly, 16.0, 9},
+        {"12", 3, nsAnyReal, 0.0, 3},
+        {"12", 10, nsAnyReal, 0.0, 10},  // a start beyond the text leaves the position
+    };
+    for (const auto& c : cases) {
+        int pos = c.start;
+        EXPECT_EQ(ScanNumber(c.text, pos, c.syntax), c.value) << '"' << c.text << '"';
+        EXPECT_EQ(pos, c.pos) << '"' << c.text << '"';
+    }
+}
 
 TEST(IntegerScanner, FormsAndClamps)
 {
@@ -155,39 +149,31 @@ TEST(TextCase, TrimAndSameText)
     EXPECT_FALSE(SameText("abc", "abcd"));
 }
 
-struct DegreeCase {
-    double value;
-    TDegreeFormat format;
-    int decimals;
-    const char* text;
-};
-
-class DegreeText : public ::testing::TestWithParam<DegreeCase> {};
-
-TEST_P(DegreeText, Renders)
+TEST(DegreeText, Renders)
 {
-    const DegreeCase& c = GetParam();
-    EXPECT_EQ(DegreeToStr(c.value, c.format, c.decimals), c.text);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Formats, DegreeText,
-    ::testing::Values(DegreeCase{48.2083333333, dfDecimal, 5, "48.20833\xC2\xB0"},
-                      DegreeCase{48.2083333333, dfDegMin, 3, "48\xC2\xB0" "12.500'"},
-                      DegreeCase{48.2083333333, dfDegMinSec, 1, "48\xC2\xB0" "12'30.0\""},
-                      DegreeCase{16.0, dfDegMinSec, 0, "16\xC2\xB0" "00'00\""},
-                      // rounding carries into minutes and degrees instead of printing 60
-                      DegreeCase{47.99999999, dfDegMinSec, 1, "48\xC2\xB0" "00'00.0\""},
-                      DegreeCase{47.99999999, dfDegMin, 2, "48\xC2\xB0" "00.00'"},
-                      DegreeCase{-0.5, dfDegMin, 0, "-0\xC2\xB0" "30'"},
-                      DegreeCase{-0.0000001, dfDecimal, 3, "0.000\xC2\xB0"},  // no "-0.000"
-                      DegreeCase{-16.5, dfDecimalPlain, 2, "-16.50"},
-                      DegreeCase{179.999999, dfDecimal, 20, "179.999999000000\xC2\xB0"}));  // decimals clamped
-
-TEST(DegreeText, NonFinite)
-{
-    EXPECT_EQ(DegreeToStr(std::numeric_limits<double>::quiet_NaN(), dfDecimal, 2), "nan");
-    EXPECT_EQ(DegreeToStr(-std::numeric_limits<double>::infinity(), dfDegMin, 2), "-inf");
+    const struct {
+        double value;
+        TDegreeFormat format;
+        int decimals;
+        const char* text;
+    } cases[] = {
+        {48.2083333333, dfDecimal, 5, "48.20833\xC2\xB0"},
+        {48.2083333333, dfDegMin, 3, "48\xC2\xB0" "12.500'"},
+        {48.2083333333, dfDegMinSec, 1, "48\xC2\xB0" "12'30.0\""},
+        {16.0, dfDegMinSec, 0, "16\xC2\xB0" "00'00\""},
+        {16.2125, dfDegMinSec, 0, "16\xC2\xB0" "12'45\""},  // seconds past the half minute
+        // rounding carries into minutes and degrees instead of printing 60
+        {47.99999999, dfDegMinSec, 1, "48\xC2\xB0" "00'00.0\""},
+        {47.99999999, dfDegMin, 2, "48\xC2\xB0" "00.00'"},
+        {-0.5, dfDegMin, 0, "-0\xC2\xB0" "30'"},
+        {-0.0000001, dfDecimal, 3, "0.000\xC2\xB0"},  // no "-0.000"
+        {-16.5, dfDecimalPlain, 2, "-16.50"},
+        {179.999999, dfDecimal, 20, "179.999999000000\xC2\xB0"},  // decimals clamped
+        {std::numeric_limits<double>::quiet_NaN(), dfDecimal, 2, "nan"},
+        {-std::numeric_limits<double>::infinity(), dfDegMin, 2, "-inf"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(DegreeToStr(c.value, c.format, c.decimals), c.text) << c.value << " " << c.format;
 }
 
 TEST(Dates, EpochAndKnownSerials)
