@@ -2,6 +2,7 @@
 // dialogs and the folders to "Add map folder", and the snapshot of the data folder the checks compare.
 #include "monkey_harness.h"
 
+#include "interaction_fixture.h"
 #include "landmark_dialog.h"
 #include "place_dialog.h"
 
@@ -14,20 +15,12 @@
 #include <QPushButton>
 
 #include <fstream>
-#include <sstream>
 
 namespace monkey {
 namespace fs = std::filesystem;
+using viewer_test::ReadText;
 
 namespace {
-
-std::string ReadFile(const fs::path& P)
-{
-    std::ifstream in(P, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 void WriteFile(const fs::path& P, const std::string& Text)
 {
@@ -68,7 +61,7 @@ void TMonkey::AnswerDialog(QDialog& D)
 {
     const bool ending = FStop || FIndex >= FOpt.Events;
     if (auto* place = qobject_cast<viewer::TPlaceDialog*>(&D)) {
-        if (ending || (Avoiding("utm-add-point") && W.Map().Calibration().CalibModel() == qv::cmUTM) || Chance(30)) {
+        if (ending || Chance(30)) {
             Log("place dialog: Cancel");
             place->reject();
             return;
@@ -185,7 +178,7 @@ void TMonkey::MakeScratch()
 {
     const fs::path s = FOpt.ScratchDir, maps = FOpt.DataDir / "maps";
     fs::create_directories(s);
-    const std::string lm = ReadFile(FOpt.DataDir / "landmarks-vienna.xml"), austria = ReadFile(maps / "austria.xml");
+    const std::string lm = ReadText(FOpt.DataDir / "landmarks-vienna.xml"), austria = ReadText(maps / "austria.xml");
     WriteFile(s / "empty.xml", "");
     WriteFile(s / "empty.wld", "");
     WriteFile(s / "garbage.xml", "<geomap");
@@ -195,37 +188,33 @@ void TMonkey::MakeScratch()
     FOpenPool = {FOpt.DataDir / "landmarks-vienna.xml", maps / "austria.xml", maps / "calib-vienna.xml", maps / "world.xml",
                  maps / "world.jpg", s / "empty.xml", s / "empty.wld", s / "garbage.xml", s / "garbage.txt",
                  s / "truncated-calibration.xml", s / "truncated-landmarks.xml", s / "missing.xml"};
-    if (!Avoiding("huge-caption")) {
-        std::string big = lm;
-        for (std::size_t at = big.find("capsize=\"9\""); at != std::string::npos; at = big.find("capsize=\"9\"", at))
-            big.replace(at, 11, "capsize=\"5000\"");
-        WriteFile(s / "huge-caption.xml", big);
-        FOpenPool.push_back(s / "huge-caption.xml");
-    }
-    // Folders for "Add map folder": a copy of the atlas's maps, an empty one and, unless avoided, maps
-    // whose images are broken (a text file named .jpg, a truncated JPEG).
+    std::string big = lm;
+    for (std::size_t at = big.find("capsize=\"9\""); at != std::string::npos; at = big.find("capsize=\"9\"", at))
+        big.replace(at, 11, "capsize=\"5000\"");
+    WriteFile(s / "huge-caption.xml", big);
+    FOpenPool.push_back(s / "huge-caption.xml");
+    // Folders for "Add map folder": a copy of the atlas's maps, an empty one and maps whose images
+    // are broken (a text file named .jpg, a truncated JPEG).
     fs::create_directories(s / "maps-copy");
     fs::create_directories(s / "empty-folder");
     for (const char* f : {"austria.xml", "austria.bmp", "calib-vienna.xml", "calib-vienna.bmp"})
         fs::copy_file(maps / f, s / "maps-copy" / f, fs::copy_options::overwrite_existing);
     FFolderPool = {s / "maps-copy", s / "empty-folder"};
-    if (!Avoiding("broken-images")) {
-        const fs::path b = s / "broken-maps";
-        fs::create_directories(b);
-        // From the bundled samples, not the atlas's copy: a monkey (or a test of it) may have removed that.
-        const fs::path samples = QVGEO_SOURCE_DIR "/data/samples";
-        std::string world = ReadFile(samples / "world.xml");
-        const std::string jpg = ReadFile(samples / "world.jpg");
-        for (const char* name : {"text", "truncated"}) {
-            std::string cal = world;
-            cal.replace(cal.find("map=\"world.jpg\""), 15, std::string("map=\"") + name + ".jpg\"");
-            cal.replace(cal.find("caption=\""), 9, std::string("caption=\"broken ") + name + " ");
-            WriteFile(b / (std::string(name) + ".xml"), cal);
-        }
-        WriteFile(b / "text.jpg", "this is not a picture\n");
-        WriteFile(b / "truncated.jpg", jpg.substr(0, jpg.size() / 3));
-        FFolderPool.push_back(b);
+    const fs::path b = s / "broken-maps";
+    fs::create_directories(b);
+    // From the bundled samples, not the atlas's copy: a monkey (or a test of it) may have removed that.
+    const fs::path samples = QVGEO_SOURCE_DIR "/data/samples";
+    std::string world = ReadText(samples / "world.xml");
+    const std::string jpg = ReadText(samples / "world.jpg");
+    for (const char* name : {"text", "truncated"}) {
+        std::string cal = world;
+        cal.replace(cal.find("map=\"world.jpg\""), 15, std::string("map=\"") + name + ".jpg\"");
+        cal.replace(cal.find("caption=\""), 9, std::string("caption=\"broken ") + name + " ");
+        WriteFile(b / (std::string(name) + ".xml"), cal);
     }
+    WriteFile(b / "text.jpg", "this is not a picture\n");
+    WriteFile(b / "truncated.jpg", jpg.substr(0, jpg.size() / 3));
+    FFolderPool.push_back(b);
 }
 
 std::map<fs::path, TMonkey::TFileState> TMonkey::SnapshotData() const
@@ -241,7 +230,7 @@ std::map<fs::path, TMonkey::TFileState> TMonkey::SnapshotData() const
         // tick of the clock with the same size is the one change this misses).
         s.Hash = old != FFiles.end() && old->second.Size == s.Size && old->second.Time == s.Time
                      ? old->second.Hash
-                     : std::hash<std::string>{}(ReadFile(p));
+                     : std::hash<std::string>{}(ReadText(p));
         files.emplace(p, s);
     }
     return files;

@@ -1,20 +1,10 @@
 // The monkey: its run, its checks and the input it sends (answers to dialogs and files: monkey_answers.cpp).
 #include "monkey_harness.h"
 
-#include "landmark_dialog.h"
-#include "place_dialog.h"
-
-#include <QAbstractButton>
 #include <QApplication>
-#include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFileDialog>
-#include <QInputDialog>
-#include <QLineEdit>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QThread>
 #include <QToolBar>
 #include <QWheelEvent>
@@ -27,7 +17,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 #include <unistd.h>
 
@@ -145,8 +134,6 @@ void TMonkey::Log(const std::string& Line)
     static const bool trace = qEnvironmentVariableIsSet("QVGEO_MONKEY_TRACE");
     if (trace)
         std::fprintf(stderr, "%s\n", s.str().c_str());
-    if (!FFrames.empty() && FFrames.back().First.empty())
-        FFrames.back().First = s.str();
     std::lock_guard<std::mutex> lock(FLogMutex);
     FLog.push_back(s.str());
     while (FLog.size() > 20)
@@ -177,20 +164,11 @@ std::string TMonkey::Replay() const
     std::lock_guard<std::mutex> lock(FLogMutex);
     std::ostringstream s;
     s << "monkey seed " << FOpt.Seed << ", event " << FIndex << " of " << FOpt.Events << ": "
-      << (FFault.empty() ? "no fault" : FFault) << "\nslowest action: " << FSlowestMs << " ms, " << FSlowestAction
-      << "\nlast events:\n";
+      << (FFault.empty() ? "no fault" : FFault) << "\nlast events:\n";
     for (const std::string& l : FLog)
         s << "  " << l << '\n';
     s << "replay: QVGEO_MONKEY_SEED=" << FOpt.Seed << " QVGEO_MONKEY_EVENTS=" << FIndex;
-    if (FOpt.Avoid != KnownBroken) {
-        s << " QVGEO_MONKEY_AVOID=";
-        for (const std::string& a : FOpt.Avoid)
-            s << a << (a == *FOpt.Avoid.rbegin() ? "" : ",");
-        if (FOpt.Avoid.empty())
-            s << ",";  // set but naming nothing: avoid nothing
-    }
-    s
-      << " build/tests/test_viewer --gtest_filter='ViewerMonkey.*'\n";
+    s << " build/tests/test_viewer --gtest_filter='ViewerMonkey.*'\n";
     return s.str();
 }
 
@@ -203,13 +181,6 @@ std::string TMonkey::Run()
 
 std::string TMonkey::Act(const std::string& Description, const std::function<void()>& Do)
 {
-    if (Avoiding("extreme-zoom")) {
-        const double mag = W.Map().Magnification();
-        if (mag < 1.0 / 64 || mag > 64) {
-            Log("refit from x" + std::to_string(mag));
-            W.Map().ZoomFitPage();
-        }
-    }
     if (!QApplication::activeModalWidget())
         FModalBudget.clear(), FFileTries.clear();
     const auto places = LandmarkPlaces();
@@ -293,10 +264,8 @@ void TMonkey::CheckAfterAction()
 
 void TMonkey::Checkpoint()
 {
-    // Each input event with the work it queued is timed up to here, without the actions nested in it (the
-    // events a modal dialog it opened got): what is measured is how long the event loop was kept from
-    // running. It catches hangs and runaway loops (an endless paint, a dialog that never gives control
-    // back), not slowness: the limit is far above what any normal event takes.
+    // Each input event with the work it queued, less the actions nested in it (in a modal dialog it
+    // opened): how long the event loop was kept from running. The limit catches hangs, not slowness.
     Beat();
     if (FFrames.empty())
         return;
@@ -305,8 +274,6 @@ void TMonkey::Checkpoint()
     const qint64 own = (elapsed - f.MarkElapsed) - (f.NestedMs - f.MarkNested);
     f.MarkElapsed = elapsed;
     f.MarkNested = f.NestedMs;
-    if (own > FSlowestMs)
-        FSlowestMs = own, FSlowestAction = f.First;
     if (own > FOpt.HangMs)
         SetFault("one event kept the event loop for " + std::to_string(own) + " ms");
 }
@@ -334,12 +301,9 @@ void TMonkey::Tick()
 
 void TMonkey::Pulse()
 {
-    // Called from a timer in whatever event loop runs. When an action of the monkey has opened a nested
-    // loop (a modal dialog's exec) the monkey acts inside it, as a user would on the dialog; a visible
-    // progress dialog pumps events as well, and its Cancel may be pressed. Everywhere else (the
-    // monkey's own processing of events, a progress pump before its dialog shows, which keeps user input
-    // out) it does nothing. Nested actions run from a posted call, not from this timer, so that one nested
-    // inside another still gets its turn.
+    // From a timer in whatever event loop runs: inside a nested loop an action opened (a modal dialog's
+    // exec, a visible progress dialog) the monkey acts as a user would on the dialog; elsewhere it waits.
+    // The action is posted, not run from the timer, so that one nested inside another gets its turn too.
     if (FFrames.empty() || FNestedPending)
         return;
     const bool nestedLoop = QThread::currentThread()->loopLevel() > FFrames.back().LoopLevel;
@@ -395,10 +359,7 @@ void TMonkey::OneEvent()
             return;
         }
         auto it = FModalBudget.try_emplace(modal, Below(6)).first;
-        // A place for a UTM map is not even typed while that is avoided: a stray Return would accept it.
-        const bool utmPlace = qobject_cast<viewer::TPlaceDialog*>(modal) && Avoiding("utm-add-point") &&
-                              W.Map().Calibration().CalibModel() == qv::cmUTM;
-        if (ending || utmPlace || qobject_cast<QFileDialog*>(modal) || it->second-- <= 0) {
+        if (ending || qobject_cast<QFileDialog*>(modal) || it->second-- <= 0) {
             Answer(modal);
             return;
         }
@@ -475,29 +436,12 @@ QPoint TMonkey::MapTarget()
     return {Below(w), Below(h)};
 }
 
-bool TMonkey::OnEarth(QPoint MapLocal)
-{
-    qv::TCoords c;
-    return W.Map().Calibration().CalcPosition(W.Map().ControlToMapImage({MapLocal.x(), MapLocal.y()}), c) &&
-           std::fabs(c.Latit) <= 90 && std::fabs(c.Longit) <= 360;
-}
-
-bool TMonkey::AvoidPlacingAt(QPoint MapLocal)
-{
-    if (W.Tool() != viewer::TTool::PlaceLandmark || !Avoiding("impossible-place") || OnEarth(MapLocal))
-        return false;
-    Log("press of the place tool where the calibration gives no place on earth skipped (impossible-place)");
-    return true;
-}
-
 void TMonkey::MapEvent()
 {
     QWidget* map = &W.Map();
     const auto at = [&](QPoint Local) { return map->mapTo(&W, Local); };
     const QPoint p = MapTarget();
     const viewer::TTool tool = W.Tool();
-    if (AvoidPlacingAt(p))
-        return;
     const int r = Below(100);
     if (r < 30) {
         Log("click L " + Str(p));
@@ -506,10 +450,6 @@ void TMonkey::MapEvent()
         Log("click R " + Str(p));
         Click(&W, at(p), Qt::RightButton, false);
     } else if (r < 50) {
-        if (Avoiding("dblclick-landmark") && (tool == viewer::TTool::MoveLandmark || tool == viewer::TTool::DeleteLandmark)) {
-            Log("double click skipped (dblclick-landmark)");
-            return;
-        }
         Log("double click L " + Str(p));
         Click(&W, at(p), Qt::LeftButton, true);
     } else if (r < 85) {
@@ -522,13 +462,9 @@ void TMonkey::MapEvent()
         const int steps = Chance(80) ? 1 + Below(5) : 6 + Below(10), reach = Chance(80) ? 150 : 400;
         for (int n = steps; n > 0; --n) {
             q += QPoint(Below(2 * reach + 1) - reach, Below(2 * reach + 1) - reach);
-            if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark && Avoiding("impossible-place") && !OnEarth(q))
-                continue;  // the landmark would be carried to no place on earth
             path.push_back(q);
             text += "->" + Str(q);
         }
-        if (path.empty())
-            path.push_back(p);
         Log(text);
         if (b == Qt::LeftButton && tool == viewer::TTool::MoveLandmark)
             FMoveAllowed = true;
@@ -609,11 +545,6 @@ void TMonkey::RandomWidgetClick(QWidget* Top)
     const QPoint at = w->mapTo(Top, local);
     // The press goes to whatever lies under it: a click on the atlas may land on its map.
     const bool dbl = Chance(10);
-    const viewer::TTool tool = W.Tool();
-    if (Top->childAt(at) == &W.Map() &&
-        (AvoidPlacingAt(W.Map().mapFrom(Top, at)) ||
-         (dbl && Avoiding("dblclick-landmark") && (tool == viewer::TTool::MoveLandmark || tool == viewer::TTool::DeleteLandmark))))
-        return;
     const Qt::MouseButton b = Chance(85) ? Qt::LeftButton : Qt::RightButton;
     Log(std::string(dbl ? "double click " : "click ") + (b == Qt::LeftButton ? "L " : "R ") + "on " +
         w->metaObject()->className() + " \"" + w->objectName().toStdString() + "\" " + Str(local));

@@ -36,24 +36,6 @@ class QFileDialog;
 
 namespace monkey {
 
-// Faults the viewer had, by name, each one thing the monkey does not do while the name is in
-// TMonkeyOptions::Avoid (QVGEO_MONKEY_AVOID=a,b). All are fixed, so the committed run avoids nothing; a
-// name is put back in KnownBroken only while a fault it steers around is being fixed.
-// - "utm-add-point": accepting the place of a new reference point while the map shown is UTM-calibrated
-//   (an exception from the calibration leaves the click handler).
-// - "dblclick-landmark": double-clicking in the move and delete tools (the landmark dialog swallows the
-//   release, and the next pointer move drags the landmark, whatever the tool).
-// - "extreme-zoom": magnifications beyond 1/64..64 (repaints that take minutes); the monkey refits the
-//   map before its next action instead.
-// - "broken-images": the folder of broken map images offered to "Add map folder" (the loading dialog
-//   never ends).
-// - "huge-caption": the landmark file whose caption is 5000 points high offered to "Open landmarks".
-// - "impossible-place": a press of the place tool, or a move-tool drag of a landmark, to a pixel where the
-//   map's calibration gives no place on earth: off the map image it extrapolates (latitude -480), a fit
-//   with fewer points than its model needs gives NaN, a wild reference point gives 92.8 inside the image;
-//   the landmark is taken there all the same.
-inline const std::set<std::string> KnownBroken = {};
-
 struct TMonkeyOptions {
     std::uint64_t Seed = 1;
     int Events = 2000;
@@ -64,7 +46,6 @@ struct TMonkeyOptions {
     int AbortMs = 0;
     std::filesystem::path DataDir;     // the atlas the window was built over: watched for changes
     std::filesystem::path ScratchDir;  // files the monkey may write and open; made by the monkey
-    std::set<std::string> Avoid = KnownBroken;
 };
 
 class TMonkey {
@@ -79,14 +60,9 @@ public:
     std::string Run();
     // One given action through the same checks as the random ones (for testing the checks themselves).
     std::string Act(const std::string& Description, const std::function<void()>& Do);
-    const std::string& Fault() const { return FFault; }
     // The seed, the event number, the fault and the last events: what replays a run.
     std::string Replay() const;
     int EventsMade() const { return FIndex; }
-    // The longest time one input event kept the event loop (nested actions not counted), ms, and the
-    // action it was part of.
-    qint64 SlowestMs() const { return FSlowestMs; }
-    const std::string& SlowestAction() const { return FSlowestAction; }
     // Every save the monkey answered into the data folder, in order.
     const std::vector<std::filesystem::path>& SavedIntoData() const { return FSavedIntoData; }
 
@@ -95,7 +71,6 @@ private:
         QElapsedTimer Clock;
         qint64 NestedMs = 0;  // time spent in actions nested inside this one (in modal dialogs)
         int LoopLevel = 0;
-        std::string First;  // the first event logged in it
         qint64 MarkElapsed = 0, MarkNested = 0;  // the clock and NestedMs at the last checkpoint
     };
     struct TFileState {
@@ -119,8 +94,6 @@ private:
     void EventInto(QWidget* Top);
     void MainWindowEvent();
     void MapEvent();
-    bool AvoidPlacingAt(QPoint MapLocal);
-    bool OnEarth(QPoint MapLocal);
     QPoint MapTarget();
     void RandomWidgetClick(QWidget* Top);
     void RandomKey(QWidget* Top);
@@ -138,7 +111,6 @@ private:
     std::filesystem::path PickOpenFile(const QString& Title);
 
     bool Excluded(const QKeySequence& Keys) const;
-    bool Avoiding(const char* Name) const { return FOpt.Avoid.count(Name) != 0; }
     void MakeScratch();
     std::map<std::filesystem::path, TFileState> SnapshotData() const;
     std::vector<std::pair<double, double>> LandmarkPlaces();
@@ -165,8 +137,6 @@ private:
     std::set<std::filesystem::path> FSavedThisAction;
     std::vector<std::filesystem::path> FOpenPool, FFolderPool;
     int FOutCount = 0;
-    qint64 FSlowestMs = 0;
-    std::string FSlowestAction;
 
     mutable std::mutex FLogMutex;
     std::deque<std::string> FLog;

@@ -1,7 +1,7 @@
 // The monkey over the real viewer window: a seeded run of random input (QVGEO_MONKEY_SEED, default 1;
-// QVGEO_MONKEY_EVENTS, default 2000; QVGEO_MONKEY_ALL=1 also does what monkey::KnownBroken steers
-// around, QVGEO_MONKEY_AVOID=name,name steers around those only), and the checks of the monkey itself,
-// each shown a fault it must report.
+// QVGEO_MONKEY_EVENTS, default 2000; QVGEO_MONKEY_TRACE prints every event), and the checks of the
+// monkey itself, each shown a fault it must report.
+#include "interaction_fixture.h"
 #include "monkey_harness.h"
 
 #include <QApplication>
@@ -40,13 +40,14 @@ std::uint64_t EnvNumber(const char* Name, std::uint64_t Default)
     return ok ? n : Default;
 }
 
-class ViewerMonkey : public ::testing::Test {
+class ViewerMonkey : public viewer_test::TViewerFixture {
 protected:
     static void SetUpTestSuite()
     {
         Root = fs::temp_directory_path() / ("qvgeo-monkey-" + std::to_string(QCoreApplication::applicationPid()));
         fs::create_directories(Root);
-        // Nothing the window does may reach the user's files: settings and relative paths land here.
+        // Nothing the window or its file dialogs do may reach the user's files: their settings and
+        // relative paths land here.
         const QString settings = QString::fromStdString((Root / "settings").string());
         for (QSettings::Format f : {QSettings::NativeFormat, QSettings::IniFormat})
             for (QSettings::Scope s : {QSettings::UserScope, QSettings::SystemScope})
@@ -59,24 +60,13 @@ protected:
         QDir::setCurrent(OldDir);
         fs::remove_all(Root);
     }
-    void SetUp() override
-    {
-        const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        Dir = Root / name;
-        Files = viewer::PrepareBundledAtlas((Dir / "data").string(), QVGEO_SOURCE_DIR "/data/samples");
-        W = std::make_unique<viewer::TViewerWindow>(Files);
-        W->resize(1000, 720);
-        W->show();
-        W->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
-    }
     void TearDown() override
     {
         // Whatever the monkey left open is closed with the window.
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != W.get() && w->isVisible())
                 w->close();
-        W.reset();
+        TViewerFixture::TearDown();
     }
     TMonkeyOptions Options(std::uint64_t Seed, int Events)
     {
@@ -91,27 +81,16 @@ protected:
 
     static inline fs::path Root;
     static inline QString OldDir;
-    fs::path Dir;
-    viewer::TAtlasFiles Files;
-    std::unique_ptr<viewer::TViewerWindow> W;
 };
 
 TEST_F(ViewerMonkey, RandomSessionBreaksNothing)
 {
     TMonkeyOptions o = Options(EnvNumber("QVGEO_MONKEY_SEED", 1), int(EnvNumber("QVGEO_MONKEY_EVENTS", 2000)));
-    if (qgetenv("QVGEO_MONKEY_ALL") == "1")
-        o.Avoid.clear();
-    if (qEnvironmentVariableIsSet("QVGEO_MONKEY_AVOID")) {  // names, comma-separated: what to avoid instead
-        o.Avoid.clear();
-        for (const QString& n : qEnvironmentVariable("QVGEO_MONKEY_AVOID").split(',', Qt::SkipEmptyParts))
-            o.Avoid.insert(n.trimmed().toStdString());
-    }
     TMonkey m(*W, o);
     const std::string fault = m.Run();
     EXPECT_EQ(fault, "") << m.Replay();
-    std::printf("monkey seed %llu: %d events, %zu saves into the data folder, slowest event %lld ms in: %s\n",
-                static_cast<unsigned long long>(o.Seed), m.EventsMade(), m.SavedIntoData().size(),
-                static_cast<long long>(m.SlowestMs()), m.SlowestAction().c_str());
+    std::printf("monkey seed %llu: %d events, %zu saves into the data folder\n", static_cast<unsigned long long>(o.Seed),
+                m.EventsMade(), m.SavedIntoData().size());
 }
 
 // The checks of the monkey itself: one planted fault each, run through the same path as a random
@@ -177,8 +156,9 @@ TEST_F(ViewerMonkey, HangEndsTheProcessWithTheReplay)
     EXPECT_DEATH(
         {
             TMonkey m(*W, o);
-            m.Act("endless paint", [] {
-                fs::remove_all(Root);  // this process dies before its suite's tear-down would remove it
+            m.Act("endless paint", [this] {
+                fs::remove_all(Root);  // this process dies before its tear-downs would remove these
+                fs::remove_all(Dir);
                 for (;;)
                     std::this_thread::sleep_for(std::chrono::milliseconds(10));
             });
