@@ -57,6 +57,21 @@ void TMonkey::Answer(QWidget* Modal)
     Modal->close();
 }
 
+void TMonkey::WatchSaveButton(QMessageBox& Box)
+{
+    // Save in a question about unsaved landmarks writes them to the file they came from, with no file
+    // dialog: a save the user asked for, whether the answer or a random click pressed it. (A calibration
+    // is always saved through a file dialog.)
+    QObject::connect(&Box, &QMessageBox::buttonClicked, &Box, [this, &Box](QAbstractButton* B) {
+        if (Box.standardButton(B) != QMessageBox::Save || W.LandmarkFile().isEmpty())
+            return;
+        const fs::path path = W.LandmarkFile().toStdString();
+        FSavedThisAction.insert(fs::weakly_canonical(path));
+        if (Inside(path, FOpt.DataDir))
+            FSavedIntoData.push_back(path);
+    });
+}
+
 void TMonkey::AnswerDialog(QDialog& D)
 {
     const bool ending = FStop || FIndex >= FOpt.Events;

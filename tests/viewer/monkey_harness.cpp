@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QProgressDialog>
 #include <QThread>
 #include <QToolBar>
@@ -358,7 +359,9 @@ void TMonkey::OneEvent()
             }
             return;
         }
-        auto it = FModalBudget.try_emplace(modal, Below(6)).first;
+        auto [it, first] = FModalBudget.try_emplace(modal, Below(6));
+        if (auto* box = qobject_cast<QMessageBox*>(modal); box && first)
+            WatchSaveButton(*box);
         if (ending || qobject_cast<QFileDialog*>(modal) || it->second-- <= 0) {
             Answer(modal);
             return;

@@ -32,6 +32,7 @@
 #include <vector>
 
 class QDialog;
+class QMessageBox;
 class QFileDialog;
 
 namespace monkey {
@@ -108,6 +109,7 @@ private:
     void Answer(QWidget* Modal);
     void AnswerFile(QFileDialog& Dialog);
     void AnswerDialog(QDialog& Dialog);
+    void WatchSaveButton(QMessageBox& Box);
     std::filesystem::path PickOpenFile(const QString& Title);
 
     bool Excluded(const QKeySequence& Keys) const;
