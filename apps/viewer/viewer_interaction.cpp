@@ -691,15 +691,8 @@ bool TViewerWindow::ConfirmClose()
     const QString what = landmarks && calibration ? "the landmarks and to the calibration of the map shown"
                          : landmarks              ? "the landmarks"
                                                   : "the calibration of the map shown";
-    QMessageBox box(QMessageBox::Warning, "Quit", "There are unsaved changes to " + what + ".",
-                    QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
-    box.setInformativeText("Save them before quitting?");
-    box.setDefaultButton(QMessageBox::Save);
-    box.setEscapeButton(QMessageBox::Cancel);
-    const int answer = box.exec();
-    if (answer == QMessageBox::Discard)
-        return true;
-    return answer == QMessageBox::Save && SaveChanges(landmarks, calibration);
+    return AskToSave("Quit", "There are unsaved changes to " + what + ".", "Save them before quitting?", landmarks,
+                     calibration);
 }
 
 bool TViewerWindow::AskToSave(const QString& Title, const QString& Text, const QString& Question, bool Landmarks,
