@@ -3,8 +3,8 @@
 // and a synthetic 4000 x 3000 map with a 0.1° graticule.
 #include "qt_main.h"
 
-#include <qvgeo/geomap/view/empty_map.h>
-#include <qvgeo/geomap/view/landmark_symbols.h>
+#include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/landmark_symbols.h>
 #include <qvgeo/platform/canvas.h>
 
 #include <benchmark/benchmark.h>

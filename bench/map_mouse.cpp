@@ -5,7 +5,7 @@
 // Reported per move (the "per_move" counter is seconds per move).
 #include "qt_main.h"
 
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 
 #include <benchmark/benchmark.h>

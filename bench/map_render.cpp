@@ -9,8 +9,8 @@
 #include "qt_main.h"
 
 #include <qvgeo/geomap/calib_fit.h>
-#include <qvgeo/geomap/view/empty_map.h>
-#include <qvgeo/geomap/view/map_render_caches.h>
+#include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/platform/bitmap.h>
 
 #include <benchmark/benchmark.h>

@@ -6,7 +6,7 @@
 // 6 times (above CacheMagLimit) from the image itself.
 #include "qt_main.h"
 
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 
 #include <benchmark/benchmark.h>

@@ -20,7 +20,7 @@
 #pragma once
 
 #include <qvgeo/geomap/calib_types.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
 

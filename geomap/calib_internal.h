@@ -2,6 +2,8 @@
 // that the pixel formulas keep, and rounding of computed pixels to integers.
 #pragma once
 
+#include <qvgeo/support/math_services.h>
+
 #include <cmath>
 #include <cstdint>
 
@@ -31,14 +33,6 @@ inline bool RoundPixel(double v, std::int32_t& Result)
 }
 
 // As RoundPixel for functions that must return an integer: NaN gives 0, out-of-range values saturate.
-inline std::int32_t RoundPixelSaturated(double v)
-{
-    std::int32_t r = 0;
-    if (RoundPixel(v, r))
-        return r;
-    if (std::isnan(v))
-        return 0;
-    return v > 0 ? INT32_MAX : INT32_MIN;
-}
+inline std::int32_t RoundPixelSaturated(double v) { return RoundSaturated(v); }
 
 }  // namespace qv::calib_detail

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <qvgeo/geobasics/ellipsoids.h>
+#include <qvgeo/support/geometry_types.h>
 
 #include <array>
 #include <cstdint>
@@ -25,20 +26,6 @@ inline constexpr std::array<std::string_view, NumCalibModels> CalibModelKeywords
 enum TGratLineKind : std::uint8_t { gtlMeridian, gtlParallel };
 
 enum TCorners : std::uint8_t { gcoTopLeft, gcoBottomLeft, gcoBottomRight, gcoTopRight };
-
-// A pixel of the map image: column X, row Y, origin at the image's top-left corner, y growing downwards.
-struct TPoint {
-    std::int32_t X = 0;
-    std::int32_t Y = 0;
-    friend bool operator==(const TPoint&, const TPoint&) = default;
-};
-
-// A geographic position in degrees, north and east positive.
-struct TCoords {
-    double Latit = 0.0;
-    double Longit = 0.0;
-    friend bool operator==(const TCoords&, const TCoords&) = default;
-};
 
 // Geographic positions of the four corner pixels of the map image, indexed by TCorners.
 using TCornerArray = std::array<TCoords, 4>;

@@ -4,6 +4,7 @@
 // the template landmark.
 #pragma once
 
+#include <qvgeo/support/geometry_types.h>
 #include <qvgeo/support/rect_double.h>
 
 #include <cstddef>
@@ -13,9 +14,6 @@
 
 namespace qv {
 
-// 32-bit colour value, red in the low byte (0x00BBGGRR).
-using TColor = std::uint32_t;
-
 // Symbol shape. The ordinals are fixed: files and applications store them.
 enum TLandMarkElement : std::uint8_t {
     lmPlus, lmSquare, lmTriangle, lmCircle, lmArrowFrom, lmArrowTo, lmCrossBox, lmSpade, lmCross, lmUserDef
@@ -24,19 +22,6 @@ inline constexpr int NumLandMarkElements = 10;
 
 // What the owner is asked about before a landmark is added or removed.
 enum TLandMarkAction : std::uint8_t { lmaAdd, lmaRemove };
-
-// Caption font styles and the set of them.
-enum TFontStyle : std::uint8_t { fsBold, fsItalic, fsUnderline, fsStrikeOut };
-
-struct TFontStyles {
-    std::uint8_t Bits = 0;  // bit n set: style with ordinal n is in the set
-
-    constexpr bool Contains(TFontStyle Style) const { return (Bits >> Style) & 1u; }
-    constexpr void Include(TFontStyle Style) { Bits = static_cast<std::uint8_t>(Bits | (1u << Style)); }
-    constexpr void Exclude(TFontStyle Style) { Bits = static_cast<std::uint8_t>(Bits & ~(1u << Style)); }
-    constexpr bool Empty() const { return Bits == 0; }
-    bool operator==(const TFontStyles&) const = default;
-};
 
 // Horizontal alignment of a caption at its point. Landmark files store the ordinal.
 enum THorzAlignment : std::uint8_t { haLeftJustify, haRightJustify, haCenter };

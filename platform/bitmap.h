@@ -7,8 +7,7 @@
 // platform/colors.h are the only conversion.
 #pragma once
 
-#include <qvgeo/geomap/calib_types.h>
-#include <qvgeo/geomap/landmark_types.h>
+#include <qvgeo/support/geometry_types.h>
 
 #include <QImage>
 
@@ -18,20 +17,6 @@
 namespace qv {
 
 class TCanvas;
-
-// A pixel rectangle: Left <= x < Right, Top <= y < Bottom.
-struct TRect {
-    std::int32_t Left = 0, Top = 0, Right = 0, Bottom = 0;
-    constexpr std::int32_t Width() const { return Right - Left; }
-    constexpr std::int32_t Height() const { return Bottom - Top; }
-    constexpr bool IsEmpty() const { return Right <= Left || Bottom <= Top; }
-    friend bool operator==(const TRect&, const TRect&) = default;
-};
-
-struct TSize {
-    std::int32_t cx = 0, cy = 0;
-    friend bool operator==(const TSize&, const TSize&) = default;
-};
 
 // How StretchRect maps source pixels onto destination pixels.
 enum TStretchMode : std::uint8_t {

@@ -3,7 +3,7 @@
 // and its high byte is ignored on the way in.
 #pragma once
 
-#include <qvgeo/geomap/landmark_types.h>
+#include <qvgeo/support/geometry_types.h>
 
 #include <QColor>
 #include <QRgb>

@@ -12,7 +12,6 @@
 // "Component \"<Name>\": <message>" with qWarning.
 #pragma once
 
-#include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/platform/bitmap.h>
 
 #include <QWidget>

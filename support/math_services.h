@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -18,6 +19,21 @@ inline constexpr double uc_MinDouble = std::numeric_limits<double>::denorm_min()
 // scale (the switch points are sqrt(2), sqrt(10) and sqrt(50) times the power of ten). The sign is kept;
 // 0 and non-finite values are returned unchanged.
 double Round125(double x);
+
+// v rounded to the nearest integer, ties to even (the default rounding mode), saturated to the 32-bit
+// range; NaN gives 0. The one rounding of computed pixels: converting an out-of-range double to an integer
+// would be undefined, and a view far outside its map must still give a defined pixel.
+inline std::int32_t RoundSaturated(double v)
+{
+    if (std::isnan(v))
+        return 0;
+    const double r = std::nearbyint(v);
+    if (r >= 2147483647.0)
+        return INT32_MAX;
+    if (r <= -2147483648.0)
+        return INT32_MIN;
+    return static_cast<std::int32_t>(r);
+}
 
 // Great-circle distance between two positions (degrees) on a sphere of the given radius, in the unit of
 // the radius. Accurate to rounding for coincident, nearby and antipodal points alike.

@@ -2,7 +2,7 @@
 // Q_PROPERTYs (colours, enumerations, distances...); a form loaded at run time or compiled by uic includes
 // the widgets' installed headers. The plugin holds no state of its own.
 #include <qvgeo/geoatlas/geo_atlas.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <QtUiPlugin/QDesignerCustomWidgetCollectionInterface>
 #include <QtUiPlugin/QDesignerCustomWidgetInterface>
@@ -104,7 +104,7 @@ public:
         // The widgets are owned by the form Designer puts them on (Qt's parent chain).
         FWidgets.push_back(new TWidgetPlugin(
             QString::fromLatin1(qv::TGeoMap::staticMetaObject.className()),
-            QStringLiteral("<qvgeo/geomap/view/geo_map.h>"),
+            QStringLiteral("<qvgeo/mapview/geo_map.h>"),
             QStringLiteral("Calibrated raster map view with graticule, landmarks and mouse modes"), MapIcon(),
             DomXml(QString::fromLatin1(qv::TGeoMap::staticMetaObject.className()), QStringLiteral("geoMap"), 500,
                    400),

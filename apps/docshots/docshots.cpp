@@ -2,7 +2,7 @@
 // Vienna scan, registered from one folder, the Austria map shown with the outlines of the others.
 //   qvgeo-docshots SAMPLES_DIR OUT.png
 #include <qvgeo/geoatlas/geo_atlas.h>
-#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/mapview/empty_map.h>
 
 #include <QApplication>
 #include <QImage>

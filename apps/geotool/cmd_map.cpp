@@ -9,8 +9,8 @@
 #include "line_io.h"
 
 #include <qvgeo/geomap/calibration_file.h>
-#include <qvgeo/geomap/view/empty_map.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/text.h>
 

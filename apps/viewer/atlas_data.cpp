@@ -3,7 +3,7 @@
 #include "../geotool/geojson_import.h"
 
 #include <qvgeo/geodb/geodb.h>
-#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/mapview/empty_map.h>
 
 #include <cmath>
 #include <cstdio>

@@ -10,7 +10,7 @@
 #pragma once
 
 #include <qvgeo/geomap/calib_residuals.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <QDockWidget>
 

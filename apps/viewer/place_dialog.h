@@ -2,7 +2,7 @@
 // another calibrated map of the atlas, whose own calibration turns the clicked pixel into the place.
 #pragma once
 
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <QDialog>
 

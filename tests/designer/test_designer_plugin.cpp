@@ -67,7 +67,7 @@ struct TExpectedWidget {
 };
 
 const TExpectedWidget Expected[] = {
-    {"qv::TGeoMap", "<qvgeo/geomap/view/geo_map.h>",
+    {"qv::TGeoMap", "<qvgeo/mapview/geo_map.h>",
      {"AllowPan", "AntiAlias", "CacheMagLimit", "CalibModel", "ColorBackGnd", "ColorFrame", "ColorGraticule",
       "ColorCalibPoints", "ConfinePanToMapImage", "EmptyMsg", "FrameStyle", "GratLineDist", "UTMGridDist",
       "UTMZone", "UTMHemisphere", "MouseAction", "ShowGraticule"}},

@@ -1,7 +1,7 @@
 // TGeoAtlas switching to a map whose image cannot be shown keeps the map shown; the zoom cursor.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
-#include "../geomap_view/calibrated_map_files.h"
+#include "../mapview/calibrated_map_files.h"
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/image_files.h>
 

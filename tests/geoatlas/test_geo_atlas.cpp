@@ -2,7 +2,7 @@
 // files are rewritten with a resolution of our choosing and an image named without its directory.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
-#include "../geomap_view/calibrated_map_files.h"
+#include "../mapview/calibrated_map_files.h"
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/support/text.h>
 

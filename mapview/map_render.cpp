@@ -15,8 +15,8 @@
 // - The highlighted landmark is drawn wherever its pixel lies (clipped by the bitmap), without the strict
 //   on-control test and without OnDrawLandmark; only its symbol is drawn again, not its caption.
 #include <qvgeo/geomap/calibration.h>
-#include <qvgeo/geomap/view/map_render_caches.h>
-#include <qvgeo/geomap/view/map_render_internal.h>
+#include <qvgeo/mapview/map_render_caches.h>
+#include <qvgeo/mapview/map_render_internal.h>
 #include <qvgeo/support/math_services.h>
 
 #include <algorithm>

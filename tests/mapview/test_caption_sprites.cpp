@@ -1,5 +1,5 @@
 // Landmark captions: placement of the turned text box, and the sprite cache against direct drawing.
-#include <qvgeo/geomap/view/caption_sprites.h>
+#include <qvgeo/mapview/caption_sprites.h>
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // geo_map_output.cpp.
 #include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/geomap/calibration_file.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>

@@ -7,7 +7,7 @@
 // calibration, picture, pyramid, name, size, screen image, scaled cache, position and magnification — and
 // puts it back. Pictures are implicitly shared, so the copy costs no pixel memory until something is drawn.
 #include <qvgeo/geomap/image_header.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/image_files.h>
 

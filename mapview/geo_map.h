@@ -31,8 +31,9 @@
 
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/landmark_store.h>
-#include <qvgeo/geomap/view/empty_map.h>
-#include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/geomap/map_viewport.h>
+#include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
 #include <qvgeo/platform/frame.h>
@@ -68,14 +69,6 @@ enum TMouseActMode : std::uint8_t {
 using TZoomState = std::uint8_t;      // 0 idle, 1 zoom box being dragged
 using TMouseBoxState = std::uint8_t;  // 0 idle, 1 waiting for the first corner, 2 first corner set, 3 done
 
-// A saved view: FTopLeft and FMagnify.
-struct TgmZoomStackEntry {
-    std::int32_t Left = 0;
-    std::int32_t Top = 0;
-    double MagF = 0.0;
-    friend bool operator==(const TgmZoomStackEntry&, const TgmZoomStackEntry&) = default;
-};
-
 // Stage of a long load reported by OnDataLoading.
 enum TProgressStage : std::uint8_t { pgStarting, pgRunning, pgEnding };
 
@@ -104,19 +97,6 @@ using TGeoMapDrawDataEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas
 
 // The documented image size limit; the default of MaxMapPixels and the size above which a pyramid is kept.
 inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
-
-// The range of the magnification (control pixels per map pixel). Every way of changing it (the setter, the
-// mouse, the keys, the wheel, the zoom window, ZoomFitPage, the zoom history) ends inside it: a 4000-pixel
-// control still shows a 260-million-pixel stretch of map at the smallest value, and a map pixel covers a
-// 65536-pixel square at the largest, so no real use is cut off while the arithmetic of a paint stays within
-// 32-bit pixels and a bounded amount of work.
-inline constexpr double MinMagnification = 1.0 / 65536.0;
-inline constexpr double MaxMagnification = 65536.0;
-// Value limited to [MinMagnification, MaxMagnification]; NaN gives 1.
-inline double ClampMagnification(double Value)
-{
-    return Value != Value ? 1.0 : std::clamp(Value, MinMagnification, MaxMagnification);
-}
 
 class TGeoMap : public TCustomControl {
     Q_OBJECT

@@ -2,7 +2,7 @@
 // the graticule, grid and calibration-point step.
 #pragma once
 
-#include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/mapview/map_render.h>
 
 #include <algorithm>
 #include <cmath>

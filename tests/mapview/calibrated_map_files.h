@@ -2,7 +2,7 @@
 #pragma once
 
 #include <qvgeo/geomap/calibration_file.h>
-#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/mapview/empty_map.h>
 #include <qvgeo/support/text.h>
 
 #include <gtest/gtest.h>

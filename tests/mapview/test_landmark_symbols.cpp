@@ -1,5 +1,5 @@
 // Landmark symbols against their documented pixel geometry, and the sprite cache against direct drawing.
-#include <qvgeo/geomap/view/landmark_symbols.h>
+#include <qvgeo/mapview/landmark_symbols.h>
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 // through TMapRenderCachesPtr and need only map_render.h. RenderMapView fills both caches as it draws.
 #pragma once
 
-#include <qvgeo/geomap/view/caption_sprites.h>
-#include <qvgeo/geomap/view/landmark_symbols.h>
-#include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/mapview/caption_sprites.h>
+#include <qvgeo/mapview/landmark_symbols.h>
+#include <qvgeo/mapview/map_render.h>
 
 namespace qv {
 

@@ -20,7 +20,7 @@
 // Calibration points: a plus of 7 × 7 pixels in ColorCalibPoints centred on the point's control pixel —
 // the graticule-line points under the parabolic model, the calibration quads under the others.
 #include <qvgeo/geobasics/transverse_mercator.h>
-#include <qvgeo/geomap/view/map_render_internal.h>
+#include <qvgeo/mapview/map_render_internal.h>
 #include <qvgeo/support/curve_fit.h>
 #include <qvgeo/support/line_clip.h>
 #include <qvgeo/support/math_services.h>

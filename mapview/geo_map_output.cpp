@@ -2,7 +2,7 @@
 // device-resolution frame of high-density screens), the keyboard, and output to the clipboard, a bitmap
 // and a printer.
 #include <qvgeo/geomap/calib_internal.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/clipboard.h>
 

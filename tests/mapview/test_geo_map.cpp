@@ -1,7 +1,7 @@
 // TGeoMap on real (hidden) widgets: image loading and its limit, the zoom history ring, panning and
 // centring, pixel conversions, setter rules, Assign, saving and resizing, output to the clipboard, bitmaps
 // and a PDF printer, the pyramid of big maps, high-density frames and the keyboard.
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/clipboard.h>
 #include <qvgeo/platform/image_files.h>

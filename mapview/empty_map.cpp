@@ -1,7 +1,7 @@
 // Synthetic empty maps. The graticule loops step by repeated addition, as the map has always drawn them, so
 // a line's value carries the accumulated rounding of the additions (a parallel meant for 0° may come out
 // as -5.6e-17°); rows and columns are computed from that value, and the label shows it as 0° N.
-#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/mapview/empty_map.h>
 
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/platform/image_files.h>

@@ -1,7 +1,7 @@
 // TGeoMap's mouse on real (hidden) widgets driven by QTest and synthetic events: zoom windows, pans, drag
 // zoom, MouseBox in its nested loop, selection rectangles, rubber bands, the exclusive-or figures on the
 // widget's own frame, landmark placement, exceptions, wheel and pinch zoom, tolerance and cursors.
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <QNativeGestureEvent>
 #include <QTest>

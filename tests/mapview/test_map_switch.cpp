@@ -1,5 +1,5 @@
 // A TGeoMap switched to an image or calibration it cannot show stays exactly as it was.
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include "calibrated_map_files.h"
 

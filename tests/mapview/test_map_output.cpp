@@ -1,5 +1,5 @@
 // Map output at a scale of its own: CopyToBMP and printing the whole map.
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <QImage>
 #include <QPainter>

@@ -1,6 +1,6 @@
 // Synthetic empty maps: frame, graticule rows and columns at their formula positions, labels, the nine
 // quads, argument normalisation, the data callback, and the written image and calibration files.
-#include <qvgeo/geomap/view/empty_map.h>
+#include <qvgeo/mapview/empty_map.h>
 
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/platform/image_files.h>

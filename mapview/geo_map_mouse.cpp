@@ -7,7 +7,7 @@
 // schedules an update, and paintEvent draws the figures over the frame in exclusive-or, so that a pan is
 // the only thing that re-renders the map while the mouse moves.
 #include <qvgeo/geomap/calib_internal.h>
-#include <qvgeo/geomap/view/geo_map.h>
+#include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/message_pump.h>

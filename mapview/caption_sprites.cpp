@@ -4,7 +4,7 @@
 // whole pixels only: each pixel is either set to the text or background colour or left alone. Rendering
 // twice on two background colours that differ from both caption colours finds the set pixels; a pixel
 // that differs between the two renders was blended with the background, and such a caption is not cached.
-#include <qvgeo/geomap/view/caption_sprites.h>
+#include <qvgeo/mapview/caption_sprites.h>
 
 #include <algorithm>
 #include <array>

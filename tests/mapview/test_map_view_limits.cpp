@@ -1,7 +1,7 @@
 // The map view at its limits: magnification bounds, graticule work at tiny scales, huge captions.
-#include <qvgeo/geomap/view/caption_sprites.h>
-#include <qvgeo/geomap/view/geo_map.h>
-#include <qvgeo/geomap/view/map_render.h>
+#include <qvgeo/mapview/caption_sprites.h>
+#include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/mapview/map_render.h>
 
 #include <qvgeo/geomap/calib_fit.h>
 

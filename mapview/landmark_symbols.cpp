@@ -4,7 +4,7 @@
 // not always Round(v): v + X is rounded to a double first and ties go to the even integer, so for example
 // a size-7 triangle pointing up has its lower vertices one pixel lower at even Y than at odd Y. The cache
 // therefore keys its sprites on these integer offsets, not on the symbol parameters alone.
-#include <qvgeo/geomap/view/landmark_symbols.h>
+#include <qvgeo/mapview/landmark_symbols.h>
 
 #include <algorithm>
 #include <array>

@@ -2,8 +2,8 @@
 // and UTM grid pixels against the calibration's own transforms, landmark sampling and the strict
 // on-control test, OnDrawLandmark's Handled, and the order of the drawing steps seen in the pixels.
 #include <qvgeo/geomap/calib_fit.h>
-#include <qvgeo/geomap/view/map_render.h>
-#include <qvgeo/geomap/view/map_render_caches.h>
+#include <qvgeo/mapview/map_render.h>
+#include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/support/math_services.h>
 
 #include <gtest/gtest.h>
