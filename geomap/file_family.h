@@ -1,6 +1,6 @@
 // Reading and writing helpers shared by the landmark and symbol files of the XML-like file family:
-// finding a set's header line by id and writing text
-// values so that the family's reader gives them back.
+// finding a set's header line by id and writing text values so that the family's reader gives them back.
+// Public, so that a program can tell its user beforehand how a text will be stored.
 #pragma once
 
 #include <qvgeo/support/tag_reader.h>
