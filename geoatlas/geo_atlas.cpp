@@ -279,7 +279,7 @@ void TGeoAtlas::NotifyCurrentMap(std::int32_t Previous)
 
 bool TGeoAtlas::SelectMap(std::int32_t Index)
 {
-    std::int32_t previous = FCurrentMapIdx;
+    std::int32_t previous = 0;
     if (!Show(Index, previous))
         return false;
     NotifyCurrentMap(previous);
@@ -309,7 +309,7 @@ bool TGeoAtlas::ShowAndCentre(std::int32_t Index, double Lat, double Long)
 {
     if (Index == 0)
         return false;
-    std::int32_t previous = FCurrentMapIdx;
+    std::int32_t previous = 0;
     {
         // One paint at the end of this scope, before the signals: listeners see the finished frame.
         const THoldViewPaint hold(*FGeoMap, HoldReport());
