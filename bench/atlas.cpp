@@ -1,10 +1,13 @@
 // The atlas with 200 registered maps, all covering one place at resolutions from 10 to 2000 metres per
 // pixel: ZoomIn's scan of the 200 definitions when no map is finer (nothing is loaded), and a ZoomIn that
 // switches maps (scan, calibration file read, 300 x 200 BMP image loaded, place centred, one paint).
+// The same choice without a widget: a TMapCatalogue of the same 200 files, when nothing qualifies and
+// when a map does.
 #include "qt_main.h"
 
 #include <qvgeo/geoatlas/geo_atlas.h>
 #include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/map_catalogue.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/support/text.h>
 
@@ -12,6 +15,7 @@
 
 #include <QApplication>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -29,6 +33,7 @@ constexpr double kLat = 48.2, kLon = 16.4;
 struct TAtlasFixture {
     fs::path Dir = fs::temp_directory_path() / ("qvgeo_bench_atlas_" + std::to_string(::getpid()));
     std::unique_ptr<TGeoAtlas> Atlas;
+    TMapCatalogue Catalogue;
 
     TAtlasFixture()
     {
@@ -53,6 +58,7 @@ struct TAtlasFixture {
             WriteRawCalDataToOpenXMLFile(out, true, "m", cal, model);
             out.close();
             Atlas->RegisterMap(name.string());
+            Catalogue.Register(name.string());
         }
     }
     ~TAtlasFixture()
@@ -64,12 +70,14 @@ struct TAtlasFixture {
 
 std::unique_ptr<TAtlasFixture> fixture;
 
-TGeoAtlas& TheAtlas()
+TAtlasFixture& TheFixture()
 {
     if (!fixture)
         fixture = std::make_unique<TAtlasFixture>();
-    return *fixture->Atlas;
+    return *fixture;
 }
+
+TGeoAtlas& TheAtlas() { return *TheFixture().Atlas; }
 
 void BM_ZoomIn_NoFinerMap(benchmark::State& State)
 {
@@ -92,6 +100,27 @@ void BM_ZoomIn_SwitchesMap(benchmark::State& State)
         State.SkipWithError("ZoomIn chose an unexpected map");
 }
 BENCHMARK(BM_ZoomIn_SwitchesMap)->Unit(benchmark::kMicrosecond);
+
+void BM_Catalogue_NoFinerMap(benchmark::State& State)
+{
+    const TMapCatalogue& c = TheFixture().Catalogue;
+    for (auto _ : State)
+        benchmark::DoNotOptimize(c.ChooseFiner(kLat, kLon, 10.0));
+}
+BENCHMARK(BM_Catalogue_NoFinerMap);
+
+void BM_Catalogue_ChooseFiner(benchmark::State& State)
+{
+    const TMapCatalogue& c = TheFixture().Catalogue;
+    std::int32_t chosen = 0;
+    for (auto _ : State) {
+        chosen = c.ChooseFiner(kLat, kLon, 2000.0);
+        benchmark::DoNotOptimize(chosen);
+    }
+    if (chosen != 179)
+        State.SkipWithError("the catalogue chose an unexpected map");
+}
+BENCHMARK(BM_Catalogue_ChooseFiner);
 
 }  // namespace
 

@@ -14,12 +14,10 @@
 #include <QToolButton>
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 // The glyphs are compiled into the library; an application linking it statically would otherwise lose them.
@@ -159,170 +157,147 @@ bool TGeoAtlas::CmdPanelVisible() const { return !FCPanel->isHidden(); }
 
 void TGeoAtlas::SetCmdPanelVisible(bool Value)
 {
+    const bool was = CmdPanelVisible();
     FCPanel->setVisible(Value);
     LayoutChildren();
+    if (Value != was)
+        emit cmdPanelVisibleChanged(Value);
 }
 
 void TGeoAtlas::SetMapOutlineColor(TColor Value)
 {
+    const TColor was = FMapOLColor;
     FMapOLColor = Value;
     FGeoMap->Paint();
+    if (Value != was)
+        emit mapOutlineColorChanged(ToQColor(Value));
 }
 
 void TGeoAtlas::SetMapOutlineVisible(bool Value)
 {
+    const bool was = FMapOLVisible;
     FMapOLVisible = Value;
     FGeoMap->Paint();
+    if (Value != was)
+        emit mapOutlineVisibleChanged(Value);
+}
+
+void TGeoAtlas::SetMinResDiff(double Value)
+{
+    const double was = FMinResDiff;
+    FMinResDiff = Value;
+    // NaN set over NaN is no change, although NaN != NaN.
+    if (Value != was && !(std::isnan(Value) && std::isnan(was)))
+        emit minResDiffChanged(Value);
+}
+
+void TGeoAtlas::ReportError(const std::exception& Error)
+{
+    TCustomControl::ReportError(Error);
+    emit error(QString::fromStdString(Error.what()));
 }
 
 // ---- registration ----
 
 bool TGeoAtlas::RegisterMap(const std::string& MapFName)
 {
-    std::string reason;
-    return RegisterMapReport(MapFName, reason);
+    const std::int32_t before = NumRegMaps();
+    const std::int32_t slot = FCatalogue.Register(MapFName);
+    if (slot == 0)
+        return false;
+    Registered(slot, before);
+    return true;
 }
 
-bool TGeoAtlas::RegisterMapReport(const std::string& MapFName, std::string& Reason)
+void TGeoAtlas::Registered(std::int32_t Slot, std::int32_t CountBefore)
 {
-    const std::string key = LowerCase(MapFName);
-    TCalibData cal;
-    TCalibModel model = cmUndefined;
-    try {
-        if (!std::ifstream(MapFName)) {
-            Reason = "cannot be opened";
-            return false;
-        }
-        if (!ParseCalibData(MapFName, "", cal, model)) {
-            Reason = "holds no calibration";
-            return false;
-        }
-    } catch (const std::exception& e) {
-        Reason = e.what();
-        return false;
-    }
-    std::int32_t slot = 0;
-    for (std::int32_t i = 1; i <= FNumRegMaps && slot == 0; ++i)
-        if (FRegMaps[i - 1].MapFName == key)
-            slot = i;
-    if (slot == 0) {
-        if (FNumRegMaps >= MaxAtlasMaps) {
-            Reason = "the atlas holds " + std::to_string(MaxAtlasMaps) + " maps already";
-            return false;
-        }
-        slot = ++FNumRegMaps;
-    }
-    TMapDefinition& d = FRegMaps[slot - 1];
-    d.MapFName = key;
-    d.Caption = cal.Caption;
-    d.Resolution = cal.Resolution;
-    d.Corners = cal.Corners;
-    FOpenNames[slot - 1] = MapFName;
     FillMapList();
-    return true;
+    emit mapRegistered(Slot);
+    if (NumRegMaps() != CountBefore)
+        emit numRegMapsChanged(NumRegMaps());
 }
 
 void TGeoAtlas::FillMapList()
 {
     const QSignalBlocker block(FCboxMaps);
     FCboxMaps->clear();
-    for (std::int32_t i = 0; i < FNumRegMaps; ++i) {
-        const TMapDefinition& d = FRegMaps[i];
-        FCboxMaps->addItem(QString::fromStdString(d.Caption.empty() ? d.MapFName : d.Caption));
-    }
+    for (std::int32_t i = 1; i <= NumRegMaps(); ++i)
+        FCboxMaps->addItem(QString::fromStdString(FCatalogue.ListLine(i)));
     FCboxMaps->setCurrentIndex(-1);  // a combo box selects its first line by itself; no map is chosen
 }
 
 void TGeoAtlas::UnregisterMap(std::int32_t Index)
 {
-    if (Index < 1 || Index > FNumRegMaps)
+    if (!FCatalogue.Unregister(Index))
         return;
-    // The former last slot keeps its copy: GetMapDef above NumRegMaps shows what a slot last held.
-    for (std::int32_t i = Index; i < FNumRegMaps; ++i) {
-        FRegMaps[i - 1] = FRegMaps[i];
-        FOpenNames[i - 1] = FOpenNames[i];
-    }
-    --FNumRegMaps;
     const std::int32_t selected = FCboxMaps->currentIndex() + 1;
     FillMapList();
     if (Index == selected)
         SelectMap(Index);
     else
         FGeoMap->Paint();  // the current map number is deliberately left as it was
+    emit numRegMapsChanged(NumRegMaps());
+    emit mapUnregistered(Index);
 }
 
 std::vector<TAtlasFileProblem> TGeoAtlas::RegisterFolder(const std::string& Folder,
                                                          const std::function<bool(std::int32_t, std::int32_t)>& Progress)
 {
-    namespace fs = std::filesystem;
-    std::vector<TAtlasFileProblem> problems;
-    std::vector<fs::path> files;
-    std::error_code ec;
-    fs::directory_iterator it(Folder, ec);
-    if (ec) {
-        problems.push_back({Folder, "cannot list the folder: " + ec.message()});
-        return problems;
-    }
-    for (const fs::directory_entry& e : it) {
-        std::error_code fe;
-        if (e.is_regular_file(fe) && LowerCase(e.path().extension().string()) == ".xml")
-            files.push_back(e.path());
-    }
-    std::sort(files.begin(), files.end(), [](const fs::path& A, const fs::path& B) {
-        return LowerCase(A.filename().string()) < LowerCase(B.filename().string());
+    // The list follows each file taken, so that Progress sees the maps registered so far.
+    std::int32_t before = NumRegMaps();
+    return FCatalogue.RegisterFolder(Folder, Progress, [&](std::int32_t Slot) {
+        Registered(Slot, before);
+        before = NumRegMaps();
     });
-    const auto total = static_cast<std::int32_t>(files.size());
-    for (std::int32_t i = 0; i < total; ++i) {
-        if (Progress && !Progress(i, total))
-            return problems;
-        std::string reason;
-        if (!RegisterMapReport(files[std::size_t(i)].string(), reason))
-            problems.push_back({files[std::size_t(i)].string(), reason});
-    }
-    if (Progress)
-        Progress(total, total);
-    return problems;
 }
 
-TMapDefinition TGeoAtlas::GetMapDef(std::int32_t Index) const
-{
-    // Against the capacity, not NumRegMaps.
-    if (Index < 1 || Index > MaxAtlasMaps)
-        return {};
-    return FRegMaps[Index - 1];
-}
+TMapDefinition TGeoAtlas::GetMapDef(std::int32_t Index) const { return FCatalogue.GetMapDef(Index); }
 
 // ---- choosing and showing maps ----
 
 bool TGeoAtlas::LoadMap(std::int32_t Index)
 {
-    const std::string& name = FOpenNames[Index - 1];
+    const std::string name = FCatalogue.FileName(Index);
     try {
         if (FGeoMap->LoadCalDataFromXML(name, ""))
             return true;
         // The map's reader answers with its graticule fit, true only for at least two parallels and two
         // meridians: a map calibrated by points alone (as generated maps are) reads false although its
         // calibration was taken. Loaded here means that the file held a calibration, which the view now has.
-        TCalibData cal;
-        TCalibModel model = cmUndefined;
-        return ParseCalibData(name, "", cal, model);
+        return FCatalogue.HoldsCalibration(Index);
     } catch (const std::exception& e) {
         ReportError(e);
         return false;
     }
 }
 
+void TGeoAtlas::NotifyCurrentMap(std::int32_t Previous)
+{
+    if (FCurrentMapIdx != Previous)
+        emit mapChanged(FCurrentMapIdx);
+}
+
 bool TGeoAtlas::SelectMap(std::int32_t Index)
 {
-    if (Index < 1 || Index > FNumRegMaps)
+    std::int32_t previous = 0;
+    if (!Show(Index, previous))
         return false;
-    const std::int32_t previous = FCurrentMapIdx;
+    NotifyCurrentMap(previous);
+    emit mapShown(Index);
+    return true;
+}
+
+bool TGeoAtlas::Show(std::int32_t Index, std::int32_t& Previous)
+{
+    Previous = FCurrentMapIdx;
+    if (Index < 1 || Index > NumRegMaps())
+        return false;
     FCurrentMapIdx = Index;
     const THoldViewPaint hold(*FGeoMap, HoldReport());  // the outlines leave out the map the list shows at the end
     if (!LoadMap(Index)) {
         // The view has put itself back; the number goes back with it, so that the map's name, its image
         // look-up and the next zoom step belong to the map still shown.
-        FCurrentMapIdx = previous;
+        FCurrentMapIdx = Previous;
         return false;
     }
     const QSignalBlocker block(FCboxMaps);
@@ -330,75 +305,37 @@ bool TGeoAtlas::SelectMap(std::int32_t Index)
     return true;
 }
 
-std::int32_t TGeoAtlas::ChooseFiner(double Lat, double Long, double CurrentResolution, double MinStep) const
-{
-    double best = 0.0;
-    std::int32_t chosen = 0;
-    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
-        const TMapDefinition& d = FRegMaps[i - 1];
-        // Strict comparisons throughout: the lowest number wins among equal resolutions. The relative step
-        // is formed as written: a current resolution of 0 gives -inf or NaN, which never qualifies.
-        if (PositionInMap(Lat, Long, d.Corners) && (CurrentResolution - d.Resolution) / CurrentResolution > MinStep &&
-            d.Resolution > best) {
-            best = d.Resolution;
-            chosen = i;
-        }
-    }
-    return chosen;
-}
-
-std::int32_t TGeoAtlas::ChooseCoarser(double Lat, double Long, double CurrentResolution) const
-{
-    double best = 1e10;
-    std::int32_t chosen = 0;
-    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
-        const TMapDefinition& d = FRegMaps[i - 1];
-        if (PositionInMap(Lat, Long, d.Corners) && d.Resolution > CurrentResolution && d.Resolution < best) {
-            best = d.Resolution;
-            chosen = i;
-        }
-    }
-    return chosen;
-}
-
 bool TGeoAtlas::ShowAndCentre(std::int32_t Index, double Lat, double Long)
 {
     if (Index == 0)
         return false;
-    const THoldViewPaint hold(*FGeoMap, HoldReport());
-    if (!SelectMap(Index))
-        return false;  // the map shown before stays as it was, not re-centred
-    FGeoMap->BringLocationToCenter(Lat, Long);
+    std::int32_t previous = 0;
+    {
+        // One paint at the end of this scope, before the signals: listeners see the finished frame.
+        const THoldViewPaint hold(*FGeoMap, HoldReport());
+        if (!Show(Index, previous))
+            return false;  // the map shown before stays as it was, not re-centred
+        FGeoMap->BringLocationToCenter(Lat, Long);
+    }
+    NotifyCurrentMap(previous);
+    emit mapShown(Index);
     return true;
 }
 
 bool TGeoAtlas::ZoomIn(double CurrentLat, double CurrentLong, double CurrentResolution)
 {
-    return ShowAndCentre(ChooseFiner(CurrentLat, CurrentLong, CurrentResolution, FMinResDiff / 100.0), CurrentLat,
+    return ShowAndCentre(FCatalogue.ChooseFiner(CurrentLat, CurrentLong, CurrentResolution, FMinResDiff), CurrentLat,
                          CurrentLong);
 }
 
 bool TGeoAtlas::ZoomOut(double CurrentLat, double CurrentLong, double CurrentResolution)
 {
-    return ShowAndCentre(ChooseCoarser(CurrentLat, CurrentLong, CurrentResolution), CurrentLat, CurrentLong);
+    return ShowAndCentre(FCatalogue.ChooseCoarser(CurrentLat, CurrentLong, CurrentResolution), CurrentLat, CurrentLong);
 }
 
 bool TGeoAtlas::SelectBestMap(double Lat, double Long, double Resolution)
 {
-    // The coarsest map at most Resolution is ZoomIn's choice from a resolution just above it (any step
-    // counts); failing that, ZoomOut's choice from Resolution.
-    std::int32_t chosen = 0;
-    double best = 0.0;
-    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
-        const TMapDefinition& d = FRegMaps[i - 1];
-        if (PositionInMap(Lat, Long, d.Corners) && d.Resolution <= Resolution && d.Resolution > best) {
-            best = d.Resolution;
-            chosen = i;
-        }
-    }
-    if (chosen == 0)
-        chosen = ChooseCoarser(Lat, Long, Resolution);
-    return ShowAndCentre(chosen, Lat, Long);
+    return ShowAndCentre(FCatalogue.ChooseBest(Lat, Long, Resolution), Lat, Long);
 }
 
 // ---- panel ----
@@ -419,10 +356,15 @@ void TGeoAtlas::ButtonClicked(QToolButton* Button)
     }
     if (OnClick)
         OnClick(*this);
-    if (Button == FSBZoom && OnZoomButClick)
-        OnZoomButClick(*this);
-    else if (Button == FSBPoint && OnPointerButClick)
-        OnPointerButClick(*this);
+    if (Button == FSBZoom) {
+        if (OnZoomButClick)
+            OnZoomButClick(*this);
+        emit zoomButtonClicked();
+    } else if (Button == FSBPoint) {
+        if (OnPointerButClick)
+            OnPointerButClick(*this);
+        emit pointerButtonClicked();
+    }
 }
 
 std::function<void(const std::exception&)> TGeoAtlas::HoldReport()
@@ -445,17 +387,23 @@ void TGeoAtlas::ListChosen(int Line)
     }
     const std::int32_t previous = FCurrentMapIdx;
     FCurrentMapIdx = Line + 1;
-    if (FCurrentMapIdx >= 1 && FCurrentMapIdx <= FNumRegMaps) {
+    bool shown = false;
+    if (FCurrentMapIdx >= 1 && FCurrentMapIdx <= NumRegMaps()) {
         const THoldViewPaint hold(*FGeoMap, HoldReport());
-        if (!LoadMap(FCurrentMapIdx)) {
+        shown = LoadMap(FCurrentMapIdx);
+        if (!shown) {
             // A map that cannot be shown: the view stayed, and the list and the number follow it back.
             FCurrentMapIdx = previous;
             const QSignalBlocker block(FCboxMaps);
             FCboxMaps->setCurrentIndex(previous - 1);
         }
     }
+    NotifyCurrentMap(previous);
+    if (shown)
+        emit mapShown(FCurrentMapIdx);
     if (OnCBoxMapsChange)
         OnCBoxMapsChange(*this);
+    emit mapChosen(FCurrentMapIdx);
 }
 
 // ---- the map view's events ----
@@ -472,7 +420,7 @@ void TGeoAtlas::MapMouseDown(TMouseButton Button, TShiftState Shift, std::int32_
     const double res = FGeoMap->CalibData().Resolution;
     // ZoomIn's and ZoomOut's choice, asked about before it replaces the map shown.
     const std::int32_t target =
-        Button == mbLeft ? ChooseFiner(lat, lon, res, FMinResDiff / 100.0) : ChooseCoarser(lat, lon, res);
+        Button == mbLeft ? FCatalogue.ChooseFiner(lat, lon, res, FMinResDiff) : FCatalogue.ChooseCoarser(lat, lon, res);
     if (target != 0 && MayLeave(target))
         ShowAndCentre(target, lat, lon);
 }
@@ -481,7 +429,7 @@ void TGeoAtlas::ImageRequest(std::string& FileName) const
 {
     if (FCurrentMapIdx < 1 || FCurrentMapIdx > MaxAtlasMaps)
         return;
-    FileName = FindImageBeside(FOpenNames[FCurrentMapIdx - 1], FileName);
+    FileName = FindImageBeside(FCatalogue.FileName(FCurrentMapIdx), FileName);
 }
 
 void TGeoAtlas::DrawOutlines(TCanvas& Canvas)
@@ -491,10 +439,10 @@ void TGeoAtlas::DrawOutlines(TCanvas& Canvas)
     Canvas.Pen.Color = FMapOLColor;
     const std::int32_t shown = FCboxMaps->currentIndex() + 1;
     static constexpr TCorners kPath[] = {gcoTopLeft, gcoBottomLeft, gcoBottomRight, gcoTopRight};
-    for (std::int32_t i = 1; i <= FNumRegMaps; ++i) {
+    for (std::int32_t i = 1; i <= NumRegMaps(); ++i) {
         if (i == shown)
             continue;
-        const TCornerArray& c = FRegMaps[i - 1].Corners;
+        const TCornerArray& c = FCatalogue.Definition(i).Corners;
         std::int32_t x = 0, y = 0;
         // A corner that does not convert is skipped: the pen stays where it was and the outline stays open.
         if (FGeoMap->CalcPixelCoords(c[gcoTopRight].Latit, c[gcoTopRight].Longit, x, y)) {

@@ -17,14 +17,22 @@
 // each one that could not be taken; SelectBestMap picks the map for a place and a wanted resolution without
 // a click; outlines follow the view's magnification (the classic shift by the view's top-left pixel is
 // the same at magnification 1, and misplaces them at any other).
+//
+// The registered maps and the choice among them are a TMapCatalogue (geomap/map_catalogue.h, no GUI),
+// which the atlas owns and which Catalogue() shows.
+//
+// Qt signals: beside the std::function events, each event is also a signal (any number of listeners), and
+// each property has a NOTIFY signal, emitted once when its value changes and not when it is set to the
+// value it has. Signals are emitted when the state they report is final (after a failed load has put the
+// map shown back, after a zoom has centred the place).
 #pragma once
 
 #include <qvgeo/geomap/calib_types.h>
+#include <qvgeo/geomap/map_catalogue.h>
 #include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -37,35 +45,21 @@ class QToolButton;
 
 namespace qv {
 
-// One registered map.
-struct TMapDefinition {
-    std::string MapFName;  // full path of the calibration file, lower case
-    std::string Caption;
-    double Resolution = 0.0;  // metres per pixel; larger is coarser
-    TCornerArray Corners{};   // TCorners order: top-left, bottom-left, bottom-right, top-right
-};
-
-inline constexpr std::int32_t MaxAtlasMaps = 200;
 // Numbers of the atlas's cursors in the cursor registry (platform/cursors.h).
 inline constexpr std::int32_t AtlasZoomCursor = 1000, AtlasHandCursor = 1001;
 inline constexpr int AtlasButtonGroup = 999;
-
-// A calibration file RegisterFolder could not register, and why.
-struct TAtlasFileProblem {
-    std::string File;    // the path as found in the folder
-    std::string Reason;  // one line of text
-    friend bool operator==(const TAtlasFileProblem&, const TAtlasFileProblem&) = default;
-};
 
 class TGeoAtlas;
 using TAtlasNotifyEvent = std::function<void(TGeoAtlas& Sender)>;
 
 class TGeoAtlas : public TCustomControl {
     Q_OBJECT
-    Q_PROPERTY(bool CmdPanelVisible READ CmdPanelVisible WRITE SetCmdPanelVisible)
-    Q_PROPERTY(QColor MapOutlineColor READ QtMapOutlineColor WRITE setMapOutlineColor)
-    Q_PROPERTY(bool MapOutlineVisible READ MapOutlineVisible WRITE SetMapOutlineVisible)
-    Q_PROPERTY(double MinResDiff READ MinResDiff WRITE SetMinResDiff)
+    Q_PROPERTY(bool CmdPanelVisible READ CmdPanelVisible WRITE SetCmdPanelVisible NOTIFY cmdPanelVisibleChanged)
+    Q_PROPERTY(QColor MapOutlineColor READ QtMapOutlineColor WRITE setMapOutlineColor NOTIFY mapOutlineColorChanged)
+    Q_PROPERTY(bool MapOutlineVisible READ MapOutlineVisible WRITE SetMapOutlineVisible NOTIFY mapOutlineVisibleChanged)
+    Q_PROPERTY(double MinResDiff READ MinResDiff WRITE SetMinResDiff NOTIFY minResDiffChanged)
+    Q_PROPERTY(int CurrentMap READ CurrentMap NOTIFY mapChanged DESIGNABLE false STORED false)
+    Q_PROPERTY(int NumRegMaps READ NumRegMaps NOTIFY numRegMapsChanged DESIGNABLE false STORED false)
 
 public:
     // 480 x 320 at (100, 50); the panel (height 33) with its buttons and list; the map view below it; the
@@ -106,8 +100,11 @@ public:
     // 1..NumRegMaps.
     std::string MapFileName(std::int32_t Index) const
     {
-        return Index >= 1 && Index <= FNumRegMaps ? FOpenNames[static_cast<std::size_t>(Index - 1)] : std::string();
+        return Index >= 1 && Index <= NumRegMaps() ? FCatalogue.FileName(Index) : std::string();
     }
+    // The registered maps and the choice among them, read-only (registration goes through the atlas, which
+    // keeps its list in step).
+    const TMapCatalogue& Catalogue() const { return FCatalogue; }
 
     // Registers every "*.xml" file of Folder (not its subfolders), in name order. Returns one entry for each
     // file that was not registered; an empty result means all were. A folder that cannot be listed gives
@@ -129,7 +126,7 @@ public:
     bool MapOutlineVisible() const { return FMapOLVisible; }
     void SetMapOutlineVisible(bool Value);  // repaints the view
     double MinResDiff() const { return FMinResDiff; }
-    void SetMinResDiff(double Value) { FMinResDiff = Value; }
+    void SetMinResDiff(double Value);
     // The properties under the names a form compiled by uic calls ("set" + property name, Qt types).
     void setCmdPanelVisible(bool Value) { SetCmdPanelVisible(Value); }
     void setMapOutlineColor(const QColor& Value) { SetMapOutlineColor(FromQRgb(Value.rgb())); }
@@ -137,7 +134,7 @@ public:
     void setMinResDiff(double Value) { SetMinResDiff(Value); }
     QFrame* CmdPanel() const { return FCPanel; }
     std::int32_t CurrentMap() const { return FCurrentMapIdx; }
-    std::int32_t NumRegMaps() const { return FNumRegMaps; }
+    std::int32_t NumRegMaps() const { return FCatalogue.Count(); }
     QComboBox* MapSelector() const { return FCboxMaps; }
     QToolButton* PointerButton() const { return FSBPoint; }
     QToolButton* ZoomButton() const { return FSBZoom; }
@@ -153,20 +150,46 @@ public:
     // or SelectBestMap called from code, nor when the choice is the map shown.
     std::function<bool(TGeoAtlas& Sender, std::int32_t Index)> OnMapChanging;
 
+signals:
+    // NOTIFY signals of the properties, with the new value.
+    void cmdPanelVisibleChanged(bool Visible);
+    void mapOutlineColorChanged(const QColor& Color);
+    void mapOutlineVisibleChanged(bool Visible);
+    void minResDiffChanged(double Percent);
+    void mapChanged(int Index);  // CurrentMap
+    void numRegMapsChanged(int Count);
+    // A map was put into the view (SelectMap, a zoom, SelectBestMap, the list, the reselection after
+    // UnregisterMap), the place centred where the operation centres; also when Index is the map shown
+    // before, which has been loaded afresh. Not when the map could not be shown.
+    void mapShown(int Index);
+    // RegisterMap (or RegisterFolder, once a file) took a file: a new map or an update of map Index.
+    void mapRegistered(int Index);
+    // UnregisterMap removed map Index (the following maps have moved down).
+    void mapUnregistered(int Index);
+    // The events: after OnCBoxMapsChange (Index: CurrentMap then), OnZoomButClick, OnPointerButClick.
+    void mapChosen(int Index);
+    void zoomButtonClicked();
+    void pointerButtonClicked();
+    // After OnError (or the warning written in its place) for every error the atlas reports.
+    void error(const QString& Message);
+
 protected:
     void Resize() override;
+    void ReportError(const std::exception& Error) override;
 
 private:
     // What the MapOutlineColor property reads (Designer shows a colour picker).
     QColor QtMapOutlineColor() const { return ToQColor(FMapOLColor); }
 
-    // The parse-and-store of RegisterMap; Reason says why it returned false.
-    bool RegisterMapReport(const std::string& MapFName, std::string& Reason);
+    // After the catalogue took map Slot: the list refilled and the signals; CountBefore is NumRegMaps
+    // before the registration.
+    void Registered(std::int32_t Slot, std::int32_t CountBefore);
     void FillMapList();
-    // The map ZoomIn (Finer) or ZoomOut would take; 0 for none.
-    std::int32_t ChooseFiner(double Lat, double Long, double CurrentResolution, double MinStep) const;
-    std::int32_t ChooseCoarser(double Lat, double Long, double CurrentResolution) const;
+    // SelectMap without its signals; Previous receives CurrentMap before the call.
+    bool Show(std::int32_t Index, std::int32_t& Previous);
     bool ShowAndCentre(std::int32_t Index, double Lat, double Long);
+    // mapChanged when CurrentMap is no longer Previous.
+    void NotifyCurrentMap(std::int32_t Previous);
     bool LoadMap(std::int32_t Index);  // LoadCalDataFromXML of map Index; false on failure, never raises
     void ButtonClicked(QToolButton* Button);
     void ListChosen(int Line);
@@ -187,13 +210,11 @@ private:
     TColor FMapOLColor = 0xFF0000;  // blue
     bool FMapOLVisible = true;
     double FMinResDiff = 10.0;
-    std::int32_t FNumRegMaps = 0;
-    std::array<TMapDefinition, MaxAtlasMaps> FRegMaps{};
+    // The registered maps (their number, the definitions numbered from 1, the names they were registered
+    // with, which open the calibration files and find their images).
+    TMapCatalogue FCatalogue;
     std::int32_t FCurrentMapIdx = 0;
 
-    // The names the maps were registered with (case kept), slot for slot beside FRegMaps: used to open
-    // the calibration file and to find its images.
-    std::array<std::string, MaxAtlasMaps> FOpenNames{};
     QButtonGroup* FButtons = nullptr;
 };
 

@@ -93,7 +93,9 @@ protected:
 
     // Runs Body, reporting any exception through OnError instead of letting it reach Qt.
     void Guarded(const std::function<void()>& Body);
-    void ReportError(const std::exception& Error);
+    // Virtual: a control that also reports errors as a signal adds it here, so that Guarded's reports
+    // reach it too.
+    virtual void ReportError(const std::exception& Error);
 
     void paintEvent(QPaintEvent* Event) override;
     void mousePressEvent(QMouseEvent* Event) override;
