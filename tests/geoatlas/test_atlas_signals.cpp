@@ -3,7 +3,7 @@
 // several listeners hear them. And the widget's choices agree with a catalogue of the same files.
 #include <qvgeo/geoatlas/geo_atlas.h>
 
-#include "../geomap_view/calibrated_map_files.h"
+#include "../mapview/calibrated_map_files.h"
 
 #include <QComboBox>
 #include <QMetaProperty>
