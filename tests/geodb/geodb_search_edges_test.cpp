@@ -94,6 +94,8 @@ TEST_F(GeoDBSearchEdges, ItemsOnTheEdgesOfTheBox)
         {"across the date line written west above east", -1, 179, 1, -179, {}},
         {"the whole world", -90, -180, 90, 180, all},
         {"beyond the world", -100, -200, 100, 200, all},
+        {"infinite edges", -HUGE_VAL, -HUGE_VAL, HUGE_VAL, HUGE_VAL, all},
+        {"no height at infinity", HUGE_VAL, -HUGE_VAL, HUGE_VAL, HUGE_VAL, {}},
         {"wide item's corner on the corner", 40, 40.5, 50, 50, {7}},
         {"no size, inside the wide item", 55, 60, 55, 60, {7}},
         {"one step beyond the wide item's corner", Up(60), Up(70), 61, 71, {}},
