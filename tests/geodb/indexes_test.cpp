@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <string>
 #include <iterator>
 #include <limits>
 #include <random>
@@ -106,16 +108,25 @@ TEST(Indexes, BuildAndCheckAgainstATable)
     EXPECT_EQ(CheckIndexItemID(table, ids), "");
     EXPECT_EQ(ids.front().ItemID, 7);
 
-    const auto rejects = [&](auto damage) {
+    // Index 1 holds the keys -3 (record 2), 1 (record 4), 5, 5 (records 1 and 3 in either order). Each
+    // damage is named in the report a user reads, at the first entry that shows it.
+    const std::string lastRec = std::to_string(ix[3].index + 1);
+    const std::pair<std::function<void(TIxLLRecArray&)>, std::string> damages[] = {
+        {[](TIxLLRecArray& b) { std::swap(b[0], b[1]); }, "entry 2 is out of order"},
+        {[](TIxLLRecArray& b) { std::swap(b[0], b[3]); }, "entry 2 is out of order"},
+        {[](TIxLLRecArray& b) { b[2].index = 9; }, "entry 3 points to record 10 outside the table"},
+        {[](TIxLLRecArray& b) { b[1].index = 4; }, "entry 2 points to record 5 outside the table"},
+        {[](TIxLLRecArray& b) { b[0].index = -1; }, "entry 1 points to record 0 outside the table"},
+        {[](TIxLLRecArray& b) { b[2].index = b[1].index; }, "record 4 is entered twice"},
+        {[](TIxLLRecArray& b) { b[3].LLValue = 6; }, "entry 4 does not carry the key of record " + lastRec},
+        {[](TIxLLRecArray& b) { b.pop_back(); }, "holds 3 entries for 4 records"},
+    };
+    for (const auto& [damage, report] : damages) {
         TIxLLRecArray bad = ix;
         damage(bad);
-        return !CheckIndexLL(table, 1, bad).empty();
-    };
-    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { std::swap(b[0], b[3]); }));  // out of order
-    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b[2].index = 9; }));  // a record outside the table
-    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b[2].index = b[1].index; }));  // one twice, another missing
-    EXPECT_TRUE(rejects([](TIxLLRecArray& b) { b.pop_back(); }));  // one entry short
-    EXPECT_NE(CheckIndexLL(table, 2, ix), "");  // keys of the wrong corner
+        EXPECT_EQ(CheckIndexLL(table, 1, bad), report);
+    }
+    EXPECT_EQ(CheckIndexLL(table, 2, ix), "entry 1 does not carry the key of record 2");  // the wrong corner
 }
 
 TEST(Indexes, MergeTailKeepsOrderWithNaNKeysLast)
