@@ -191,12 +191,11 @@ TEST(FitEdges, ConicRowSwitchesHemisphereBelowLatitudeZero)
     EXPECT_LT(ys, c[1]);
 }
 
-// A graticule of straight lines: parallels at y = 0, 100 and 700 valued 50°, 49° and 46° (not evenly
-// spaced in value), given in the order 46°, 49°, 50°; meridians 16° and 17° at x = 200 and 500.
-TMapCalibration StraightGraticule()
+// A graticule of straight lines: parallels at the given (value, row), meridians 16° and 17° at x = 200
+// and 500.
+TMapCalibration StraightGraticule(std::initializer_list<std::pair<double, int>> parallels)
 {
     TMapCalibration cal = MakeMap(cmParabolicIp);
-    const std::pair<double, int> parallels[] = {{46.0, 700}, {49.0, 100}, {50.0, 0}};
     for (const auto& [value, y] : parallels)
         for (int x = 0; x < 1000; x += 100)
             cal.AddCalibPoint(gtlParallel, value, x, y);
@@ -206,6 +205,10 @@ TMapCalibration StraightGraticule()
     EXPECT_TRUE(cal.RecalcGratMat());
     return cal;
 }
+
+// Parallels 50°, 49° and 46° at y = 0, 100 and 700 (not evenly spaced in value), given in the order
+// 46°, 49°, 50°.
+TMapCalibration StraightGraticule() { return StraightGraticule({{46.0, 700}, {49.0, 100}, {50.0, 0}}); }
 
 TEST(FitEdges, ParabolicInverseKeepsTheEarlierLineOnATie)
 {
@@ -224,6 +227,15 @@ TEST(FitEdges, ParabolicInverseKeepsTheEarlierLineOnATie)
         ASSERT_TRUE(cal.CalcPixelCoords(k.lat, k.lon, x, y));
         EXPECT_EQ(std::pair(x, y), std::pair(k.x, k.y));
     }
+    // A parallel digitised twice (48° at rows 700 and 650) and 50° at row 100: at 49° all three are 1°
+    // away, the two earlier lines are the pair, and their equal values leave nothing to interpolate.
+    // (Points of one value join one line, so the second line's value is set afterwards.)
+    TMapCalibration twice = StraightGraticule({{48.0, 700}, {47.0, 650}, {50.0, 100}});
+    twice.CalibData().CalLines[1].LineValue = 48.0;
+    ASSERT_TRUE(twice.RecalcGratMat());
+    std::int32_t x = 7, y = 7;
+    EXPECT_FALSE(twice.CalcPixelCoords(49.0, 16.0, x, y));
+    EXPECT_EQ(std::pair(x, y), std::pair(7, 7));
 }
 
 TEST(FitEdges, ParabolicInverseRunsAwayOnlyWhenBothCoordinatesDo)
