@@ -116,6 +116,34 @@ TEST(SolverLimits, StatisticsByHand)
     }
 }
 
+TEST(SolverLimits, FitQualityByHand)
+{
+    // R² = 1 - SSres/SStot of the line and of the parabola; a constant y reproduced exactly is a perfect
+    // fit (SStot = 0 must not give 0/0), an undetermined line has quality 0.
+    struct Case {
+        std::vector<std::pair<double, double>> pairs;
+        double line, parabola;
+    };
+    const Case cases[] = {
+        {{{1, 1}, {2, 2}, {3, 2}}, 0.75, 1.0},                 // SSres 1/6 of SStot 2/3; a parabola fits 3 points
+        {{{-1, 0}, {0, 1}, {1, 0}, {2, 3}}, 8.0 / 15, 0.7},    // SStot 6: line SSres 2.8, parabola 1.8
+        {{{1, 5}, {2, 5}, {3, 5}}, 1.0, 1.0},
+        {{{4, 1}, {4, 3}}, 0.0, 0.0},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.pairs.size());
+        TCurveFit f;
+        for (const auto& [x, y] : k.pairs)
+            f.EnterStatValue(x, y);
+        double a, b, c, q = -1;
+        f.CalcLinFit(a, b, q);
+        EXPECT_NEAR(q, k.line, 1e-14);
+        q = -1;
+        f.CalcParabolFit(a, b, c, q);
+        EXPECT_NEAR(q, k.parabola, 1e-14);
+    }
+}
+
 TEST(SolverLimits, ParabolaOverNearlyCoincidentAbscissaeFallsBackToTheLine)
 {
     // Three distinct x of which two nearly coincide: the third pivot of the normal equations is of
