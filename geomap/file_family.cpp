@@ -3,6 +3,7 @@
 #include <qvgeo/geomap/file_tags.h>
 #include <qvgeo/support/text.h>
 
+#include <cstring>
 #include <istream>
 
 namespace qv {
@@ -29,15 +30,19 @@ bool SeekFamilyHeader(std::istream& F, std::string_view TagName, std::string_vie
     return false;
 }
 
-std::string FamilyAttributeText(std::string_view Text)
+// The one place that decides how a text is written as an attribute value. Writes the value's
+// characters at p and returns the end, with the quote character to put around them in Quote.
+namespace {
+
+char* PutFamilyText(char* p, std::string_view Text, char& Quote)
 {
     bool hasDouble = false, hasSingle = false;
     for (char c : Text) {
         hasDouble = hasDouble || c == '"';
         hasSingle = hasSingle || c == '\'';
     }
-    std::string out;
-    out.reserve(Text.size());
+    // Double quotes survive only in a text without single ones, which is then quoted with '.
+    Quote = hasDouble && !hasSingle ? '\'' : '"';
     for (char c : Text) {
         if (c == '\r' || c == '\n')
             c = ' ';
@@ -45,21 +50,40 @@ std::string FamilyAttributeText(std::string_view Text)
             c = '_';
         else if (c == '"' && hasSingle)
             c = '\'';
-        out.push_back(c);
+        *p++ = c;
     }
+    return p;
+}
+
+}  // namespace
+
+std::string FamilyAttributeText(std::string_view Text)
+{
+    std::string out(Text.size(), '\0');
+    char quote;
+    PutFamilyText(out.data(), Text, quote);
     return out;
+}
+
+char* PutTextAttribute(char* p, std::string_view Name, std::string_view Value)
+{
+    *p++ = ' ';
+    std::memcpy(p, Name.data(), Name.size());
+    p += Name.size();
+    *p++ = '=';
+    char* open = p++;
+    char quote;
+    p = PutFamilyText(p, Value, quote);
+    *open = quote;
+    *p++ = quote;
+    return p;
 }
 
 void AppendTextAttribute(std::string& Line, std::string_view Name, std::string_view Value)
 {
-    const std::string text = FamilyAttributeText(Value);
-    const char quote = text.find('"') == std::string::npos ? '"' : '\'';
-    Line += ' ';
-    Line += Name;
-    Line += '=';
-    Line += quote;
-    Line += text;
-    Line += quote;
+    const std::size_t used = Line.size();
+    Line.resize(used + TextAttributeSize(Name, Value));
+    Line.resize(static_cast<std::size_t>(PutTextAttribute(Line.data() + used, Name, Value) - Line.data()));
 }
 
 }  // namespace qv

@@ -5,6 +5,7 @@
 
 #include <qvgeo/support/tag_reader.h>
 
+#include <cstddef>
 #include <iosfwd>
 #include <span>
 #include <string>
@@ -27,5 +28,13 @@ std::string FamilyAttributeText(std::string_view Text);
 
 // Appends ` Name="Value"` for FamilyAttributeText(Value), quoted with '\'' when the text holds '"'.
 void AppendTextAttribute(std::string& Line, std::string_view Name, std::string_view Value);
+
+// The same attribute written at p, for writers that fill a character buffer; returns its end. Room
+// needed: TextAttributeSize(Name, Value) bytes.
+char* PutTextAttribute(char* p, std::string_view Name, std::string_view Value);
+constexpr std::size_t TextAttributeSize(std::string_view Name, std::string_view Value)
+{
+    return Name.size() + Value.size() + 4;  // blank, '=', two quotes
+}
 
 }  // namespace qv

@@ -61,17 +61,6 @@ bool ContainsTrue(std::string_view Value)
     return false;
 }
 
-// Trim, here where it runs for every value of every landmark.
-std::string_view TrimBlanks(std::string_view S)
-{
-    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (!S.empty() && blank(S.front()))
-        S.remove_prefix(1);
-    while (!S.empty() && blank(S.back()))
-        S.remove_suffix(1);
-    return S;
-}
-
 // StrToNumber(Value, nsAnyReal). The writer's own forms ("-48.20833", "1e-07", "2.5e+20") go straight
 // to from_chars, which rounds the same decimal value the same way; anything else, and any result out of
 // range, takes the number scanner with its comma, blank, exponent-limit and clamping rules.
@@ -218,30 +207,6 @@ char* PutDate(char* p, double Time)
     return PutTwo(PutTwo(PutTwo(PutTwo(PutTwo(p, mo), d), h), mi), sec);
 }
 
-// ` Name="Text"` with Text in the form FamilyAttributeText gives, quoted as AppendTextAttribute does.
-char* PutText(char* p, std::string_view NameEq, std::string_view Text)
-{
-    bool hasDouble = false, hasSingle = false;
-    for (char c : Text) {
-        hasDouble = hasDouble || c == '"';
-        hasSingle = hasSingle || c == '\'';
-    }
-    const char quote = hasDouble && !hasSingle ? '\'' : '"';
-    p = Put(p, NameEq);
-    *p++ = quote;
-    for (char c : Text) {
-        if (c == '\r' || c == '\n')
-            c = ' ';
-        else if (c == '>')
-            c = '_';
-        else if (c == '"' && hasSingle)
-            c = '\'';
-        *p++ = c;
-    }
-    *p++ = quote;
-    return p;
-}
-
 // Room a landmark's tag line needs at most: the fixed text with the longest numbers, and its texts.
 std::size_t TagBound(const TLandMark& LandMark)
 {
@@ -277,15 +242,15 @@ char* PutLandMarkTag(char* p, const TLandMark& LandMark)
     p = PutLit(p, "\" element=\"");
     p = Put(p, LandMarkElementKeyword(sp.Kind));
     *p++ = '"';
-    p = PutText(p, " id=", LandMark.Identifier);
+    p = PutTextAttribute(p, "id", LandMark.Identifier);
     p = PutLit(p, " date=\"");
     p = PutDate(p, LandMark.Time);
     *p++ = '"';
-    p = PutText(p, " captext=", cap.Text);
+    p = PutTextAttribute(p, "captext", cap.Text);
     p = PutLit(p, " capsize=\"");
     p = PutInt(p, cap.Size);
     *p++ = '"';
-    p = PutText(p, " capfnm=", cap.FontName);
+    p = PutTextAttribute(p, "capfnm", cap.FontName);
     p = PutLit(p, " capfgcol=\"");
     p = PutHex8(p, cap.FGColor);
     p = PutLit(p, "\" capbgcol=\"");
@@ -434,7 +399,7 @@ void LandMarkFromAttributes(std::string_view Attr, TLandMark& LandMark)
     // edit may leave around them.
     for (std::size_t k = 0; k < v.size(); ++k)
         if (k != laId && k != laCapText && k != laCapFnm)
-            v[k] = TrimBlanks(v[k]);
+            v[k] = Trim(v[k]);
     TSymbolProperties& sp = LandMark.SymbolProps;
     TLMTextProperties& cap = LandMark.Caption;
     LandMark.Latitude = RealValue(v[laLat]);

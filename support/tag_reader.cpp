@@ -78,6 +78,23 @@ int ListedTag(std::string_view Name, std::span<const std::string_view> TagList, 
     return -1;
 }
 
+// The text between '<' and '>' of one tag: the index of its name in TagList[0..High] (-1 when not
+// listed) and, for a listed tag, its attributes trimmed and without a self-closing '/'. Both readers
+// below scan their input for tags and leave the tag itself to this.
+int ListedTagBody(std::string_view Tag, std::span<const std::string_view> TagList, int High, std::string_view& Attr)
+{
+    std::size_t nameEnd = 0;
+    while (nameEnd < Tag.size() && !IsNameEnd(Tag[nameEnd]))
+        ++nameEnd;
+    const int index = ListedTag(Tag.substr(0, nameEnd), TagList, High);
+    if (index < 0)
+        return index;
+    Attr = Trim(Tag.substr(nameEnd));
+    if (!Attr.empty() && Attr.back() == '/')
+        Attr = Trim(Attr.substr(0, Attr.size() - 1));
+    return index;
+}
+
 }  // namespace
 
 int ReadNextTagInStream(std::istream& Stream, std::span<const std::string_view> TagList, int High,
@@ -97,16 +114,10 @@ int ReadNextTagInStream(std::istream& Stream, std::span<const std::string_view> 
         if (Stream.eof())
             break;  // a tag that is never closed ends the input
 
-        std::size_t nameEnd = 0;
-        while (nameEnd < tag.size() && !IsNameEnd(tag[nameEnd]))
-            ++nameEnd;
-        const int index = ListedTag(std::string_view(tag.data(), nameEnd), TagList, High);
+        std::string_view attr;
+        const int index = ListedTagBody(tag, TagList, High, attr);
         if (index < 0)
             continue;
-
-        std::string_view attr = Trim(std::string_view(tag).substr(nameEnd));
-        if (!attr.empty() && attr.back() == '/')
-            attr = Trim(attr.substr(0, attr.size() - 1));
         Attr.assign(attr);
         // The content runs to the next '<', which is put back for the next call.
         std::getline(Stream, Content, '<');
@@ -185,16 +196,9 @@ int TTagScanner::Next(std::span<const std::string_view> TagList, int High, std::
         }
         const std::string_view tag(FBuf.data() + FPos + 1, gt - FPos - 1);
         FPos = gt + 1;
-        std::size_t nameEnd = 0;
-        while (nameEnd < tag.size() && !IsNameEnd(tag[nameEnd]))
-            ++nameEnd;
-        const int index = ListedTag(tag.substr(0, nameEnd), TagList, High);
+        const int index = ListedTagBody(tag, TagList, High, Attr);
         if (index < 0)
             continue;
-        std::string_view attr = Trim(tag.substr(nameEnd));
-        if (!attr.empty() && attr.back() == '/')
-            attr = Trim(attr.substr(0, attr.size() - 1));
-        Attr = attr;
         FAfterTag = true;
         return index;
     }

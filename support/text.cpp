@@ -141,16 +141,6 @@ std::string UpperCase(std::string_view S)
     return out;
 }
 
-std::string_view Trim(std::string_view S)
-{
-    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (!S.empty() && blank(S.front()))
-        S.remove_prefix(1);
-    while (!S.empty() && blank(S.back()))
-        S.remove_suffix(1);
-    return S;
-}
-
 bool SameText(std::string_view A, std::string_view B)
 {
     if (A.size() != B.size())

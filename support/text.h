@@ -44,7 +44,17 @@ void WriteLnStream(std::ostream& Stream, std::string_view Line);
 // ASCII case mapping and blank trimming, used by every reader of the file family.
 std::string LowerCase(std::string_view S);
 std::string UpperCase(std::string_view S);
-std::string_view Trim(std::string_view S);  // blanks, tabs, CR and LF at both ends
+// Blanks, tabs, CR and LF removed at both ends. Inline: the file readers trim every attribute value of
+// every tag, where a call into another unit costs as much as the trimming itself.
+inline std::string_view Trim(std::string_view S)
+{
+    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!S.empty() && blank(S.front()))
+        S.remove_prefix(1);
+    while (!S.empty() && blank(S.back()))
+        S.remove_suffix(1);
+    return S;
+}
 bool SameText(std::string_view A, std::string_view B);  // ASCII case-insensitive equality
 
 // How an angle is rendered by DegreeToStr. The value never carries a hemisphere letter; the sign is a
