@@ -93,7 +93,7 @@ protected:
 
     // Runs Body, reporting any exception through OnError instead of letting it reach Qt.
     void Guarded(const std::function<void()>& Body);
-    void ReportError(const std::exception& Error);
+    virtual void ReportError(const std::exception& Error);
 
     void paintEvent(QPaintEvent* Event) override;
     void mousePressEvent(QMouseEvent* Event) override;
