@@ -284,6 +284,8 @@ TEST(GeoMapSignals, PointerPositionOverTheCalibratedMapOnly)
     EXPECT_NEAR(pos.at(0).at(1).toDouble(), 11.0, 1e-9);
     m.SetTopLeft({900, 700});
     hover(150, 160);  // map pixel (1050, 860): beyond the image
+    hover(100, 50);   // map pixel (1000, 750): the first column past the right edge
+    hover(40, 100);   // map pixel (940, 800): the first row past the bottom edge
     hover(50, 20);    // map pixel (950, 720)
     ASSERT_EQ(N(pos), 2);
     EXPECT_NEAR(pos.at(1).at(0).toDouble(), 41.0, 1e-9);
