@@ -4,6 +4,7 @@
 #include "calibrated_map_files.h"
 #include <qvgeo/mapview/geo_map.h>
 
+#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
 
@@ -15,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -262,6 +264,37 @@ TEST(GeoMapSignals, MapChangedOncePerSwitchAndTheImagePushedDown)
     m.Clear();
     EXPECT_EQ(std::tuple(N(map), N(calib), m.MapWidth()), std::tuple(1, 1, 0));
     EXPECT_EQ(pushed(), std::tuple(0, 0, std::string()));
+}
+
+// The image that a calibration file names is loaded between the graticule and the model's fit, and its
+// size pushed before the fit: the conic search starts from the image's size when the quads lie beyond it.
+TEST(GeoMapSignals, TheImageSizeReachesTheFitOfTheCalibrationThatNamesIt)
+{
+    TempDir t;
+    SaveBMP(TBitmap(400, 300), t / "sheet.bmp");
+    TCalibData d;
+    d.MapFName = "sheet.bmp";
+    const TCalQuad quads[] = {{48.0, 16.0, 520, 340}, {48.1, 16.4, 880, 310}, {47.6, 16.1, 610, 720},
+                              {47.7, 16.5, 905, 690}, {47.85, 16.25, 700, 500}};
+    d.NumCalQuads = static_cast<std::int32_t>(std::size(quads));
+    std::copy(std::begin(quads), std::end(quads), d.CalQuads.begin());
+    {
+        std::ofstream out(t / "sheet.xml");
+        WriteRawCalDataToOpenXMLFile(out, true, "c", d, cmConicConformal);
+    }
+    auto standalone = [&](std::int32_t W, std::int32_t H) {
+        TMapCalibration cal;
+        cal.SetImageSize(W, H);
+        std::ifstream in(t / "sheet.xml");
+        cal.ReadCalibrationRecord(in, "c");
+        cal.FinishReading();
+        return cal.ConicPars();
+    };
+    ASSERT_NE(standalone(400, 300), standalone(0, 0));  // the size does matter to this fit
+    TGeoMap m;
+    m.LoadCalDataFromXML(t / "sheet.xml", "c");
+    EXPECT_EQ(m.CalibModel(), cmConicConformal);
+    EXPECT_EQ(m.Calibration().ConicPars(), standalone(400, 300));
 }
 
 TEST(GeoMapSignals, PointerPositionOverTheCalibratedMapOnly)
