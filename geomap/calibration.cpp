@@ -1,4 +1,5 @@
-// TMapCalibration: hooks, reference-point editing and the refit sequence that follows every edit.
+// TMapCalibration: the pushed image, change notices, reference-point editing and the refit sequence that
+// follows every edit.
 #include <qvgeo/geomap/calibration.h>
 
 #include <qvgeo/geomap/calib_internal.h>
