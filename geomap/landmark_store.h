@@ -43,9 +43,9 @@ enum TLandMarkChange : unsigned {
 // report 0), so a handler can inspect the store but cannot pull the list from under the running operation.
 class TLandMarkStore {
 public:
-    // The question to the owner, not a pull of its state: called with Allowed = true before each add (lmaAdd) and each individual remove (lmaRemove) except
-    // RemoveAllLandMarks(); setting Allowed to false vetoes that one landmark. LandMarkData is a copy of
-    // the record as it stands before the call.
+    // A question to the owner, not a pull of its state: called with Allowed = true before each add
+    // (lmaAdd) and each individual remove (lmaRemove) except RemoveAllLandMarks(); setting Allowed to false
+    // vetoes that one landmark. LandMarkData is a copy of the record as it stands before the call.
     std::function<void(bool& Allowed, TLandMarkAction Action, const TLandMark& LandMarkData)>
         LandMarkActionHook;
     // The owner's listener of change notices, raised once per operation that changes what the landmarks

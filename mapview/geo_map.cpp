@@ -124,7 +124,8 @@ void TGeoMap::NotifyChangedProperties(const std::vector<QVariant>& Before)
     for (int i = first; i < mo->propertyCount() && std::size_t(i - first) < Before.size(); ++i) {
         const QMetaProperty p = mo->property(i);
         // Magnification and the calibration's properties have their own announcements.
-        if (!p.hasNotifySignal() || p.notifySignal().parameterCount() > 0 || p.read(this) == Before[std::size_t(i - first)])
+        if (!p.hasNotifySignal() || p.notifySignal().parameterCount() > 0 ||
+            p.read(this) == Before[static_cast<std::size_t>(i - first)])
             continue;
         if (p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::calibModelChanged) ||
             p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::utmZoneChanged) ||

@@ -278,7 +278,8 @@ signals:
     void error(const QString& Message);
 
 public:
-    // ---- the map image ----
+    // ---- the map image (a TMapImage; each operation that changes it pushes the image's name and size
+    // into the calibration, moves the view where documented, repaints and emits mapChanged) ----
     const std::string& MapImgName() const { return FImage.Name(); }
     // Loads a map image: OnMapImageRequest may change the name that is loaded, FMapImgName takes the name
     // passed in. Without a request handler, while a calibration file is being read (LoadCalDataFromXML,
