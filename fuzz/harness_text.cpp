@@ -79,11 +79,14 @@ void Calibration(TBytes Data)
     const std::string text = AsText(Data);
     {
         qv::TMapCalibration cal;
-        // The image named by the file is not looked up here (CalibrationImage does that).
-        cal.LoadImageHook = [](const std::string&) {};
+        // The image named by the file is not looked up here (CalibrationImage does that): the reader's
+        // two steps without the image between them.
         std::istringstream in(text);
         try {
-            if (cal.ReadCalDataFromOpenXMLFile(in, "") || cal.CalibModel() != qv::cmUndefined)
+            const qv::TMapCalibration::TReadResult read = cal.ReadCalibrationRecord(in, "");
+            if (read.Found)
+                cal.FinishReading();
+            if (read.GratOK || cal.CalibModel() != qv::cmUndefined)
                 Exercise(cal);
         } catch (const qv::EXELError&) {
         }
@@ -95,7 +98,6 @@ void Calibration(TBytes Data)
         try {
             if (qv::ParseCalibData(in, "", d, m)) {
                 qv::TMapCalibration cal;
-                cal.LoadImageHook = [](const std::string&) {};
                 cal.LoadCalibData(d, m);
                 Exercise(cal);
             }

@@ -26,6 +26,16 @@ using TLinearPars = std::array<double, 3>;
 // Coefficients of c[0] + c[1]·u + c[2]·v + c[3]·u² + c[4]·u·v + c[5]·v².
 using TQuadraticPars = std::array<double, 6>;
 
+// The parabola through the points of one graticule line as the parabolic model's graticule draws it: a
+// parallel as y = K0 + K1·x + K2·x², a meridian as x = K0 + K1·y + K2·y² (pixels). Lines of 1 or 2 points
+// (or 3 on fewer distinct abscissae) get TCurveFit's straight-line fallback, K2 = 0; a line of no points
+// is not Drawn.
+struct TLineParabola {
+    bool Parallel = false;
+    bool Drawn = false;
+    double K0 = 0.0, K1 = 0.0, K2 = 0.0;
+};
+
 class TCalibFit {
 public:
     // Model cmUndefined, a graticule matrix of one zero row, all coefficient sets zero, zone -1, WGS 84.
@@ -47,7 +57,8 @@ public:
     // zeroed (equirect, biquadratic) or the previous (conic) coefficients.
     //
     // The graticule matrix from the lines of 3 points or more; true when 2 parallels and 2 meridians
-    // could be fitted (otherwise the matrix becomes one zero row).
+    // could be fitted (otherwise the matrix becomes one zero row). Also the parabola of every line, of
+    // any number of points (LineParabolas), whatever the result.
     bool FitGratMat(const TCalibData& Data);
     void FitEquiRect(const TCalibData& Data, TMathProgress* Progress = nullptr);
     void FitBiquadratic(const TCalibData& Data, TMathProgress* Progress = nullptr);
@@ -60,7 +71,7 @@ public:
     // none for cmParabolicIp and cmUndefined (their graticule matrix is FitGratMat's).
     void FitModel(const TCalibData& Data, std::int32_t Width, std::int32_t Height,
                   TMathProgress* Progress = nullptr);
-    // A graticule matrix of one zero row, and the equirect and biquadratic sets zeroed.
+    // A graticule matrix of one zero row, no line parabolas, and the equirect and biquadratic sets zeroed.
     void ClearGratMatAndLinearSets();
 
     // ---- transforms (calib_transforms.cpp) ----
@@ -87,6 +98,9 @@ public:
 
     // ---- fitted sets ----
     const TMatrix& GratMat() const { return FGratMat; }
+    // One per graticule line of the record last given to FitGratMat, in its order: what a renderer draws
+    // instead of fitting each line again on every paint.
+    const std::vector<TLineParabola>& LineParabolas() const { return FLineParabolas; }
     const std::array<TLinearPars, 2>& EquRectSPPL() const { return FEquRectSPPL; }     // [0] x, [1] y
     const std::array<TLinearPars, 2>& EquRectPLSP() const { return FEquRectPLSP; }     // [0] lat, [1] long
     const std::array<TQuadraticPars, 2>& CalParsPLSP() const { return FCalParsPLSP; }  // [0] lat, [1] long
@@ -116,6 +130,7 @@ private:
     TGeoEllipsoid FEllipsoid = gelWGS84;
     TMatrix FGratMat;
     std::vector<TGratRow> FGratRows;
+    std::vector<TLineParabola> FLineParabolas;
     int FGratParallels = 0, FGratMeridians = 0;  // rows whose kind rounds to 1 and to 0
     std::array<TLinearPars, 2> FEquRectSPPL{};
     std::array<TLinearPars, 2> FEquRectPLSP{};

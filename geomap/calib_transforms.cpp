@@ -10,6 +10,7 @@
 #include <qvgeo/support/math_services.h>
 
 #include <cmath>
+#include <cstring>
 
 namespace qv {
 
@@ -369,23 +370,30 @@ void TMapCalibration::CalcExtentsAndResolution()
         return c;
     };
     TCalibData& d = FCalibData;
+    const TCornerArray oldCorners = d.Corners;
+    const double oldResolution = d.Resolution;
     d.Corners[gcoTopLeft] = at(0, 0);
     d.Corners[gcoBottomLeft] = at(0, h);
     d.Corners[gcoBottomRight] = at(w, h);
     d.Corners[gcoTopRight] = at(w, 0);
     if (w < 1) {
         d.Resolution = 0.0;
-        return;
+    } else {
+        const TCoords left = at(0, h / 2), right = at(w, h / 2);
+        double dist = SphereGreatCircleDist(left.Latit, left.Longit, right.Latit, right.Longit, kEarthRadius);
+        // A map wider than half the globe: the great circle takes the short way round, add the rest.
+        const double dLong = right.Longit - left.Longit;
+        if (dLong > 360)
+            dist += kCircumference;
+        else if (dLong > 180)
+            dist += kHalfCircumference;
+        d.Resolution = dist / w;
     }
-    const TCoords left = at(0, h / 2), right = at(w, h / 2);
-    double dist = SphereGreatCircleDist(left.Latit, left.Longit, right.Latit, right.Longit, kEarthRadius);
-    // A map wider than half the globe: the great circle takes the short way round, add the rest.
-    const double dLong = right.Longit - left.Longit;
-    if (dLong > 360)
-        dist += kCircumference;
-    else if (dLong > 180)
-        dist += kHalfCircumference;
-    d.Resolution = dist / w;
+    // Compared bit for bit: a NaN corner that stays NaN is no change, and a writer that only refreshes
+    // the corners before saving notifies nobody.
+    if (std::memcmp(&oldCorners, &d.Corners, sizeof oldCorners) != 0 ||
+        std::memcmp(&oldResolution, &d.Resolution, sizeof oldResolution) != 0)
+        Changed(ccFit);
 }
 
 bool TMapCalibration::IsPositionWithinMap(double Lat, double Long) const

@@ -1,4 +1,5 @@
-// TMapCalibration: hooks, reference-point editing and the refit sequence that follows every edit.
+// TMapCalibration: the pushed image, change notices, reference-point editing and the refit sequence that
+// follows every edit.
 #include <qvgeo/geomap/calibration.h>
 
 #include <qvgeo/geomap/calib_internal.h>
@@ -60,23 +61,15 @@ void TMapCalibration::AssignCalibration(const TMapCalibration& Source)
     FCalibData = Source.FCalibData;
     FFit = Source.FFit;
     FEdit = Source.FEdit;
+    Changed(ccPoints | ccModel | ccFit | ccCaption | ccUTMZone | ccImage);
 }
 
-// ---- hooks --------------------------------------------------------------------------------------------
+// ---- the image -----------------------------------------------------------------------------------------
 
 void TMapCalibration::ImageSize(std::int32_t& Width, std::int32_t& Height) const
 {
-    if (ImageSizeHook) {
-        ImageSizeHook(Width, Height);
-        return;
-    }
     Width = FEdit.OwnImageWidth;
     Height = FEdit.OwnImageHeight;
-}
-
-std::string TMapCalibration::ImageName() const
-{
-    return ImageNameHook ? ImageNameHook() : FEdit.OwnImageName;
 }
 
 void TMapCalibration::SetImageSize(std::int32_t Width, std::int32_t Height)
@@ -87,10 +80,6 @@ void TMapCalibration::SetImageSize(std::int32_t Width, std::int32_t Height)
 
 void TMapCalibration::SetMapImgName(const std::string& FName)
 {
-    if (LoadImageHook) {
-        LoadImageHook(FName);
-        return;
-    }
     std::error_code ec;
     if (FName.empty() || !std::filesystem::is_regular_file(FName, ec)) {
         FEdit.OwnImageName.clear();
@@ -104,13 +93,15 @@ void TMapCalibration::SetMapImgName(const std::string& FName)
             SetImageSize(w, h);
         FEdit.OwnImageName = FName;
     }
-    RequestRepaint();
+    Changed(ccImage);
 }
 
-void TMapCalibration::RequestRepaint() const
+void TMapCalibration::SetMapCaption(std::string Value)
 {
-    if (RepaintHook)
-        RepaintHook();
+    if (Value == FCalibData.Caption)
+        return;
+    FCalibData.Caption = std::move(Value);
+    Changed(ccCaption);
 }
 
 void TMapCalibration::RaiseComponentError(std::string_view Text) const
@@ -162,12 +153,13 @@ void TMapCalibration::CalcConicCalibration()
     ReplaceFit([&](TCalibFit& f) { f.FitConic(FCalibData, w, h); });
 }
 
-void TMapCalibration::Refit(bool WithGratMat)
+void TMapCalibration::Refit(bool WithGratMat, unsigned What)
 {
     std::int32_t w = 0, h = 0;
     ImageSize(w, h);
     // One new fit for the whole sequence: a reader never sees the graticule of one state with the
     // coefficients of another.
+    TChangeNotice::TBatch batch(FNotice);
     ReplaceFit([&](TCalibFit& f) {
         f.SetProjection(FCalibData);
         if (WithGratMat)
@@ -175,12 +167,12 @@ void TMapCalibration::Refit(bool WithGratMat)
         f.FitModel(FCalibData, w, h);
     });
     CalcExtentsAndResolution();
-    RequestRepaint();
+    Changed(What);
 }
 
 void TMapCalibration::RecalcCalibration()
 {
-    Refit(true);
+    Refit(true, ccFit);
 }
 
 void TMapCalibration::ScaleCalibPoints(double Factor)
@@ -198,13 +190,14 @@ void TMapCalibration::ScaleCalibPoints(double Factor)
         d.CalQuads[q].MapX = RoundPixelSaturated(d.CalQuads[q].MapX * Factor);
         d.CalQuads[q].MapY = RoundPixelSaturated(d.CalQuads[q].MapY * Factor);
     }
-    RecalcCalibration();
+    Refit(true, ccPoints);
 }
 
 void TMapCalibration::SetCalibModel(TCalibModel Value)
 {
+    TChangeNotice::TBatch batch(FNotice);
     ReplaceFit([Value](TCalibFit& f) { f.SetModel(Value); });
-    RecalcCalibration();
+    Refit(true, ccModel);
 }
 
 bool TMapCalibration::SetCalibModel(TCalibModel Value, TMathProgress* Progress)
@@ -219,15 +212,18 @@ bool TMapCalibration::SetCalibModel(TCalibModel Value, TMathProgress* Progress)
     next.FitModel(FCalibData, w, h, Progress);
     if (Progress && Progress->Abort)
         return false;
+    TChangeNotice::TBatch batch(FNotice);
     FFit = std::move(next);
     CalcExtentsAndResolution();
-    RequestRepaint();
+    Changed(ccModel | ccFit);
     return true;
 }
 
 bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
 {
+    TChangeNotice::TBatch batch(FNotice);
     FCalibData = Data;
+    Changed(ccPoints | ccModel | ccCaption | ccUTMZone);
     ReplaceFit([Model](TCalibFit& f) { f.SetModel(Model); });
     const bool ok = RecalcGratMat();
     RunModelFit();
@@ -236,16 +232,23 @@ bool TMapCalibration::LoadCalibData(const TCalibData& Data, TCalibModel Model)
 
 void TMapCalibration::SetUTMZone(std::int32_t Value)
 {
-    if (Value >= 1 && Value <= 60) {
-        FCalibData.UTMZone = Value;
-        ReplaceFit([this](TCalibFit& f) { f.SetProjection(FCalibData); });
-    }
+    if (Value < 1 || Value > 60 || (Value == FCalibData.UTMZone && Value == FFit.UTMZone()))
+        return;
+    TChangeNotice::TBatch batch(FNotice);
+    FCalibData.UTMZone = Value;
+    ReplaceFit([this](TCalibFit& f) { f.SetProjection(FCalibData); });
+    Changed(ccUTMZone);
 }
 
 void TMapCalibration::SetUTMHemisphere(THemisphere Value)
 {
-    FCalibData.UTMSouth = Value == hemiSouth;
+    const bool south = Value == hemiSouth;
+    if (south == FCalibData.UTMSouth && south == FFit.UTMSouth())
+        return;
+    TChangeNotice::TBatch batch(FNotice);
+    FCalibData.UTMSouth = south;
     ReplaceFit([this](TCalibFit& f) { f.SetProjection(FCalibData); });
+    Changed(ccUTMZone);
 }
 
 // ---- adding points ------------------------------------------------------------------------------------
@@ -256,7 +259,7 @@ bool TMapCalibration::AddCalibPoint(TGratLineKind LineKind, double LineValue, st
         RaiseComponentError(kWrongModelAdd);
     // A full record or line drops the point silently.
     AppendLinePoint(FCalibData, LineKind, LineValue, TPoint{x, y});
-    Refit(true);
+    Refit(true, ccPoints);
     return false;
 }
 
@@ -266,10 +269,10 @@ bool TMapCalibration::AddCalibPoint(double Lat, double Long, std::int32_t x, std
         CalibModel() != cmEquiRect)
         RaiseComponentError(kWrongModelAdd);
     if (AppendCalQuad(FCalibData, TCalQuad{Lat, Long, x, y}) != caAppended) {
-        RequestRepaint();
+        Changed(ccPoints);
         return false;
     }
-    Refit(false);
+    Refit(false, ccPoints);
     return true;
 }
 
@@ -282,14 +285,14 @@ bool TMapCalibration::AddCalibPoint(double Northing, double Easting, std::int32_
         RaiseComponentError("UTM zone parameter changed");
     const int n = ValidCalQuads(FCalibData);
     if (n >= MaxCalQuads) {
-        RequestRepaint();
+        Changed(ccPoints);
         return false;
     }
     FCalibData.UTMZone = Zone;
     FCalibData.UTMSouth = Hemisphere == hemiSouth;
     FCalibData.CalQuads[n] = TCalQuad{Northing, Easting, x, y};
     FCalibData.NumCalQuads = n + 1;
-    Refit(false);
+    Refit(false, ccPoints);
     return true;
 }
 
@@ -309,7 +312,7 @@ bool TMapCalibration::RemoveCalibPoint(TGratLineKind LineKind, double LineValue,
             ++p;
         RemoveLinePoint(d, l, p);
     }
-    Refit(true);
+    Refit(true, ccPoints);
     return false;
 }
 
@@ -366,12 +369,13 @@ bool TMapCalibration::RemoveCalibPoint(std::int32_t x, std::int32_t y)
             removed = true;
         }
     }
-    Refit(true);
+    Refit(true, ccPoints);
     return removed;
 }
 
 void TMapCalibration::RestoreLastDeletedCalPoint()
 {
+    TChangeNotice::TBatch batch(FNotice);
     if (CalibModel() == cmParabolicIp) {
         if (FEdit.RestoreParaIpOK) {
             AddCalibPoint(FEdit.ParaIpOops.LineKind, FEdit.ParaIpOops.LineValue, FEdit.ParaIpOops.X, FEdit.ParaIpOops.Y);
@@ -390,6 +394,7 @@ void TMapCalibration::RestoreLastDeletedCalPoint()
 
 void TMapCalibration::ClearCalibData()
 {
+    TChangeNotice::TBatch batch(FNotice);
     TCalibData& d = FCalibData;
     d.NumCalLines = 0;
     for (TCalibLine& line : d.CalLines)
@@ -405,17 +410,18 @@ void TMapCalibration::ClearCalibData()
         f.SetProjection(FCalibData);
         f.ClearGratMatAndLinearSets();
     });
-    RequestRepaint();
+    Changed(ccPoints | ccUTMZone);
 }
 
 void TMapCalibration::Clear()
 {
+    TChangeNotice::TBatch batch(FNotice);
     ClearCalibData();
     ReplaceFit([](TCalibFit& f) { f.SetModel(cmUndefined); });
     FCalibData.MapFName.clear();
     FCalibData.Caption.clear();
     SetMapImgName(std::string());
-    RequestRepaint();
+    Changed(ccModel | ccCaption);
 }
 
 }  // namespace qv

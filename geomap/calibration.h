@@ -6,10 +6,11 @@
 // After every edit the object builds a new fit and replaces the old one whole, so a copy of Fit() is a
 // snapshot that later edits never change.
 //
-// The object needs three things from the map control that owns it: the size of the loaded image, a
-// repaint request and an image loader. They are public hook members (empty: unbound), bound the same way
-// as TLandMarkStore's; without them the object keeps its own image name and size (SetImageSize), reads
-// image sizes from file headers and repaints nothing, which is how geotool, the atlas and the tests use it.
+// Change flows one way. The owning map control pushes the loaded image's name and size down
+// (SetImageName, SetImageSize); the object raises one "changed" notice (TChangeNotice, bits TCalibChange)
+// to the listener its owner registers, once per operation, and never calls up for state. Without an owner
+// the object keeps the image name and size it was given, reads image sizes from file headers
+// (SetMapImgName), and notifies nobody: that is how geotool, the atlas and the tests use it.
 //
 // Units: latitude and longitude in degrees; northing and easting (UTM model) in metres; pixels are
 // integer columns and rows of the unmagnified image with the origin at its top-left corner.
@@ -17,6 +18,7 @@
 
 #include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/calib_types.h>
+#include <qvgeo/geomap/change_notice.h>
 #include <qvgeo/support/matrix.h>
 
 #include <array>
@@ -36,26 +38,29 @@ struct TParaIpOops {
     std::int32_t Y = 0;
 };
 
-// Copying an object copies its hooks as well, which still point at the old owner: a map control copies
-// calibration state between maps with AssignCalibration instead.
+// What a change notice says changed; an operation that ends in a documented repaint notifies even when
+// it changed nothing (a 201st quad refused), with the bits of what it worked on.
+enum TCalibChange : unsigned {
+    ccPoints = 1u << 0,   // graticule-line points, quads or the rest of the record (cleared, read, assigned)
+    ccModel = 1u << 1,    // CalibModel
+    ccFit = 1u << 2,      // the fit (coefficients, graticule rows), corners or resolution
+    ccCaption = 1u << 3,  // MapCaption alone: the view shows no caption, so this one asks for no repaint
+    ccUTMZone = 1u << 4,  // UTM zone or hemisphere (the fit's UTM transforms follow at once)
+    ccImage = 1u << 5,    // the image name or size held by the object itself (SetMapImgName, Clear)
+};
+
+// Copying or assigning an object copies the calibration, never the change listener (see TChangeNotice).
 class TMapCalibration {
 public:
-    // ---- hooks of the owning map control; every one may be empty ----
-    // Width and height of the loaded map image in pixels (0 x 0: no image).
-    std::function<void(std::int32_t& Width, std::int32_t& Height)> ImageSizeHook;
-    // File name of the loaded map image; written into the calibration file by the map-level writers.
-    std::function<std::string()> ImageNameHook;
-    // Loads the map image FName (the owner's SetMapImgName). An empty name drops the image: name and
-    // size become empty without any request event.
-    std::function<void(const std::string& FName)> LoadImageHook;
-    // Asks the owner to repaint.
-    std::function<void()> RepaintHook;
-
     TMapCalibration();
 
     // Copies the calibration state of Source (data, fit, removed points, calibration file name, image name
-    // and size of a hook-less object); the component name and the hooks stay as they are.
+    // and size); the component name and the listener stay as they are. One notice of everything.
     void AssignCalibration(const TMapCalibration& Source);
+
+    // The owner's listener of change notices (one; a new one replaces it, an empty one removes it).
+    void SetChangeListener(TChangeNotice::TListener Listener) { FNotice.SetListener(std::move(Listener)); }
+    bool HasChangeListener() const { return FNotice.HasListener(); }
 
     // Name used in error messages ("Component \"<name>\": ..."); the owning control passes its own.
     const std::string& ComponentName() const { return FComponentName; }
@@ -66,13 +71,16 @@ public:
     // this object's thread first.
     const TCalibFit& Fit() const { return FFit; }
 
-    // Image size and name: from ImageSizeHook and ImageNameHook when set, else the object's own.
+    // The loaded image's size and name, as the owner pushed them (or as SetMapImgName found them).
     void ImageSize(std::int32_t& Width, std::int32_t& Height) const;
-    std::string ImageName() const;
-    // The own image size (used without ImageSizeHook). Negative values count as 0.
+    const std::string& ImageName() const { return FEdit.OwnImageName; }
+    // Pushed by the owner when its image changes; negative values count as 0. No notice and no refit:
+    // the size only bounds the conic fit's apex search, which the next refit reads.
     void SetImageSize(std::int32_t Width, std::int32_t Height);
-    // Through LoadImageHook, or without one: FName becomes the image name; when the file's header
-    // gives a size (BMP, JPEG) that becomes the image size; a missing file empties name and size.
+    void SetImageName(std::string Name) { FEdit.OwnImageName = std::move(Name); }
+    // For an object without a map control: FName becomes the image name; when the file's header gives a
+    // size (BMP, JPEG) that becomes the image size; a missing file empties name and size. Notifies ccImage.
+    // A map control loads the picture itself and pushes name and size.
     void SetMapImgName(const std::string& FName);
 
     // ---- calibration data and points ----
@@ -90,7 +98,7 @@ public:
     bool LoadCalibData(const TCalibData& Data, TCalibModel Model);
 
     const std::string& MapCaption() const { return FCalibData.Caption; }
-    void SetMapCaption(std::string Value) { FCalibData.Caption = std::move(Value); }
+    void SetMapCaption(std::string Value);  // notifies ccCaption when the caption changes
 
     std::int32_t UTMZone() const { return FCalibData.UTMZone; }
     // Zone and hemisphere take effect in the current fit's UTM transforms at once.
@@ -161,8 +169,9 @@ public:
     // The stream variant: header always, resolution always, calquads even when empty, and no utmzone,
     // utmsouth or ellipsoid elements.
     void SaveCalDataAsXML(std::ostream& Stream, std::string_view Id);
-    // Reads the calibration Id (case-insensitive; empty: the first one) into this object. The result is
+    // Reads the calibration Id (case-insensitive; empty: the first) into this object. The result is
     // that of RecalcGratMat: true only for a usable parabolic calibration. False when no header matches.
+    // The image the file names is taken by SetMapImgName, between the graticule and the model's fit.
     bool ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id);
     bool LoadCalDataFromXML(std::istream& Stream, std::string_view Id) { return ReadCalDataFromOpenXMLFile(Stream, Id); }
     // False without error when the file cannot be opened.
@@ -170,6 +179,21 @@ public:
     // If the file exists, remember it and load its first calibration; otherwise drop the image. The name
     // is kept even when loading raises.
     void SetCalDatName(const std::string& FName);
+
+    // The reader in two steps, for an owner that loads the image itself between them: ReadCalibrationRecord
+    // reads the record and fits the graticule (Found: a header matched; GratOK: RecalcGratMat's result;
+    // the image name is CalibData().MapFName), FinishReading runs the model's fit with the image size
+    // pushed meanwhile. The owner holds a Batch() over both so that the read notifies once.
+    struct TReadResult {
+        bool Found = false;
+        bool GratOK = false;
+    };
+    TReadResult ReadCalibrationRecord(std::istream& F, std::string_view Id);
+    void FinishReading();
+    // Remembers FName as the calibration file (SetCalDatName's first step, without the load).
+    void SetCalDatNameOnly(std::string FName) { FEdit.CalDatName = std::move(FName); }
+    // Gathers this object's notices over a scope into one.
+    [[nodiscard]] TChangeNotice::TBatch Batch() { return TChangeNotice::TBatch(FNotice); }
     const std::string& CalDatName() const { return FEdit.CalDatName; }
 
     // ---- fitted state, read-only (the current fit's) ----
@@ -185,7 +209,6 @@ public:
     const TParaIpOops& ParaIpOops() const { return FEdit.ParaIpOops; }
     const TCalQuad& BiQuadOops() const { return FEdit.BiQuadOops; }
 
-    void RequestRepaint() const;
     // "Component \"<ComponentName>\": <Text>" as an EXELGeoMapError.
     [[noreturn]] void RaiseComponentError(std::string_view Text) const;
 
@@ -197,9 +220,12 @@ private:
         TCalibFit next = FFit;
         Change(next);
         FFit = std::move(next);
+        Changed(ccFit);
     }
     void RunModelFit();  // the current model's fit into a new fit
-    void Refit(bool WithGratMat);
+    // The fit rebuilt, corners and resolution, and one notice of What and ccFit.
+    void Refit(bool WithGratMat, unsigned What);
+    void Changed(unsigned What) { FNotice.Changed(What); }
 
     // What AssignCalibration copies besides the data and the fit: the own image, the calibration file
     // name and the restorable last removals.
@@ -218,6 +244,7 @@ private:
     TCalibData FCalibData;
     TCalibFit FFit;
     TEditState FEdit;
+    TChangeNotice FNotice;
 };
 
 // Whether (Lat, Long) lies strictly inside the convex quadrilateral of the corners (TCorners order).

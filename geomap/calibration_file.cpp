@@ -388,8 +388,9 @@ bool ReadCalibration(std::istream& F, std::string_view Id, const TReadTarget& T)
 
 }  // namespace
 
-bool TMapCalibration::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id)
+TMapCalibration::TReadResult TMapCalibration::ReadCalibrationRecord(std::istream& F, std::string_view Id)
 {
+    TChangeNotice::TBatch batch(FNotice);
     TReadTarget t;
     t.Data = &FCalibData;
     t.Message = [this](std::string_view Text) { return ComponentMessage(FComponentName, Text); };
@@ -408,15 +409,33 @@ bool TMapCalibration::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_vi
         else if (Model == "millercylindrical")
             m = cmMillerCylindrical;
         ReplaceFit([m](TCalibFit& f) { f.SetModel(m); });
+        Changed(ccModel | ccCaption | ccPoints);  // model, caption and image name of the header
     };
     t.OnMatch = [this] { ClearCalibData(); };
-    if (!ReadCalibration(F, Id, t))
+    TReadResult r;
+    r.Found = ReadCalibration(F, Id, t);
+    if (r.Found)
+        r.GratOK = RecalcGratMat();
+    return r;
+}
+
+void TMapCalibration::FinishReading()
+{
+    TChangeNotice::TBatch batch(FNotice);
+    RunModelFit();
+    Changed(ccPoints);
+}
+
+bool TMapCalibration::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id)
+{
+    TChangeNotice::TBatch batch(FNotice);
+    const TReadResult r = ReadCalibrationRecord(F, Id);
+    if (!r.Found)
         return false;
-    const bool result = RecalcGratMat();
     if (!FCalibData.MapFName.empty())
         SetMapImgName(FCalibData.MapFName);
-    RunModelFit();
-    return result;
+    FinishReading();
+    return r.GratOK;
 }
 
 bool TMapCalibration::LoadCalDataFromXML(const std::string& FName, std::string_view Id)
@@ -429,6 +448,7 @@ bool TMapCalibration::LoadCalDataFromXML(const std::string& FName, std::string_v
 
 void TMapCalibration::SetCalDatName(const std::string& FName)
 {
+    TChangeNotice::TBatch batch(FNotice);
     std::ifstream probe(FName, std::ios::binary);
     if (probe) {
         probe.close();
@@ -437,7 +457,7 @@ void TMapCalibration::SetCalDatName(const std::string& FName)
     } else {
         SetMapImgName(std::string());
     }
-    RequestRepaint();
+    Changed(ccPoints);
 }
 
 bool ParseCalibData(std::istream& Stream, std::string_view Id, TCalibData& CalData, TCalibModel& Model)

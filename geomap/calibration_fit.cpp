@@ -89,6 +89,7 @@ void TCalibFit::ClearGratMatAndLinearSets()
     FGratMat.Resize(5, 1);
     FGratMat.Fill(0.0);
     SyncGratRows();
+    FLineParabolas.clear();
     FEquRectSPPL = {};
     FEquRectPLSP = {};
     FCalParsPLSP = {};
@@ -115,6 +116,7 @@ bool TCalibFit::FitGratMat(const TCalibData& Data)
     const TCalibData& d = Data;
     const int nl = ValidCalLines(d);
     FGratMat.Resize(5, nl);
+    FLineParabolas.assign(static_cast<std::size_t>(nl), TLineParabola{});
     int parallels = 0, meridians = 0;
     TCurveFit fit;
     for (int i = 0; i < nl; ++i) {
@@ -124,7 +126,9 @@ bool TCalibFit::FitGratMat(const TCalibData& Data)
         FGratMat.SetVal(1, row, parallel ? 1.0 : 0.0);
         FGratMat.SetVal(2, row, line.LineValue);
         const int np = ValidLinePoints(line);
-        if (np < 3)
+        TLineParabola& drawn = FLineParabolas[static_cast<std::size_t>(i)];
+        drawn.Parallel = parallel;
+        if (np < 1)
             continue;
         fit.Init();
         for (int p = 0; p < np; ++p) {
@@ -137,6 +141,10 @@ bool TCalibFit::FitGratMat(const TCalibData& Data)
         }
         double k0 = 0.0, k1 = 0.0, k2 = 0.0, quality = 0.0;
         fit.CalcParabolFit(k0, k1, k2, quality);
+        drawn = TLineParabola{parallel, true, k0, k1, k2};
+        // The matrix takes only lines of 3 points or more; the drawing takes every line.
+        if (np < 3)
+            continue;
         FGratMat.SetVal(3, row, k0);
         FGratMat.SetVal(4, row, k1);
         FGratMat.SetVal(5, row, k2);

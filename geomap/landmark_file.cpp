@@ -468,7 +468,7 @@ bool TLandMarkStore::ReadLandMarksFromOpenXMLFile(std::istream& F, std::string_v
         FNumLandMarks = static_cast<std::int32_t>(count);
     }
     tags.Finish();
-    Repaint();
+    Changed(lcList);
     return true;
 }
 

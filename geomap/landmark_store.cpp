@@ -56,7 +56,7 @@ void TLandMarkStore::SwapWith(TLandMarkStore& Other) noexcept
 {
     using std::swap;
     swap(LandMarkActionHook, Other.LandMarkActionHook);
-    swap(RepaintHook, Other.RepaintHook);
+    FNotice.SwapListener(Other.FNotice);
     swap(FComponentName, Other.FComponentName);
     swap(FNumLandMarks, Other.FNumLandMarks);
     swap(FLandMarks, Other.FLandMarks);
@@ -84,12 +84,6 @@ bool TLandMarkStore::Ask(TLandMarkAction Action, const TLandMark& LandMark)
     TActionScope scope(FInAction);
     LandMarkActionHook(allowed, Action, copy);
     return allowed;
-}
-
-void TLandMarkStore::Repaint() const
-{
-    if (RepaintHook)
-        RepaintHook();
 }
 
 void TLandMarkStore::ResizeArray(std::size_t Length)
@@ -130,7 +124,7 @@ std::int32_t TLandMarkStore::Append(const TLandMark& LandMark)
         ResizeArray(((ucount - 1) / GrowthStep + 1) * GrowthStep);
     FLandMarks[ucount - 1] = LandMark;
     FNumLandMarks = count;
-    Repaint();
+    Changed(lcList);
     return count;
 }
 
@@ -248,7 +242,7 @@ std::int32_t TLandMarkStore::RemoveLandMark(double Lat, double Long, std::int32_
     std::int32_t removed = 0;
     if (Ask(lmaRemove, FLandMarks[static_cast<std::size_t>(index - 1)]))
         removed = RemoveIndexAllowed(index);
-    Repaint();
+    Changed(lcList);
     return removed;
 }
 
@@ -259,7 +253,7 @@ std::int32_t TLandMarkStore::RemoveLandMark(std::int32_t Index)
     std::int32_t removed = 0;
     if (Ask(lmaRemove, FLandMarks[static_cast<std::size_t>(Index - 1)]))
         removed = RemoveIndexAllowed(Index);
-    Repaint();
+    Changed(lcList);
     return removed;
 }
 
@@ -274,7 +268,7 @@ std::int32_t TLandMarkStore::RemoveLastLandMark()
         if (FNumLandMarks == 0)
             ResetArray();
     }
-    Repaint();
+    Changed(lcList);
     return removed;
 }
 
@@ -322,7 +316,7 @@ std::int32_t TLandMarkStore::RemoveMany(Match&& Matches)
     }
     if (FNumLandMarks == 0)
         ResetArray();
-    Repaint();
+    Changed(lcList);
     return removed;
 }
 
@@ -353,7 +347,7 @@ void TLandMarkStore::RemoveAllLandMarks()
         return;
     ResetArray();
     FNumLandMarks = 0;
-    Repaint();
+    Changed(lcList);
 }
 
 TLandMark TLandMarkStore::GetLandMarkData(std::int32_t Index) const
@@ -370,13 +364,13 @@ void TLandMarkStore::SetLandMarkData(std::int32_t Index, const TLandMark& Data)
     TLandMark& lm = FLandMarks[static_cast<std::size_t>(Index - 1)];
     lm = Data;
     CutLandMarkStrings(lm);
-    Repaint();
+    Changed(lcList);
 }
 
 void TLandMarkStore::SetClassVisibility(std::uint8_t Class, bool Visible)
 {
     FLMClassVisible[Class] = Visible;
-    Repaint();
+    Changed(lcVisibility);
 }
 
 void TLandMarkStore::SetHighLM(std::int32_t Index)
@@ -384,11 +378,11 @@ void TLandMarkStore::SetHighLM(std::int32_t Index)
     if (Index >= 0 && Index <= FNumLandMarks) {
         if (Index != FHighLM) {
             FHighLM = Index;
-            Repaint();
+            Changed(lcHighlight);
         }
     } else if (FHighLM != 0) {
         FHighLM = 0;
-        Repaint();
+        Changed(lcHighlight);
     }
 }
 
@@ -397,7 +391,7 @@ void TLandMarkStore::SetHighLightProperties(TColor FG, TColor BG, bool Transpare
     FHighLMColFG = FG;
     FHighLMColBG = BG;
     FHighLMTrans = Transparent;
-    Repaint();
+    Changed(lcHighlight);
 }
 
 void TLandMarkStore::AssignLandMarks(const TLandMarkStore& Source)

@@ -1,9 +1,11 @@
 // TLandMarkStore: the landmark list of a map, without any widget. Adding, finding, removing, reading and
 // replacing landmarks, class visibility, the highlighted landmark, and the landmark file reader and
-// writer (implemented in landmark_file.cpp). The map control is built on it and supplies two hooks: a
-// repaint request and the add/remove question; without them the store works on its own.
+// writer (implemented in landmark_file.cpp). The map control that owns it asks nothing of it but registers
+// a listener of its one "changed" notice (bits TLandMarkChange) and answers the add/remove question
+// (LandMarkActionHook); without them the store works on its own.
 #pragma once
 
+#include <qvgeo/geomap/change_notice.h>
 #include <qvgeo/geomap/landmark_types.h>
 
 #include <array>
@@ -16,6 +18,14 @@
 #include <vector>
 
 namespace qv {
+
+// What a change notice of the store says changed. Operations that end in a documented repaint notify
+// even when a veto left the list as it was.
+enum TLandMarkChange : unsigned {
+    lcList = 1u << 0,        // landmarks added, removed, replaced or read
+    lcHighlight = 1u << 1,   // the highlighted landmark or its colours
+    lcVisibility = 1u << 2,  // class visibility
+};
 
 // Landmarks are numbered 1..NumLandMarks(); 0 means "none". Removing one landmark moves the last one into
 // its number (one copy instead of shifting the list), so numbers are not stable across removals.
@@ -33,19 +43,23 @@ namespace qv {
 // report 0), so a handler can inspect the store but cannot pull the list from under the running operation.
 class TLandMarkStore {
 public:
-    // Called with Allowed = true before each add (lmaAdd) and each individual remove (lmaRemove) except
-    // RemoveAllLandMarks(); setting Allowed to false vetoes that one landmark. LandMarkData is a copy of
-    // the record as it stands before the call.
+    // A question to the owner, not a pull of its state: called with Allowed = true before each add
+    // (lmaAdd) and each individual remove (lmaRemove) except RemoveAllLandMarks(); setting Allowed to false
+    // vetoes that one landmark. LandMarkData is a copy of the record as it stands before the call.
     std::function<void(bool& Allowed, TLandMarkAction Action, const TLandMark& LandMarkData)>
         LandMarkActionHook;
-    // Called whenever what the landmarks look like on a map may have changed.
-    std::function<void()> RepaintHook;
+    // The owner's listener of change notices, raised once per operation that changes what the landmarks
+    // look like on a map (one listener; an empty one removes it).
+    void SetChangeListener(TChangeNotice::TListener Listener) { FNotice.SetListener(std::move(Listener)); }
+    bool HasChangeListener() const { return FNotice.HasListener(); }
 
     TLandMarkStore();
-    // A copy would carry hooks bound to the original's owner; AssignLandMarks copies the data alone.
+    // A copy would carry the question and listener bound to the original's owner; AssignLandMarks copies
+    // the data alone.
     TLandMarkStore(const TLandMarkStore&) = delete;
     TLandMarkStore& operator=(const TLandMarkStore&) = delete;
-    // Moving takes the list, the settings and the hooks; the source is left as a new, empty store.
+    // Moving takes the list, the settings, the question and the listener; the source is left as a new,
+    // empty store.
     TLandMarkStore(TLandMarkStore&& Other);
     TLandMarkStore& operator=(TLandMarkStore&& Other);
 
@@ -126,8 +140,8 @@ public:
     void SetHighLightProperties(TColor FG, TColor BG, bool Transparent);
 
     // Copies the landmarks, the template, class visibility and the highlight from Source (the map's
-    // Assign); the array is sized to the count rounded up to a multiple of 1000. Hooks and the component
-    // name are not copied. Does not repaint: the owner's Assign repaints once at its end.
+    // Assign); the array is sized to the count rounded up to a multiple of 1000. The question, the listener
+    // and the component name are not copied. Does not notify: the owner's Assign repaints once at its end.
     void AssignLandMarks(const TLandMarkStore& Source);
 
     // Landmark files (XML-like, one or several sets told apart by id; ids compare case-insensitively).
@@ -152,7 +166,7 @@ public:
 private:
     void SwapWith(TLandMarkStore& Other) noexcept;
     bool Ask(TLandMarkAction Action, const TLandMark& LandMark);
-    void Repaint() const;
+    void Changed(unsigned What) { FNotice.Changed(What); }
     std::int32_t Append(const TLandMark& LandMark);  // after the question; returns the new number
     TLandMark TemplateAt(double Lat, double Long, double Alt) const;  // the template at a position
     std::int32_t Offer(const TLandMark& LandMark);  // asks, then appends; 0 when refused or re-entered
@@ -173,6 +187,7 @@ private:
     TColor FHighLMColBG = 0x00FFFF;  // yellow
     bool FHighLMTrans = false;
     int FInAction = 0;  // > 0 while LandMarkActionHook runs
+    TChangeNotice FNotice;
 };
 
 }  // namespace qv

@@ -1,13 +1,13 @@
-// TGeoMap: construction, hooks, properties, the map image, the view (magnification, zoom history,
-// panning, pixel conversions), Assign and the synthetic empty maps. Rendering and output are in
-// geo_map_output.cpp.
-#include <qvgeo/geomap/calib_internal.h>
-#include <qvgeo/geomap/calibration_file.h>
+// TGeoMap: construction, the notices of its parts and its signals, properties, the map image, the view
+// (magnification, zoom history, panning, pixel conversions), Assign and the synthetic empty maps.
+// Rendering and output are in geo_map_output.cpp.
 #include <qvgeo/mapview/geo_map.h>
 
-#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
+#include <qvgeo/support/math_services.h>
 #include <qvgeo/support/text.h>
+
+#include <QMetaProperty>
 
 #include <algorithm>
 #include <cmath>
@@ -19,42 +19,126 @@ namespace qv {
 namespace {
 
 // Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
-inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
-
-bool IsFile(const std::string& Name)
-{
-    std::error_code ec;
-    return !Name.empty() && std::filesystem::is_regular_file(Name, ec);
-}
+inline std::int32_t RoundI(double V) { return RoundSaturated(V); }
 
 }  // namespace
 
 TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMapRenderCaches())
 {
     FCache.AntiAlias = FAntiAlias;
-    InstallHooks();
-    resize(500, 400);
-    setFocusPolicy(Qt::StrongFocus);
-    ClearZoomHistory();
-    InitMouse();
-}
-
-TGeoMap::~TGeoMap() = default;
-
-void TGeoMap::InstallHooks()
-{
-    FCalib.ImageSizeHook = [this](std::int32_t& W, std::int32_t& H) {
-        W = FMapImgWidth;
-        H = FMapImgHeight;
-    };
-    FCalib.ImageNameHook = [this] { return FMapImgName; };
-    FCalib.LoadImageHook = [this](const std::string& Name) { LoadImageFromHook(Name); };
-    FCalib.RepaintHook = [this] { Paint(); };
+    // The parts notify; the map repaints and signals. The question before an add or remove is the
+    // application's (OnLandMarkAction), asked through the store.
+    FCalib.SetChangeListener([this](unsigned What) { CalibrationChanged(What); });
+    FLandMarks.SetChangeListener([this](unsigned What) { LandMarksChanged(What); });
     FLandMarks.LandMarkActionHook = [this](bool& Allowed, TLandMarkAction Action, const TLandMark& LandMark) {
         if (OnLandMarkAction)
             OnLandMarkAction(*this, Allowed, Action, LandMark);
     };
-    FLandMarks.RepaintHook = [this] { Paint(); };
+    resize(500, 400);
+    setFocusPolicy(Qt::StrongFocus);
+    ClearZoomHistory();
+    InitMouse();
+    FAnnounced.Magnify = FMagnify;
+    FAnnounced.TopLeft = FTopLeft;
+    FAnnounced.ControlSize = {width(), height()};
+    FAnnounced.CalibModel = CalibModel();
+    FAnnounced.UTMZone = UTMZone();
+    FAnnounced.Hemisphere = UTMHemisphere();
+}
+
+TGeoMap::~TGeoMap() = default;
+
+// ---- notices and signals ------------------------------------------------------------------------------
+
+void TGeoMap::CalibrationChanged(unsigned What)
+{
+    // The caption is not drawn: writing it does not repaint.
+    if (What != ccCaption)
+        Paint();
+    if (FInSwitch)
+        FSwitchTouched = true;
+    emit calibrationChanged();
+    if (CalibModel() != FAnnounced.CalibModel) {
+        FAnnounced.CalibModel = CalibModel();
+        emit calibModelChanged();
+    }
+    if (UTMZone() != FAnnounced.UTMZone) {
+        FAnnounced.UTMZone = UTMZone();
+        emit utmZoneChanged();
+    }
+    if (UTMHemisphere() != FAnnounced.Hemisphere) {
+        FAnnounced.Hemisphere = UTMHemisphere();
+        emit utmHemisphereChanged();
+    }
+}
+
+void TGeoMap::LandMarksChanged(unsigned)
+{
+    Paint();
+    emit landMarksChanged();
+}
+
+void TGeoMap::NoteViewChange()
+{
+    const TSize size{width(), height()};
+    const bool magnify = FMagnify != FAnnounced.Magnify;
+    if (!magnify && FTopLeft == FAnnounced.TopLeft && size == FAnnounced.ControlSize)
+        return;
+    // Recorded before emitting: a receiver that moves the view again is announced by its own call.
+    FAnnounced.Magnify = FMagnify;
+    FAnnounced.TopLeft = FTopLeft;
+    FAnnounced.ControlSize = size;
+    if (magnify)
+        emit magnificationChanged(FMagnify);
+    emit viewChanged();
+}
+
+void TGeoMap::NotePointer(TPoint ControlPixel)
+{
+    const TPoint p = ControlToMapImage(ControlPixel);
+    TCoords c;
+    const bool over = p.X >= 0 && p.Y >= 0 && p.X < FImage.Width() && p.Y < FImage.Height() &&
+                      CalibModel() != cmUndefined && FCalib.CalcPosition(p, c);
+    if (!over || (FAnnounced.MouseOverMap && p == FAnnounced.MouseMapPixel)) {
+        FAnnounced.MouseOverMap = over;
+        return;
+    }
+    FAnnounced.MouseOverMap = true;
+    FAnnounced.MouseMapPixel = p;
+    emit mouseGeoPositionChanged(c.Latit, c.Longit);
+}
+
+std::vector<QVariant> TGeoMap::PropertyValues() const
+{
+    const QMetaObject* mo = metaObject();
+    std::vector<QVariant> values;
+    for (int i = TGeoMap::staticMetaObject.propertyOffset(); i < mo->propertyCount(); ++i)
+        values.push_back(mo->property(i).read(this));
+    return values;
+}
+
+void TGeoMap::NotifyChangedProperties(const std::vector<QVariant>& Before)
+{
+    const QMetaObject* mo = metaObject();
+    const int first = TGeoMap::staticMetaObject.propertyOffset();
+    for (int i = first; i < mo->propertyCount() && std::size_t(i - first) < Before.size(); ++i) {
+        const QMetaProperty p = mo->property(i);
+        // Magnification and the calibration's properties have their own announcements.
+        if (!p.hasNotifySignal() || p.notifySignal().parameterCount() > 0 ||
+            p.read(this) == Before[static_cast<std::size_t>(i - first)])
+            continue;
+        if (p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::calibModelChanged) ||
+            p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::utmZoneChanged) ||
+            p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::utmHemisphereChanged))
+            continue;
+        p.notifySignal().invoke(this, Qt::DirectConnection);
+    }
+}
+
+void TGeoMap::ReportError(const std::exception& Error)
+{
+    emit error(QString::fromStdString(Error.what()));
+    TCustomControl::ReportError(Error);
 }
 
 void TGeoMap::SetName(const std::string& Name)
@@ -62,6 +146,7 @@ void TGeoMap::SetName(const std::string& Name)
     TCustomControl::SetName(Name);
     FCalib.SetComponentName(Name);
     FLandMarks.SetComponentName(Name);
+    FImage.SetComponentName(Name);
 }
 
 void TGeoMap::RaiseError(std::string_view Text) const
@@ -73,54 +158,78 @@ void TGeoMap::RaiseError(std::string_view Text) const
 
 void TGeoMap::SetAntiAlias(bool Value)
 {
+    const bool changed = Value != FAntiAlias;
     FAntiAlias = Value;
     Paint();
+    if (changed)
+        emit antiAliasChanged();
 }
 
 void TGeoMap::SetCacheMagLimit(double Value)
 {
     if (std::isnan(Value))
         return;
+    const double old = FCacheMagLimit;
     FCacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
     if (2.0 / 3.0 > FMagnify)
         Paint();
+    if (FCacheMagLimit != old)
+        emit cacheMagLimitChanged();
 }
 
 void TGeoMap::SetColorBackGnd(TColor Value)
 {
+    const bool changed = Value != FColorBakGnd;
     FColorBakGnd = Value;
     Paint();
+    if (changed)
+        emit colorBackGndChanged();
 }
 
 void TGeoMap::SetColorFrame(TColor Value)
 {
+    const bool changed = Value != FFrameColor;
     FFrameColor = Value;
     Paint();
+    if (changed)
+        emit colorFrameChanged();
 }
 
 void TGeoMap::SetColorGraticule(TColor Value)
 {
+    const bool changed = Value != FColorGratLine;
     FColorGratLine = Value;
     Paint();
+    if (changed)
+        emit colorGraticuleChanged();
 }
 
 void TGeoMap::SetColorCalibPoints(TColor Value)
 {
+    const bool changed = Value != FColorGratPoints;
     FColorGratPoints = Value;
     Paint();
+    if (changed)
+        emit colorCalibPointsChanged();
 }
 
 void TGeoMap::SetConfinePanToMapImage(bool Value)
 {
+    const bool changed = Value != FConfinePan;
     FConfinePan = Value;
     if (Value)
         PanMapToFillWindow();
+    if (changed)
+        emit confinePanToMapImageChanged();
 }
 
 void TGeoMap::SetEmptyMsg(const std::string& Value)
 {
+    const bool changed = Value != FEmptyMsg;
     FEmptyMsg = Value;
     Paint();
+    if (changed)
+        emit emptyMsgChanged();
 }
 
 void TGeoMap::SetFrameStyle(TFrameStyle Value)
@@ -129,20 +238,27 @@ void TGeoMap::SetFrameStyle(TFrameStyle Value)
         return;
     FFrameStyle = Value;
     Paint();
+    emit frameStyleChanged();
 }
 
 void TGeoMap::SetGratLineDist(double Value)
 {
     if (std::isnan(Value))
         return;
+    const double old = FGratLineDist;
     FGratLineDist = std::clamp(Value, 0.0, 60.0);
     Paint();
+    if (FGratLineDist != old)
+        emit gratLineDistChanged();
 }
 
 void TGeoMap::SetUTMGridDist(std::int32_t Value)
 {
+    const std::int32_t old = FUTMGridDist;
     FUTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
     Paint();
+    if (FUTMGridDist != old)
+        emit utmGridDistChanged();
 }
 
 void TGeoMap::SetShowGraticule(TShowGrat Value)
@@ -151,16 +267,23 @@ void TGeoMap::SetShowGraticule(TShowGrat Value)
         return;
     FShowGrat = Value;
     Paint();
+    emit showGraticuleChanged();
 }
 
 void TGeoMap::SetMaxMapPixels(std::int64_t Value)
 {
-    FMaxMapPixels = std::clamp<std::int64_t>(Value, 1, std::numeric_limits<std::int32_t>::max());
+    const std::int64_t old = FImage.MaxPixels();
+    FImage.SetMaxPixels(Value);
+    if (FImage.MaxPixels() != old)
+        emit maxMapPixelsChanged();
 }
 
 void TGeoMap::SetKeyboardNavigation(bool Value)
 {
+    const bool changed = Value != FKeyboardNavigation;
     FKeyboardNavigation = Value;
+    if (changed)
+        emit keyboardNavigationChanged();
 }
 
 void TGeoMap::SetForcedPixelRatio(double Value)
@@ -187,190 +310,130 @@ void TGeoMap::SetRandSampleLimit(std::int32_t Value)
 
 // ---- the map image -------------------------------------------------------------------------------------
 
-void TGeoMap::LoadImageFromHook(const std::string& Name)
+void TGeoMap::PushImageToCalibration()
 {
-    if (!Name.empty()) {
-        SetMapImgName(Name);
-        return;
-    }
-    FMapImgName.clear();
-    FMapImgWidth = FMapImgHeight = 0;
-    FCache.Invalidate();
-    Paint();
-}
-
-void TGeoMap::CheckMapSize(std::int64_t W, std::int64_t H) const
-{
-    if (W * H > FMaxMapPixels)
-        RaiseError("Cannot use map image, maximum of " + std::to_string(FMaxMapPixels) +
-                   " pixels exceeded (size of map is " + std::to_string(W) + " x " + std::to_string(H) + ")");
+    FCalib.SetImageName(FImage.Name());
+    FCalib.SetImageSize(FImage.Width(), FImage.Height());
 }
 
 void TGeoMap::SetMapImgName(const std::string& Name)
 {
-    const std::string passed = (!FImageNameFix.empty() && Name == LowerCase(FImageNameFix)) ? FImageNameFix : Name;
-    std::string load = passed;
-    if (OnMapImageRequest)
-        OnMapImageRequest(*this, load);
-    else if (!FReadingCalFile.empty() && !IsFile(load))
-        load = FindImageBeside(FReadingCalFile, load);
-    if (!IsFile(load)) {
-        FCache.Invalidate();
-        FMapImgName.clear();
-        FMapImgWidth = FMapImgHeight = 0;
-        Paint();
-        return;
-    }
-    const std::string ext = LowerCase(std::filesystem::path(load).extension().string());
-    if (ext == ".jpg" || ext == ".jpeg" || ext == ".bmp") {
-        // Decoded aside: until the new picture has passed every check, the map keeps the one it shows.
-        TBitmap picture;
-        if (!LoadPicture(picture, load, ext == ".bmp")) {
-            FLoadCancelled = true;
-            return;
-        }
-        // An over-size picture is still taken into GrafBmp before the check refuses it, as documented;
-        // name, size and view keep their old values. A map switch puts the old picture back.
-        FGrafBmp = std::move(picture);
-        FPyramidStale = true;
-        FCache.Invalidate();
-        CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
-    } else {
-        // Any other type loads nothing: the previous picture is checked and shown under the new name.
-        CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
-    }
-    FCache.Invalidate();
-    TakeNewImage(passed);
+    // The calibration reader lower-cases the name; CreateAndLoadEmptyMap means the file it just wrote.
+    LoadImage((!FImageNameFix.empty() && Name == LowerCase(FImageNameFix)) ? FImageNameFix : Name);
 }
 
-void TGeoMap::TakeNewImage(const std::string& Name)
+void TGeoMap::LoadImage(const std::string& Name)
 {
-    FMapImgName = Name;
-    FMapImgWidth = FGrafBmp.Width();
-    FMapImgHeight = FGrafBmp.Height();
-    if (std::int64_t{FMapImgWidth} * FMapImgHeight > DefaultMaxMapPixels)
+    TMapImage::TLoadEvents events;
+    if (OnMapImageRequest)
+        events.Request = [this](std::string& FileName) { OnMapImageRequest(*this, FileName); };
+    events.Progress = [this](TProgressStage Stage, std::int32_t Percent) { NotifyLoading(Stage, Percent); };
+    events.BesideFile = FReadingCalFile;
+    events.CheckHeaderFirst = FInSwitch;
+    const std::uint64_t generation = FImage.Generation();
+    TMapImage::TLoadResult result = TMapImage::lrCancelled;
+    try {
+        result = FImage.Load(Name, events);
+    } catch (...) {
+        // An over-size picture was taken before the check refused it: the scaled copy is of the old one.
+        if (FImage.Generation() != generation)
+            FCache.Invalidate();
+        throw;
+    }
+    switch (result) {
+    case TMapImage::lrCancelled:
+        FLoadCancelled = true;
+        return;
+    case TMapImage::lrMissing:
+        FCache.Invalidate();
+        PushImageToCalibration();
+        Paint();
+        AnnounceMapChange();
+        return;
+    case TMapImage::lrTaken:
+        FCache.Invalidate();
+        TakeNewImage();
+        return;
+    }
+}
+
+void TGeoMap::AnnounceMapChange()
+{
+    if (FInSwitch)
+        FSwitchTouched = true;  // the switch announces once at its end
+    else
+        emit mapChanged();
+}
+
+void TGeoMap::TakeNewImage()
+{
+    PushImageToCalibration();
+    const std::int32_t w = FImage.Width(), h = FImage.Height();
+    if (std::int64_t{w} * h > DefaultMaxMapPixels)
         FAuxBmp.SetSize(width(), height());  // a screen image of the whole map would only waste memory
     else
-        FAuxBmp.SetSize(FMapImgWidth, FMapImgHeight);
-    if (FPyramidStale)
-        BuildPyramid();
+        FAuxBmp.SetSize(w, h);
     FTopLeft = {0, 0};
     Paint();
+    AnnounceMapChange();
 }
 
 void TGeoMap::SetMapBitMap(const TBitmap& Bitmap)
 {
-    // The copy stays in GrafBmp when the size check refuses it, as with a picture loaded by name.
     FCache.Invalidate();
-    FGrafBmp = Bitmap;
-    FPyramidStale = true;
-    CheckMapSize(FGrafBmp.Width(), FGrafBmp.Height());
-    TakeNewImage("$unknown$");
+    FImage.Assign(Bitmap);  // the copy stays in GrafBmp when the size check refuses it
+    TakeNewImage();
 }
 
 bool TGeoMap::RenameMapImg(const std::string& NewName)
 {
-    const std::string reduced = StripExtension(StripPath(ReduceStringToFN83CompliantChars(NewName)));
-    if (FMapImgName.empty() || reduced.empty() || !IsFile(FMapImgName))
+    if (!FImage.Rename(NewName))
         return false;
-    const std::filesystem::path current(FMapImgName);
-    const std::filesystem::path target = current.parent_path() / (reduced + current.extension().string());
-    std::error_code ec;
-    std::filesystem::rename(current, target, ec);
-    if (ec)
-        return false;
-    FMapImgName = target.string();
+    PushImageToCalibration();
     return true;
 }
 
 void TGeoMap::SaveMap(const std::string& FileName, std::string_view Comment)
 {
-    FMapImgName = StripExtension(StripPath(FileName)) + ".jpg";
+    FImage.SetName(StripExtension(StripPath(FileName)) + ".jpg");
+    PushImageToCalibration();
     FCalib.SaveCalDataAsXML(StripExtension(FileName) + ".xml", Comment);
     const std::filesystem::path dir = std::filesystem::path(FileName).parent_path();
-    SaveJPEG(FGrafBmp, (dir / FMapImgName).string());
+    FImage.SaveJPEG((dir / FImage.Name()).string());
 }
 
 void TGeoMap::ResizeMap(std::int32_t Size)
 {
-    const std::int32_t longer = std::max(FMapImgWidth, FMapImgHeight);
+    const std::int32_t longer = std::max(FImage.Width(), FImage.Height());
     if (longer > 0)
         ResizeMap(static_cast<double>(Size) / longer);
 }
 
 void TGeoMap::ResizeMap(double Factor)
 {
-    const std::int32_t w = FGrafBmp.Width(), h = FGrafBmp.Height();
-    const std::int32_t nw = RoundI(w * Factor), nh = RoundI(h * Factor);
-    if (!(Factor > 0.0) || nw < 1 || nh < 1 || std::int64_t{nw} * nh > FMaxMapPixels)
-        return;
-    FCache.Invalidate();
     {
         THoldPaint hold(*this);
-        TBitmap resized(nw, nh);
-        resized.StretchRect({0, 0, nw, nh}, FGrafBmp, {0, 0, w, h}, FAntiAlias ? smHalftone : smColorOnColor);
-        FGrafBmp = std::move(resized);
-        FPyramidStale = true;
+        if (!FImage.Resample(Factor, FAntiAlias))
+            return;
+        FCache.Invalidate();
         // The new size is in place before the refit, so that the corners are those of the resized image.
-        FMapImgWidth = nw;
-        FMapImgHeight = nh;
+        PushImageToCalibration();
         FCalib.ScaleCalibPoints(Factor);
     }
-    TakeNewImage(FMapImgName);
+    TakeNewImage();
 }
 
-const TBitmap* TGeoMap::PyramidLevel(int Level) const
+void TGeoMap::Clear()
 {
-    if (Level < 0 || Level >= static_cast<int>(FPyramid.size()) || FPyramid[Level].Empty())
-        return nullptr;
-    return &FPyramid[Level];
-}
-
-namespace {
-
-// Source halved: each pixel the rounded mean of a 2 x 2 block (of the pixels that exist at the right and
-// bottom edges of an odd size).
-TBitmap Halve(const TBitmap& Src)
-{
-    const std::int32_t w = Src.Width(), h = Src.Height();
-    const std::int32_t hw = (w + 1) / 2, hh = (h + 1) / 2;
-    TBitmap out(hw, hh);
-    for (std::int32_t y = 0; y < hh; ++y) {
-        const std::uint32_t* r0 = Src.ScanLine(2 * y);
-        const std::uint32_t* r1 = Src.ScanLine(std::min(2 * y + 1, h - 1));
-        std::uint32_t* d = out.ScanLine(y);
-        for (std::int32_t x = 0; x < hw; ++x) {
-            const std::int32_t x0 = 2 * x, x1 = std::min(2 * x + 1, w - 1);
-            const std::uint32_t p[4] = {r0[x0], r0[x1], r1[x0], r1[x1]};
-            std::uint32_t rb = 0, g = 0;
-            for (std::uint32_t v : p) {
-                rb += v & 0x00FF00FFu;  // red and blue side by side: 4 x 255 fits in 10 bits each
-                g += v & 0x0000FF00u;
-            }
-            rb = ((rb + 0x00020002u) >> 2) & 0x00FF00FFu;
-            g = ((g + 0x00000200u) >> 2) & 0x0000FF00u;
-            d[x] = 0xFF000000u | rb | g;
-        }
+    {
+        THoldPaint hold(*this);
+        FCalib.Clear();
+        FImage.Drop();
+        FCache.Invalidate();
+        PushImageToCalibration();
     }
-    return out;
-}
-
-}  // namespace
-
-void TGeoMap::BuildPyramid()
-{
-    for (TBitmap& level : FPyramid)
-        level = TBitmap();
-    FPyramidStale = false;
-    if (std::int64_t{FGrafBmp.Width()} * FGrafBmp.Height() <= DefaultMaxMapPixels)
-        return;
-    const TBitmap* from = &FGrafBmp;
-    for (TBitmap& level : FPyramid) {
-        if (from->Width() < 2 || from->Height() < 2)
-            break;
-        level = Halve(*from);
-        from = &level;
-    }
+    Paint();
+    AnnounceMapChange();
 }
 
 // ---- view ----------------------------------------------------------------------------------------------
@@ -429,12 +492,14 @@ void TGeoMap::ClearZoomHistory()
 void TGeoMap::PanMapToFillWindow()
 {
     const double visW = width() / FMagnify, visH = height() / FMagnify;
-    if (FTopLeft.X > FMapImgWidth - visW)
-        FTopLeft.X = RoundI(FMapImgWidth - visW);
-    if (FTopLeft.Y > FMapImgHeight - visH)
-        FTopLeft.Y = RoundI(FMapImgHeight - visH);
+    if (FTopLeft.X > FImage.Width() - visW)
+        FTopLeft.X = RoundI(FImage.Width() - visW);
+    if (FTopLeft.Y > FImage.Height() - visH)
+        FTopLeft.Y = RoundI(FImage.Height() - visH);
     FTopLeft.X = std::max(FTopLeft.X, 0);
     FTopLeft.Y = std::max(FTopLeft.Y, 0);
+    if (FHoldPaint == 0)
+        NoteViewChange();
 }
 
 void TGeoMap::BringMapPixelToCenter(TPoint P)
@@ -452,19 +517,19 @@ void TGeoMap::BringLocationToCenter(double Lat, double Long)
         return;
     const double hx = RoundI(width() / FMagnify / 2), hy = RoundI(height() / FMagnify / 2);
     double left = x - hx, top = y - hy;
-    left = std::max(std::min(left, FMapImgWidth - 2 * hx), 0.0);
-    top = std::max(std::min(top, FMapImgHeight - 2 * hy), 0.0);
+    left = std::max(std::min(left, FImage.Width() - 2 * hx), 0.0);
+    top = std::max(std::min(top, FImage.Height() - 2 * hy), 0.0);
     FTopLeft = {RoundI(left), RoundI(top)};
     Paint();
 }
 
 void TGeoMap::ZoomFitPage()
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+    if (FImage.Width() <= 0 || FImage.Height() <= 0)
         return;
     // A control of no width or height (an atlas lower than its panel) gets the smallest magnification, not 0.
     FMagnify = ClampMagnification(
-        std::min(static_cast<double>(width()) / FMapImgWidth, static_cast<double>(height()) / FMapImgHeight));
+        std::min(static_cast<double>(width()) / FImage.Width(), static_cast<double>(height()) / FImage.Height()));
     SetTopLeft({0, 0});
 }
 
@@ -504,6 +569,7 @@ void TGeoMap::DoSelectRectEvent(std::int32_t Kind, double V1, double V2, double 
 {
     if (OnSelectRect)
         OnSelectRect(*this, Kind, V1, V2, V3, V4);
+    emit selectRect(Kind, V1, V2, V3, V4);
 }
 
 // ---- Assign --------------------------------------------------------------------------------------------
@@ -512,6 +578,7 @@ void TGeoMap::Assign(const TGeoMap& Source)
 {
     if (&Source == this)
         return;
+    const std::vector<QVariant> before = PropertyValues();
     {
         THoldPaint hold(*this);
         FAuxBmp = Source.FAuxBmp;
@@ -529,9 +596,6 @@ void TGeoMap::Assign(const TGeoMap& Source)
         FEmptyMsg = Source.FEmptyMsg;
         FLButtonWasDown = Source.FLButtonWasDown;
         FLMRandSampleLimit = Source.FLMRandSampleLimit;
-        FMapImgName = Source.FMapImgName;
-        FMapImgWidth = Source.FMapImgWidth;
-        FMapImgHeight = Source.FMapImgHeight;
         FMagnify = Source.FMagnify;
         FZoomState = Source.FZoomState;
         FMouseBoxState = Source.FMouseBoxState;
@@ -559,13 +623,16 @@ void TGeoMap::Assign(const TGeoMap& Source)
         MouseAnchorY = Source.MouseAnchorY;
         FMouseAction = Source.FMouseAction;
         FConfinePan = Source.FConfinePan;
-        FMaxMapPixels = Source.FMaxMapPixels;
         FKeyboardNavigation = Source.FKeyboardNavigation;
-        FGrafBmp = Source.FGrafBmp;
-        FPyramid = Source.FPyramid;
-        FPyramidStale = Source.FPyramidStale;
+        // Name, size, picture, pyramid and the size limit; the component name stays this map's.
+        const std::string name = Name();
+        FImage = Source.FImage;
+        FImage.SetComponentName(name);
     }
     Paint();
+    NotifyChangedProperties(before);
+    emit mapChanged();
+    emit landMarksChanged();
 }
 
 // ---- synthetic empty maps ------------------------------------------------------------------------------
@@ -605,6 +672,7 @@ void TGeoMap::CreateEmptyMapInMemory(double LatMin, double LongMin, double LatMa
                      bmp, cal);
     {
         THoldPaint hold(*this);
+        const auto batch = FCalib.Batch();
         SetMapBitMap(bmp);
         cal.MapFName = "$unknown$";
         FCalib.LoadCalibData(cal, cmEquiRect);
@@ -626,7 +694,7 @@ void TGeoMap::CreateAndLoadEmptyMap(const std::string& FName, double LatMin, dou
         // The calibration reader lower-cases the image name it finds; the file just written is meant.
         FImageNameFix = files.ImageFile;
         try {
-            FCalib.LoadCalDataFromXML(files.CalibFile, EmptyMapCalibId);
+            ReadCalibrationFile(files.CalibFile, EmptyMapCalibId);
         } catch (...) {
             FImageNameFix.clear();
             throw;

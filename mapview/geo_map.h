@@ -33,12 +33,14 @@
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/map_image.h>
 #include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
 #include <qvgeo/platform/frame.h>
 
 #include <QString>
+#include <QVariant>
 
 #include <algorithm>
 #include <array>
@@ -69,9 +71,6 @@ enum TMouseActMode : std::uint8_t {
 using TZoomState = std::uint8_t;      // 0 idle, 1 zoom box being dragged
 using TMouseBoxState = std::uint8_t;  // 0 idle, 1 waiting for the first corner, 2 first corner set, 3 done
 
-// Stage of a long load reported by OnDataLoading.
-enum TProgressStage : std::uint8_t { pgStarting, pgRunning, pgEnding };
-
 class TGeoMap;
 using TRenderEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas)>;
 using TDrawLandMarkEvent =
@@ -100,30 +99,30 @@ inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 
 class TGeoMap : public TCustomControl {
     Q_OBJECT
-    Q_PROPERTY(bool AllowPan READ AllowPan WRITE SetAllowPan)
-    Q_PROPERTY(bool AntiAlias READ AntiAlias WRITE SetAntiAlias)
-    Q_PROPERTY(double CacheMagLimit READ CacheMagLimit WRITE SetCacheMagLimit)
-    Q_PROPERTY(QColor ColorBackGnd READ QtColorBackGnd WRITE setColorBackGnd)
-    Q_PROPERTY(QColor ColorFrame READ QtColorFrame WRITE setColorFrame)
-    Q_PROPERTY(QColor ColorGraticule READ QtColorGraticule WRITE setColorGraticule)
-    Q_PROPERTY(QColor ColorCalibPoints READ QtColorCalibPoints WRITE setColorCalibPoints)
-    Q_PROPERTY(QString EmptyMsg READ QtEmptyMsg WRITE setEmptyMsg)
-    Q_PROPERTY(EFrameStyle FrameStyle READ QtFrameStyle WRITE setFrameStyle)
-    Q_PROPERTY(EShowGraticule ShowGraticule READ QtShowGraticule WRITE setShowGraticule)
-    Q_PROPERTY(EMouseAction MouseAction READ QtMouseAction WRITE setMouseAction)
-    Q_PROPERTY(ECalibModel CalibModel READ QtCalibModel WRITE setCalibModel)
-    Q_PROPERTY(EHemisphere UTMHemisphere READ QtUTMHemisphere WRITE setUTMHemisphere)
-    Q_PROPERTY(bool ConfinePanToMapImage READ ConfinePanToMapImage WRITE SetConfinePanToMapImage)
-    Q_PROPERTY(double GratLineDist READ GratLineDist WRITE SetGratLineDist)
-    Q_PROPERTY(int UTMGridDist READ UTMGridDist WRITE SetUTMGridDist)
-    Q_PROPERTY(int UTMZone READ UTMZone WRITE SetUTMZone)
-    Q_PROPERTY(double Magnification READ Magnification WRITE SetMagnification)
-    Q_PROPERTY(qint64 MaxMapPixels READ MaxMapPixels WRITE SetMaxMapPixels)
-    Q_PROPERTY(bool KeyboardNavigation READ KeyboardNavigation WRITE SetKeyboardNavigation)
-    Q_PROPERTY(bool WheelZoom READ WheelZoom WRITE SetWheelZoom)
-    Q_PROPERTY(bool PinchZoom READ PinchZoom WRITE SetPinchZoom)
-    Q_PROPERTY(int HitTolerance READ HitTolerance WRITE SetHitTolerance)
-    Q_PROPERTY(bool ModeCursor READ ModeCursor WRITE SetModeCursor)
+    Q_PROPERTY(bool AllowPan READ AllowPan WRITE SetAllowPan NOTIFY allowPanChanged)
+    Q_PROPERTY(bool AntiAlias READ AntiAlias WRITE SetAntiAlias NOTIFY antiAliasChanged)
+    Q_PROPERTY(double CacheMagLimit READ CacheMagLimit WRITE SetCacheMagLimit NOTIFY cacheMagLimitChanged)
+    Q_PROPERTY(QColor ColorBackGnd READ QtColorBackGnd WRITE setColorBackGnd NOTIFY colorBackGndChanged)
+    Q_PROPERTY(QColor ColorFrame READ QtColorFrame WRITE setColorFrame NOTIFY colorFrameChanged)
+    Q_PROPERTY(QColor ColorGraticule READ QtColorGraticule WRITE setColorGraticule NOTIFY colorGraticuleChanged)
+    Q_PROPERTY(QColor ColorCalibPoints READ QtColorCalibPoints WRITE setColorCalibPoints NOTIFY colorCalibPointsChanged)
+    Q_PROPERTY(QString EmptyMsg READ QtEmptyMsg WRITE setEmptyMsg NOTIFY emptyMsgChanged)
+    Q_PROPERTY(EFrameStyle FrameStyle READ QtFrameStyle WRITE setFrameStyle NOTIFY frameStyleChanged)
+    Q_PROPERTY(EShowGraticule ShowGraticule READ QtShowGraticule WRITE setShowGraticule NOTIFY showGraticuleChanged)
+    Q_PROPERTY(EMouseAction MouseAction READ QtMouseAction WRITE setMouseAction NOTIFY mouseActionChanged)
+    Q_PROPERTY(ECalibModel CalibModel READ QtCalibModel WRITE setCalibModel NOTIFY calibModelChanged)
+    Q_PROPERTY(EHemisphere UTMHemisphere READ QtUTMHemisphere WRITE setUTMHemisphere NOTIFY utmHemisphereChanged)
+    Q_PROPERTY(bool ConfinePanToMapImage READ ConfinePanToMapImage WRITE SetConfinePanToMapImage NOTIFY confinePanToMapImageChanged)
+    Q_PROPERTY(double GratLineDist READ GratLineDist WRITE SetGratLineDist NOTIFY gratLineDistChanged)
+    Q_PROPERTY(int UTMGridDist READ UTMGridDist WRITE SetUTMGridDist NOTIFY utmGridDistChanged)
+    Q_PROPERTY(int UTMZone READ UTMZone WRITE SetUTMZone NOTIFY utmZoneChanged)
+    Q_PROPERTY(double Magnification READ Magnification WRITE SetMagnification NOTIFY magnificationChanged)
+    Q_PROPERTY(qint64 MaxMapPixels READ MaxMapPixels WRITE SetMaxMapPixels NOTIFY maxMapPixelsChanged)
+    Q_PROPERTY(bool KeyboardNavigation READ KeyboardNavigation WRITE SetKeyboardNavigation NOTIFY keyboardNavigationChanged)
+    Q_PROPERTY(bool WheelZoom READ WheelZoom WRITE SetWheelZoom NOTIFY wheelZoomChanged)
+    Q_PROPERTY(bool PinchZoom READ PinchZoom WRITE SetPinchZoom NOTIFY pinchZoomChanged)
+    Q_PROPERTY(int HitTolerance READ HitTolerance WRITE SetHitTolerance NOTIFY hitToleranceChanged)
+    Q_PROPERTY(bool ModeCursor READ ModeCursor WRITE SetModeCursor NOTIFY modeCursorChanged)
 
 public:
     // The enumerations of the published properties as Qt sees them (Designer shows them as choices): the
@@ -189,7 +188,7 @@ public:
     TShowGrat ShowGraticule() const { return FShowGrat; }
     void SetShowGraticule(TShowGrat Value);
     // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
-    std::int64_t MaxMapPixels() const { return FMaxMapPixels; }
+    std::int64_t MaxMapPixels() const { return FImage.MaxPixels(); }
     void SetMaxMapPixels(std::int64_t Value);
     bool KeyboardNavigation() const { return FKeyboardNavigation; }
     void SetKeyboardNavigation(bool Value);
@@ -236,8 +235,52 @@ public:
     TLandMarkActionEvent OnLandMarkAction;
     TZoomPanEvent OnZoomPan;
 
-    // ---- the map image ----
-    const std::string& MapImgName() const { return FMapImgName; }
+signals:
+    // Qt signals beside the events above; any number of receivers may connect. The property signals
+    // (NOTIFY) are emitted exactly when the property's value changes, never on a set that changes nothing.
+    void allowPanChanged();
+    void antiAliasChanged();
+    void cacheMagLimitChanged();
+    void colorBackGndChanged();
+    void colorFrameChanged();
+    void colorGraticuleChanged();
+    void colorCalibPointsChanged();
+    void emptyMsgChanged();
+    void frameStyleChanged();
+    void showGraticuleChanged();
+    void mouseActionChanged();
+    void calibModelChanged();
+    void utmHemisphereChanged();
+    void confinePanToMapImageChanged();
+    void gratLineDistChanged();
+    void utmGridDistChanged();
+    void utmZoneChanged();
+    void maxMapPixelsChanged();
+    void keyboardNavigationChanged();
+    void wheelZoomChanged();
+    void pinchZoomChanged();
+    void hitToleranceChanged();
+    void modeCursorChanged();
+    void magnificationChanged(double Magnification);
+    // The top-left corner, the magnification or the control's size changed.
+    void viewChanged();
+    // Another image or calibration file was taken (SetMapImgName, SetMapBitMap, a calibration read or
+    // switched, ResizeMap, Assign, Clear); once per operation, also when a failed switch was undone.
+    void mapChanged();
+    void landMarksChanged();
+    // Points, model, fit, caption or UTM zone of the calibration changed.
+    void calibrationChanged();
+    // The pointer moved to another map pixel that the calibration converts (degrees).
+    void mouseGeoPositionChanged(double Latitude, double Longitude);
+    // Beside OnSelectRect, with the same values.
+    void selectRect(int Kind, double V1, double V2, double V3, double V4);
+    // Beside OnError: the message of an exception that a Qt event handler caught.
+    void error(const QString& Message);
+
+public:
+    // ---- the map image (a TMapImage; each operation that changes it pushes the image's name and size
+    // into the calibration, moves the view where documented, repaints and emits mapChanged) ----
+    const std::string& MapImgName() const { return FImage.Name(); }
     // Loads a map image: OnMapImageRequest may change the name that is loaded, FMapImgName takes the name
     // passed in. Without a request handler, while a calibration file is being read (LoadCalDataFromXML,
     // SetCalDatName), a name that names no file is looked for beside that file, letter case ignored
@@ -254,20 +297,21 @@ public:
     // pgEnding with the percent reached, and the map stays as it was before the load; a calibration being
     // read with it is not taken either (LoadCalDataFromXML returns false). Each load starts uncancelled;
     // BMP loads report no rows and cannot be stopped.
-    void CancelLoading() { FCancelLoading = true; }
+    void CancelLoading() { FImage.CancelLoading(); }
     void SetMapBitMap(const TBitmap& Bitmap);  // the name becomes "$unknown$"
     bool RenameMapImg(const std::string& NewName);
     // Writes the calibration (".xml", naming the image without a directory) and the image (".jpg").
     void SaveMap(const std::string& FileName, std::string_view Comment);
-    std::int32_t MapWidth() const { return FMapImgWidth; }
-    std::int32_t MapHeight() const { return FMapImgHeight; }
-    const TBitmap& GrafBmp() const { return FGrafBmp; }
+    std::int32_t MapWidth() const { return FImage.Width(); }
+    std::int32_t MapHeight() const { return FImage.Height(); }
+    const TBitmap& GrafBmp() const { return FImage.Bitmap(); }
+    const TMapImage& MapImage() const { return FImage; }
     // Resamples the map so that its longer side becomes Size pixels.
     void ResizeMap(std::int32_t Size);
     // Resamples the map by Factor and scales the calibration points with it.
     void ResizeMap(double Factor);
     // Halved copies of the map image (only for images above 3 000 000 pixels); null beyond the last.
-    const TBitmap* PyramidLevel(int Level) const;
+    const TBitmap* PyramidLevel(int Level) const { return FImage.PyramidLevel(Level); }
 
     // ---- view ----
     double Magnification() const { return FMagnify; }
@@ -374,7 +418,7 @@ public:
     void RestoreLastDeletedCalPoint() { FCalib.RestoreLastDeletedCalPoint(); }
     void ClearCalibData() { FCalib.ClearCalibData(); }
     // Calibration cleared, model undefined, image name and caption emptied, the image dropped.
-    void Clear() { FCalib.Clear(); }
+    void Clear();
     void RecalcCalibration() { FCalib.RecalcCalibration(); }
     void CalibQuality(double& QualX, double& QualY) const { FCalib.CalibQuality(QualX, QualY); }
     double CalcLatitude(std::int32_t x, std::int32_t y, bool& Valid) const { return FCalib.CalcLatitude(x, y, Valid); }
@@ -480,7 +524,7 @@ public:
     // kept under it; each wheel event is pushed on the zoom history and fires OnZoomPan. Only when
     // OnMouseWheel left the event unhandled. Off by default (the wheel then only fires OnMouseWheel).
     bool WheelZoom() const { return FWheelZoom; }
-    void SetWheelZoom(bool Value) { FWheelZoom = Value; }
+    void SetWheelZoom(bool Value);
     // Touchpad pinch (a native zoom gesture or Qt's pinch gesture) zooms about the fingers, firing
     // OnZoomPan on every step and pushing the view on the zoom history when the gesture ends. On by default.
     bool PinchZoom() const { return FPinchZoom; }
@@ -490,7 +534,7 @@ public:
     // multiplied by the ratio (rounded), since pen and touch input on high-density screens lands less
     // exactly; 0 (the default) keeps every box.
     std::int32_t HitTolerance() const { return FHitTolerance; }
-    void SetHitTolerance(std::int32_t Value) { FHitTolerance = std::max<std::int32_t>(Value, 0); }
+    void SetHitTolerance(std::int32_t Value);
     std::int32_t EffectiveHitTolerance() const;
     // The cursor follows MouseAction (hand for panning, the zoom, window and selection cursors, a cross for
     // the rubber band and MouseBox, the landmark cursor). On by default; off leaves the cursor to the
@@ -550,14 +594,23 @@ private:
     ECalibModel QtCalibModel() const { return static_cast<ECalibModel>(CalibModel()); }
     EHemisphere QtUTMHemisphere() const { return static_cast<EHemisphere>(UTMHemisphere()); }
 
-    void InstallHooks();
-    void LoadImageFromHook(const std::string& Name);
-    // The size check of loading: raises when a picture of W x H pixels exceeds MaxMapPixels.
-    void CheckMapSize(std::int64_t W, std::int64_t H) const;
-    // Decodes File (BMP or JPEG) into Picture between OnDataLoading's pgStarting and pgEnding; false when
-    // cancelled. A reader's error is raised as the map's own.
-    bool LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp);
-    void EndLoading(std::int32_t Percent);
+    // The notices of the calibration and the landmark store: repaint (not for a caption alone) and signals.
+    void CalibrationChanged(unsigned What);
+    void LandMarksChanged(unsigned What);
+    // Emits magnificationChanged and viewChanged when magnification, top-left corner or control size
+    // differ from what was last announced; the one place the view signals come from.
+    void NoteViewChange();
+    // Emits mouseGeoPositionChanged when the pointer (control pixel) is over another map pixel of the
+    // image that the calibration converts.
+    void NotePointer(TPoint ControlPixel);
+    // Emits the NOTIFY signal of every property whose value differs from Before (PropertyValues()).
+    std::vector<QVariant> PropertyValues() const;
+    void NotifyChangedProperties(const std::vector<QVariant>& Before);
+    void ReportError(const std::exception& Error) override;  // error(), then OnError
+    // The image's name and size pushed into the calibration: the only way the calibration learns them.
+    void PushImageToCalibration();
+    // SetMapImgName without the name fix of CreateAndLoadEmptyMap.
+    void LoadImage(const std::string& Name);
     void NotifyLoading(TProgressStage Stage, std::int32_t Percent);  // OnDataLoading, its failures to OnError
     // Everything a map switch may change, to put back when it fails (geo_map_load.cpp).
     struct TViewSnapshot;
@@ -565,9 +618,15 @@ private:
     void RestoreView(TViewSnapshot& Snapshot);
     // Runs Read (a calibration read that may load an image) as one switch: see ReadCalDataFromOpenXMLFile.
     bool SwitchMap(const std::string& CalFile, const std::function<bool()>& Read);
-    // After a new picture was accepted: name, size, AuxBmp, pyramid, TopLeft (0, 0), repaint.
-    void TakeNewImage(const std::string& Name);
-    void BuildPyramid();
+    // The calibration reader's two steps with the image it names loaded between them (by this map);
+    // the file form returns false when the file does not open.
+    bool ReadCalibrationAndImage(std::istream& F, std::string_view Id);
+    bool ReadCalibrationFile(const std::string& FName, std::string_view Id);
+    // mapChanged, or within a switch a note for the switch to announce once.
+    void AnnounceMapChange();
+    // After a new picture was accepted: the size pushed into the calibration, AuxBmp, TopLeft (0, 0),
+    // repaint, mapChanged.
+    void TakeNewImage();
     void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
@@ -597,8 +656,6 @@ private:
     std::string FEmptyMsg = "GeoMap: empty";
     bool FLButtonWasDown = false;
     std::int32_t FLMRandSampleLimit = 20000;
-    std::string FMapImgName;
-    std::int32_t FMapImgWidth = 0, FMapImgHeight = 0;
     double FMagnify = 1.0;
     TZoomState FZoomState = 0;
     TMouseBoxState FMouseBoxState = 0;
@@ -622,20 +679,16 @@ private:
     std::int32_t MouseAnchorX = 0, MouseAnchorY = 0;
     std::int32_t FLastMClickPosX = 0, FLastMClickPosY = 0;
     std::int32_t FLastMMousePosX = 0, FLastMMousePosY = 0;
-    TBitmap FGrafBmp;
+    TMapImage FImage;  // GrafBmp, FMapImgName, the image size; the pyramid; the size limit
 
     // Beyond the classic state.
-    std::int64_t FMaxMapPixels = DefaultMaxMapPixels;
-    bool FCancelLoading = false;  // set by CancelLoading, cleared when a load starts
     bool FKeyboardNavigation = true;
     double FForcedPixelRatio = 0.0;
-    std::array<TBitmap, 4> FPyramid;  // FGrafBmp halved 1..4 times; empty when unused
     TMapRenderCachesPtr FRenderCaches;
     TBitmap FMapOnly;       // AuxBmp as it stood before OnBeforeRenderData (ratio above 1 only)
     TBitmap FScreenBmp;     // the device-resolution frame (ratio above 1 only)
     bool FMapOnlyValid = false;
     bool FFrameBuilt = false;
-    bool FPyramidStale = true;  // FGrafBmp replaced since the pyramid was made
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
     // Holds painting back for a scope; the operation paints once at its end (also when it throws).
     class THoldPaint {
@@ -656,6 +709,7 @@ private:
     std::string FReadingCalFile;
     bool FLoadCancelled = false;
     bool FInSwitch = false;  // inside a map switch, which puts everything back when its image fails
+    bool FSwitchTouched = false;  // the calibration or the image changed within the current switch
     // Mouse, beyond the classic state.
     std::vector<TMouseFigure> FFigures;
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
@@ -664,6 +718,17 @@ private:
     bool FPinching = false;
     std::int32_t FHitTolerance = 0;
     bool FModeCursor = true;
+    // What the signals last announced.
+    struct TAnnounced {
+        double Magnify = 1.0;
+        TPoint TopLeft;
+        TSize ControlSize;
+        TCalibModel CalibModel = cmUndefined;
+        std::int32_t UTMZone = -1;
+        THemisphere Hemisphere = hemiNorth;
+        TPoint MouseMapPixel{-1, -1};
+        bool MouseOverMap = false;
+    } FAnnounced;
 };
 
 // The Qt enumerations of TGeoMap's properties are converted by a cast: their ordinals must stay those of

@@ -1,29 +1,24 @@
-// TGeoMap: decoding a map image with its loading events, and switching to another calibration as one step
-// that is undone when its image cannot be shown.
+// TGeoMap: the loading events of a map image, reading a calibration with the image it names, and switching
+// to another calibration as one step that is undone when its image cannot be shown.
 //
 // A switch reads the calibration first and loads the image it names last, so a failure of the image (a
 // text file named ".jpg", a truncated JPEG, a picture over the size limit, a cancel) comes after the
 // calibration has already been replaced. The switch therefore keeps a copy of everything it may change —
 // calibration, picture, pyramid, name, size, screen image, scaled cache, position and magnification — and
 // puts it back. Pictures are implicitly shared, so the copy costs no pixel memory until something is drawn.
-#include <qvgeo/geomap/image_header.h>
 #include <qvgeo/mapview/geo_map.h>
 
-#include <qvgeo/platform/image_files.h>
-
 #include <exception>
+#include <fstream>
 #include <utility>
 
 namespace qv {
 
 struct TGeoMap::TViewSnapshot {
-    TMapCalibration Calib;
-    TBitmap GrafBmp, AuxBmp;
-    std::array<TBitmap, 4> Pyramid;
-    bool PyramidStale = true;
+    TMapCalibration Calib;  // a copy: no listener, so restoring it notifies only this map's own
+    TMapImage Image;
+    TBitmap AuxBmp;
     TMapImageCache Cache;
-    std::string MapImgName;
-    std::int32_t MapImgWidth = 0, MapImgHeight = 0;
     TPoint TopLeft;
     double Magnify = 1.0;
 };
@@ -36,62 +31,13 @@ void TGeoMap::NotifyLoading(TProgressStage Stage, std::int32_t Percent)
         Guarded([&] { OnDataLoading(*this, Stage, Percent); });
 }
 
-void TGeoMap::EndLoading(std::int32_t Percent)
-{
-    NotifyLoading(pgEnding, Percent);
-}
-
-bool TGeoMap::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp)
-{
-    // Within a map switch the header tells an over-size picture before anything is decoded: a
-    // 100-megapixel JPEG would cost seconds and 400 MB only to be refused, and the switch puts the old
-    // picture back anyway. Unreadable headers are left to the decoder's own message.
-    std::int32_t headerW = 0, headerH = 0;
-    if (FInSwitch && ReadImageSize(File, headerW, headerH))
-        CheckMapSize(headerW, headerH);
-    FCancelLoading = false;
-    NotifyLoading(pgStarting, 0);
-    // From here on pgEnding is sent on every way out: an application's progress dialog waits for it.
-    std::int32_t percent = 0;
-    bool done = false;
-    try {
-        if (Bmp) {
-            LoadBMP(Picture, File);
-            done = true;
-        } else {
-            TImageProgress progress;
-            if (OnDataLoading)
-                progress = [this, &percent](std::int32_t Done, std::int32_t Total) {
-                    percent = Total > 0 ? static_cast<std::int32_t>(std::int64_t{Done} * 100 / Total) : 0;
-                    NotifyLoading(pgRunning, percent);
-                    return !FCancelLoading;
-                };
-            // A cancel seen at pgStarting stops the decoder at its first batch.
-            done = LoadJPEG(Picture, File, progress);
-        }
-    } catch (const EXELImageError& e) {
-        EndLoading(percent);
-        RaiseError(std::string("Cannot load map image ") + e.what());
-    } catch (...) {
-        EndLoading(percent);
-        throw;
-    }
-    EndLoading(done ? 100 : percent);
-    return done;
-}
-
 std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
 {
     auto s = std::make_unique<TViewSnapshot>();
     s->Calib.AssignCalibration(FCalib);
-    s->GrafBmp = FGrafBmp;
+    s->Image = FImage;
     s->AuxBmp = FAuxBmp;
-    s->Pyramid = FPyramid;
-    s->PyramidStale = FPyramidStale;
     s->Cache = FCache;
-    s->MapImgName = FMapImgName;
-    s->MapImgWidth = FMapImgWidth;
-    s->MapImgHeight = FMapImgHeight;
     s->TopLeft = FTopLeft;
     s->Magnify = FMagnify;
     return s;
@@ -100,14 +46,9 @@ std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
 void TGeoMap::RestoreView(TViewSnapshot& Snapshot)
 {
     FCalib.AssignCalibration(Snapshot.Calib);
-    FGrafBmp = std::move(Snapshot.GrafBmp);
+    FImage = std::move(Snapshot.Image);
     FAuxBmp = std::move(Snapshot.AuxBmp);
-    FPyramid = std::move(Snapshot.Pyramid);
-    FPyramidStale = Snapshot.PyramidStale;
     FCache = std::move(Snapshot.Cache);
-    FMapImgName = std::move(Snapshot.MapImgName);
-    FMapImgWidth = Snapshot.MapImgWidth;
-    FMapImgHeight = Snapshot.MapImgHeight;
     FTopLeft = Snapshot.TopLeft;
     FMagnify = Snapshot.Magnify;
 }
@@ -119,7 +60,9 @@ bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>&
     std::string outerFile = std::exchange(FReadingCalFile, CalFile);
     const bool outerCancel = std::exchange(FLoadCancelled, false);
     const bool outerSwitch = std::exchange(FInSwitch, true);
+    const bool outerTouched = std::exchange(FSwitchTouched, false);
     bool result = false;
+    bool touched = false;
     std::exception_ptr thrown;
     {
         THoldPaint hold(*this);
@@ -136,28 +79,70 @@ bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>&
             RestoreView(*before);
             result = false;
         }
+        touched = std::exchange(FSwitchTouched, outerTouched);
         before.reset();  // the restored pictures are the map's alone again before anything draws on them
     }
     Paint();
+    // One announcement for the whole switch; none when nothing was read (a file that does not open).
+    if (touched) {
+        if (FInSwitch)
+            FSwitchTouched = true;
+        else
+            emit mapChanged();
+    }
     if (thrown)
         std::rethrow_exception(thrown);
     return result;
 }
 
+bool TGeoMap::ReadCalibrationAndImage(std::istream& F, std::string_view Id)
+{
+    // One notice of the calibration for the whole read; the image comes between the graticule and the
+    // model's fit, whose conic search starts from the image's size.
+    const auto batch = FCalib.Batch();
+    const TMapCalibration::TReadResult r = FCalib.ReadCalibrationRecord(F, Id);
+    if (!r.Found)
+        return false;
+    if (!FCalib.CalibData().MapFName.empty())
+        SetMapImgName(FCalib.CalibData().MapFName);
+    FCalib.FinishReading();
+    return r.GratOK;
+}
+
+bool TGeoMap::ReadCalibrationFile(const std::string& FName, std::string_view Id)
+{
+    std::ifstream f(FName, std::ios::binary);
+    if (!f)
+        return false;
+    return ReadCalibrationAndImage(f, Id);
+}
+
 bool TGeoMap::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id)
 {
-    return SwitchMap({}, [&] { return FCalib.ReadCalDataFromOpenXMLFile(F, Id); });
+    return SwitchMap({}, [&] { return ReadCalibrationAndImage(F, Id); });
 }
 
 bool TGeoMap::LoadCalDataFromXML(const std::string& FName, std::string_view Id)
 {
-    return SwitchMap(FName, [&] { return FCalib.LoadCalDataFromXML(FName, Id); });
+    return SwitchMap(FName, [&] { return ReadCalibrationFile(FName, Id); });
 }
 
 void TGeoMap::SetCalDatName(const std::string& FName)
 {
     SwitchMap(FName, [&] {
-        FCalib.SetCalDatName(FName);
+        const auto batch = FCalib.Batch();
+        std::ifstream probe(FName, std::ios::binary);
+        if (probe) {
+            probe.close();
+            // The name is kept even when loading raises.
+            FCalib.SetCalDatNameOnly(FName);
+            ReadCalibrationFile(FName, "");
+        } else {
+            FImage.Drop();
+            FCache.Invalidate();
+            PushImageToCalibration();
+            AnnounceMapChange();
+        }
         return true;
     });
 }

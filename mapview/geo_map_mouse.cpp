@@ -6,11 +6,11 @@
 // documented fields. Feedback figures are not drawn here: XorFigure toggles a figure in FFigures and
 // schedules an update, and paintEvent draws the figures over the frame in exclusive-or, so that a pan is
 // the only thing that re-renders the map while the mouse moves.
-#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/message_pump.h>
+#include <qvgeo/support/math_services.h>
 
 #include <QGestureEvent>
 #include <QNativeGestureEvent>
@@ -25,7 +25,7 @@ namespace qv {
 namespace {
 
 // Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
-inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
+inline std::int32_t RoundI(double V) { return RoundSaturated(V); }
 
 bool IsPanMode(TMouseActMode M) { return M == maPan || M == maPanHoriz || M == maPanVert; }
 
@@ -44,26 +44,54 @@ void TGeoMap::InitMouse()
 
 void TGeoMap::SetMouseAction(TMouseActMode Value)
 {
+    const TMouseActMode old = FMouseAction;
+    const bool oldPan = AllowPan();
     FMouseAction = Value;
     UpdateModeCursor();
+    if (Value != old)
+        emit mouseActionChanged();
+    if (AllowPan() != oldPan)
+        emit allowPanChanged();
 }
 
 void TGeoMap::SetPinchZoom(bool Value)
 {
+    const bool changed = Value != FPinchZoom;
     FPinchZoom = Value;
     if (Value)
         grabGesture(Qt::PinchGesture);
     else
         ungrabGesture(Qt::PinchGesture);
+    if (changed)
+        emit pinchZoomChanged();
 }
 
 void TGeoMap::SetModeCursor(bool Value)
 {
+    const bool changed = Value != FModeCursor;
     FModeCursor = Value;
     if (Value)
         UpdateModeCursor();
     else
         unsetCursor();
+    if (changed)
+        emit modeCursorChanged();
+}
+
+void TGeoMap::SetWheelZoom(bool Value)
+{
+    const bool changed = Value != FWheelZoom;
+    FWheelZoom = Value;
+    if (changed)
+        emit wheelZoomChanged();
+}
+
+void TGeoMap::SetHitTolerance(std::int32_t Value)
+{
+    const std::int32_t old = FHitTolerance;
+    FHitTolerance = std::max<std::int32_t>(Value, 0);
+    if (FHitTolerance != old)
+        emit hitToleranceChanged();
 }
 
 void TGeoMap::UpdateModeCursor()
@@ -202,6 +230,7 @@ void TGeoMap::MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
     try {
         MouseMoveBody(Shift, X, Y);
+        NotePointer({X, Y});
     } catch (...) {
         ResetMouseState();
         throw;
@@ -415,7 +444,7 @@ void TGeoMap::MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X
 
 void TGeoMap::ZoomAtPoint(double X, double Y, double Factor)
 {
-    if (FMapImgWidth <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
+    if (FImage.Width() <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
         return;
     const double mag = ClampMagnification(std::clamp(FMagnify * Factor, MinGestureMag, MaxGestureMag));
     // The map point under (X, Y), kept there.
@@ -432,7 +461,7 @@ bool TGeoMap::MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint Mous
 {
     if (TCustomControl::MouseWheel(Shift, WheelDelta, MousePos))
         return true;
-    if (!FWheelZoom || WheelDelta == 0 || FMapImgWidth <= 0)
+    if (!FWheelZoom || WheelDelta == 0 || FImage.Width() <= 0)
         return false;
     ZoomAtPoint(MousePos.X, MousePos.Y, std::pow(1.25, WheelDelta / 120.0));
     ZoomStateOnStack();

@@ -1,10 +1,10 @@
 // TGeoMap: painting (the render state handed to RenderMapView, the widget's copy of AuxBmp, the
 // device-resolution frame of high-density screens), the keyboard, and output to the clipboard, a bitmap
 // and a printer.
-#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/clipboard.h>
+#include <qvgeo/support/math_services.h>
 
 #include <QKeyEvent>
 #include <QPaintDevice>
@@ -27,10 +27,10 @@ void TGeoMap::FillRenderState(TMapRenderState& State, std::int32_t W, std::int32
     // "Visible" is the control's own visibility, not whether a window shows it: a control nobody hid
     // draws its map even before its window appears (tests and off-screen rendering rely on that).
     State.Visible = !isHidden() || !testAttribute(Qt::WA_WState_ExplicitShowHide);
-    State.MapImgName = FMapImgName;
-    State.GrafBmp = &FGrafBmp;
-    for (std::size_t i = 0; i < FPyramid.size(); ++i)
-        State.PyramidLevels[i] = FPyramid[i].Empty() ? nullptr : &FPyramid[i];
+    State.MapImgName = FImage.Name();
+    State.GrafBmp = &FImage.Bitmap();
+    for (std::size_t i = 0; i < FImage.Pyramid().size(); ++i)
+        State.PyramidLevels[i] = FImage.PyramidLevel(static_cast<int>(i));
     State.Magnify = Magnify;
     State.TopLeft = TopLeft;
     State.AntiAlias = FAntiAlias;
@@ -98,6 +98,8 @@ void TGeoMap::ConstructInternalMapImg()
 
 void TGeoMap::Paint()
 {
+    if (FHoldPaint == 0)
+        NoteViewChange();
     if (FSuppressPaint || FHoldPaint > 0)
         return;
     ConstructInternalMapImg();
@@ -112,18 +114,18 @@ void TGeoMap::BuildScreenFrame()
     if (FScreenBmp.Width() != Wd || FScreenBmp.Height() != Hd)
         FScreenBmp = TBitmap(Wd, Hd);
     FScreenBmp.Fill(FColorBakGnd);
-    if (FMapOnlyValid && !FGrafBmp.Empty()) {
+    if (FMapOnlyValid && !FImage.Bitmap().Empty()) {
         // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
         const double x0 = std::max<double>(FTopLeft.X, 0.0), y0 = std::max<double>(FTopLeft.Y, 0.0);
-        const double x1 = std::min<double>(FTopLeft.X + W / FMagnify, FMapImgWidth);
-        const double y1 = std::min<double>(FTopLeft.Y + H / FMagnify, FMapImgHeight);
+        const double x1 = std::min<double>(FTopLeft.X + W / FMagnify, FImage.Width());
+        const double y1 = std::min<double>(FTopLeft.Y + H / FMagnify, FImage.Height());
         if (x1 > x0 && y1 > y0) {
             const double k = FMagnify * r;  // device pixels per map pixel
             // The smallest pyramid level that still has at least one pixel per device pixel.
-            const TBitmap* src = &FGrafBmp;
+            const TBitmap* src = &FImage.Bitmap();
             double scale = 1.0;
-            for (const TBitmap& level : FPyramid) {
-                const double ls = static_cast<double>(level.Width()) / FMapImgWidth;
+            for (const TBitmap& level : FImage.Pyramid()) {
+                const double ls = static_cast<double>(level.Width()) / FImage.Width();
                 if (level.Empty() || ls < k)
                     break;
                 src = &level;
@@ -204,24 +206,24 @@ void TGeoMap::ZoomAboutCentre(double Factor)
     const double cy = FTopLeft.Y + std::nearbyint(height() / FMagnify / 2);
     FMagnify = ClampMagnification(FMagnify * Factor);
     // Saturated: far out a view's corner may lie beyond the 32-bit pixel range.
-    FTopLeft = {calib_detail::RoundPixelSaturated(cx - std::nearbyint(width() / FMagnify / 2)),
-                calib_detail::RoundPixelSaturated(cy - std::nearbyint(height() / FMagnify / 2))};
+    FTopLeft = {RoundSaturated(cx - std::nearbyint(width() / FMagnify / 2)),
+                RoundSaturated(cy - std::nearbyint(height() / FMagnify / 2))};
 }
 
 void TGeoMap::keyPressEvent(QKeyEvent* Event)
 {
-    if (!FKeyboardNavigation || FMapImgWidth <= 0) {
+    if (!FKeyboardNavigation || FImage.Width() <= 0) {
         TCustomControl::keyPressEvent(Event);
         return;
     }
-    const std::int32_t stepX = std::max(1, calib_detail::RoundPixelSaturated(width() / FMagnify / 8));
-    const std::int32_t stepY = std::max(1, calib_detail::RoundPixelSaturated(height() / FMagnify / 8));
+    const std::int32_t stepX = std::max(1, RoundSaturated(width() / FMagnify / 8));
+    const std::int32_t stepY = std::max(1, RoundSaturated(height() / FMagnify / 8));
     bool fit = false;
     switch (Event->key()) {
-    case Qt::Key_Left: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) - stepX); break;
-    case Qt::Key_Right: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) + stepX); break;
-    case Qt::Key_Up: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) - stepY); break;
-    case Qt::Key_Down: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) + stepY); break;
+    case Qt::Key_Left: FTopLeft.X = RoundSaturated(double(FTopLeft.X) - stepX); break;
+    case Qt::Key_Right: FTopLeft.X = RoundSaturated(double(FTopLeft.X) + stepX); break;
+    case Qt::Key_Up: FTopLeft.Y = RoundSaturated(double(FTopLeft.Y) - stepY); break;
+    case Qt::Key_Down: FTopLeft.Y = RoundSaturated(double(FTopLeft.Y) + stepY); break;
     case Qt::Key_Plus:
     case Qt::Key_Equal: ZoomAboutCentre(1.25); break;
     case Qt::Key_Minus: ZoomAboutCentre(1.0 / 1.25); break;
@@ -352,8 +354,8 @@ void TGeoMap::CopyEntireMapToClipboard(double Scale)
 {
     TBitmap bmp;
     CopyToBMP(bmp, {0, 0}, Scale,
-              {static_cast<std::int32_t>(std::nearbyint(FMapImgWidth * Scale)),
-               static_cast<std::int32_t>(std::nearbyint(FMapImgHeight * Scale))});
+              {static_cast<std::int32_t>(std::nearbyint(FImage.Width() * Scale)),
+               static_cast<std::int32_t>(std::nearbyint(FImage.Height() * Scale))});
     if (!bmp.Empty())
         CopyBitmapToClipboard(bmp);
 }
@@ -396,8 +398,8 @@ TRect TGeoMap::CalcExtentsOfPrint(QPrinter& Printer, double Scale) const
     const QRectF page = Printer.pageLayout().paintRect(QPageLayout::Inch);
     const double w = page.width() * ScreenDpi / Scale, h = page.height() * ScreenDpi / Scale;
     TRect r{std::max(FTopLeft.X, 0), std::max(FTopLeft.Y, 0),
-            static_cast<std::int32_t>(std::min<double>(FTopLeft.X + std::floor(w), FMapImgWidth)),
-            static_cast<std::int32_t>(std::min<double>(FTopLeft.Y + std::floor(h), FMapImgHeight))};
+            static_cast<std::int32_t>(std::min<double>(FTopLeft.X + std::floor(w), FImage.Width())),
+            static_cast<std::int32_t>(std::min<double>(FTopLeft.Y + std::floor(h), FImage.Height()))};
     if (r.IsEmpty())
         return {};
     return r;
@@ -433,22 +435,22 @@ void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect
 
 double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0 || Area.IsEmpty() || !(MaxScale > 0.0) || !std::isfinite(MaxScale))
+    if (FImage.Width() <= 0 || FImage.Height() <= 0 || Area.IsEmpty() || !(MaxScale > 0.0) || !std::isfinite(MaxScale))
         return 0.0;
     const double dev = DeviceDpi(Painter) / ScreenDpi;  // device pixels per rendered pixel
-    const double scale = std::min({MaxScale, Area.Width() / (FMapImgWidth * dev), Area.Height() / (FMapImgHeight * dev)});
+    const double scale = std::min({MaxScale, Area.Width() / (FImage.Width() * dev), Area.Height() / (FImage.Height() * dev)});
     // The map's exact extent on the device; the rendered bitmap has whole pixels and is stretched onto it,
     // which keeps the right and bottom edges inside the area whichever way its size rounds.
-    const QSizeF size(FMapImgWidth * scale * dev, FMapImgHeight * scale * dev);
+    const QSizeF size(FImage.Width() * scale * dev, FImage.Height() * scale * dev);
     const QPointF pos(Area.Left + (Area.Width() - size.width()) / 2, Area.Top + (Area.Height() - size.height()) / 2);
     TBitmap bmp, bare;
     RenderOutput(bmp, &bare, {0, 0}, scale,
-                 {std::max(1, static_cast<std::int32_t>(std::lround(FMapImgWidth * scale))),
-                  std::max(1, static_cast<std::int32_t>(std::lround(FMapImgHeight * scale)))});
+                 {std::max(1, static_cast<std::int32_t>(std::lround(FImage.Width() * scale))),
+                  std::max(1, static_cast<std::int32_t>(std::lround(FImage.Height() * scale)))});
     if (bmp.Empty())
         return 0.0;
     Painter.save();
-    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || FGrafBmp.Empty()) {
+    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || FImage.Bitmap().Empty()) {
         Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
         Painter.drawImage(QRectF(pos, size), bmp.Image());
         Painter.restore();
@@ -460,9 +462,9 @@ double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double
     // frame) is laid on top at the rendered resolution, each of its pixels a crisp 1/96-inch square. A
     // drawn pixel that happens to equal the map under it is left to the map, which shows the same colour.
     const double k = scale * dev;  // device pixels per map pixel
-    const TBitmap* src = &FGrafBmp;
-    for (const TBitmap& level : FPyramid) {
-        if (level.Empty() || static_cast<double>(level.Width()) / FMapImgWidth < k)
+    const TBitmap* src = &FImage.Bitmap();
+    for (const TBitmap& level : FImage.Pyramid()) {
+        if (level.Empty() || static_cast<double>(level.Width()) / FImage.Width() < k)
             break;
         src = &level;
     }
@@ -484,7 +486,7 @@ double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double
 
 bool TGeoMap::PrintEntireMap(QPrinter& Printer, double MaxScale)
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+    if (FImage.Width() <= 0 || FImage.Height() <= 0)
         return false;
     QPainter painter;
     if (!painter.begin(&Printer))

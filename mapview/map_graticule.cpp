@@ -21,7 +21,6 @@
 // the graticule-line points under the parabolic model, the calibration quads under the others.
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/mapview/map_render_internal.h>
-#include <qvgeo/support/curve_fit.h>
 #include <qvgeo/support/line_clip.h>
 #include <qvgeo/support/math_services.h>
 
@@ -72,24 +71,12 @@ void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransfo
     // Above two points per control pixel of a view up to 65536 pixels wide: a bound that only an
     // unrepresentable request reaches.
     const double MaxParabolaPoints = 2.0 * 65536.0 + 2.0;
-    const TCalibData& d = *S.CalibData;
-    for (int i = 0; i < ValidCalLines(d); ++i) {
-        const TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
-        const int n = ValidLinePoints(line);
-        if (n == 0)
+    // The parabolas come with the fit, made when the calibration was refitted, not on every paint.
+    for (const TLineParabola& line : S.Fit->LineParabolas()) {
+        if (!line.Drawn)
             continue;
-        const bool parallel = line.LineType == gtlParallel;
-        TCurveFit fit;
-        fit.Init();
-        for (int k = 0; k < n; ++k) {
-            const TPoint p = line.CalPoints[static_cast<std::size_t>(k)];
-            if (parallel)
-                fit.EnterStatValue(p.X, p.Y);
-            else
-                fit.EnterStatValue(p.Y, p.X);
-        }
-        double c0 = 0, c1 = 0, c2 = 0, q = 0;
-        fit.CalcParabolFit(c0, c1, c2, q);
+        const bool parallel = line.Parallel;
+        const double c0 = line.K0, c1 = line.K1, c2 = line.K2;
         TMapPolyline poly(Canvas, View);
         const double start = parallel ? S.TopLeft.X : S.TopLeft.Y;
         const double span = (parallel ? S.Width : S.Height) / S.Magnify;  // visible map columns (rows)

@@ -184,12 +184,16 @@ TEST(CalibFile, MapReaderQuirks)
     const std::string text = Written(d, cmParabolicIp);
 
     TMapCalibration cal = NamedMap();
-    std::string requested;
-    cal.LoadImageHook = [&](const std::string& name) { requested = name; };
     cal.SetCalibModel(cmEquiRect);
     // Only the model keywords of the five fitted models select a model here: parabolicip gives cmUndefined.
-    // The result is RecalcGratMat's: false without two fitted lines of each kind.
-    EXPECT_FALSE(Load(cal, text, ""));
+    // The result is RecalcGratMat's: false without two fitted lines of each kind. An owner reads in two
+    // steps and loads the image the record names (requested) between them.
+    std::istringstream in(text);
+    const TMapCalibration::TReadResult read = cal.ReadCalibrationRecord(in, "");
+    const std::string requested = cal.CalibData().MapFName;
+    cal.FinishReading();
+    EXPECT_TRUE(read.Found);
+    EXPECT_FALSE(read.GratOK);
     EXPECT_EQ(cal.CalibModel(), cmUndefined);
     EXPECT_EQ(requested, "maps/vienna.bmp");
     EXPECT_EQ(cal.CalibData().Caption, " Wien MITTE ");
@@ -288,17 +292,21 @@ TEST(CalibFile, TheBundledSampleLoadsWithItsImage)
         ASSERT_TRUE(ParseCalibData(dir + "calib-vienna.xml", c.id, d, m));
         EXPECT_EQ(m, c.parsed);
         EXPECT_EQ(std::pair(d.NumCalLines, d.NumCalQuads), std::pair(c.lines, c.quads));
-        // A hook-less map loads the named image relative to the working directory; an owner that
-        // resolves names beside the calibration file gets the sheet and its size.
+        // An object without an owner loads the named image relative to the working directory; an owner
+        // that resolves names beside the calibration file gets the sheet and pushes its size.
         TMapCalibration cal = NamedMap();
         std::int32_t w = 0, h = 0;
-        cal.LoadImageHook = [&](const std::string& name) { ASSERT_TRUE(ReadImageSize(dir + name, w, h)); };
-        cal.ImageSizeHook = [&](std::int32_t& W, std::int32_t& H) { W = w, H = h; };
-        EXPECT_EQ(cal.LoadCalDataFromXML(dir + "calib-vienna.xml", c.id), c.lines > 0);
+        std::ifstream file(dir + "calib-vienna.xml", std::ios::binary);
+        const TMapCalibration::TReadResult read = cal.ReadCalibrationRecord(file, c.id);
+        ASSERT_TRUE(ReadImageSize(dir + cal.CalibData().MapFName, w, h));
+        cal.SetImageSize(w, h);
+        cal.FinishReading();
+        EXPECT_EQ(read.GratOK, c.lines > 0);
         EXPECT_EQ(cal.CalibModel(), c.mapModel);
+        cal.ImageSize(w, h);
         EXPECT_EQ(std::pair(w, h), std::pair(800, 600));
     }
-    // Without a LoadImage hook the map reads the size from the image's header itself.
+    // Without an owner the object reads the size from the image's header itself.
     TMapCalibration own = NamedMap();
     own.SetMapImgName(dir + "calib-vienna.bmp");
     std::int32_t w = 0, h = 0;

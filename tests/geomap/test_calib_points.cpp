@@ -20,7 +20,7 @@ struct Fixture {
     {
         cal.SetComponentName("Map1");
         cal.SetImageSize(1000, 800);
-        cal.RepaintHook = [this] { ++repaints; };
+        cal.SetChangeListener([this](unsigned) { ++repaints; });
         cal.SetCalibModel(model);
     }
     const TCalibData& d() const { return cal.CalibData(); }
@@ -220,12 +220,12 @@ TEST(CalibPoints, ModelChangeAndAssignKeepThePoints)
 {
     Fixture f(cmEquiRect);
     f.Quads({{48.0, 16.0, 0, 0}, {47.0, 17.0, 500, 400}, {46.0, 16.5, 100, 800}});
-    // Assigning copies the state but neither the name nor the hooks.
+    // Assigning copies the state but neither the name nor the listener.
     TMapCalibration other;
     other.SetComponentName("Other");
     other.AssignCalibration(f.cal);
     EXPECT_EQ(other.ComponentName(), "Other");
-    EXPECT_FALSE(other.RepaintHook);
+    EXPECT_FALSE(other.HasChangeListener());
     EXPECT_EQ(other.CalibData(), f.d());
     EXPECT_EQ(other.EquRectSPPL(), f.cal.EquRectSPPL());
     // A new model keeps the points and refits only itself.

@@ -168,7 +168,7 @@ TEST(LandMarkFile, ReadReplacesSkipsOtherTagsAndStopsAtGeoMapEnd)
     for (int i = 0; i < 5; ++i)
         store.AddLandMark(i, i, i);
     int repaints = 0, asked = 0;
-    store.RepaintHook = [&] { ++repaints; };
+    store.SetChangeListener([&](unsigned) { ++repaints; });
     store.LandMarkActionHook = [&](bool&, TLandMarkAction, const TLandMark&) { ++asked; };
     ASSERT_TRUE(Read(store, Set("a", body), "a"));
     EXPECT_EQ(std::tuple(store.NumLandMarks(), store.GetLandMarkData(2).Latitude, repaints, asked), std::tuple(2, 2.0, 1, 0));

@@ -47,7 +47,7 @@ struct Recorder {
 
     void Attach(TLandMarkStore& store)
     {
-        store.RepaintHook = [this] { ++repaints; };
+        store.SetChangeListener([this](unsigned) { ++repaints; });
         store.LandMarkActionHook = [this](bool& allowed, TLandMarkAction action, const TLandMark& lm) {
             EXPECT_TRUE(allowed);
             asked.emplace_back(action, lm.Tag);
@@ -330,7 +330,7 @@ TEST(LandMarkStore, AssignCopiesListAndSettingsButNotHooks)
 
     TLandMarkStore dest;
     int repaints = 0;
-    dest.RepaintHook = [&] { ++repaints; };
+    dest.SetChangeListener([&](unsigned) { ++repaints; });
     dest.AssignLandMarks(source);
     EXPECT_EQ(dest.NumLandMarks(), 750);
     EXPECT_EQ(dest.LandMarkCapacity(), 1000);
@@ -344,11 +344,11 @@ TEST(LandMarkStore, MovedFromStoreIsEmptyAndUsable)
 {
     TLandMarkStore source = MakeStore(1200);
     int repaints = 0;
-    source.RepaintHook = [&] { ++repaints; };
+    source.SetChangeListener([&](unsigned) { ++repaints; });
     TLandMarkStore moved(std::move(source));
     // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is part of the interface
     EXPECT_EQ(std::tuple(source.NumLandMarks(), source.LandMarkCapacity(), source.LandMarks().empty(),
-                         static_cast<bool>(source.RepaintHook)),
+                         source.HasChangeListener()),
               std::tuple(0, 1000, true, false));
     EXPECT_EQ(source.AddLandMark(1, 1, 1), 1);
     moved.AddLandMark(0, 0, 0);

@@ -124,6 +124,7 @@ TEST(MapViewLimits, ParabolicGraticuleAtATinyMagnificationIsBoundedAndRight)
             cal.CalLines[0] = {gtlMeridian, 7.0, 3, {TPoint{100, 0}, TPoint{100, 90}, TPoint{100, 190}}};
         TCalibFit fit;
         fit.SetModel(cmParabolicIp);
+        fit.FitGratMat(cal);  // the line's parabola comes with the fit
         TLandMarkStore store;
         TMapRenderState s;
         s.Width = 200, s.Height = 100, s.Magnify = 1e-7, s.TopLeft = c.topLeft;
