@@ -9,17 +9,12 @@
 
 #include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/message_pump.h>
-
 #include <qvgeo/support/math_services.h>
 
 #include <QGestureEvent>
 #include <QKeyEvent>
 #include <QNativeGestureEvent>
 #include <QPinchGesture>
-
-#include <cmath>
-#include <cstdlib>
-#include <limits>
 
 namespace qv {
 
@@ -134,23 +129,18 @@ void TGeoMap::RaiseMouseResult(const TMouseToolResult& R)
         update(QRect(QPoint(f.A.X, f.A.Y), QPoint(f.B.X, f.B.Y)).normalized().adjusted(-1, -1, 1, 1));
     if (R.FiguresCleared)
         update();
+    const auto band = [this](const TOnRubberBandActionEvent& Handler, TMapPixel P) {
+        if (Handler)
+            Handler(*this, P.X, P.Y);
+    };
     for (const TMouseToolEvent& e : R.Events) {
         switch (e.Action) {
         case TMouseToolAction::Repaint: Paint(); break;
         case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
         case TMouseToolAction::PushView: ZoomStateOnStack(); break;
-        case TMouseToolAction::BeginRubberBand:
-            if (OnBeginRubberBand)
-                OnBeginRubberBand(*this, e.Pixel.X, e.Pixel.Y);
-            break;
-        case TMouseToolAction::ContinueRubberBand:
-            if (OnContinueRubberBand)
-                OnContinueRubberBand(*this, e.Pixel.X, e.Pixel.Y);
-            break;
-        case TMouseToolAction::EndRubberBand:
-            if (OnEndRubberBand)
-                OnEndRubberBand(*this, e.Pixel.X, e.Pixel.Y);
-            break;
+        case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, e.Pixel); break;
+        case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, e.Pixel); break;
+        case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, e.Pixel); break;
         case TMouseToolAction::SelectRect: DoSelectRectEvent(e.SelectKind, e.V[0], e.V[1], e.V[2], e.V[3]); break;
         case TMouseToolAction::AddLandMark:
             FLandMarks.AddLandMark(e.V[0], e.V[1], FLandMarks.DefaultLandMark().Altitude);
@@ -260,8 +250,7 @@ void TGeoMap::keyPressEvent(QKeyEvent* Event)
         return;
     }
     Event->accept();
-    const TToolShiftState shift{(Event->modifiers() & Qt::ShiftModifier) != 0, (Event->modifiers() & Qt::AltModifier) != 0,
-                                (Event->modifiers() & Qt::ControlModifier) != 0, false};
+    const TToolShiftState shift = ToolShift(ShiftStateOf(Event->modifiers(), Qt::NoButton));
     Guarded([&] { RaiseMouseResult(MouseTool().Key(key, shift)); });
 }
 
