@@ -298,10 +298,12 @@ TEST(MapMouseTool, SelectRectangle)
         EXPECT_EQ(Log(r.Tool.Release(Left, Free, c.b)), c.events) << c.a.X;
         EXPECT_TRUE(!r.Tool.SelectRectOn() && r.Tool.Figures().empty());
     }
-    // Moves without the button draw no box.
-    Rig r(maSelectRect);
-    r.Tool.Press(Left, Free, {10, 10});
-    EXPECT_TRUE(r.Tool.Move(Free, {50, 50}).Toggled.empty());
+    // The release position counts, not the corner last drawn; moves without the button draw no box.
+    Rig r(maSelectRect, 1.0, {0, 0}, true);
+    r.Tool.Press(Left, Free, {100, 80});
+    r.Tool.Move(Held, {300, 240});
+    EXPECT_TRUE(r.Tool.Move(Free, {350, 280}).Toggled.empty());
+    EXPECT_EQ(Log(r.Tool.Release(Left, Free, {400, 320})), "Select1(49,11,46,14)");
 }
 
 TEST(MapMouseTool, LandMarks)
