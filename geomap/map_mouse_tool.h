@@ -100,7 +100,7 @@ private:
 };
 
 struct TMouseToolResult {
-    TFixedList<TMouseToolEvent, 8> Events;
+    TFixedList<TMouseToolEvent, 6> Events;
     TFixedList<TMouseFigure, 4> Toggled;  // figures drawn or erased, in order (each needs its area redrawn)
     bool FiguresCleared = false;        // several figures went at once: redraw the whole control
     bool Handled = false;               // wheel and key: the event was used by the map

@@ -555,7 +555,7 @@ private:
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     void BuildScreenFrame();
     void InitMouse();
-    // The tool with the view, the confinement and the tolerance of this moment (the mouse's only way in).
+    // The tool with the view and the confinement of this moment (the mouse's only way in).
     TMapMouseTool& MouseTool();
     // Takes the tool's view, redraws the figures' areas and raises the tool's events in their order.
     void RaiseMouseResult(const TMouseToolResult& R);

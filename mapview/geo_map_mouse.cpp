@@ -116,7 +116,6 @@ TMapMouseTool& TGeoMap::MouseTool()
     FView.SetControlSize({width(), height()});
     FView.SetMapSize({FMapImgWidth, FMapImgHeight});
     FMouse.SetConfinePan(FConfinePan);
-    FMouse.SetHitTolerance(EffectiveHitTolerance());
     return FMouse;
 }
 
@@ -238,7 +237,10 @@ void TGeoMap::MouseUp(TMouseButton Button, TShiftState Shift, std::int32_t X, st
 {
     DropOnThrow([&] {
         TCustomControl::MouseUp(Button, Shift, X, Y);
-        RaiseMouseResult(MouseTool().Release(ToolButton(Button), ToolShift(Shift), {X, Y}));
+        // Only a release measures boxes; the screen's pixel ratio is asked for then, not on every move.
+        TMapMouseTool& tool = MouseTool();
+        tool.SetHitTolerance(EffectiveHitTolerance());
+        RaiseMouseResult(tool.Release(ToolButton(Button), ToolShift(Shift), {X, Y}));
     });
 }
 
