@@ -15,10 +15,12 @@
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/support/geometry_types.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace qv {
@@ -77,26 +79,38 @@ struct TMouseToolEvent {
     friend bool operator==(const TMouseToolEvent&, const TMouseToolEvent&) = default;
 };
 
-// A list of at most N entries held in place: a mouse move must not allocate (the rules bound the counts:
-// no event gives more than five actions or four figures).
+// A list of at most N entries held in place: a mouse move must not allocate, nor fill a buffer it does not
+// use (the rules bound the counts: no event gives more than five actions or four figures). The storage is
+// raw until an entry is added, which is why the entries must be trivially copyable.
 template <class T, std::size_t N>
 class TFixedList {
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+
 public:
+    TFixedList() {}  // not "= default": that would value-initialise the storage on every event
+    TFixedList(const TFixedList& Other) : FCount(Other.FCount) { std::memcpy(FRaw, Other.FRaw, FCount * sizeof(T)); }
+    TFixedList& operator=(const TFixedList& Other)
+    {
+        FCount = Other.FCount;
+        std::memmove(FRaw, Other.FRaw, FCount * sizeof(T));
+        return *this;
+    }
     void push_back(const T& Value)
     {
         if (FCount == N)
             throw std::length_error("TFixedList: more entries than the mouse rules give");
-        FItems[FCount++] = Value;
+        ::new (static_cast<void*>(FRaw + FCount * sizeof(T))) T(Value);
+        ++FCount;
     }
-    const T* begin() const { return FItems.data(); }
-    const T* end() const { return FItems.data() + FCount; }
+    const T* begin() const { return std::launder(reinterpret_cast<const T*>(FRaw)); }
+    const T* end() const { return begin() + FCount; }
     std::size_t size() const { return FCount; }
     bool empty() const { return FCount == 0; }
-    const T& operator[](std::size_t I) const { return FItems[I]; }
+    const T& operator[](std::size_t I) const { return begin()[I]; }
 
 private:
-    std::array<T, N> FItems{};
     std::size_t FCount = 0;
+    alignas(T) unsigned char FRaw[N * sizeof(T)];
 };
 
 struct TMouseToolResult {

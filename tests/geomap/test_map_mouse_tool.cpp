@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <sstream>
 #include <string>
@@ -206,6 +207,16 @@ TEST(MapMouseTool, FiguresToggleAndErase)
     EXPECT_EQ(r.Tool.Move(Held, {50, 50}).Toggled.size(), 1u);
     EXPECT_TRUE(r.Tool.Figures().empty());
     EXPECT_FALSE(first.ViewChanged());
+    // Results copy whole (their lists are held in place).
+    TMouseToolResult copy = second;
+    ASSERT_EQ(copy.Toggled.size(), 2u);
+    EXPECT_EQ(copy.Toggled[1], box2);
+    copy = first;
+    EXPECT_EQ(std::vector<TMouseFigure>(copy.Toggled.begin(), copy.Toggled.end()), std::vector<TMouseFigure>{box});
+    TFixedList<int, 2> full;
+    full.push_back(1);
+    full.push_back(2);
+    EXPECT_THROW(full.push_back(3), std::length_error);
 
     // Abort mid-drag drops everything at once.
     r.Tool.Move(Held, {90, 90});
