@@ -97,4 +97,21 @@ TEST(GeoMapInput, AThrowingHandlerDropsTheOperation)
     EXPECT_EQ(m.TopLeft(), (TPoint{320, 300}));
 }
 
+// Operations that change no view (cancelling, aborting a mouse box) keep the view the application set
+// since the last mouse event.
+TEST(GeoMapInput, CancellingKeepsTheViewSetMeanwhile)
+{
+    TGeoMap m;
+    m.SetMapBitMap(TBitmap(2000, 1500));
+    m.SetMouseAction(maZoomWindow);
+    QTest::mousePress(&m, L, {}, {10, 10});
+    QTest::mouseMove(&m, {60, 60});
+    m.SetMagnification(3.0);
+    m.SetTopLeft({40, 50});
+    m.CancelMouseOperation();
+    m.MouseBoxAbort();
+    EXPECT_EQ(std::pair(m.Magnification(), m.TopLeft()), std::pair(3.0, TPoint{40, 50}));
+    EXPECT_TRUE(m.MouseFigures().empty() && m.ZoomState() == 0);
+}
+
 }  // namespace
