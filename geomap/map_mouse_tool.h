@@ -102,7 +102,8 @@ public:
         ::new (static_cast<void*>(FRaw + FCount * sizeof(T))) T(Value);
         ++FCount;
     }
-    const T* begin() const { return std::launder(reinterpret_cast<const T*>(FRaw)); }
+    // An empty list has no entry to launder a pointer to (null + 0 is a valid end).
+    const T* begin() const { return FCount == 0 ? nullptr : std::launder(reinterpret_cast<const T*>(FRaw)); }
     const T* end() const { return begin() + FCount; }
     std::size_t size() const { return FCount; }
     bool empty() const { return FCount == 0; }
