@@ -2,9 +2,13 @@
 // where the scaled image is cached: a pan drag of 100 moves, each move re-rendering the frame from the
 // cache (Paint) and, on a shown widget, copying it to the window (paintEvent); beside it a zoom-window drag
 // of 100 moves, whose exclusive-or box is drawn over the frame without re-rendering the map.
+// The same drags fed to the mouse tool alone, without a widget, measure the rules themselves: what the
+// widget costs beyond them is translation, painting and Qt's event delivery.
 // Reported per move (the "per_move" counter is seconds per move).
 #include "qt_main.h"
 
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/geomap/map_mouse_tool.h>
 #include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/platform/bitmap.h>
 
@@ -79,10 +83,45 @@ void Drag(benchmark::State& State, TMouseActMode Mode)
     State.counters["cache_builds"] = static_cast<double>(m->ImageCache().CacheBuilds);
 }
 
+// The drags of Drag, fed to TMapMouseTool over a viewport of the same geometry.
+void ToolDrag(benchmark::State& State, TMouseActMode Mode)
+{
+    TMapViewport view;
+    view.SetControlSize({1920, 1080});
+    view.SetMapSize({2000, 1500});
+    view.SetMagnify(0.5);
+    const TMapCalibration cal;
+    TMapMouseTool tool(view, cal);
+    tool.SetConfinePan(false);
+    tool.SetMode(Mode);
+    const TToolShiftState held{false, false, false, true};
+    std::int64_t moves = 0, events = 0;
+    for (auto _ : State) {
+        tool.Press(TToolButton::Left, {}, {1500, 900});
+        for (int i = 0; i <= Moves; ++i) {
+            const TMouseToolResult r = tool.Move(held, {1500 - 3 * i, 900 - 2 * i});
+            events += static_cast<std::int64_t>(r.Events.size() + r.Toggled.size());
+        }
+        const bool back = Mode == maZoomWindow;
+        if (back)
+            tool.Move(held, {1500, 900});
+        tool.Release(TToolButton::Left, {}, back ? TControlPixel{1500, 900} : TControlPixel{1500 - 3 * Moves, 900 - 2 * Moves});
+        view.SetTopLeft({0, 0});
+        moves += Moves;
+    }
+    benchmark::DoNotOptimize(events);
+    State.counters["per_move"] = benchmark::Counter(static_cast<double>(moves), benchmark::Counter::kIsRate |
+                                                                                 benchmark::Counter::kInvert);
+}
+
 void BM_PanDrag(benchmark::State& S) { Drag(S, maPan); }
 void BM_ZoomWindowDrag(benchmark::State& S) { Drag(S, maZoomWindow); }
 BENCHMARK(BM_PanDrag)->ArgName("shown")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ZoomWindowDrag)->ArgName("shown")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+void BM_ToolPanDrag(benchmark::State& S) { ToolDrag(S, maPan); }
+void BM_ToolZoomWindowDrag(benchmark::State& S) { ToolDrag(S, maZoomWindow); }
+BENCHMARK(BM_ToolPanDrag)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ToolZoomWindowDrag)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

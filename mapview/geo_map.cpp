@@ -548,14 +548,14 @@ TPoint TGeoMap::MapImageToControl(TPoint P) const
 double TGeoMap::GetLastMClickLatitude() const
 {
     bool valid = false;
-    const double v = FCalib.CalcLatitude(FLastMClickPosX, FLastMClickPosY, valid);
+    const double v = FCalib.CalcLatitude(FMouse.LastClick().X, FMouse.LastClick().Y, valid);
     return valid ? v : 0.0;
 }
 
 double TGeoMap::GetLastMClickLongitude() const
 {
     bool valid = false;
-    const double v = FCalib.CalcLongitude(FLastMClickPosX, FLastMClickPosY, valid);
+    const double v = FCalib.CalcLongitude(FMouse.LastClick().X, FMouse.LastClick().Y, valid);
     return valid ? v : 0.0;
 }
 
@@ -594,34 +594,19 @@ void TGeoMap::Assign(const TGeoMap& Source)
         FColGrayLine = Source.FColGrayLine;
         FColWhiteLine = Source.FColWhiteLine;
         FEmptyMsg = Source.FEmptyMsg;
-        FLButtonWasDown = Source.FLButtonWasDown;
         FLMRandSampleLimit = Source.FLMRandSampleLimit;
         FMagnify = Source.FMagnify;
-        FZoomState = Source.FZoomState;
-        FMouseBoxState = Source.FMouseBoxState;
-        FMouseBoxX1 = Source.FMouseBoxX1;
-        FMouseBoxX2 = Source.FMouseBoxX2;
-        FMouseBoxY1 = Source.FMouseBoxY1;
-        FMouseBoxY2 = Source.FMouseBoxY2;
-        FWindOldCornerX = Source.FWindOldCornerX;
-        FWindOldCornerY = Source.FWindOldCornerY;
-        FWindAnchorX = Source.FWindAnchorX;
-        FWindAnchorY = Source.FWindAnchorY;
         FShowGrat = Source.FShowGrat;
         FTopLeft = Source.FTopLeft;
         FCalib.AssignCalibration(Source.FCalib);  // model, data, fit, removed points, FCalDatName
         FAntiAlias = Source.FAntiAlias;
         FGratLineDist = Source.FGratLineDist;
         FUTMGridDist = Source.FUTMGridDist;
-        FTopLeftXAnchor = Source.FTopLeftXAnchor;
-        FTopLeftYAnchor = Source.FTopLeftYAnchor;
         // The history's entries travel with its write position: a position without its entries would
         // point into a different history.
         FZoomStack = Source.FZoomStack;
         FZStackPoi = Source.FZStackPoi;
-        MouseAnchorX = Source.MouseAnchorX;
-        MouseAnchorY = Source.MouseAnchorY;
-        FMouseAction = Source.FMouseAction;
+        FMouse.AssignState(Source.FMouse);  // mode, drag anchors, zoom window, mouse box
         FConfinePan = Source.FConfinePan;
         FKeyboardNavigation = Source.FKeyboardNavigation;
         // Name, size, picture, pyramid and the size limit; the component name stays this map's.

@@ -31,6 +31,7 @@
 
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/map_mouse_tool.h>
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
 #include <qvgeo/mapview/map_image.h>
@@ -59,17 +60,6 @@ namespace qv {
 
 class TModalLoop;
 
-// Mouse modes by their fixed ordinals; the ordinals not named have no behaviour in the map.
-// maLandMark (20) is this control's own: a left press converts the pixel under the pointer to latitude and
-// longitude and adds a landmark there from the template DefaultLandMark() (its altitude included), asking
-// OnLandMarkAction first; the press of a double click adds nothing, and nothing is added where the
-// calibration cannot convert the pixel.
-enum TMouseActMode : std::uint8_t {
-    maNone = 0, maPan = 1, maPanHoriz = 2, maPanVert = 3, maRubberBand = 5, maZoomWindow = 7, maDragZoom = 9,
-    maSelectRect = 16, maLandMark = 20
-};
-using TZoomState = std::uint8_t;      // 0 idle, 1 zoom box being dragged
-using TMouseBoxState = std::uint8_t;  // 0 idle, 1 waiting for the first corner, 2 first corner set, 3 done
 
 class TGeoMap;
 using TRenderEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas)>;
@@ -153,7 +143,7 @@ public:
     void SetName(const std::string& Name) override;
 
     // ---- published properties ----
-    bool AllowPan() const { return FMouseAction == maPan; }
+    bool AllowPan() const { return FMouse.Mode() == maPan; }
     void SetAllowPan(bool Value) { SetMouseAction(Value ? maPan : maNone); }
     bool AntiAlias() const { return FAntiAlias; }
     void SetAntiAlias(bool Value);
@@ -183,7 +173,7 @@ public:
     void SetUTMZone(std::int32_t Value) { FCalib.SetUTMZone(Value); }  // 1..60, others ignored
     THemisphere UTMHemisphere() const { return FCalib.UTMHemisphere(); }
     void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
-    TMouseActMode MouseAction() const { return FMouseAction; }
+    TMouseActMode MouseAction() const { return FMouse.Mode(); }
     void SetMouseAction(TMouseActMode Value);  // a plain store (and the mode's cursor, see ModeCursor)
     TShowGrat ShowGraticule() const { return FShowGrat; }
     void SetShowGraticule(TShowGrat Value);
@@ -542,28 +532,21 @@ public:
     bool ModeCursor() const { return FModeCursor; }
     void SetModeCursor(bool Value);
 
-    // The exclusive-or feedback figures currently shown over the frame, white pen, clear brush. Drawing a
-    // figure that is shown removes it (drawing twice erases), exactly as the pixels behave; figures stay
-    // over the frame across repaints until the mouse operation that drew them erases them.
-    enum TMouseFigureKind : std::uint8_t { mfBox, mfDottedBox, mfLine };
-    struct TMouseFigure {
-        TMouseFigureKind Kind = mfBox;
-        TPoint A, B;  // control pixels: box corners (TCanvas::Rectangle), or a line from A (B left out)
-        friend bool operator==(const TMouseFigure&, const TMouseFigure&) = default;
-    };
-    const std::vector<TMouseFigure>& MouseFigures() const { return FFigures; }
+    // The exclusive-or feedback figures currently shown over the frame (TMouseFigure); figures stay over
+    // the frame across repaints until the mouse operation that drew them erases them.
+    const std::vector<TMouseFigure>& MouseFigures() const { return FMouse.Figures(); }
     // Draws the figures onto Frame in exclusive-or, coordinates multiplied by Ratio; a second call restores it.
     void DrawMouseFigures(TBitmap& Frame, double Ratio) const;
 
     // ---- mouse state (read by the mouse handlers) ----
-    TZoomState ZoomState() const { return FZoomState; }
-    TMouseBoxState MouseBoxState() const { return FMouseBoxState; }
-    bool RubberBandOn() const { return FRubberBandOn; }
-    bool SelectRectOn() const { return FSelectRectOn; }
+    TZoomState ZoomState() const { return FMouse.ZoomState(); }
+    TMouseBoxState MouseBoxState() const { return FMouse.MouseBoxState(); }
+    bool RubberBandOn() const { return FMouse.RubberBandOn(); }
+    bool SelectRectOn() const { return FMouse.SelectRectOn(); }
     // Map-image pixels of the last press and of the last move.
-    TPoint LastMClickPos() const { return {FLastMClickPosX, FLastMClickPosY}; }
-    void SetLastMClickPos(TPoint P) { FLastMClickPosX = P.X; FLastMClickPosY = P.Y; }
-    TPoint LastMMousePos() const { return {FLastMMousePosX, FLastMMousePosY}; }
+    TPoint LastMClickPos() const { return FMouse.LastClick().Point(); }
+    void SetLastMClickPos(TPoint P) { FMouse.SetLastClick(TMapPixel(P)); }
+    TPoint LastMMousePos() const { return FMouse.LastMove().Point(); }
     std::int32_t ZStackPoi() const { return FZStackPoi; }
 
 protected:
@@ -631,15 +614,15 @@ private:
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     void BuildScreenFrame();
-    void ZoomAboutCentre(double Factor);
     void InitMouse();
-    void MouseDownBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
-    void MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y);
-    void MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
-    void XorFigure(TMouseFigureKind Kind, std::int32_t X1, std::int32_t Y1, std::int32_t X2, std::int32_t Y2);
-    void SetMouseBoxState(TMouseBoxState State);
+    // The tool with the view and the confinement of this moment (the mouse's only way in).
+    TMapMouseTool& MouseTool();
+    // Takes the tool's view, redraws the figures' areas and raises the tool's events in their order.
+    void RaiseMouseResult(const TMouseToolResult& R);
+    // Runs Body; when it throws, the drag in progress is dropped before the exception goes on.
+    template <class F>
+    void DropOnThrow(F&& Body);
     void ResetMouseState();
-    void ZoomAtPoint(double X, double Y, double Factor);
     void UpdateModeCursor();
     void RaiseError(std::string_view Text) const;
 
@@ -654,31 +637,19 @@ private:
     TColor FColorGratPoints = 0x0000FF;
     TColor FColBlackLine = 0x000000, FColGrayLine = 0x808080, FColWhiteLine = 0xFFFFFF;
     std::string FEmptyMsg = "GeoMap: empty";
-    bool FLButtonWasDown = false;
     std::int32_t FLMRandSampleLimit = 20000;
     double FMagnify = 1.0;
-    TZoomState FZoomState = 0;
-    TMouseBoxState FMouseBoxState = 0;
-    std::int32_t FMouseBoxX1 = 0, FMouseBoxX2 = 0, FMouseBoxY1 = 0, FMouseBoxY2 = 0;
-    std::int32_t FWindOldCornerX = 0, FWindOldCornerY = 0, FWindAnchorX = 0, FWindAnchorY = 0;
     TShowGrat FShowGrat = sgNone;
     TPoint FTopLeft;
     bool FSuppressPaint = false;
     bool FConfinePan = true;
-    TMouseActMode FMouseAction = maPan;
-    bool FRubberBandOn = false, FSelectRectOn = false;
-    std::int32_t FRubberBAnchorX = 0, FRubberBAnchorY = 0, FRubberBandOldX = 0, FRubberBandOldY = 0;
     bool FAntiAlias = true;
     double FGratLineDist = 0.0;
     std::int32_t FUTMGridDist = 0;
     TMapCalibration FCalib;      // FCalibData, FCalibModel, the fitted sets, FCalDatName
     TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
-    std::int32_t FTopLeftXAnchor = 0, FTopLeftYAnchor = 0;
     std::array<TgmZoomStackEntry, 16> FZoomStack{};
     std::int32_t FZStackPoi = 1;
-    std::int32_t MouseAnchorX = 0, MouseAnchorY = 0;
-    std::int32_t FLastMClickPosX = 0, FLastMClickPosY = 0;
-    std::int32_t FLastMMousePosX = 0, FLastMMousePosY = 0;
     TMapImage FImage;  // GrafBmp, FMapImgName, the image size; the pyramid; the size limit
 
     // Beyond the classic state.
@@ -711,11 +682,14 @@ private:
     bool FInSwitch = false;  // inside a map switch, which puts everything back when its image fails
     bool FSwitchTouched = false;  // the calibration or the image changed within the current switch
     // Mouse, beyond the classic state.
-    std::vector<TMouseFigure> FFigures;
+    // The mouse's state machine works on FView, which mirrors FMagnify, FTopLeft and the sizes for each
+    // input event (MouseTool); its state (mode, drags, rubber band, boxes, figures) is the classic
+    // FZoomState, FMouseBoxState, FWindAnchorX ... and FLButtonWasDown.
+    TMapViewport FView;
+    TMapMouseTool FMouse{FView, FCalib};
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
     bool FWheelZoom = false;
     bool FPinchZoom = true;
-    bool FPinching = false;
     std::int32_t FHitTolerance = 0;
     bool FModeCursor = true;
     // What the signals last announced.

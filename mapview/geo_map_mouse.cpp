@@ -1,11 +1,10 @@
-// TGeoMap: the mouse. Panning, rubber bands, zoom windows, drag zoom, selection rectangles, landmark
-// placement and the modal MouseBox, with their exclusive-or feedback figures; beyond those the wheel and
-// pinch zoom, the hit tolerance and the mode's cursor.
+// TGeoMap: mouse and keyboard input. The rules live in TMapMouseTool; here Qt's events become the tool's
+// events, and what the tool reports becomes the control's handlers, repaints and figure updates. Beyond
+// that this unit runs MouseBox's nested loop, the pinch gestures and the mode's cursor.
 //
-// The handlers work in control pixels (X, Y as Qt delivers them, floored) and keep their positions in the
-// documented fields. Feedback figures are not drawn here: XorFigure toggles a figure in FFigures and
-// schedules an update, and paintEvent draws the figures over the frame in exclusive-or, so that a pan is
-// the only thing that re-renders the map while the mouse moves.
+// Feedback figures are not drawn here: the tool keeps the figures shown, each change schedules an update
+// of its area, and paintEvent draws them over the frame in exclusive-or, so that a pan is the only thing
+// that re-renders the map while the mouse moves.
 #include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/cursors.h>
@@ -13,24 +12,38 @@
 #include <qvgeo/support/math_services.h>
 
 #include <QGestureEvent>
+#include <QKeyEvent>
 #include <QNativeGestureEvent>
 #include <QPinchGesture>
-
-#include <cmath>
-#include <cstdlib>
-#include <limits>
 
 namespace qv {
 
 namespace {
 
-// Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
-inline std::int32_t RoundI(double V) { return RoundSaturated(V); }
+TToolButton ToolButton(TMouseButton B)
+{
+    return B == mbRight ? TToolButton::Right : B == mbMiddle ? TToolButton::Middle : TToolButton::Left;
+}
 
-bool IsPanMode(TMouseActMode M) { return M == maPan || M == maPanHoriz || M == maPanVert; }
+TToolShiftState ToolShift(TShiftState S)
+{
+    return {S.Contains(ssShift), S.Contains(ssAlt), S.Contains(ssCtrl), S.Contains(ssLeft)};
+}
 
-// Magnifications reached by wheel and pinch stay within these (control pixels per map pixel).
-constexpr double MinGestureMag = 1.0 / 1024.0, MaxGestureMag = 1024.0;
+TMapKey MapKey(int QtKey)
+{
+    switch (QtKey) {
+    case Qt::Key_Left: return TMapKey::Left;
+    case Qt::Key_Right: return TMapKey::Right;
+    case Qt::Key_Up: return TMapKey::Up;
+    case Qt::Key_Down: return TMapKey::Down;
+    case Qt::Key_Plus:
+    case Qt::Key_Equal: return TMapKey::ZoomIn;
+    case Qt::Key_Minus: return TMapKey::ZoomOut;
+    case Qt::Key_Home: return TMapKey::Home;
+    default: return TMapKey::Other;
+    }
+}
 
 }  // namespace
 
@@ -44,9 +57,9 @@ void TGeoMap::InitMouse()
 
 void TGeoMap::SetMouseAction(TMouseActMode Value)
 {
-    const TMouseActMode old = FMouseAction;
+    const TMouseActMode old = MouseAction();
     const bool oldPan = AllowPan();
-    FMouseAction = Value;
+    FMouse.SetMode(Value);
     UpdateModeCursor();
     if (Value != old)
         emit mouseActionChanged();
@@ -102,7 +115,7 @@ void TGeoMap::UpdateModeCursor()
     if (FMouseBoxLoop) {
         c = crCross;
     } else {
-        switch (FMouseAction) {
+        switch (FMouse.Mode()) {
         case maPan:
         case maPanHoriz:
         case maPanVert: c = crGeoHand; break;
@@ -119,25 +132,71 @@ void TGeoMap::UpdateModeCursor()
 
 std::int32_t TGeoMap::EffectiveHitTolerance() const
 {
-    return RoundI(FHitTolerance * EffectivePixelRatio());
+    return RoundSaturated(FHitTolerance * EffectivePixelRatio());
 }
 
-// ---- feedback figures ----------------------------------------------------------------------------------
+// ---- the tool ------------------------------------------------------------------------------------------
 
-void TGeoMap::XorFigure(TMouseFigureKind Kind, std::int32_t X1, std::int32_t Y1, std::int32_t X2, std::int32_t Y2)
+TMapMouseTool& TGeoMap::MouseTool()
 {
-    // A figure without pixels (an empty box, a line to its own start) changes nothing, so it is not kept.
-    if (Kind == mfLine ? (X1 == X2 && Y1 == Y2) : (X1 == X2 || Y1 == Y2))
-        return;
-    const TMouseFigure f{Kind, {X1, Y1}, {X2, Y2}};
-    // Exclusive-or: a figure drawn while it is shown comes off, otherwise it goes on.
-    const auto it = std::find(FFigures.begin(), FFigures.end(), f);
-    if (it != FFigures.end())
-        FFigures.erase(it);
-    else
-        FFigures.push_back(f);
-    const QRect box = QRect(QPoint(X1, Y1), QPoint(X2, Y2)).normalized().adjusted(-1, -1, 1, 1);
-    update(box);
+    FView.SetMagnify(FMagnify);
+    FView.SetTopLeft(TMapPixel(FTopLeft));
+    FView.SetControlSize({width(), height()});
+    FView.SetMapSize({FImage.Width(), FImage.Height()});
+    FMouse.SetConfinePan(FConfinePan);
+    return FMouse;
+}
+
+void TGeoMap::RaiseMouseResult(const TMouseToolResult& R)
+{
+    // The view first, so that the handlers raised below see the view the tool made; only when it made one:
+    // FView is current only during an input event, and a cancel must not put back the view of the last.
+    if (R.ViewChanged()) {
+        FMagnify = FView.Magnify();
+        FTopLeft = FView.TopLeft().Point();
+    }
+    for (const TMouseFigure& f : R.Toggled)
+        update(QRect(QPoint(f.A.X, f.A.Y), QPoint(f.B.X, f.B.Y)).normalized().adjusted(-1, -1, 1, 1));
+    if (R.FiguresCleared)
+        update();
+    const auto band = [this](const TOnRubberBandActionEvent& Handler, TMapPixel P) {
+        if (Handler)
+            Handler(*this, P.X, P.Y);
+    };
+    for (const TMouseToolEvent& e : R.Events) {
+        switch (e.Action) {
+        case TMouseToolAction::Repaint: Paint(); break;
+        case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
+        case TMouseToolAction::PushView: ZoomStateOnStack(); break;
+        case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, e.Pixel); break;
+        case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, e.Pixel); break;
+        case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, e.Pixel); break;
+        case TMouseToolAction::SelectRect: DoSelectRectEvent(e.SelectKind, e.V[0], e.V[1], e.V[2], e.V[3]); break;
+        case TMouseToolAction::AddLandMark:
+            FLandMarks.AddLandMark(e.V[0], e.V[1], FLandMarks.DefaultLandMark().Altitude);
+            break;
+        case TMouseToolAction::MouseBoxState:
+            if ((e.BoxState == 0 || e.BoxState == 3) && FMouseBoxLoop)
+                FMouseBoxLoop->Quit();
+            break;
+        }
+    }
+}
+
+template <class F>
+void TGeoMap::DropOnThrow(F&& Body)
+{
+    try {
+        Body();
+    } catch (...) {
+        ResetMouseState();
+        throw;
+    }
+}
+
+void TGeoMap::ResetMouseState()
+{
+    RaiseMouseResult(FMouse.Abort());
 }
 
 void TGeoMap::DrawMouseFigures(TBitmap& Frame, double Ratio) const
@@ -145,9 +204,9 @@ void TGeoMap::DrawMouseFigures(TBitmap& Frame, double Ratio) const
     TCanvas& c = Frame.Canvas();
     const TPen pen = c.Pen;
     const TBrush brush = c.Brush;
-    const auto s = [Ratio](std::int32_t v) { return Ratio == 1.0 ? v : RoundI(v * Ratio); };
+    const auto s = [Ratio](std::int32_t v) { return Ratio == 1.0 ? v : RoundSaturated(v * Ratio); };
     c.Brush.Style = bsClear;
-    for (const TMouseFigure& f : FFigures) {
+    for (const TMouseFigure& f : FMouse.Figures()) {
         c.Pen = TPen{0xFFFFFF, 1, f.Kind == mfDottedBox ? psDot : psSolid, pmXor};
         if (f.Kind == mfLine) {
             c.MoveTo(s(f.A.X), s(f.A.Y));
@@ -162,310 +221,84 @@ void TGeoMap::DrawMouseFigures(TBitmap& Frame, double Ratio) const
 
 // ---- mouse box -----------------------------------------------------------------------------------------
 
-void TGeoMap::SetMouseBoxState(TMouseBoxState State)
-{
-    if (FMouseBoxState == 2 && State != 2)
-        XorFigure(mfBox, FMouseBoxX1, FMouseBoxY1, FMouseBoxX2, FMouseBoxY2);  // erase the feedback box
-    FMouseBoxState = State;
-    if ((State == 0 || State == 3) && FMouseBoxLoop)
-        FMouseBoxLoop->Quit();
-}
-
 bool TGeoMap::MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std::int32_t& Y2)
 {
-    if (FMouseBoxLoop || FMouseBoxState != 0)
+    if (FMouseBoxLoop || !FMouse.BeginMouseBox())
         return false;
-    const TMouseActMode saved = FMouseAction;
+    // The tool waits for the first corner; the mode is none until the box is done.
+    const TMouseActMode saved = FMouse.Mode();
     TModalLoop loop;
     FMouseBoxLoop = &loop;
     SetMouseAction(maNone);
-    FMouseBoxState = 1;
     loop.Run();  // the handlers and MouseBoxAbort quit it when the state reaches 3 or 0
     FMouseBoxLoop = nullptr;
-    const bool done = FMouseBoxState == 3;
-    if (done) {
-        X1 = std::min(FMouseBoxX1, FMouseBoxX2);
-        X2 = std::max(FMouseBoxX1, FMouseBoxX2);
-        Y1 = std::min(FMouseBoxY1, FMouseBoxY2);
-        Y2 = std::max(FMouseBoxY1, FMouseBoxY2);
-    }
-    SetMouseBoxState(0);
+    const bool done = FMouse.MouseBoxResult(X1, Y1, X2, Y2);
+    RaiseMouseResult(FMouse.EndMouseBox());
     SetMouseAction(saved);
     return done;
 }
 
 void TGeoMap::MouseBoxAbort()
 {
-    SetMouseBoxState(0);
+    RaiseMouseResult(FMouse.EndMouseBox());
 }
 
 // ---- the handlers --------------------------------------------------------------------------------------
 
-void TGeoMap::ResetMouseState()
-{
-    FZoomState = 0;
-    FSelectRectOn = false;
-    FRubberBandOn = false;
-    FLButtonWasDown = false;
-    FPinching = false;
-    if (FMouseBoxState != 0)
-        SetMouseBoxState(0);
-    if (!FFigures.empty()) {
-        FFigures.clear();
-        update();
-    }
-}
-
 void TGeoMap::MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
-    try {
-        MouseDownBody(Button, Shift, X, Y);
-    } catch (...) {
-        ResetMouseState();
-        throw;
-    }
+    DropOnThrow([&] {
+        const TControlPixel p{X, Y};
+        TMapMouseTool& tool = MouseTool();
+        RaiseMouseResult(Shift.Contains(ssDouble) ? tool.DoubleClick(ToolButton(Button), ToolShift(Shift), p)
+                                                  : tool.Press(ToolButton(Button), ToolShift(Shift), p));
+        TCustomControl::MouseDown(Button, Shift, X, Y);
+    });
 }
 
 void TGeoMap::MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
-    try {
-        MouseMoveBody(Shift, X, Y);
+    DropOnThrow([&] {
+        RaiseMouseResult(MouseTool().Move(ToolShift(Shift), {X, Y}));
+        TCustomControl::MouseMove(Shift, X, Y);
         NotePointer({X, Y});
-    } catch (...) {
-        ResetMouseState();
-        throw;
-    }
+    });
 }
 
 void TGeoMap::MouseUp(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
-    try {
-        MouseUpBody(Button, Shift, X, Y);
-    } catch (...) {
-        ResetMouseState();
-        throw;
-    }
+    DropOnThrow([&] {
+        TCustomControl::MouseUp(Button, Shift, X, Y);
+        // Only a release measures boxes; the screen's pixel ratio is asked for then, not on every move.
+        TMapMouseTool& tool = MouseTool();
+        tool.SetHitTolerance(EffectiveHitTolerance());
+        RaiseMouseResult(tool.Release(ToolButton(Button), ToolShift(Shift), {X, Y}));
+    });
 }
 
-void TGeoMap::MouseDownBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
+void TGeoMap::keyPressEvent(QKeyEvent* Event)
 {
-    const TPoint click = ControlToMapImage({X, Y});
-    FLastMClickPosX = click.X;
-    FLastMClickPosY = click.Y;
-
-    if (FMouseBoxState == 1) {
-        if (Button == mbRight) {
-            SetMouseBoxState(0);
-        } else {
-            FMouseBoxX1 = FMouseBoxX2 = X;  // the first corner, and the corner last drawn
-            FMouseBoxY1 = FMouseBoxY2 = Y;
-            SetMouseBoxState(2);
-        }
+    const TMapKey key = MapKey(Event->key());
+    if (!FKeyboardNavigation || FImage.Width() <= 0 || key == TMapKey::Other) {
+        TCustomControl::keyPressEvent(Event);
+        return;
     }
-    // Inclusive bounds: a press on the pixel just beyond the right or bottom edge still starts a window.
-    if (FMouseAction == maZoomWindow && FZoomState == 0 && Button == mbLeft && X >= 0 && X <= width() && Y >= 0 &&
-        Y <= height()) {
-        FZoomState = 1;
-        FWindAnchorX = FWindOldCornerX = X;
-        FWindAnchorY = FWindOldCornerY = Y;
-    }
-    if (FMouseAction == maSelectRect && Button == mbLeft) {
-        FWindAnchorX = FWindOldCornerX = X;
-        FWindAnchorY = FWindOldCornerY = Y;
-        FSelectRectOn = true;
-        if (OnBeginRubberBand)
-            OnBeginRubberBand(*this, click.X, click.Y);
-    }
-    if (FMouseAction == maRubberBand && Button == mbLeft) {
-        if (Shift.Contains(ssCtrl) && FRubberBandOn) {
-            if (OnContinueRubberBand)
-                OnContinueRubberBand(*this, click.X, click.Y);
-            // The segment drawn so far stays shown; the next one starts here. Its end moves here as well,
-            // so that the next move does not erase a line that was never drawn.
-            FRubberBAnchorX = FRubberBandOldX = X;
-            FRubberBAnchorY = FRubberBandOldY = Y;
-            TCustomControl::MouseDown(Button, Shift, X, Y);
-            return;
-        }
-        FRubberBandOn = !FRubberBandOn;
-        if (FRubberBandOn) {
-            if (OnBeginRubberBand)
-                OnBeginRubberBand(*this, click.X, click.Y);
-            FRubberBAnchorX = FRubberBandOldX = X;
-            FRubberBAnchorY = FRubberBandOldY = Y;
-        } else {
-            XorFigure(mfLine, FRubberBAnchorX, FRubberBAnchorY, FRubberBandOldX, FRubberBandOldY);
-            // The segments finished with Ctrl-clicks belong to the band and go with it.
-            std::erase_if(FFigures, [](const TMouseFigure& f) { return f.Kind == mfLine; });
-            update();
-            if (OnEndRubberBand)
-                OnEndRubberBand(*this, click.X, click.Y);
-        }
-    }
-    if (FMouseAction == maLandMark && Button == mbLeft && !Shift.Contains(ssDouble)) {
-        TCoords where;
-        if (FCalib.CalcPosition(click, where))
-            FLandMarks.AddLandMark(where.Latit, where.Longit, FLandMarks.DefaultLandMark().Altitude);
-    }
-    TCustomControl::MouseDown(Button, Shift, X, Y);
-}
-
-void TGeoMap::MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y)
-{
-    const TPoint at = ControlToMapImage({X, Y});
-    FLastMMousePosX = at.X;
-    FLastMMousePosY = at.Y;
-    const std::int32_t W = width(), H = height();
-
-    if (FMouseBoxState == 2) {
-        const std::int32_t x = std::clamp(X, 1, std::max(W, 1)), y = std::clamp(Y, 1, std::max(H, 1));
-        XorFigure(mfBox, FMouseBoxX1, FMouseBoxY1, FMouseBoxX2, FMouseBoxY2);
-        XorFigure(mfBox, FMouseBoxX1, FMouseBoxY1, x, y);
-        FMouseBoxX2 = x;
-        FMouseBoxY2 = y;
-    }
-
-    const bool left = Shift.Contains(ssLeft);
-    if (IsPanMode(FMouseAction) || FMouseAction == maDragZoom) {
-        if (!left) {
-            FLButtonWasDown = false;
-        } else if (!FLButtonWasDown) {
-            // The first move of a drag anchors it.
-            MouseAnchorX = X;
-            MouseAnchorY = Y;
-            FTopLeftXAnchor = FTopLeft.X;
-            FTopLeftYAnchor = FTopLeft.Y;
-            FLButtonWasDown = true;
-        } else if (X >= 0 && X <= W && Y >= 0 && Y <= H) {
-            if (FMouseAction != maDragZoom) {
-                if (FMouseAction != maPanVert)
-                    FTopLeft.X = RoundI(FTopLeftXAnchor + static_cast<double>(RoundI((MouseAnchorX - X) / FMagnify)));
-                if (FMouseAction != maPanHoriz)
-                    FTopLeft.Y = RoundI(FTopLeftYAnchor + static_cast<double>(RoundI((MouseAnchorY - Y) / FMagnify)));
-                if (FConfinePan)
-                    PanMapToFillWindow();
-            } else {
-                const std::int32_t cx = FTopLeft.X + RoundI(W / FMagnify / 2);
-                const std::int32_t cy = FTopLeft.Y + RoundI(H / FMagnify / 2);
-                // Deliberately not re-anchored: holding the pointer away from the anchor keeps zooming.
-                const double factor = 1.0 - ((static_cast<double>(MouseAnchorX) - X) / W * 0.05 -
-                                             (static_cast<double>(MouseAnchorY) - Y) / H);
-                if (factor > 0.0 && std::isfinite(factor)) {
-                    FMagnify = ClampMagnification(FMagnify * factor);
-                    FTopLeft = {RoundI(cx - static_cast<double>(RoundI(W / FMagnify / 2))),
-                                RoundI(cy - static_cast<double>(RoundI(H / FMagnify / 2)))};
-                }
-            }
-            Paint();
-            DoZoomPanEvent();
-        }
-    } else if (FMouseAction == maRubberBand) {
-        if (FRubberBandOn) {
-            XorFigure(mfLine, FRubberBAnchorX, FRubberBAnchorY, FRubberBandOldX, FRubberBandOldY);
-            XorFigure(mfLine, FRubberBAnchorX, FRubberBAnchorY, X, Y);
-            FRubberBandOldX = X;
-            FRubberBandOldY = Y;
-        }
-    } else if ((FMouseAction == maZoomWindow && FZoomState == 1) ||
-               (FMouseAction == maSelectRect && FSelectRectOn && left)) {
-        const TMouseFigureKind kind = FMouseAction == maZoomWindow ? mfBox : mfDottedBox;
-        const std::int32_t x = std::clamp(X, 0, std::max(W, 0)), y = std::clamp(Y, 0, std::max(H, 0));
-        XorFigure(kind, FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY);
-        XorFigure(kind, FWindAnchorX, FWindAnchorY, x, y);
-        FWindOldCornerX = x;
-        FWindOldCornerY = y;
-    }
-    TCustomControl::MouseMove(Shift, X, Y);
-}
-
-void TGeoMap::MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
-{
-    TCustomControl::MouseUp(Button, Shift, X, Y);
-
-    if (FMouseBoxState == 2) {
-        if (Button == mbRight) {
-            SetMouseBoxState(0);
-        } else {
-            XorFigure(mfBox, FMouseBoxX1, FMouseBoxY1, FMouseBoxX2, FMouseBoxY2);
-            FMouseBoxX2 = X;
-            FMouseBoxY2 = Y;
-            FMouseBoxState = 3;  // the box is already erased
-            if (FMouseBoxLoop)
-                FMouseBoxLoop->Quit();
-        }
-    }
-    const std::int32_t tol = EffectiveHitTolerance();
-    const auto withinTolerance = [tol](std::int32_t X1, std::int32_t Y1, std::int32_t X2, std::int32_t Y2) {
-        return tol > 0 && std::abs(X2 - X1) <= tol && std::abs(Y2 - Y1) <= tol;
-    };
-
-    if (FMouseAction == maSelectRect && FSelectRectOn) {
-        FSelectRectOn = false;
-        XorFigure(mfDottedBox, FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY);
-        if (!withinTolerance(FWindAnchorX, FWindAnchorY, X, Y)) {
-            const TPoint p1 = ControlToMapImage({std::min(FWindAnchorX, X), std::min(FWindAnchorY, Y)});
-            const TPoint p2 = ControlToMapImage({std::max(FWindAnchorX, X), std::max(FWindAnchorY, Y)});
-            bool v1 = false, v2 = false, v3 = false, v4 = false;
-            const double lat1 = FCalib.CalcLatitude(p1.X, p1.Y, v1), long1 = FCalib.CalcLongitude(p1.X, p1.Y, v2);
-            const double lat2 = FCalib.CalcLatitude(p2.X, p2.Y, v3), long2 = FCalib.CalcLongitude(p2.X, p2.Y, v4);
-            if (v1 && v2 && v3 && v4)
-                DoSelectRectEvent(1, lat1, long1, lat2, long2);
-            else
-                DoSelectRectEvent(0, p1.X, p1.Y, p2.X, p2.Y);
-        }
-    }
-
-    if (FMouseAction == maZoomWindow && FZoomState == 1) {
-        XorFigure(mfBox, FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY);
-        const TPoint p1 = ControlToMapImage({std::min(FWindAnchorX, FWindOldCornerX), std::min(FWindAnchorY, FWindOldCornerY)});
-        const TPoint p2 = ControlToMapImage({std::max(FWindAnchorX, FWindOldCornerX), std::max(FWindAnchorY, FWindOldCornerY)});
-        // 64-bit sides: map pixels near the 32-bit limits must not overflow.
-        const std::int64_t dx = std::int64_t{p2.X} - p1.X, dy = std::int64_t{p2.Y} - p1.Y;
-        FZoomState = 0;
-        if (dx != 0 && dy != 0 && !withinTolerance(FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY)) {
-            // The box's longer side in map pixels decides, whatever the control's shape.
-            FMagnify = ClampMagnification(dx > dy ? width() / static_cast<double>(dx) : height() / static_cast<double>(dy));
-            FTopLeft = {RoundI((static_cast<double>(p1.X) + p2.X - width() / FMagnify) / 2),
-                        RoundI((static_cast<double>(p1.Y) + p2.Y - height() / FMagnify) / 2)};
-            Paint();
-            DoZoomPanEvent();
-        }
-    }
-
-    if (IsPanMode(FMouseAction) || FMouseAction == maDragZoom) {
-        // Without hover moves (touch input) no button-less move would end the drag before the next one.
-        if (Button == mbLeft)
-            FLButtonWasDown = false;
-        ZoomStateOnStack();
-    }
+    Event->accept();
+    const TToolShiftState shift = ToolShift(ShiftStateOf(Event->modifiers(), Qt::NoButton));
+    Guarded([&] { RaiseMouseResult(MouseTool().Key(key, shift)); });
 }
 
 // ---- wheel and pinch -----------------------------------------------------------------------------------
-
-void TGeoMap::ZoomAtPoint(double X, double Y, double Factor)
-{
-    if (FImage.Width() <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
-        return;
-    const double mag = ClampMagnification(std::clamp(FMagnify * Factor, MinGestureMag, MaxGestureMag));
-    // The map point under (X, Y), kept there.
-    const double mx = FTopLeft.X + X / FMagnify, my = FTopLeft.Y + Y / FMagnify;
-    FMagnify = mag;
-    FTopLeft = {RoundI(mx - X / mag), RoundI(my - Y / mag)};
-    if (FConfinePan)
-        PanMapToFillWindow();
-    Paint();
-    DoZoomPanEvent();
-}
 
 bool TGeoMap::MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint MousePos)
 {
     if (TCustomControl::MouseWheel(Shift, WheelDelta, MousePos))
         return true;
-    if (!FWheelZoom || WheelDelta == 0 || FImage.Width() <= 0)
+    if (!FWheelZoom)
         return false;
-    ZoomAtPoint(MousePos.X, MousePos.Y, std::pow(1.25, WheelDelta / 120.0));
-    ZoomStateOnStack();
-    return true;
+    const TMouseToolResult r = MouseTool().Wheel(WheelDelta, MousePos.X, MousePos.Y);
+    RaiseMouseResult(r);
+    return r.Handled;
 }
 
 bool TGeoMap::event(QEvent* Event)
@@ -474,16 +307,21 @@ bool TGeoMap::event(QEvent* Event)
         const auto* g = static_cast<QNativeGestureEvent*>(Event);
         if (g->gestureType() == Qt::ZoomNativeGesture) {
             // value() is the change of scale since the last event: 0.1 means 10 % larger.
-            FPinching = true;
-            Guarded([&] { ZoomAtPoint(g->position().x(), g->position().y(), 1.0 + g->value()); });
+            Guarded([&] { RaiseMouseResult(MouseTool().Pinch(g->position().x(), g->position().y(), 1.0 + g->value())); });
             Event->accept();
             return true;
         }
-        if (g->gestureType() == Qt::EndNativeGesture && FPinching) {
-            FPinching = false;
-            Guarded([&] { ZoomStateOnStack(); });
-            Event->accept();
-            return true;
+        if (g->gestureType() == Qt::EndNativeGesture) {
+            bool ended = false;
+            Guarded([&] {
+                const TMouseToolResult r = MouseTool().PinchEnd(false);
+                ended = r.Handled;
+                RaiseMouseResult(r);
+            });
+            if (ended) {
+                Event->accept();
+                return true;
+            }
         }
     }
     if (Event->type() == QEvent::Gesture && FPinchZoom) {
@@ -491,10 +329,10 @@ bool TGeoMap::event(QEvent* Event)
         if (auto* pinch = static_cast<QPinchGesture*>(ge->gesture(Qt::PinchGesture))) {
             if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged) {
                 const QPointF c = mapFromGlobal(pinch->centerPoint());
-                Guarded([&] { ZoomAtPoint(c.x(), c.y(), pinch->scaleFactor()); });
+                Guarded([&] { RaiseMouseResult(MouseTool().Pinch(c.x(), c.y(), pinch->scaleFactor())); });
             }
             if (pinch->state() == Qt::GestureFinished || pinch->state() == Qt::GestureCanceled)
-                Guarded([&] { ZoomStateOnStack(); });
+                Guarded([&] { RaiseMouseResult(MouseTool().PinchEnd(true)); });
             ge->accept(pinch);
             return true;
         }

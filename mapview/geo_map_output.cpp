@@ -6,7 +6,6 @@
 #include <qvgeo/platform/clipboard.h>
 #include <qvgeo/support/math_services.h>
 
-#include <QKeyEvent>
 #include <QPaintDevice>
 #include <QPainter>
 #include <QPrinter>
@@ -174,7 +173,7 @@ void TGeoMap::paintEvent(QPaintEvent*)
     // The mouse figures go over the frame in exclusive-or for the copy and come off again right after it
     // (the same drawing twice restores every pixel), so the frame is never re-rendered for a figure.
     TBitmap& frame = hiDpi ? FScreenBmp : FAuxBmp;
-    const bool figures = !FFigures.empty();
+    const bool figures = !FMouse.Figures().empty();
     if (figures)
         DrawMouseFigures(frame, hiDpi ? r : 1.0);
     if (hiDpi)
@@ -196,52 +195,6 @@ void TGeoMap::showEvent(QShowEvent* Event)
 {
     TCustomControl::showEvent(Event);
     Guarded([this] { Paint(); });
-}
-
-// ---- keyboard ------------------------------------------------------------------------------------------
-
-void TGeoMap::ZoomAboutCentre(double Factor)
-{
-    const double cx = FTopLeft.X + std::nearbyint(width() / FMagnify / 2);
-    const double cy = FTopLeft.Y + std::nearbyint(height() / FMagnify / 2);
-    FMagnify = ClampMagnification(FMagnify * Factor);
-    // Saturated: far out a view's corner may lie beyond the 32-bit pixel range.
-    FTopLeft = {RoundSaturated(cx - std::nearbyint(width() / FMagnify / 2)),
-                RoundSaturated(cy - std::nearbyint(height() / FMagnify / 2))};
-}
-
-void TGeoMap::keyPressEvent(QKeyEvent* Event)
-{
-    if (!FKeyboardNavigation || FImage.Width() <= 0) {
-        TCustomControl::keyPressEvent(Event);
-        return;
-    }
-    const std::int32_t stepX = std::max(1, RoundSaturated(width() / FMagnify / 8));
-    const std::int32_t stepY = std::max(1, RoundSaturated(height() / FMagnify / 8));
-    bool fit = false;
-    switch (Event->key()) {
-    case Qt::Key_Left: FTopLeft.X = RoundSaturated(double(FTopLeft.X) - stepX); break;
-    case Qt::Key_Right: FTopLeft.X = RoundSaturated(double(FTopLeft.X) + stepX); break;
-    case Qt::Key_Up: FTopLeft.Y = RoundSaturated(double(FTopLeft.Y) - stepY); break;
-    case Qt::Key_Down: FTopLeft.Y = RoundSaturated(double(FTopLeft.Y) + stepY); break;
-    case Qt::Key_Plus:
-    case Qt::Key_Equal: ZoomAboutCentre(1.25); break;
-    case Qt::Key_Minus: ZoomAboutCentre(1.0 / 1.25); break;
-    case Qt::Key_Home: fit = true; break;
-    default: TCustomControl::keyPressEvent(Event); return;
-    }
-    Event->accept();
-    Guarded([&] {
-        if (fit) {
-            ZoomFitPage();
-        } else {
-            if (FConfinePan)
-                PanMapToFillWindow();
-            Paint();
-        }
-        ZoomStateOnStack();
-        DoZoomPanEvent();
-    });
 }
 
 // ---- clipboard and bitmaps -----------------------------------------------------------------------------
