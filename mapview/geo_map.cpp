@@ -1,12 +1,13 @@
 // TGeoMap: construction, hooks, properties, the map image, the view (magnification, zoom history,
-// panning, pixel conversions), Assign and the synthetic empty maps. Rendering and output are in
+// panning, pixel conversions: each a call to the TMapViewport member plus the repaint the operation
+// documents), Assign and the synthetic empty maps. Painting and the output forwarders are in
 // geo_map_output.cpp.
-#include <qvgeo/geomap/calib_internal.h>
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
+#include <qvgeo/support/math_services.h>
 #include <qvgeo/support/text.h>
 
 #include <algorithm>
@@ -18,9 +19,6 @@ namespace qv {
 
 namespace {
 
-// Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
-inline std::int32_t RoundI(double V) { return calib_detail::RoundPixelSaturated(V); }
-
 bool IsFile(const std::string& Name)
 {
     std::error_code ec;
@@ -31,9 +29,10 @@ bool IsFile(const std::string& Name)
 
 TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMapRenderCaches())
 {
-    FCache.AntiAlias = FAntiAlias;
+    FCache.AntiAlias = FLook.AntiAlias;
     InstallHooks();
     resize(500, 400);
+    FView.SetControlSize({width(), height()});
     setFocusPolicy(Qt::StrongFocus);
     ClearZoomHistory();
     InitMouse();
@@ -44,8 +43,8 @@ TGeoMap::~TGeoMap() = default;
 void TGeoMap::InstallHooks()
 {
     FCalib.ImageSizeHook = [this](std::int32_t& W, std::int32_t& H) {
-        W = FMapImgWidth;
-        H = FMapImgHeight;
+        W = FView.MapSize().cx;
+        H = FView.MapSize().cy;
     };
     FCalib.ImageNameHook = [this] { return FMapImgName; };
     FCalib.LoadImageHook = [this](const std::string& Name) { LoadImageFromHook(Name); };
@@ -73,7 +72,7 @@ void TGeoMap::RaiseError(std::string_view Text) const
 
 void TGeoMap::SetAntiAlias(bool Value)
 {
-    FAntiAlias = Value;
+    FLook.AntiAlias = Value;
     Paint();
 }
 
@@ -81,32 +80,32 @@ void TGeoMap::SetCacheMagLimit(double Value)
 {
     if (std::isnan(Value))
         return;
-    FCacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
-    if (2.0 / 3.0 > FMagnify)
+    FLook.CacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
+    if (2.0 / 3.0 > FView.Magnify())
         Paint();
 }
 
 void TGeoMap::SetColorBackGnd(TColor Value)
 {
-    FColorBakGnd = Value;
+    FLook.ColorBackGnd = Value;
     Paint();
 }
 
 void TGeoMap::SetColorFrame(TColor Value)
 {
-    FFrameColor = Value;
+    FLook.ColorFrame = Value;
     Paint();
 }
 
 void TGeoMap::SetColorGraticule(TColor Value)
 {
-    FColorGratLine = Value;
+    FLook.ColorGraticule = Value;
     Paint();
 }
 
 void TGeoMap::SetColorCalibPoints(TColor Value)
 {
-    FColorGratPoints = Value;
+    FLook.ColorCalibPoints = Value;
     Paint();
 }
 
@@ -119,15 +118,15 @@ void TGeoMap::SetConfinePanToMapImage(bool Value)
 
 void TGeoMap::SetEmptyMsg(const std::string& Value)
 {
-    FEmptyMsg = Value;
+    FLook.EmptyMsg = Value;
     Paint();
 }
 
 void TGeoMap::SetFrameStyle(TFrameStyle Value)
 {
-    if (Value == FFrameStyle)
+    if (Value == FLook.FrameStyle)
         return;
-    FFrameStyle = Value;
+    FLook.FrameStyle = Value;
     Paint();
 }
 
@@ -135,21 +134,21 @@ void TGeoMap::SetGratLineDist(double Value)
 {
     if (std::isnan(Value))
         return;
-    FGratLineDist = std::clamp(Value, 0.0, 60.0);
+    FLook.GratLineDist = std::clamp(Value, 0.0, 60.0);
     Paint();
 }
 
 void TGeoMap::SetUTMGridDist(std::int32_t Value)
 {
-    FUTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
+    FLook.UTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
     Paint();
 }
 
 void TGeoMap::SetShowGraticule(TShowGrat Value)
 {
-    if (Value == FShowGrat)
+    if (Value == FLook.ShowGraticule)
         return;
-    FShowGrat = Value;
+    FLook.ShowGraticule = Value;
     Paint();
 }
 
@@ -179,9 +178,9 @@ void TGeoMap::SetSuppressPaint(bool Value)
 
 void TGeoMap::SetRandSampleLimit(std::int32_t Value)
 {
-    if (Value < 1001 || Value == FLMRandSampleLimit)
+    if (Value < 1001 || Value == FLook.LMRandSampleLimit)
         return;
-    FLMRandSampleLimit = Value;
+    FLook.LMRandSampleLimit = Value;
     Paint();
 }
 
@@ -194,7 +193,7 @@ void TGeoMap::LoadImageFromHook(const std::string& Name)
         return;
     }
     FMapImgName.clear();
-    FMapImgWidth = FMapImgHeight = 0;
+    FView.SetMapSize({0, 0});
     FCache.Invalidate();
     Paint();
 }
@@ -217,7 +216,7 @@ void TGeoMap::SetMapImgName(const std::string& Name)
     if (!IsFile(load)) {
         FCache.Invalidate();
         FMapImgName.clear();
-        FMapImgWidth = FMapImgHeight = 0;
+        FView.SetMapSize({0, 0});
         Paint();
         return;
     }
@@ -246,15 +245,14 @@ void TGeoMap::SetMapImgName(const std::string& Name)
 void TGeoMap::TakeNewImage(const std::string& Name)
 {
     FMapImgName = Name;
-    FMapImgWidth = FGrafBmp.Width();
-    FMapImgHeight = FGrafBmp.Height();
-    if (std::int64_t{FMapImgWidth} * FMapImgHeight > DefaultMaxMapPixels)
+    FView.SetMapSize({FGrafBmp.Width(), FGrafBmp.Height()});
+    if (std::int64_t{MapWidth()} * MapHeight() > DefaultMaxMapPixels)
         FAuxBmp.SetSize(width(), height());  // a screen image of the whole map would only waste memory
     else
-        FAuxBmp.SetSize(FMapImgWidth, FMapImgHeight);
+        FAuxBmp.SetSize(MapWidth(), MapHeight());
     if (FPyramidStale)
         BuildPyramid();
-    FTopLeft = {0, 0};
+    FView.SetTopLeft({0, 0});
     Paint();
 }
 
@@ -293,7 +291,7 @@ void TGeoMap::SaveMap(const std::string& FileName, std::string_view Comment)
 
 void TGeoMap::ResizeMap(std::int32_t Size)
 {
-    const std::int32_t longer = std::max(FMapImgWidth, FMapImgHeight);
+    const std::int32_t longer = std::max(MapWidth(), MapHeight());
     if (longer > 0)
         ResizeMap(static_cast<double>(Size) / longer);
 }
@@ -301,19 +299,18 @@ void TGeoMap::ResizeMap(std::int32_t Size)
 void TGeoMap::ResizeMap(double Factor)
 {
     const std::int32_t w = FGrafBmp.Width(), h = FGrafBmp.Height();
-    const std::int32_t nw = RoundI(w * Factor), nh = RoundI(h * Factor);
+    const std::int32_t nw = RoundSaturated(w * Factor), nh = RoundSaturated(h * Factor);
     if (!(Factor > 0.0) || nw < 1 || nh < 1 || std::int64_t{nw} * nh > FMaxMapPixels)
         return;
     FCache.Invalidate();
     {
         THoldPaint hold(*this);
         TBitmap resized(nw, nh);
-        resized.StretchRect({0, 0, nw, nh}, FGrafBmp, {0, 0, w, h}, FAntiAlias ? smHalftone : smColorOnColor);
+        resized.StretchRect({0, 0, nw, nh}, FGrafBmp, {0, 0, w, h}, FLook.AntiAlias ? smHalftone : smColorOnColor);
         FGrafBmp = std::move(resized);
         FPyramidStale = true;
         // The new size is in place before the refit, so that the corners are those of the resized image.
-        FMapImgWidth = nw;
-        FMapImgHeight = nh;
+        FView.SetMapSize({nw, nh});
         FCalib.ScaleCalibPoints(Factor);
     }
     TakeNewImage(FMapImgName);
@@ -373,111 +370,78 @@ void TGeoMap::BuildPyramid()
     }
 }
 
-// ---- view ----------------------------------------------------------------------------------------------
+// ---- view (TMapViewport) ------------------------------------------------------------------------------
 
 void TGeoMap::SetMagnification(double Value)
 {
-    if (!(Value > 0.0) || !std::isfinite(Value))
-        return;
-    FMagnify = ClampMagnification(Value);
-    Paint();
+    if (FView.SetMagnify(Value))
+        Paint();
 }
 
 void TGeoMap::SetTopLeft(TPoint Value)
 {
-    FTopLeft = Value;
+    FView.SetTopLeft(TMapPixel(Value));
     Paint();
 }
 
 void TGeoMap::ZoomStateOnStack()
 {
-    if (ComponentState().Contains(csLoading))
-        return;
-    FZoomStack[FZStackPoi - 1] = {FTopLeft.X, FTopLeft.Y, FMagnify};
-    FZStackPoi = FZStackPoi == 16 ? 1 : FZStackPoi + 1;
+    if (!ComponentState().Contains(csLoading))
+        FView.PushView();
 }
 
 TgmZoomStackEntry TGeoMap::GetZoomStackEntry(std::int32_t n) const
 {
-    if (n < -15 || n > 0)
-        return {};
-    std::int32_t slot = FZStackPoi + n - 1;
-    if (slot < 1)
-        slot += 16;
-    return FZoomStack[slot - 1];
+    return FView.HistoryEntry(n);
 }
 
 void TGeoMap::ZoomHistory(std::int32_t n)
 {
-    if (n < -15 || n > 0)
-        return;
-    const TgmZoomStackEntry e = GetZoomStackEntry(n);
-    if (e.Left == 0 && e.Top == 0 && e.MagF == 0.0)
-        return;
-    FTopLeft = {e.Left, e.Top};
-    FMagnify = ClampMagnification(e.MagF);
-    Paint();
+    if (FView.RestoreView(n))
+        Paint();
 }
 
 void TGeoMap::ClearZoomHistory()
 {
-    FZoomStack.fill({});
-    FZStackPoi = 1;
+    FView.ClearHistory();
     ZoomStateOnStack();
 }
 
 void TGeoMap::PanMapToFillWindow()
 {
-    const double visW = width() / FMagnify, visH = height() / FMagnify;
-    if (FTopLeft.X > FMapImgWidth - visW)
-        FTopLeft.X = RoundI(FMapImgWidth - visW);
-    if (FTopLeft.Y > FMapImgHeight - visH)
-        FTopLeft.Y = RoundI(FMapImgHeight - visH);
-    FTopLeft.X = std::max(FTopLeft.X, 0);
-    FTopLeft.Y = std::max(FTopLeft.Y, 0);
+    SizedView().Confine();
 }
 
 void TGeoMap::BringMapPixelToCenter(TPoint P)
 {
-    FTopLeft = {RoundI(P.X - static_cast<double>(RoundI(width() / FMagnify / 2))),
-                RoundI(P.Y - static_cast<double>(RoundI(height() / FMagnify / 2)))};
-    PanMapToFillWindow();
+    SizedView().CentreOn(TMapPixel(P));
     Paint();
 }
 
 void TGeoMap::BringLocationToCenter(double Lat, double Long)
 {
-    std::int32_t x = 0, y = 0;
-    if (!FCalib.CalcPixelCoords(Lat, Long, x, y))
+    TMapPixel p;
+    if (!FCalib.CalcPixelCoords(Lat, Long, p.X, p.Y))
         return;
-    const double hx = RoundI(width() / FMagnify / 2), hy = RoundI(height() / FMagnify / 2);
-    double left = x - hx, top = y - hy;
-    left = std::max(std::min(left, FMapImgWidth - 2 * hx), 0.0);
-    top = std::max(std::min(top, FMapImgHeight - 2 * hy), 0.0);
-    FTopLeft = {RoundI(left), RoundI(top)};
+    SizedView().CentreOnWithin(p);
     Paint();
 }
 
 void TGeoMap::ZoomFitPage()
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
-        return;
     // A control of no width or height (an atlas lower than its panel) gets the smallest magnification, not 0.
-    FMagnify = ClampMagnification(
-        std::min(static_cast<double>(width()) / FMapImgWidth, static_cast<double>(height()) / FMapImgHeight));
-    SetTopLeft({0, 0});
+    if (SizedView().FitPage())
+        SetTopLeft({0, 0});
 }
 
 TPoint TGeoMap::ControlToMapImage(TPoint P) const
 {
-    return {RoundI(RoundI(P.X / FMagnify) + static_cast<double>(FTopLeft.X)),
-            RoundI(RoundI(P.Y / FMagnify) + static_cast<double>(FTopLeft.Y))};
+    return FView.ControlToMapImage(TControlPixel(P)).Point();
 }
 
 TPoint TGeoMap::MapImageToControl(TPoint P) const
 {
-    return {RoundI((static_cast<double>(P.X) - FTopLeft.X) * FMagnify),
-            RoundI((static_cast<double>(P.Y) - FTopLeft.Y) * FMagnify)};
+    return FView.MapImageToControl(TMapPixel(P)).Point();
 }
 
 double TGeoMap::GetLastMClickLatitude() const
@@ -516,23 +480,16 @@ void TGeoMap::Assign(const TGeoMap& Source)
         THoldPaint hold(*this);
         FAuxBmp = Source.FAuxBmp;
         FCache = Source.FCache;
-        FCacheMagLimit = Source.FCacheMagLimit;
         FLandMarks.AssignLandMarks(Source.FLandMarks);
-        FColorBakGnd = Source.FColorBakGnd;
-        FFrameStyle = Source.FFrameStyle;
-        FFrameColor = Source.FFrameColor;
-        FColorGratLine = Source.FColorGratLine;
-        FColorGratPoints = Source.FColorGratPoints;
-        FColBlackLine = Source.FColBlackLine;
-        FColGrayLine = Source.FColGrayLine;
-        FColWhiteLine = Source.FColWhiteLine;
-        FEmptyMsg = Source.FEmptyMsg;
+        // Colours, frame style, EmptyMsg, sample limit, graticule, anti-alias, cache limit.
+        FLook = Source.FLook;
         FLButtonWasDown = Source.FLButtonWasDown;
-        FLMRandSampleLimit = Source.FLMRandSampleLimit;
         FMapImgName = Source.FMapImgName;
-        FMapImgWidth = Source.FMapImgWidth;
-        FMapImgHeight = Source.FMapImgHeight;
-        FMagnify = Source.FMagnify;
+        // Image size, magnification, TopLeft and the zoom history with its write position (a position
+        // without its entries would point into a different history); the control size stays this one's.
+        const TSize control = FView.ControlSize();
+        FView = Source.FView;
+        FView.SetControlSize(control);
         FZoomState = Source.FZoomState;
         FMouseBoxState = Source.FMouseBoxState;
         FMouseBoxX1 = Source.FMouseBoxX1;
@@ -543,18 +500,9 @@ void TGeoMap::Assign(const TGeoMap& Source)
         FWindOldCornerY = Source.FWindOldCornerY;
         FWindAnchorX = Source.FWindAnchorX;
         FWindAnchorY = Source.FWindAnchorY;
-        FShowGrat = Source.FShowGrat;
-        FTopLeft = Source.FTopLeft;
         FCalib.AssignCalibration(Source.FCalib);  // model, data, fit, removed points, FCalDatName
-        FAntiAlias = Source.FAntiAlias;
-        FGratLineDist = Source.FGratLineDist;
-        FUTMGridDist = Source.FUTMGridDist;
         FTopLeftXAnchor = Source.FTopLeftXAnchor;
         FTopLeftYAnchor = Source.FTopLeftYAnchor;
-        // The history's entries travel with its write position: a position without its entries would
-        // point into a different history.
-        FZoomStack = Source.FZoomStack;
-        FZStackPoi = Source.FZStackPoi;
         MouseAnchorX = Source.MouseAnchorX;
         MouseAnchorY = Source.MouseAnchorY;
         FMouseAction = Source.FMouseAction;

@@ -33,6 +33,7 @@
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/map_output.h>
 #include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
@@ -156,29 +157,29 @@ public:
     // ---- published properties ----
     bool AllowPan() const { return FMouseAction == maPan; }
     void SetAllowPan(bool Value) { SetMouseAction(Value ? maPan : maNone); }
-    bool AntiAlias() const { return FAntiAlias; }
+    bool AntiAlias() const { return FLook.AntiAlias; }
     void SetAntiAlias(bool Value);
     TCalibModel CalibModel() const { return FCalib.CalibModel(); }
     void SetCalibModel(TCalibModel Value) { FCalib.SetCalibModel(Value); }
-    double CacheMagLimit() const { return FCacheMagLimit; }
+    double CacheMagLimit() const { return FLook.CacheMagLimit; }
     void SetCacheMagLimit(double Value);  // clamped to [0, 2/3]
-    TColor ColorBackGnd() const { return FColorBakGnd; }
+    TColor ColorBackGnd() const { return FLook.ColorBackGnd; }
     void SetColorBackGnd(TColor Value);
-    TColor ColorFrame() const { return FFrameColor; }  // the colour of the empty-map message
+    TColor ColorFrame() const { return FLook.ColorFrame; }  // the colour of the empty-map message
     void SetColorFrame(TColor Value);
-    TColor ColorGraticule() const { return FColorGratLine; }
+    TColor ColorGraticule() const { return FLook.ColorGraticule; }
     void SetColorGraticule(TColor Value);
-    TColor ColorCalibPoints() const { return FColorGratPoints; }
+    TColor ColorCalibPoints() const { return FLook.ColorCalibPoints; }
     void SetColorCalibPoints(TColor Value);
     bool ConfinePanToMapImage() const { return FConfinePan; }
     void SetConfinePanToMapImage(bool Value);  // true confines at once, without a repaint
-    const std::string& EmptyMsg() const { return FEmptyMsg; }
+    const std::string& EmptyMsg() const { return FLook.EmptyMsg; }
     void SetEmptyMsg(const std::string& Value);
-    TFrameStyle FrameStyle() const { return FFrameStyle; }
+    TFrameStyle FrameStyle() const { return FLook.FrameStyle; }
     void SetFrameStyle(TFrameStyle Value);
-    double GratLineDist() const { return FGratLineDist; }
+    double GratLineDist() const { return FLook.GratLineDist; }
     void SetGratLineDist(double Value);  // degrees, clamped to [0, 60]; 0 = automatic
-    std::int32_t UTMGridDist() const { return FUTMGridDist; }
+    std::int32_t UTMGridDist() const { return FLook.UTMGridDist; }
     void SetUTMGridDist(std::int32_t Value);  // metres, clamped to [0, 10000000]; 0 = automatic
     std::int32_t UTMZone() const { return FCalib.UTMZone(); }
     void SetUTMZone(std::int32_t Value) { FCalib.SetUTMZone(Value); }  // 1..60, others ignored
@@ -186,7 +187,7 @@ public:
     void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
     TMouseActMode MouseAction() const { return FMouseAction; }
     void SetMouseAction(TMouseActMode Value);  // a plain store (and the mode's cursor, see ModeCursor)
-    TShowGrat ShowGraticule() const { return FShowGrat; }
+    TShowGrat ShowGraticule() const { return FLook.ShowGraticule; }
     void SetShowGraticule(TShowGrat Value);
     // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
     std::int64_t MaxMapPixels() const { return FMaxMapPixels; }
@@ -259,8 +260,8 @@ public:
     bool RenameMapImg(const std::string& NewName);
     // Writes the calibration (".xml", naming the image without a directory) and the image (".jpg").
     void SaveMap(const std::string& FileName, std::string_view Comment);
-    std::int32_t MapWidth() const { return FMapImgWidth; }
-    std::int32_t MapHeight() const { return FMapImgHeight; }
+    std::int32_t MapWidth() const { return FView.MapSize().cx; }
+    std::int32_t MapHeight() const { return FView.MapSize().cy; }
     const TBitmap& GrafBmp() const { return FGrafBmp; }
     // Resamples the map so that its longer side becomes Size pixels.
     void ResizeMap(std::int32_t Size);
@@ -270,11 +271,11 @@ public:
     const TBitmap* PyramidLevel(int Level) const;
 
     // ---- view ----
-    double Magnification() const { return FMagnify; }
+    double Magnification() const { return FView.Magnify(); }
     // TopLeft is kept. Clamped to [MinMagnification, MaxMagnification]; NaN, infinite and non-positive
     // values are ignored.
     void SetMagnification(double Value);
-    TPoint TopLeft() const { return FTopLeft; }
+    TPoint TopLeft() const { return FView.TopLeft().Point(); }
     void SetTopLeft(TPoint Value);  // no confinement
     void ZoomStateOnStack();
     TgmZoomStackEntry GetZoomStackEntry(std::int32_t n) const;  // n = -15..0, 0 the newest
@@ -292,7 +293,7 @@ public:
     void SetMapCaption(std::string Value) { FCalib.SetMapCaption(std::move(Value)); }  // no repaint
     bool SuppressPaint() const { return FSuppressPaint; }
     void SetSuppressPaint(bool Value);
-    std::int32_t RandSampleLimit() const { return FLMRandSampleLimit; }
+    std::int32_t RandSampleLimit() const { return FLook.LMRandSampleLimit; }
     void SetRandSampleLimit(std::int32_t Value);  // taken only when >= 1001
     double GetLastMClickLatitude() const;
     double GetLastMClickLongitude() const;
@@ -305,6 +306,13 @@ public:
     void ConstructInternalMapImg();
     const TBitmap& AuxBmp() const { return FAuxBmp; }
     const TMapImageCache& ImageCache() const { return FCache; }
+    // What the view shows and how it is drawn, as RenderMapView takes them (read-only: the setters above
+    // change them, with the repaint and the events they document).
+    const TMapViewport& Viewport() const { return FView; }
+    const TMapAppearance& Appearance() const { return FLook; }
+    // The map image, its pyramid, the calibration and the landmarks as RenderMapView takes them; valid
+    // until the next change of the map.
+    TMapSources RenderSources() const;
     // The frame the widget shows: AuxBmp at ratio 1, the device-resolution frame above 1.
     const TBitmap& ScreenFrame() const;
     double EffectivePixelRatio() const;
@@ -520,7 +528,7 @@ public:
     TPoint LastMClickPos() const { return {FLastMClickPosX, FLastMClickPosY}; }
     void SetLastMClickPos(TPoint P) { FLastMClickPosX = P.X; FLastMClickPosY = P.Y; }
     TPoint LastMMousePos() const { return {FLastMMousePosX, FLastMMousePosY}; }
-    std::int32_t ZStackPoi() const { return FZStackPoi; }
+    std::int32_t ZStackPoi() const { return FView.HistoryPos(); }
 
 protected:
     // The mouse handlers. Each fires the matching On... event through TCustomControl's handler. When one of
@@ -568,11 +576,14 @@ private:
     // After a new picture was accepted: name, size, AuxBmp, pyramid, TopLeft (0, 0), repaint.
     void TakeNewImage(const std::string& Name);
     void BuildPyramid();
-    void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
+    // The render events bound to this map as the sender.
+    TMapRenderEvents RenderEvents();
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
+    TOutputRenderer OutputRenderer();  // RenderOutput, for the printing functions
     void BuildScreenFrame();
-    void ZoomAboutCentre(double Factor);
+    // The viewport with the control's current size (a hidden widget is resized without a resize event).
+    TMapViewport& SizedView();
     void InitMouse();
     void MouseDownBody(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y);
     void MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y);
@@ -587,38 +598,26 @@ private:
     // The view state, in the documented order where it has one.
     TBitmap FAuxBmp;
     TMapImageCache FCache;  // FImgCache, FCacheMag, FCacheAA
-    double FCacheMagLimit = 2.0 / 3.0;
-    TColor FColorBakGnd = 0xC0C0C0;
-    TFrameStyle FFrameStyle = fsLowered;
-    TColor FFrameColor = 0x000000;
-    TColor FColorGratLine = 0xFF0000;
-    TColor FColorGratPoints = 0x0000FF;
-    TColor FColBlackLine = 0x000000, FColGrayLine = 0x808080, FColWhiteLine = 0xFFFFFF;
-    std::string FEmptyMsg = "GeoMap: empty";
+    // FCacheMagLimit, the colours, FFrameStyle, FEmptyMsg, FLMRandSampleLimit, FShowGrat, FAntiAlias,
+    // FGratLineDist, FUTMGridDist.
+    TMapAppearance FLook;
     bool FLButtonWasDown = false;
-    std::int32_t FLMRandSampleLimit = 20000;
     std::string FMapImgName;
-    std::int32_t FMapImgWidth = 0, FMapImgHeight = 0;
-    double FMagnify = 1.0;
+    // FMagnify, FTopLeft, the image size (FMapImgWidth, FMapImgHeight), the control size, the zoom
+    // history (FZoomStack, FZStackPoi).
+    TMapViewport FView;
     TZoomState FZoomState = 0;
     TMouseBoxState FMouseBoxState = 0;
     std::int32_t FMouseBoxX1 = 0, FMouseBoxX2 = 0, FMouseBoxY1 = 0, FMouseBoxY2 = 0;
     std::int32_t FWindOldCornerX = 0, FWindOldCornerY = 0, FWindAnchorX = 0, FWindAnchorY = 0;
-    TShowGrat FShowGrat = sgNone;
-    TPoint FTopLeft;
     bool FSuppressPaint = false;
     bool FConfinePan = true;
     TMouseActMode FMouseAction = maPan;
     bool FRubberBandOn = false, FSelectRectOn = false;
     std::int32_t FRubberBAnchorX = 0, FRubberBAnchorY = 0, FRubberBandOldX = 0, FRubberBandOldY = 0;
-    bool FAntiAlias = true;
-    double FGratLineDist = 0.0;
-    std::int32_t FUTMGridDist = 0;
     TMapCalibration FCalib;      // FCalibData, FCalibModel, the fitted sets, FCalDatName
     TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
     std::int32_t FTopLeftXAnchor = 0, FTopLeftYAnchor = 0;
-    std::array<TgmZoomStackEntry, 16> FZoomStack{};
-    std::int32_t FZStackPoi = 1;
     std::int32_t MouseAnchorX = 0, MouseAnchorY = 0;
     std::int32_t FLastMClickPosX = 0, FLastMClickPosY = 0;
     std::int32_t FLastMMousePosX = 0, FLastMMousePosY = 0;
@@ -648,7 +647,7 @@ private:
     private:
         int& FCounter;
     };
-    TSize FOutputSize;          // the output bitmap's size while CopyToBMP renders, else 0 x 0
+    bool FRenderingOutput = false;  // CopyToBMP is rendering: FView is the output's
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
     // The calibration file being read (images are looked for beside it), and whether its image load was

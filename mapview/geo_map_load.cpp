@@ -90,10 +90,10 @@ std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
     s->PyramidStale = FPyramidStale;
     s->Cache = FCache;
     s->MapImgName = FMapImgName;
-    s->MapImgWidth = FMapImgWidth;
-    s->MapImgHeight = FMapImgHeight;
-    s->TopLeft = FTopLeft;
-    s->Magnify = FMagnify;
+    s->MapImgWidth = MapWidth();
+    s->MapImgHeight = MapHeight();
+    s->TopLeft = TopLeft();
+    s->Magnify = Magnification();
     return s;
 }
 
@@ -106,10 +106,9 @@ void TGeoMap::RestoreView(TViewSnapshot& Snapshot)
     FPyramidStale = Snapshot.PyramidStale;
     FCache = std::move(Snapshot.Cache);
     FMapImgName = std::move(Snapshot.MapImgName);
-    FMapImgWidth = Snapshot.MapImgWidth;
-    FMapImgHeight = Snapshot.MapImgHeight;
-    FTopLeft = Snapshot.TopLeft;
-    FMagnify = Snapshot.Magnify;
+    FView.SetMapSize({Snapshot.MapImgWidth, Snapshot.MapImgHeight});
+    FView.SetTopLeft(TMapPixel(Snapshot.TopLeft));
+    FView.SetMagnify(Snapshot.Magnify);
 }
 
 bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>& Read)

@@ -304,28 +304,21 @@ void TGeoMap::MouseMoveBody(TShiftState Shift, std::int32_t X, std::int32_t Y)
             // The first move of a drag anchors it.
             MouseAnchorX = X;
             MouseAnchorY = Y;
-            FTopLeftXAnchor = FTopLeft.X;
-            FTopLeftYAnchor = FTopLeft.Y;
+            FTopLeftXAnchor = TopLeft().X;
+            FTopLeftYAnchor = TopLeft().Y;
             FLButtonWasDown = true;
         } else if (X >= 0 && X <= W && Y >= 0 && Y <= H) {
             if (FMouseAction != maDragZoom) {
-                if (FMouseAction != maPanVert)
-                    FTopLeft.X = RoundI(FTopLeftXAnchor + static_cast<double>(RoundI((MouseAnchorX - X) / FMagnify)));
-                if (FMouseAction != maPanHoriz)
-                    FTopLeft.Y = RoundI(FTopLeftYAnchor + static_cast<double>(RoundI((MouseAnchorY - Y) / FMagnify)));
+                SizedView().PanFrom({FTopLeftXAnchor, FTopLeftYAnchor}, {MouseAnchorX, MouseAnchorY}, {X, Y},
+                                    FMouseAction != maPanVert, FMouseAction != maPanHoriz);
                 if (FConfinePan)
                     PanMapToFillWindow();
             } else {
-                const std::int32_t cx = FTopLeft.X + RoundI(W / FMagnify / 2);
-                const std::int32_t cy = FTopLeft.Y + RoundI(H / FMagnify / 2);
                 // Deliberately not re-anchored: holding the pointer away from the anchor keeps zooming.
                 const double factor = 1.0 - ((static_cast<double>(MouseAnchorX) - X) / W * 0.05 -
                                              (static_cast<double>(MouseAnchorY) - Y) / H);
-                if (factor > 0.0 && std::isfinite(factor)) {
-                    FMagnify = ClampMagnification(FMagnify * factor);
-                    FTopLeft = {RoundI(cx - static_cast<double>(RoundI(W / FMagnify / 2))),
-                                RoundI(cy - static_cast<double>(RoundI(H / FMagnify / 2)))};
-                }
+                if (factor > 0.0 && std::isfinite(factor))
+                    SizedView().ZoomAboutCentre(factor);
             }
             Paint();
             DoZoomPanEvent();
@@ -388,16 +381,9 @@ void TGeoMap::MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X
 
     if (FMouseAction == maZoomWindow && FZoomState == 1) {
         XorFigure(mfBox, FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY);
-        const TPoint p1 = ControlToMapImage({std::min(FWindAnchorX, FWindOldCornerX), std::min(FWindAnchorY, FWindOldCornerY)});
-        const TPoint p2 = ControlToMapImage({std::max(FWindAnchorX, FWindOldCornerX), std::max(FWindAnchorY, FWindOldCornerY)});
-        // 64-bit sides: map pixels near the 32-bit limits must not overflow.
-        const std::int64_t dx = std::int64_t{p2.X} - p1.X, dy = std::int64_t{p2.Y} - p1.Y;
         FZoomState = 0;
-        if (dx != 0 && dy != 0 && !withinTolerance(FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY)) {
-            // The box's longer side in map pixels decides, whatever the control's shape.
-            FMagnify = ClampMagnification(dx > dy ? width() / static_cast<double>(dx) : height() / static_cast<double>(dy));
-            FTopLeft = {RoundI((static_cast<double>(p1.X) + p2.X - width() / FMagnify) / 2),
-                        RoundI((static_cast<double>(p1.Y) + p2.Y - height() / FMagnify) / 2)};
+        if (!withinTolerance(FWindAnchorX, FWindAnchorY, FWindOldCornerX, FWindOldCornerY) &&
+            SizedView().ZoomToBox({FWindAnchorX, FWindAnchorY}, {FWindOldCornerX, FWindOldCornerY})) {
             Paint();
             DoZoomPanEvent();
         }
@@ -415,13 +401,10 @@ void TGeoMap::MouseUpBody(TMouseButton Button, TShiftState Shift, std::int32_t X
 
 void TGeoMap::ZoomAtPoint(double X, double Y, double Factor)
 {
-    if (FMapImgWidth <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
+    if (MapWidth() <= 0 || !(Factor > 0.0) || !std::isfinite(Factor))
         return;
-    const double mag = ClampMagnification(std::clamp(FMagnify * Factor, MinGestureMag, MaxGestureMag));
     // The map point under (X, Y), kept there.
-    const double mx = FTopLeft.X + X / FMagnify, my = FTopLeft.Y + Y / FMagnify;
-    FMagnify = mag;
-    FTopLeft = {RoundI(mx - X / mag), RoundI(my - Y / mag)};
+    SizedView().ZoomAboutPoint(X, Y, std::clamp(Magnification() * Factor, MinGestureMag, MaxGestureMag));
     if (FConfinePan)
         PanMapToFillWindow();
     Paint();
@@ -432,7 +415,7 @@ bool TGeoMap::MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint Mous
 {
     if (TCustomControl::MouseWheel(Shift, WheelDelta, MousePos))
         return true;
-    if (!FWheelZoom || WheelDelta == 0 || FMapImgWidth <= 0)
+    if (!FWheelZoom || WheelDelta == 0 || MapWidth() <= 0)
         return false;
     ZoomAtPoint(MousePos.X, MousePos.Y, std::pow(1.25, WheelDelta / 120.0));
     ZoomStateOnStack();

@@ -1,13 +1,12 @@
-// TGeoMap: painting (the render state handed to RenderMapView, the widget's copy of AuxBmp, the
-// device-resolution frame of high-density screens), the keyboard, and output to the clipboard, a bitmap
-// and a printer.
-#include <qvgeo/geomap/calib_internal.h>
+// TGeoMap: painting (the viewport, sources and appearance handed to RenderMapView, the widget's copy of
+// AuxBmp, the device-resolution frame of high-density screens), the keyboard, and the forwarders of the
+// output to the clipboard, a bitmap and a printer (map_output.h).
 #include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/mapview/map_output.h>
 
 #include <qvgeo/platform/clipboard.h>
 
 #include <QKeyEvent>
-#include <QPaintDevice>
 #include <QPainter>
 #include <QPrinter>
 
@@ -18,47 +17,41 @@ namespace qv {
 
 // ---- painting ------------------------------------------------------------------------------------------
 
-void TGeoMap::FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft,
-                              double Magnify)
+TMapSources TGeoMap::RenderSources() const
 {
-    State.Width = W;
-    State.Height = H;
-    State.Designing = ComponentState().Contains(csDesigning);
+    TMapSources s;
+    s.MapImgName = FMapImgName;
+    s.GrafBmp = &FGrafBmp;
+    for (std::size_t i = 0; i < FPyramid.size(); ++i)
+        s.PyramidLevels[i] = FPyramid[i].Empty() ? nullptr : &FPyramid[i];
+    s.CalibData = &FCalib.CalibData();
+    s.Fit = &FCalib.Fit();
+    s.LandMarks = &FLandMarks;
+    s.Designing = ComponentState().Contains(csDesigning);
     // "Visible" is the control's own visibility, not whether a window shows it: a control nobody hid
     // draws its map even before its window appears (tests and off-screen rendering rely on that).
-    State.Visible = !isHidden() || !testAttribute(Qt::WA_WState_ExplicitShowHide);
-    State.MapImgName = FMapImgName;
-    State.GrafBmp = &FGrafBmp;
-    for (std::size_t i = 0; i < FPyramid.size(); ++i)
-        State.PyramidLevels[i] = FPyramid[i].Empty() ? nullptr : &FPyramid[i];
-    State.Magnify = Magnify;
-    State.TopLeft = TopLeft;
-    State.AntiAlias = FAntiAlias;
-    State.CacheMagLimit = FCacheMagLimit;
-    State.ColorBackGnd = FColorBakGnd;
-    State.ColorFrame = FFrameColor;
-    State.ColorGraticule = FColorGratLine;
-    State.ColorCalibPoints = FColorGratPoints;
-    State.ColBlackLine = FColBlackLine;
-    State.ColGrayLine = FColGrayLine;
-    State.ColWhiteLine = FColWhiteLine;
-    State.FrameStyle = FFrameStyle;
-    State.EmptyMsg = FEmptyMsg;
-    State.ShowGraticule = FShowGrat;
-    State.GratLineDist = FGratLineDist;
-    State.UTMGridDist = FUTMGridDist;
-    State.CalibData = &FCalib.CalibData();
-    State.Fit = &FCalib.Fit();
-    State.LandMarks = &FLandMarks;
-    State.LMRandSampleLimit = FLMRandSampleLimit;
+    s.Visible = !isHidden() || !testAttribute(Qt::WA_WState_ExplicitShowHide);
+    return s;
+}
+
+TMapRenderEvents TGeoMap::RenderEvents()
+{
+    TMapRenderEvents e;
     if (OnBeforeRenderData)
-        State.OnBeforeRenderData = [this](TCanvas& C) { OnBeforeRenderData(*this, C); };
+        e.OnBeforeRenderData = [this](TCanvas& C) { OnBeforeRenderData(*this, C); };
     if (OnDrawLandmark)
-        State.OnDrawLandmark = [this](bool& Handled, TCanvas& C, TPoint P, const TLandMark& L) {
+        e.OnDrawLandmark = [this](bool& Handled, TCanvas& C, TPoint P, const TLandMark& L) {
             OnDrawLandmark(*this, Handled, C, P, L);
         };
     if (OnDataRendered)
-        State.OnDataRendered = [this](TCanvas& C) { OnDataRendered(*this, C); };
+        e.OnDataRendered = [this](TCanvas& C) { OnDataRendered(*this, C); };
+    return e;
+}
+
+TMapViewport& TGeoMap::SizedView()
+{
+    FView.SetControlSize({width(), height()});
+    return FView;
 }
 
 double TGeoMap::EffectivePixelRatio() const
@@ -68,21 +61,22 @@ double TGeoMap::EffectivePixelRatio() const
 
 void TGeoMap::ConstructInternalMapImg()
 {
-    // The state is filled from a snapshot of the calibration: a handler that edits the calibration while
-    // the frame is drawn replaces the fit, never the copy the renderer reads.
+    // The renderer reads a snapshot of the calibration: a handler that edits the calibration while the
+    // frame is drawn replaces the fit, never the copy the renderer reads.
     const TCalibFit fit = FCalib.Fit();
     const TCalibData data = FCalib.CalibData();
-    TMapRenderState s;
-    FillRenderState(s, width(), height(), FTopLeft, FMagnify);
+    TMapSources s = RenderSources();
     s.Fit = &fit;
     s.CalibData = &data;
-    const bool hiDpi = EffectivePixelRatio() > 1.0;
+    TMapRenderEvents events = RenderEvents();
+    SizedView().SetPixelRatio(EffectivePixelRatio());
+    const bool hiDpi = FView.PixelRatio() > 1.0;
     FMapOnlyValid = false;
     if (hiDpi) {
         // Keep what the frame looks like before anything is drawn over the map: the device-resolution
         // frame takes everything else from AuxBmp.
-        auto user = std::move(s.OnBeforeRenderData);
-        s.OnBeforeRenderData = [this, user](TCanvas& C) {
+        auto user = std::move(events.OnBeforeRenderData);
+        events.OnBeforeRenderData = [this, user](TCanvas& C) {
             // A deep copy: a shared picture would let row pointers the renderer keeps write into it.
             FMapOnly = TBitmap(C.Bitmap().Image().copy(0, 0, width(), height()));
             FMapOnlyValid = true;
@@ -90,7 +84,7 @@ void TGeoMap::ConstructInternalMapImg()
                 user(C);
         };
     }
-    RenderMapView(s, FAuxBmp, FCache, FRenderCaches.get());
+    RenderMapView(FView, s, FLook, FAuxBmp, FCache, FRenderCaches.get(), events);
     FFrameBuilt = true;
     if (hiDpi)
         BuildScreenFrame();
@@ -106,36 +100,39 @@ void TGeoMap::Paint()
 
 void TGeoMap::BuildScreenFrame()
 {
-    const double r = EffectivePixelRatio();
-    const std::int32_t W = width(), H = height();
+    const double r = FView.PixelRatio();
+    const std::int32_t W = FView.ControlSize().cx, H = FView.ControlSize().cy;
+    const double mag = FView.Magnify();
+    const TMapPixel tl = FView.TopLeft();
+    const std::int32_t mapW = FView.MapSize().cx, mapH = FView.MapSize().cy;
     const std::int32_t Wd = static_cast<std::int32_t>(std::ceil(W * r)), Hd = static_cast<std::int32_t>(std::ceil(H * r));
     if (FScreenBmp.Width() != Wd || FScreenBmp.Height() != Hd)
         FScreenBmp = TBitmap(Wd, Hd);
-    FScreenBmp.Fill(FColorBakGnd);
+    FScreenBmp.Fill(FLook.ColorBackGnd);
     if (FMapOnlyValid && !FGrafBmp.Empty()) {
         // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
-        const double x0 = std::max<double>(FTopLeft.X, 0.0), y0 = std::max<double>(FTopLeft.Y, 0.0);
-        const double x1 = std::min<double>(FTopLeft.X + W / FMagnify, FMapImgWidth);
-        const double y1 = std::min<double>(FTopLeft.Y + H / FMagnify, FMapImgHeight);
+        const double x0 = std::max<double>(tl.X, 0.0), y0 = std::max<double>(tl.Y, 0.0);
+        const double x1 = std::min<double>(tl.X + W / mag, mapW);
+        const double y1 = std::min<double>(tl.Y + H / mag, mapH);
         if (x1 > x0 && y1 > y0) {
-            const double k = FMagnify * r;  // device pixels per map pixel
+            const double k = mag * r;  // device pixels per map pixel
             // The smallest pyramid level that still has at least one pixel per device pixel.
             const TBitmap* src = &FGrafBmp;
             double scale = 1.0;
             for (const TBitmap& level : FPyramid) {
-                const double ls = static_cast<double>(level.Width()) / FMapImgWidth;
+                const double ls = static_cast<double>(level.Width()) / mapW;
                 if (level.Empty() || ls < k)
                     break;
                 src = &level;
                 scale = ls;
             }
-            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - FTopLeft.X) * k)),
-                            static_cast<std::int32_t>(std::lround((y0 - FTopLeft.Y) * k)),
-                            static_cast<std::int32_t>(std::lround((x1 - FTopLeft.X) * k)),
-                            static_cast<std::int32_t>(std::lround((y1 - FTopLeft.Y) * k))};
+            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y0 - tl.Y) * k)),
+                            static_cast<std::int32_t>(std::lround((x1 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
             const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
                              static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
-            FScreenBmp.StretchRect(dst, *src, from, FAntiAlias ? smHalftone : smColorOnColor);
+            FScreenBmp.StretchRect(dst, *src, from, FLook.AntiAlias ? smHalftone : smColorOnColor);
         }
     }
     // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each
@@ -187,6 +184,7 @@ void TGeoMap::paintEvent(QPaintEvent*)
 void TGeoMap::resizeEvent(QResizeEvent* Event)
 {
     TCustomControl::resizeEvent(Event);
+    FView.SetControlSize({width(), height()});
     Guarded([this] { Paint(); });
 }
 
@@ -198,33 +196,23 @@ void TGeoMap::showEvent(QShowEvent* Event)
 
 // ---- keyboard ------------------------------------------------------------------------------------------
 
-void TGeoMap::ZoomAboutCentre(double Factor)
-{
-    const double cx = FTopLeft.X + std::nearbyint(width() / FMagnify / 2);
-    const double cy = FTopLeft.Y + std::nearbyint(height() / FMagnify / 2);
-    FMagnify = ClampMagnification(FMagnify * Factor);
-    // Saturated: far out a view's corner may lie beyond the 32-bit pixel range.
-    FTopLeft = {calib_detail::RoundPixelSaturated(cx - std::nearbyint(width() / FMagnify / 2)),
-                calib_detail::RoundPixelSaturated(cy - std::nearbyint(height() / FMagnify / 2))};
-}
-
 void TGeoMap::keyPressEvent(QKeyEvent* Event)
 {
-    if (!FKeyboardNavigation || FMapImgWidth <= 0) {
+    if (!FKeyboardNavigation || MapWidth() <= 0) {
         TCustomControl::keyPressEvent(Event);
         return;
     }
-    const std::int32_t stepX = std::max(1, calib_detail::RoundPixelSaturated(width() / FMagnify / 8));
-    const std::int32_t stepY = std::max(1, calib_detail::RoundPixelSaturated(height() / FMagnify / 8));
+    TMapViewport& view = SizedView();
+    const TMapOffset step = view.PanStep(8);
     bool fit = false;
     switch (Event->key()) {
-    case Qt::Key_Left: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) - stepX); break;
-    case Qt::Key_Right: FTopLeft.X = calib_detail::RoundPixelSaturated(double(FTopLeft.X) + stepX); break;
-    case Qt::Key_Up: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) - stepY); break;
-    case Qt::Key_Down: FTopLeft.Y = calib_detail::RoundPixelSaturated(double(FTopLeft.Y) + stepY); break;
+    case Qt::Key_Left: view.PanBy({-step.DX, 0}); break;
+    case Qt::Key_Right: view.PanBy({step.DX, 0}); break;
+    case Qt::Key_Up: view.PanBy({0, -step.DY}); break;
+    case Qt::Key_Down: view.PanBy({0, step.DY}); break;
     case Qt::Key_Plus:
-    case Qt::Key_Equal: ZoomAboutCentre(1.25); break;
-    case Qt::Key_Minus: ZoomAboutCentre(1.0 / 1.25); break;
+    case Qt::Key_Equal: view.ZoomAboutCentre(1.25); break;
+    case Qt::Key_Minus: view.ZoomAboutCentre(1.0 / 1.25); break;
     case Qt::Key_Home: fit = true; break;
     default: TCustomControl::keyPressEvent(Event); return;
     }
@@ -242,61 +230,16 @@ void TGeoMap::keyPressEvent(QKeyEvent* Event)
     });
 }
 
-// ---- clipboard and bitmaps -----------------------------------------------------------------------------
+// ---- clipboard, bitmaps and printers (map_output.h) ---------------------------------------------------
 
 void TGeoMap::CopyToClipboard()
 {
-    const std::int32_t W = width(), H = height();
-    TBitmap bmp(W, H);
-    bmp.CopyRect(0, 0, FAuxBmp, {0, 0, W - 2, H - 2});
-    TCanvas& c = bmp.Canvas();
-    c.Pen = TPen{};
-    const TPoint path[] = {{1, 1}, {W - 2, 1}, {W - 2, H - 2}, {1, H - 2}, {1, 1}};
-    c.Polyline(path);
-    CopyBitmapToClipboard(bmp);
+    CopyBitmapToClipboard(ClipboardCopy(FAuxBmp, {width(), height()}));
 }
-
-namespace {
-
-// The view of a map while CopyToBMP renders: TopLeft, magnification and frame size are the output's, and
-// paints are held. The destructor puts the view back whatever the handlers did to it meanwhile.
-class TOutputView {
-public:
-    TOutputView(TPoint& TopLeft, double& Magnify, TSize& FrameSize, int& HoldPaint, TPoint OutTopLeft,
-                double OutMagnify, TSize OutSize)
-        : FTopLeft(TopLeft), FMagnify(Magnify), FFrameSize(FrameSize), FHoldPaint(HoldPaint),
-          FSavedTopLeft(TopLeft), FSavedMagnify(Magnify), FSavedSize(FrameSize)
-    {
-        FTopLeft = OutTopLeft;
-        FMagnify = OutMagnify;
-        FFrameSize = OutSize;
-        ++FHoldPaint;
-    }
-    ~TOutputView()
-    {
-        FTopLeft = FSavedTopLeft;
-        FMagnify = FSavedMagnify;
-        FFrameSize = FSavedSize;
-        --FHoldPaint;
-    }
-    TOutputView(const TOutputView&) = delete;
-    TOutputView& operator=(const TOutputView&) = delete;
-
-private:
-    TPoint& FTopLeft;
-    double& FMagnify;
-    TSize& FFrameSize;
-    int& FHoldPaint;
-    const TPoint FSavedTopLeft;
-    const double FSavedMagnify;
-    const TSize FSavedSize;
-};
-
-}  // namespace
 
 TSize TGeoMap::FrameSize() const
 {
-    return FOutputSize.cx > 0 ? FOutputSize : TSize{width(), height()};
+    return FRenderingOutput ? FView.ControlSize() : TSize{width(), height()};
 }
 
 void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Size)
@@ -304,103 +247,88 @@ void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Si
     RenderOutput(Bitmap, nullptr, Position, Scale, Size);
 }
 
+namespace {
+
+// The view of a map while an output renders: TopLeft, magnification and control size are the output's
+// (render handlers see the output as the view), and paints are held. The destructor puts those three back
+// whatever the handlers did to them meanwhile; what else they changed (a new image, the history) stays.
+class TOutputView {
+public:
+    TOutputView(TMapViewport& View, bool& Rendering, int& HoldPaint, TMapPixel OutTopLeft, double OutMagnify,
+                TSize OutSize)
+        : FView(View), FRendering(Rendering), FHoldPaint(HoldPaint), FSavedTopLeft(View.TopLeft()),
+          FSavedMagnify(View.Magnify()), FSavedSize(View.ControlSize()), FSavedRendering(Rendering)
+    {
+        FView.SetTopLeft(OutTopLeft);
+        FView.SetMagnify(OutMagnify);
+        FView.SetControlSize(OutSize);
+        FRendering = true;
+        ++FHoldPaint;
+    }
+    ~TOutputView()
+    {
+        FView.SetTopLeft(FSavedTopLeft);
+        FView.SetMagnify(FSavedMagnify);
+        FView.SetControlSize(FSavedSize);
+        FRendering = FSavedRendering;
+        --FHoldPaint;
+    }
+    TOutputView(const TOutputView&) = delete;
+    TOutputView& operator=(const TOutputView&) = delete;
+
+private:
+    TMapViewport& FView;
+    bool& FRendering;
+    int& FHoldPaint;
+    const TMapPixel FSavedTopLeft;
+    const double FSavedMagnify;
+    const TSize FSavedSize;
+    const bool FSavedRendering;
+};
+
+}  // namespace
+
 void TGeoMap::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size)
 {
-    if (Size.cx <= 0 || Size.cy <= 0 || !(Scale > 0.0) || !std::isfinite(Scale)) {
+    if (!IsDrawableOutput(Scale, Size)) {
         Bitmap = TBitmap();
         return;
     }
     const TCalibFit fit = FCalib.Fit();
     const TCalibData data = FCalib.CalibData();
-    TMapRenderState s;
-    FillRenderState(s, Size.cx, Size.cy, Position, Scale);
+    TMapSources s = RenderSources();
     s.Fit = &fit;
     s.CalibData = &data;
-    s.Visible = true;
-    if (BareMap) {
-        *BareMap = TBitmap();
-        auto user = std::move(s.OnBeforeRenderData);
-        s.OnBeforeRenderData = [BareMap, Size, user](TCanvas& C) {
-            // A deep copy, as for the screen's device-resolution frame.
-            *BareMap = TBitmap(C.Bitmap().Image().copy(0, 0, Size.cx, Size.cy));
-            if (user)
-                user(C);
-        };
-    }
-    TBitmap out;
-    {
-        // The view's cache serves when it was made at this scale; otherwise a cache of its own, dropped
-        // after. It is looked at before the output view replaces the magnification.
-        const bool viewCache = FCache.Mag == Scale && FCache.AntiAlias == FAntiAlias;
-        TOutputView outputView(FTopLeft, FMagnify, FOutputSize, FHoldPaint, Position, Scale, Size);
-        if (viewCache) {
-            RenderMapView(s, out, FCache, FRenderCaches.get());
-        } else {
-            TMapImageCache cache;
-            RenderMapView(s, out, cache, FRenderCaches.get());
-        }
-    }
-    if (out.Width() != Size.cx || out.Height() != Size.cy) {
-        TBitmap cut(Size.cx, Size.cy);
-        cut.CopyRect(0, 0, out, {0, 0, Size.cx, Size.cy});
-        out = std::move(cut);
-    }
-    Bitmap = std::move(out);
+    TOutputView outputView(FView, FRenderingOutput, FHoldPaint, TMapPixel(Position), Scale, Size);
+    RenderMapOutput(Bitmap, BareMap, FView, s, FLook, FCache, FRenderCaches.get(), RenderEvents());
 }
 
 void TGeoMap::CopyEntireMapToClipboard(double Scale)
 {
     TBitmap bmp;
     CopyToBMP(bmp, {0, 0}, Scale,
-              {static_cast<std::int32_t>(std::nearbyint(FMapImgWidth * Scale)),
-               static_cast<std::int32_t>(std::nearbyint(FMapImgHeight * Scale))});
+              {static_cast<std::int32_t>(std::nearbyint(MapWidth() * Scale)),
+               static_cast<std::int32_t>(std::nearbyint(MapHeight() * Scale))});
     if (!bmp.Empty())
         CopyBitmapToClipboard(bmp);
 }
-
-// ---- printing ------------------------------------------------------------------------------------------
 
 namespace {
 
 constexpr double ScreenDpi = 96.0;
 
-// Renders MapRect at RenderScale and draws it at DevPos, DevPerPixel device pixels per rendered pixel.
-void DrawRendered(TGeoMap& Map, QPainter& Painter, QPointF DevPos, TRect MapRect, double RenderScale, double DevPerPixel)
-{
-    if (MapRect.IsEmpty() || !(RenderScale > 0.0))
-        return;
-    TBitmap bmp;
-    Map.CopyToBMP(bmp, {MapRect.Left, MapRect.Top}, RenderScale,
-                  {std::max(1, static_cast<std::int32_t>(std::lround(MapRect.Width() * RenderScale))),
-                   std::max(1, static_cast<std::int32_t>(std::lround(MapRect.Height() * RenderScale)))});
-    if (bmp.Empty())
-        return;
-    Painter.save();
-    Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-    Painter.drawImage(QRectF(DevPos, QSizeF(bmp.Width() * DevPerPixel, bmp.Height() * DevPerPixel)), bmp.Image());
-    Painter.restore();
-}
-
-double DeviceDpi(QPainter& Painter)
-{
-    const QPaintDevice* d = Painter.device();
-    return d && d->logicalDpiX() > 0 ? d->logicalDpiX() : ScreenDpi;
-}
-
 }  // namespace
+
+TOutputRenderer TGeoMap::OutputRenderer()
+{
+    return [this](TBitmap& Out, TBitmap* Bare, TMapPixel Position, double Scale, TSize Size) {
+        RenderOutput(Out, Bare, Position.Point(), Scale, Size);
+    };
+}
 
 TRect TGeoMap::CalcExtentsOfPrint(QPrinter& Printer, double Scale) const
 {
-    if (!(Scale > 0.0))
-        return {};
-    const QRectF page = Printer.pageLayout().paintRect(QPageLayout::Inch);
-    const double w = page.width() * ScreenDpi / Scale, h = page.height() * ScreenDpi / Scale;
-    TRect r{std::max(FTopLeft.X, 0), std::max(FTopLeft.Y, 0),
-            static_cast<std::int32_t>(std::min<double>(FTopLeft.X + std::floor(w), FMapImgWidth)),
-            static_cast<std::int32_t>(std::min<double>(FTopLeft.Y + std::floor(h), FMapImgHeight))};
-    if (r.IsEmpty())
-        return {};
-    return r;
+    return PrintExtents(FView, Printer, Scale);
 }
 
 bool TGeoMap::PrintIt(QPrinter& Printer, double Scale)
@@ -409,14 +337,15 @@ bool TGeoMap::PrintIt(QPrinter& Printer, double Scale)
     QPainter painter;
     if (!painter.begin(&Printer))
         return false;
-    DrawRendered(*this, painter, QPointF(0, 0), r, Scale, DeviceDpi(painter) / ScreenDpi);
+    DrawMapRect(painter, 0, 0, r, Scale, DevicePixelsPer(painter, ScreenDpi), OutputRenderer());
     return painter.end();
 }
 
 void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale)
 {
-    const TRect r{FTopLeft.X, FTopLeft.Y, FTopLeft.X + MapSize.cx, FTopLeft.Y + MapSize.cy};
-    DrawRendered(*this, Painter, QPointF(0, 0), r, Scale, DeviceDpi(Painter) / ScreenDpi);
+    const TPoint tl = TopLeft();
+    const TRect r{tl.X, tl.Y, tl.X + MapSize.cx, tl.Y + MapSize.cy};
+    DrawMapRect(Painter, 0, 0, r, Scale, DevicePixelsPer(Painter, ScreenDpi), OutputRenderer());
 }
 
 void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi)
@@ -428,63 +357,17 @@ void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect
 {
     if (Dpi <= 0)
         return;
-    DrawRendered(*this, Painter, QPointF(PagePos.X, PagePos.Y), MapRect, 1.0, DeviceDpi(Painter) / Dpi);
+    DrawMapRect(Painter, PagePos.X, PagePos.Y, MapRect, 1.0, DevicePixelsPer(Painter, Dpi), OutputRenderer());
 }
 
 double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0 || Area.IsEmpty() || !(MaxScale > 0.0) || !std::isfinite(MaxScale))
-        return 0.0;
-    const double dev = DeviceDpi(Painter) / ScreenDpi;  // device pixels per rendered pixel
-    const double scale = std::min({MaxScale, Area.Width() / (FMapImgWidth * dev), Area.Height() / (FMapImgHeight * dev)});
-    // The map's exact extent on the device; the rendered bitmap has whole pixels and is stretched onto it,
-    // which keeps the right and bottom edges inside the area whichever way its size rounds.
-    const QSizeF size(FMapImgWidth * scale * dev, FMapImgHeight * scale * dev);
-    const QPointF pos(Area.Left + (Area.Width() - size.width()) / 2, Area.Top + (Area.Height() - size.height()) / 2);
-    TBitmap bmp, bare;
-    RenderOutput(bmp, &bare, {0, 0}, scale,
-                 {std::max(1, static_cast<std::int32_t>(std::lround(FMapImgWidth * scale))),
-                  std::max(1, static_cast<std::int32_t>(std::lround(FMapImgHeight * scale)))});
-    if (bmp.Empty())
-        return 0.0;
-    Painter.save();
-    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || FGrafBmp.Empty()) {
-        Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-        Painter.drawImage(QRectF(pos, size), bmp.Image());
-        Painter.restore();
-        return scale;
-    }
-    // A printer has many more dots than the 96 an inch the map was rendered at: the map image goes to the
-    // device at its own resolution (from the smallest pyramid level that still has a pixel per device
-    // pixel), and only what the rendering drew over it (graticule, landmarks, the application's data, the
-    // frame) is laid on top at the rendered resolution, each of its pixels a crisp 1/96-inch square. A
-    // drawn pixel that happens to equal the map under it is left to the map, which shows the same colour.
-    const double k = scale * dev;  // device pixels per map pixel
-    const TBitmap* src = &FGrafBmp;
-    for (const TBitmap& level : FPyramid) {
-        if (level.Empty() || static_cast<double>(level.Width()) / FMapImgWidth < k)
-            break;
-        src = &level;
-    }
-    Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-    Painter.drawImage(QRectF(pos, size), src->Image(), QRectF(0, 0, src->Width(), src->Height()));
-    QImage over(bmp.Width(), bmp.Height(), QImage::Format_ARGB32);
-    for (std::int32_t y = 0; y < bmp.Height(); ++y) {
-        const std::uint32_t* drawn = bmp.ScanLine(y);
-        const std::uint32_t* map = bare.ScanLine(y);
-        auto* line = reinterpret_cast<QRgb*>(over.scanLine(y));
-        for (std::int32_t x = 0; x < bmp.Width(); ++x)
-            line[x] = drawn[x] != map[x] ? drawn[x] | 0xFF000000u : 0u;
-    }
-    Painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
-    Painter.drawImage(QRectF(pos, size), over);
-    Painter.restore();
-    return scale;
+    return DrawEntireMap(Painter, Area, MaxScale, FView.MapSize(), RenderSources(), OutputRenderer());
 }
 
 bool TGeoMap::PrintEntireMap(QPrinter& Printer, double MaxScale)
 {
-    if (FMapImgWidth <= 0 || FMapImgHeight <= 0)
+    if (MapWidth() <= 0 || MapHeight() <= 0)
         return false;
     QPainter painter;
     if (!painter.begin(&Printer))
