@@ -1,0 +1,128 @@
+// The map control paints through RenderMapView: its frame is what RenderMapView draws from the control's
+// viewport, sources and appearance, and for the bundled Vienna views it is the picture that the
+// widget-free rendering test compares with (tests/data/render).
+#include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/platform/image_files.h>
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace qv {
+namespace {
+
+const std::string Samples = std::string(QVGEO_SOURCE_DIR) + "/data/samples/";
+
+TBitmap Corner(const TBitmap& B, std::int32_t W, std::int32_t H)
+{
+    TBitmap c(W, H);
+    c.CopyRect(0, 0, B, {0, 0, W, H});
+    return c;
+}
+
+bool SamePixels(const TBitmap& A, const TBitmap& B)
+{
+    if (A.Width() != B.Width() || A.Height() != B.Height())
+        return false;
+    for (std::int32_t y = 0; y < A.Height(); ++y)
+        for (std::int32_t x = 0; x < A.Width(); ++x)
+            if ((A.Pixel(x, y) & 0xFFFFFF) != (B.Pixel(x, y) & 0xFFFFFF))
+                return false;
+    return true;
+}
+
+TEST(MapViewRender, TheControlPaintsWhatRenderMapViewDrawsFromItsViewport)
+{
+    const struct {
+        const char* id;
+        TShowGrat grat;
+        double mag;
+        TPoint topLeft;
+        double ratio;
+        const char* reference;  // null: no stored picture for the view
+    } views[] = {
+        {"geo", sgPointsAndLines, 0.5, {20, 10}, 0, "vienna-geo-050.png"},
+        {"utm", sgPointsAndUTMGrid, 1.25, {300, 200}, 0, "vienna-utm-125.png"},
+        {"grat", sgPointsAndLines, 2.0, {-30, 400}, 1.5, nullptr},  // off the map's left edge, ratio 1.5
+    };
+    for (const auto& v : views) {
+        TGeoMap m;
+        m.resize(240, 180);
+        m.OnMapImageRequest = [](TGeoMap&, std::string& Name) { Name = Samples + Name; };
+        m.LoadCalDataFromXML(Samples + "calib-vienna.xml", v.id);
+        ASSERT_TRUE(m.LoadLandMarks(Samples + "landmarks-vienna.xml", ""));
+        m.SetForcedPixelRatio(v.ratio);
+        m.SetShowGraticule(v.grat);
+        m.SetMagnification(v.mag);
+        m.SetTopLeft(v.topLeft);
+        // The viewport holds the view the setters made, at the control's size.
+        EXPECT_EQ(m.Viewport().ControlSize(), (TSize{240, 180})) << v.id;
+        EXPECT_EQ(m.Viewport().TopLeft(), TMapPixel(v.topLeft)) << v.id;
+        EXPECT_EQ(m.Viewport().MapSize(), (TSize{m.MapWidth(), m.MapHeight()})) << v.id;
+        const TBitmap painted = Corner(m.AuxBmp(), 240, 180);
+        TBitmap drawn;
+        TMapImageCache cache;
+        RenderMapView(m.Viewport(), m.RenderSources(), m.Appearance(), drawn, cache);
+        EXPECT_TRUE(SamePixels(painted, drawn)) << v.id;
+        if (v.reference) {
+            TBitmap reference;
+            LoadPNG(reference, std::string(QVGEO_TEST_DATA) + "/render/" + v.reference);
+            EXPECT_TRUE(SamePixels(painted, reference)) << v.id;
+        }
+    }
+}
+
+// A resize reaches the viewport with the resize event of a shown control, and before any view operation
+// of a hidden one (whose resize event waits until it is shown).
+TEST(MapViewRender, TheViewportFollowsTheControlSize)
+{
+    TGeoMap m;
+    m.SetMapBitMap(TBitmap(1000, 800));
+    m.resize(300, 200);
+    m.BringMapPixelToCenter({500, 400});
+    EXPECT_EQ(m.Viewport().ControlSize(), (TSize{300, 200}));
+    EXPECT_EQ(m.TopLeft(), (TPoint{350, 300}));
+    m.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&m));
+    m.resize(400, 100);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(m.Viewport().ControlSize(), (TSize{400, 100}));
+    EXPECT_EQ(m.AuxBmp().Width() >= 400, true);
+}
+
+// While CopyToBMP renders, a render handler sees the output as the view: its size, scale and position;
+// after it the view is back, also when the handler raised.
+TEST(MapViewRender, OutputHandlersSeeTheOutputAsTheView)
+{
+    TGeoMap m;
+    m.resize(300, 200);
+    m.SetMapBitMap(TBitmap(1000, 800));
+    m.SetMagnification(2.0);
+    m.SetTopLeft({40, 30});
+    TSize seenSize;
+    double seenMag = 0;
+    TPoint seenTopLeft;
+    bool raise = false;
+    m.OnBeforeRenderData = [&](TGeoMap& Sender, TCanvas&) {
+        seenSize = Sender.FrameSize();
+        seenMag = Sender.Magnification();
+        seenTopLeft = Sender.TopLeft();
+        Sender.SetTopLeft({999, 999});  // changes the output's view only
+        if (raise)
+            throw std::runtime_error("handler");
+    };
+    TBitmap out;
+    m.CopyToBMP(out, {5, 6}, 0.25, {120, 90});
+    EXPECT_EQ(std::tuple(seenSize, seenMag, seenTopLeft), std::tuple(TSize{120, 90}, 0.25, TPoint{5, 6}));
+    EXPECT_EQ(std::tuple(out.Width(), out.Height()), std::tuple(120, 90));
+    EXPECT_EQ(std::tuple(m.FrameSize(), m.Magnification(), m.TopLeft()), std::tuple(TSize{300, 200}, 2.0, TPoint{40, 30}));
+    raise = true;
+    EXPECT_THROW(m.CopyToBMP(out, {7, 8}, 0.5, {60, 40}), std::runtime_error);
+    EXPECT_EQ(std::tuple(m.FrameSize(), m.Magnification(), m.TopLeft()), std::tuple(TSize{300, 200}, 2.0, TPoint{40, 30}));
+    EXPECT_EQ(m.Viewport().ControlSize(), (TSize{300, 200}));
+}
+
+}  // namespace
+}  // namespace qv
