@@ -92,6 +92,70 @@ TEST(MapViewRender, TheViewportFollowsTheControlSize)
     EXPECT_EQ(m.AuxBmp().Width() >= 400, true);
 }
 
+// Each arrow key moves the viewport by an eighth of the view in map pixels, its own way.
+TEST(MapViewRender, ArrowKeysPanTheViewportEachWay)
+{
+    TGeoMap m;  // 500 x 400
+    m.SetMapBitMap(TBitmap(2000, 1500));
+    const struct { double mag; Qt::Key key; TPoint to; } steps[] = {
+        {1.0, Qt::Key_Left, {338, 400}},  // 62.5 -> 62
+        {1.0, Qt::Key_Right, {462, 400}},
+        {1.0, Qt::Key_Up, {400, 350}},
+        {1.0, Qt::Key_Down, {400, 450}},
+        {2.0, Qt::Key_Left, {369, 400}},  // 31.25 -> 31
+        {2.0, Qt::Key_Down, {400, 425}},
+    };
+    for (const auto& s : steps) {
+        m.SetMagnification(s.mag);
+        m.SetTopLeft({400, 400});
+        QTest::keyClick(&m, s.key);
+        EXPECT_EQ(m.TopLeft(), s.to) << s.key << " at " << s.mag;
+    }
+}
+
+// A landmark is drawn only strictly inside the view: not on its left or top edge, nor on the first column
+// or row past its right or bottom edge, which the symbol would still reach.
+TEST(MapViewRender, LandmarksOnTheViewsEdgesAreNotDrawn)
+{
+    // 256 x 128 map pixels over 8 x 4 degrees: a pixel is exactly 1/32 degree, so places convert exactly.
+    TBitmap img(256, 128);
+    img.Fill(0xFFFFFF);
+    TCalibData cal;
+    const int px[4][2] = {{0, 0}, {0, 128}, {256, 128}, {256, 0}};
+    for (const auto& p : px)
+        cal.CalQuads[static_cast<std::size_t>(cal.NumCalQuads++)] = {48.0 - p[1] / 32.0, 16.0 + p[0] / 32.0, p[0], p[1]};
+    TCalibFit fit;
+    fit.SetModel(cmEquiRect);
+    fit.SetProjection(cal);
+    fit.FitEquiRect(cal);
+    TMapViewport view;
+    view.SetControlSize({100, 60});
+    view.SetTopLeft({10, 10});
+    TMapAppearance look;
+    look.FrameStyle = fsNone;
+    TMapSources src;
+    src.MapImgName = "map.bmp", src.GrafBmp = &img, src.CalibData = &cal, src.Fit = &fit;
+    TBitmap bare;
+    TMapImageCache cache;
+    RenderMapView(view, src, look, bare, cache);
+    const struct { TPoint control; bool drawn; } cases[] = {
+        {{0, 30}, false}, {{30, 0}, false}, {{100, 30}, false}, {{30, 60}, false},
+        {{1, 1}, true}, {{99, 59}, true}, {{50, 30}, true},
+    };
+    for (const auto& c : cases) {
+        TLandMarkStore store;
+        store.AddLandMark(48.0 - (c.control.Y + 10) / 32.0, 16.0 + (c.control.X + 10) / 32.0, 0);
+        src.LandMarks = &store;
+        TBitmap aux;
+        RenderMapView(view, src, look, aux, cache);
+        bool changed = false;
+        for (int y = 0; y < 60; ++y)
+            for (int x = 0; x < 100; ++x)
+                changed = changed || aux.Pixel(x, y) != bare.Pixel(x, y);
+        EXPECT_EQ(changed, c.drawn) << c.control.X << ", " << c.control.Y;
+    }
+}
+
 // While CopyToBMP renders, a render handler sees the output as the view: its size, scale and position;
 // after it the view is back, also when the handler raised.
 TEST(MapViewRender, OutputHandlersSeeTheOutputAsTheView)
