@@ -581,7 +581,6 @@ private:
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     TOutputRenderer OutputRenderer();  // RenderOutput, for the printing functions
-    void BuildScreenFrame();
     // The viewport with the control's current size (a hidden widget is resized without a resize event).
     TMapViewport& SizedView();
     void InitMouse();

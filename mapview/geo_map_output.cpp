@@ -87,7 +87,7 @@ void TGeoMap::ConstructInternalMapImg()
     RenderMapView(FView, s, FLook, FAuxBmp, FCache, FRenderCaches.get(), events);
     FFrameBuilt = true;
     if (hiDpi)
-        BuildScreenFrame();
+        RenderDeviceFrame(FScreenBmp, FAuxBmp, FMapOnlyValid ? &FMapOnly : nullptr, FView, s, FLook);
 }
 
 void TGeoMap::Paint()
@@ -96,61 +96,6 @@ void TGeoMap::Paint()
         return;
     ConstructInternalMapImg();
     update();
-}
-
-void TGeoMap::BuildScreenFrame()
-{
-    const double r = FView.PixelRatio();
-    const std::int32_t W = FView.ControlSize().cx, H = FView.ControlSize().cy;
-    const double mag = FView.Magnify();
-    const TMapPixel tl = FView.TopLeft();
-    const std::int32_t mapW = FView.MapSize().cx, mapH = FView.MapSize().cy;
-    const std::int32_t Wd = static_cast<std::int32_t>(std::ceil(W * r)), Hd = static_cast<std::int32_t>(std::ceil(H * r));
-    if (FScreenBmp.Width() != Wd || FScreenBmp.Height() != Hd)
-        FScreenBmp = TBitmap(Wd, Hd);
-    FScreenBmp.Fill(FLook.ColorBackGnd);
-    if (FMapOnlyValid && !FGrafBmp.Empty()) {
-        // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
-        const double x0 = std::max<double>(tl.X, 0.0), y0 = std::max<double>(tl.Y, 0.0);
-        const double x1 = std::min<double>(tl.X + W / mag, mapW);
-        const double y1 = std::min<double>(tl.Y + H / mag, mapH);
-        if (x1 > x0 && y1 > y0) {
-            const double k = mag * r;  // device pixels per map pixel
-            // The smallest pyramid level that still has at least one pixel per device pixel.
-            const TBitmap* src = &FGrafBmp;
-            double scale = 1.0;
-            for (const TBitmap& level : FPyramid) {
-                const double ls = static_cast<double>(level.Width()) / mapW;
-                if (level.Empty() || ls < k)
-                    break;
-                src = &level;
-                scale = ls;
-            }
-            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - tl.X) * k)),
-                            static_cast<std::int32_t>(std::lround((y0 - tl.Y) * k)),
-                            static_cast<std::int32_t>(std::lround((x1 - tl.X) * k)),
-                            static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
-            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
-                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
-            FScreenBmp.StretchRect(dst, *src, from, FLook.AntiAlias ? smHalftone : smColorOnColor);
-        }
-    }
-    // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each
-    // control pixel covering the device pixels whose centres it contains.
-    std::vector<std::int32_t> xs(static_cast<std::size_t>(Wd));
-    for (std::int32_t dx = 0; dx < Wd; ++dx)
-        xs[static_cast<std::size_t>(dx)] = std::min(static_cast<std::int32_t>((dx + 0.5) / r), W - 1);
-    for (std::int32_t dy = 0; dy < Hd; ++dy) {
-        const std::int32_t y = std::min(static_cast<std::int32_t>((dy + 0.5) / r), H - 1);
-        const std::uint32_t* aux = FAuxBmp.ScanLine(y);
-        const std::uint32_t* bare = FMapOnlyValid ? FMapOnly.ScanLine(y) : nullptr;
-        std::uint32_t* out = FScreenBmp.ScanLine(dy);
-        for (std::int32_t dx = 0; dx < Wd; ++dx) {
-            const std::int32_t x = xs[static_cast<std::size_t>(dx)];
-            if (!bare || aux[x] != bare[x])
-                out[dx] = aux[x];
-        }
-    }
 }
 
 const TBitmap& TGeoMap::ScreenFrame() const
@@ -247,47 +192,6 @@ void TGeoMap::CopyToBMP(TBitmap& Bitmap, TPoint Position, double Scale, TSize Si
     RenderOutput(Bitmap, nullptr, Position, Scale, Size);
 }
 
-namespace {
-
-// The view of a map while an output renders: TopLeft, magnification and control size are the output's
-// (render handlers see the output as the view), and paints are held. The destructor puts those three back
-// whatever the handlers did to them meanwhile; what else they changed (a new image, the history) stays.
-class TOutputView {
-public:
-    TOutputView(TMapViewport& View, bool& Rendering, int& HoldPaint, TMapPixel OutTopLeft, double OutMagnify,
-                TSize OutSize)
-        : FView(View), FRendering(Rendering), FHoldPaint(HoldPaint), FSavedTopLeft(View.TopLeft()),
-          FSavedMagnify(View.Magnify()), FSavedSize(View.ControlSize()), FSavedRendering(Rendering)
-    {
-        FView.SetTopLeft(OutTopLeft);
-        FView.SetMagnify(OutMagnify);
-        FView.SetControlSize(OutSize);
-        FRendering = true;
-        ++FHoldPaint;
-    }
-    ~TOutputView()
-    {
-        FView.SetTopLeft(FSavedTopLeft);
-        FView.SetMagnify(FSavedMagnify);
-        FView.SetControlSize(FSavedSize);
-        FRendering = FSavedRendering;
-        --FHoldPaint;
-    }
-    TOutputView(const TOutputView&) = delete;
-    TOutputView& operator=(const TOutputView&) = delete;
-
-private:
-    TMapViewport& FView;
-    bool& FRendering;
-    int& FHoldPaint;
-    const TMapPixel FSavedTopLeft;
-    const double FSavedMagnify;
-    const TSize FSavedSize;
-    const bool FSavedRendering;
-};
-
-}  // namespace
-
 void TGeoMap::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size)
 {
     if (!IsDrawableOutput(Scale, Size)) {
@@ -299,7 +203,9 @@ void TGeoMap::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, d
     TMapSources s = RenderSources();
     s.Fit = &fit;
     s.CalibData = &data;
-    TOutputView outputView(FView, FRenderingOutput, FHoldPaint, TMapPixel(Position), Scale, Size);
+    // The render handlers see the output as the view; paints are held meanwhile.
+    THoldPaint hold(*this);
+    TOutputViewScope outputView(FView, FRenderingOutput, TMapPixel(Position), Scale, Size);
     RenderMapOutput(Bitmap, BareMap, FView, s, FLook, FCache, FRenderCaches.get(), RenderEvents());
 }
 

@@ -54,6 +54,24 @@ void RenderMapOutput(TBitmap& Out, TBitmap* BareMap, const TMapViewport& View, c
     Out = std::move(out);
 }
 
+TOutputViewScope::TOutputViewScope(TMapViewport& View, bool& Active, TMapPixel TopLeft, double Scale, TSize Size)
+    : FView(View), FActive(Active), FSavedTopLeft(View.TopLeft()), FSavedMagnify(View.Magnify()),
+      FSavedSize(View.ControlSize()), FSavedActive(Active)
+{
+    FView.SetTopLeft(TopLeft);
+    FView.SetMagnify(Scale);
+    FView.SetControlSize(Size);
+    FActive = true;
+}
+
+TOutputViewScope::~TOutputViewScope()
+{
+    FView.SetTopLeft(FSavedTopLeft);
+    FView.SetMagnify(FSavedMagnify);
+    FView.SetControlSize(FSavedSize);
+    FActive = FSavedActive;
+}
+
 TBitmap ClipboardCopy(const TBitmap& AuxBmp, TSize Control)
 {
     const std::int32_t W = Control.cx, H = Control.cy;

@@ -32,6 +32,26 @@ void RenderMapOutput(TBitmap& Out, TBitmap* BareMap, const TMapViewport& View, c
                      const TMapAppearance& Look, TMapImageCache& ViewCache, TMapRenderCaches* Caches,
                      TMapRenderEvents Events);
 
+// The view of a map while an output renders: the output's TopLeft, scale and size are put into View (the
+// render handlers see the output as the view) and Active is set; the destructor puts those three and Active
+// back whatever the handlers did to them meanwhile (also when one raised). What else they changed (a new
+// image, the history) stays.
+class TOutputViewScope {
+public:
+    TOutputViewScope(TMapViewport& View, bool& Active, TMapPixel TopLeft, double Scale, TSize Size);
+    ~TOutputViewScope();
+    TOutputViewScope(const TOutputViewScope&) = delete;
+    TOutputViewScope& operator=(const TOutputViewScope&) = delete;
+
+private:
+    TMapViewport& FView;
+    bool& FActive;
+    const TMapPixel FSavedTopLeft;
+    const double FSavedMagnify;
+    const TSize FSavedSize;
+    const bool FSavedActive;
+};
+
 // The clipboard's copy of the screen image: Control's size, AuxBmp's area (0, 0)-(W - 2, H - 2) and a
 // black line through (1, 1), (W - 2, 1), (W - 2, H - 2), (1, H - 2) back to (1, 1).
 TBitmap ClipboardCopy(const TBitmap& AuxBmp, TSize Control);

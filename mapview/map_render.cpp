@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace qv {
 
@@ -254,6 +255,64 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
     canvas.Pen = TPen{};
     DrawFrame(canvas, Look.FrameStyle, 0, 0, W - 1, H - 1, Look.ColWhiteLine, 0xC0C0C0, Look.ColGrayLine,
               Look.ColBlackLine);
+}
+
+void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* MapOnly, const TMapViewport& View,
+                       const TMapSources& Sources, const TMapAppearance& Look)
+{
+    const double r = View.PixelRatio();
+    const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
+    const double mag = View.Magnify();
+    const TMapPixel tl = View.TopLeft();
+    const std::int32_t mapW = View.MapSize().cx, mapH = View.MapSize().cy;
+    const std::int32_t Wd = static_cast<std::int32_t>(std::ceil(W * r)), Hd = static_cast<std::int32_t>(std::ceil(H * r));
+    if (Screen.Width() != Wd || Screen.Height() != Hd)
+        Screen = TBitmap(Wd, Hd);
+    Screen.Fill(Look.ColorBackGnd);
+    if (MapOnly && Sources.GrafBmp && !Sources.GrafBmp->Empty()) {
+        // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
+        const double x0 = std::max<double>(tl.X, 0.0), y0 = std::max<double>(tl.Y, 0.0);
+        const double x1 = std::min<double>(tl.X + W / mag, mapW);
+        const double y1 = std::min<double>(tl.Y + H / mag, mapH);
+        if (x1 > x0 && y1 > y0) {
+            const double k = mag * r;  // device pixels per map pixel
+            // The smallest pyramid level that still has at least one pixel per device pixel.
+            const TBitmap* src = Sources.GrafBmp;
+            double scale = 1.0;
+            for (const TBitmap* level : Sources.PyramidLevels) {
+                if (!level || level->Empty())
+                    break;
+                const double ls = static_cast<double>(level->Width()) / mapW;
+                if (ls < k)
+                    break;
+                src = level;
+                scale = ls;
+            }
+            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y0 - tl.Y) * k)),
+                            static_cast<std::int32_t>(std::lround((x1 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
+            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
+                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
+            Screen.StretchRect(dst, *src, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+        }
+    }
+    // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each
+    // control pixel covering the device pixels whose centres it contains.
+    std::vector<std::int32_t> xs(static_cast<std::size_t>(Wd));
+    for (std::int32_t dx = 0; dx < Wd; ++dx)
+        xs[static_cast<std::size_t>(dx)] = std::min(static_cast<std::int32_t>((dx + 0.5) / r), W - 1);
+    for (std::int32_t dy = 0; dy < Hd; ++dy) {
+        const std::int32_t y = std::min(static_cast<std::int32_t>((dy + 0.5) / r), H - 1);
+        const std::uint32_t* aux = AuxBmp.ScanLine(y);
+        const std::uint32_t* bare = MapOnly ? MapOnly->ScanLine(y) : nullptr;
+        std::uint32_t* out = Screen.ScanLine(dy);
+        for (std::int32_t dx = 0; dx < Wd; ++dx) {
+            const std::int32_t x = xs[static_cast<std::size_t>(dx)];
+            if (!bare || aux[x] != bare[x])
+                out[dx] = aux[x];
+        }
+    }
 }
 
 }  // namespace qv

@@ -144,4 +144,13 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
                    TBitmap& AuxBmp, TMapImageCache& Cache, TMapRenderCaches* Caches = nullptr,
                    const TMapRenderEvents& Events = {});
 
+// The frame of a high-density screen (View's PixelRatio above 1, fractional ratios included): Screen
+// becomes ceil(W x ratio) x ceil(H x ratio) device pixels whose map image is stretched from the map itself
+// (from the smallest pyramid level with a pixel per device pixel), and everything drawn over the map
+// (graticule, landmarks, events, frame) is taken from AuxBmp, the W x H picture RenderMapView drew: a
+// device pixel shows its control pixel wherever AuxBmp differs there from MapOnly (AuxBmp as it stood
+// before anything was drawn over the map). Without MapOnly the whole frame comes from AuxBmp.
+void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* MapOnly, const TMapViewport& View,
+                       const TMapSources& Sources, const TMapAppearance& Look);
+
 }  // namespace qv
