@@ -8,7 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <tuple>
 
 namespace qv {
 namespace {
@@ -71,6 +73,48 @@ TEST(MapViewRender, TheControlPaintsWhatRenderMapViewDrawsFromItsViewport)
             LoadPNG(reference, std::string(QVGEO_TEST_DATA) + "/render/" + v.reference);
             EXPECT_TRUE(SamePixels(painted, reference)) << v.id;
         }
+    }
+}
+
+// The high-density frame: the map stretched from the pyramid level that still has a pixel per device
+// pixel, and what was drawn over the map taken from AuxBmp's W x H picture only, up to the last device
+// column and row of a fractional ratio.
+TEST(MapViewRender, DeviceFrameTakesTheRightLevelAndStaysInsideTheView)
+{
+    const TColor Map = 0x000001, Level1 = 0x000002, Level2 = 0x000003, Drawn = 0x0000FF, Beyond = 0x00FF00;
+    TBitmap map(400, 400), l1(200, 200), l2(100, 100);
+    map.Fill(Map), l1.Fill(Level1), l2.Fill(Level2);
+    TMapSources src;
+    src.MapImgName = "map", src.GrafBmp = &map, src.PyramidLevels = {&l1, &l2, nullptr, nullptr};
+    const TMapAppearance look;
+    const struct { double mag, ratio; TColor centre; } cases[] = {
+        {0.25, 1.5, Level1},  // 0.375 device pixels per map pixel: level 1 (0.5) still covers it, level 2 not
+        {0.2, 1.25, Level2},  // 0.25: level 2 exactly
+        {1.0, 1.5, Map},
+    };
+    for (const auto& c : cases) {
+        TMapViewport view;
+        view.SetControlSize({5, 3});
+        view.SetMapSize({400, 400});
+        view.SetMagnify(c.mag);
+        view.SetPixelRatio(c.ratio);
+        // AuxBmp is wider and higher than the view (it only grows); its pixels beyond the view must not show.
+        TBitmap aux(6, 4), bare(6, 4);
+        aux.Fill(Beyond), bare.Fill(Beyond);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 5; ++x)
+                aux.SetPixel(x, y, 0x112233), bare.SetPixel(x, y, 0x112233);
+        aux.SetPixel(4, 2, Drawn);  // drawn over the map at the view's last pixel
+        TBitmap screen;
+        RenderDeviceFrame(screen, aux, &bare, view, src, look);
+        const int wd = static_cast<int>(std::ceil(5 * c.ratio)), hd = static_cast<int>(std::ceil(3 * c.ratio));
+        ASSERT_EQ(std::tuple(screen.Width(), screen.Height()), std::tuple(wd, hd)) << c.mag;
+        EXPECT_EQ(screen.Pixel(wd / 2, hd / 2) & 0xFFFFFF, c.centre) << c.mag;
+        EXPECT_EQ(screen.Pixel(wd - 1, hd - 1) & 0xFFFFFF, Drawn) << c.mag;
+        // Without the bare map everything comes from AuxBmp, its last view column and row included.
+        RenderDeviceFrame(screen, aux, nullptr, view, src, look);
+        EXPECT_EQ(screen.Pixel(wd - 1, 0) & 0xFFFFFF, 0x112233u) << c.mag;
+        EXPECT_EQ(screen.Pixel(0, hd - 1) & 0xFFFFFF, 0x112233u) << c.mag;
     }
 }
 
