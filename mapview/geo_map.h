@@ -3,7 +3,9 @@
 // TMapCalibration member and carrying the landmarks of its TLandMarkStore member. This header holds the
 // control's state (image, magnification, zoom history, panning, pixel conversions), its published
 // properties and events, the operations delegated to the calibration and the landmark store, and the output
-// of the map to the clipboard, a bitmap and a printer. The drawing itself is RenderMapView (map_render.h).
+// of the map to the clipboard, a bitmap and a printer. The view's state and rules are its TMapViewport
+// member (map_viewport.h), the appearance properties its TMapAppearance member; the drawing itself is
+// RenderMapView (map_render.h) and the output's work is map_output.h, both usable without the control.
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft and the map
 // operations; degrees for positions; magnification is control pixels per map pixel.
