@@ -50,17 +50,22 @@ struct TBenchMap {
         Fit.FitModel(Cal, MapW, MapH);
     }
 
-    TMapRenderState State(double Mag)
+    TMapViewport View(double Mag) const
     {
-        TMapRenderState s;
-        s.Width = ViewW;
-        s.Height = ViewH;
+        TMapViewport v;
+        v.SetControlSize({ViewW, ViewH});
+        v.SetMapSize({MapW, MapH});
+        v.SetMagnify(Mag);
+        return v;
+    }
+    TMapSources Sources() const
+    {
+        TMapSources s;
         s.MapImgName = "bench.bmp";
         s.GrafBmp = &Img;
         s.CalibData = &Cal;
         s.Fit = &Fit;
         s.LandMarks = &Store;
-        s.Magnify = Mag;
         return s;
     }
 
@@ -90,6 +95,13 @@ TPoint Pan(TPoint P, int LimitX)
     return P;
 }
 
+void PanView(TMapViewport& View, int LimitX)
+{
+    View.SetTopLeft(TMapPixel(Pan(View.TopLeft().Point(), LimitX)));
+}
+
+const TMapAppearance Look;
+
 void BM_Memcpy_Frame(benchmark::State& state)
 {
     std::vector<std::uint32_t> a(std::size_t{ViewW} * ViewH, 0x123456), b(a.size());
@@ -102,15 +114,16 @@ void BM_Memcpy_Frame(benchmark::State& state)
 
 void BM_Paint_Cached_Mag05(benchmark::State& state)
 {
-    TMapRenderState s = Map().State(0.5);
+    TMapViewport v = Map().View(0.5);
+    TMapSources s = Map().Sources();
     s.LandMarks = nullptr;
     TBitmap aux;
     TMapImageCache cache;
     auto caches = MakeMapRenderCaches();
-    RenderMapView(s, aux, cache, caches.get());  // builds the cache
+    RenderMapView(v, s, Look, aux, cache, caches.get());  // builds the cache
     for (auto _ : state) {
-        s.TopLeft = Pan(s.TopLeft, MapW);
-        RenderMapView(s, aux, cache, caches.get());
+        PanView(v, MapW);
+        RenderMapView(v, s, Look, aux, cache, caches.get());
         benchmark::DoNotOptimize(aux.ScanLine(0));
     }
     state.counters["stretches"] = double(cache.DirectStretches);
@@ -119,13 +132,14 @@ void BM_Paint_Cached_Mag05(benchmark::State& state)
 
 void BM_Paint_Stretched_Mag15_AA(benchmark::State& state)
 {
-    TMapRenderState s = Map().State(1.5);
+    TMapViewport v = Map().View(1.5);
+    TMapSources s = Map().Sources();
     s.LandMarks = nullptr;
     TBitmap aux;
     TMapImageCache cache;
     for (auto _ : state) {
-        s.TopLeft = Pan(s.TopLeft, MapW - 1280);
-        RenderMapView(s, aux, cache, nullptr);
+        PanView(v, MapW - 1280);
+        RenderMapView(v, s, Look, aux, cache, nullptr);
         benchmark::DoNotOptimize(aux.ScanLine(0));
     }
 }
@@ -144,14 +158,15 @@ void BM_QImageScaled_Mag15_Smooth(benchmark::State& state)
 void BM_Paint_LandMarks_Pan(benchmark::State& state)
 {
     Map().SetLandMarks(static_cast<int>(state.range(0)));
-    TMapRenderState s = Map().State(0.5);
+    TMapViewport v = Map().View(0.5);
+    const TMapSources s = Map().Sources();
     TBitmap aux;
     TMapImageCache cache;
     auto caches = MakeMapRenderCaches();
-    RenderMapView(s, aux, cache, caches.get());  // the first paint fills the sprite caches
+    RenderMapView(v, s, Look, aux, cache, caches.get());  // the first paint fills the sprite caches
     for (auto _ : state) {
-        s.TopLeft = Pan(s.TopLeft, 370);
-        RenderMapView(s, aux, cache, caches.get());
+        PanView(v, 370);
+        RenderMapView(v, s, Look, aux, cache, caches.get());
         benchmark::DoNotOptimize(aux.ScanLine(0));
     }
     state.counters["captions"] = double(caches->Captions.SpriteCount());
@@ -160,13 +175,14 @@ void BM_Paint_LandMarks_Pan(benchmark::State& state)
 void BM_Paint_LandMarks_First(benchmark::State& state)
 {
     Map().SetLandMarks(static_cast<int>(state.range(0)));
-    TMapRenderState s = Map().State(0.5);
+    const TMapViewport v = Map().View(0.5);
+    const TMapSources s = Map().Sources();
     TBitmap aux;
     TMapImageCache cache;
-    RenderMapView(s, aux, cache, nullptr);  // the image cache is not what is measured here
+    RenderMapView(v, s, Look, aux, cache, nullptr);  // the image cache is not what is measured here
     for (auto _ : state) {
         auto caches = MakeMapRenderCaches();
-        RenderMapView(s, aux, cache, caches.get());
+        RenderMapView(v, s, Look, aux, cache, caches.get());
         benchmark::DoNotOptimize(aux.ScanLine(0));
     }
 }

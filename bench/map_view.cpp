@@ -76,19 +76,21 @@ BENCHMARK(BM_ZoomStep_3MP)->Arg(50)->Arg(100)->Unit(benchmark::kMillisecond);
 void BM_ZoomStep_100MP_NoPyramid(benchmark::State& State)
 {
     TGeoMap& m = MapOf(12000, 8400);
-    TMapRenderState s;
-    s.Width = 1920;
-    s.Height = 1080;
+    TMapViewport v;
+    v.SetControlSize({1920, 1080});
+    v.SetMapSize({12000, 8400});
+    TMapSources s;
     s.MapImgName = "big";
     s.GrafBmp = &m.GrafBmp();
+    const TMapAppearance look;
     TBitmap aux;
     TMapImageCache cache;
     const double fit = std::min(1920.0 / 12000, 1080.0 / 8400) * State.range(0) / 100.0;
     bool in = false;
     for (auto _ : State) {
-        s.Magnify = in ? fit * 1.25 : fit;
+        v.SetMagnify(in ? fit * 1.25 : fit);
         in = !in;
-        RenderMapView(s, aux, cache, nullptr);
+        RenderMapView(v, s, look, aux, cache, nullptr);
         benchmark::DoNotOptimize(aux.Pixel(960, 540));
     }
 }

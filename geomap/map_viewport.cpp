@@ -104,6 +104,18 @@ bool TMapViewport::ZoomToBox(TControlPixel A, TControlPixel B)
     return true;
 }
 
+TMapOffset TMapViewport::PanStep(double Parts) const
+{
+    return {std::max(1, RoundSaturated(FControl.cx / FMagnify / Parts)),
+            std::max(1, RoundSaturated(FControl.cy / FMagnify / Parts))};
+}
+
+void TMapViewport::PanBy(TMapOffset D)
+{
+    FTopLeft = {RoundSaturated(static_cast<double>(FTopLeft.X) + D.DX),
+                RoundSaturated(static_cast<double>(FTopLeft.Y) + D.DY)};
+}
+
 void TMapViewport::PanFrom(TMapPixel AnchorTopLeft, TControlPixel Press, TControlPixel Now, bool Horizontal,
                            bool Vertical)
 {

@@ -92,6 +92,12 @@ public:
     // pixels deciding the magnification, its centre becoming the view's centre. False (nothing changed)
     // when the box has no width or no height in map pixels.
     bool ZoomToBox(TControlPixel A, TControlPixel B);
+    // The keyboard's pan step: a Parts-th of the view in map pixels, Round(control size / Magnify / Parts),
+    // at least 1 in each axis.
+    TMapOffset PanStep(double Parts) const;
+    // TopLeft moved by D map pixels, saturating at the 32-bit range instead of wrapping (a view far out
+    // keeps its place at the limit).
+    void PanBy(TMapOffset D);
     // A pan drag: TopLeft := Anchor + Round((Press - Now) / Magnify) in the axes that move.
     void PanFrom(TMapPixel AnchorTopLeft, TControlPixel Press, TControlPixel Now, bool Horizontal, bool Vertical);
 

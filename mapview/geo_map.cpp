@@ -1,6 +1,7 @@
 // TGeoMap: construction, the notices of its parts and its signals, properties, the map image, the view
-// (magnification, zoom history, panning, pixel conversions), Assign and the synthetic empty maps.
-// Rendering and output are in geo_map_output.cpp.
+// (magnification, zoom history, panning, pixel conversions: each a call to the TMapViewport member plus the
+// repaint the operation documents), Assign and the synthetic empty maps. Painting and the output
+// forwarders are in geo_map_output.cpp.
 #include <qvgeo/mapview/geo_map.h>
 
 #include <qvgeo/support/errors.h>
@@ -18,14 +19,12 @@ namespace qv {
 
 namespace {
 
-// Round half to even, saturated to the 32-bit range (NaN gives 0): the calibration's own rounding.
-inline std::int32_t RoundI(double V) { return RoundSaturated(V); }
 
 }  // namespace
 
 TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMapRenderCaches())
 {
-    FCache.AntiAlias = FAntiAlias;
+    FCache.AntiAlias = FLook.AntiAlias;
     // The parts notify; the map repaints and signals. The question before an add or remove is the
     // application's (OnLandMarkAction), asked through the store.
     FCalib.SetChangeListener([this](unsigned What) { CalibrationChanged(What); });
@@ -35,11 +34,12 @@ TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent), FRenderCaches(MakeMa
             OnLandMarkAction(*this, Allowed, Action, LandMark);
     };
     resize(500, 400);
+    FView.SetControlSize({width(), height()});
     setFocusPolicy(Qt::StrongFocus);
     ClearZoomHistory();
     InitMouse();
-    FAnnounced.Magnify = FMagnify;
-    FAnnounced.TopLeft = FTopLeft;
+    FAnnounced.Magnify = FView.Magnify();
+    FAnnounced.TopLeft = TopLeft();
     FAnnounced.ControlSize = {width(), height()};
     FAnnounced.CalibModel = CalibModel();
     FAnnounced.UTMZone = UTMZone();
@@ -81,15 +81,15 @@ void TGeoMap::LandMarksChanged(unsigned)
 void TGeoMap::NoteViewChange()
 {
     const TSize size{width(), height()};
-    const bool magnify = FMagnify != FAnnounced.Magnify;
-    if (!magnify && FTopLeft == FAnnounced.TopLeft && size == FAnnounced.ControlSize)
+    const bool magnify = FView.Magnify() != FAnnounced.Magnify;
+    if (!magnify && TopLeft() == FAnnounced.TopLeft && size == FAnnounced.ControlSize)
         return;
     // Recorded before emitting: a receiver that moves the view again is announced by its own call.
-    FAnnounced.Magnify = FMagnify;
-    FAnnounced.TopLeft = FTopLeft;
+    FAnnounced.Magnify = FView.Magnify();
+    FAnnounced.TopLeft = TopLeft();
     FAnnounced.ControlSize = size;
     if (magnify)
-        emit magnificationChanged(FMagnify);
+        emit magnificationChanged(FView.Magnify());
     emit viewChanged();
 }
 
@@ -158,8 +158,8 @@ void TGeoMap::RaiseError(std::string_view Text) const
 
 void TGeoMap::SetAntiAlias(bool Value)
 {
-    const bool changed = Value != FAntiAlias;
-    FAntiAlias = Value;
+    const bool changed = Value != FLook.AntiAlias;
+    FLook.AntiAlias = Value;
     Paint();
     if (changed)
         emit antiAliasChanged();
@@ -169,18 +169,18 @@ void TGeoMap::SetCacheMagLimit(double Value)
 {
     if (std::isnan(Value))
         return;
-    const double old = FCacheMagLimit;
-    FCacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
-    if (2.0 / 3.0 > FMagnify)
+    const double old = FLook.CacheMagLimit;
+    FLook.CacheMagLimit = std::clamp(Value, 0.0, 2.0 / 3.0);
+    if (2.0 / 3.0 > FView.Magnify())
         Paint();
-    if (FCacheMagLimit != old)
+    if (FLook.CacheMagLimit != old)
         emit cacheMagLimitChanged();
 }
 
 void TGeoMap::SetColorBackGnd(TColor Value)
 {
-    const bool changed = Value != FColorBakGnd;
-    FColorBakGnd = Value;
+    const bool changed = Value != FLook.ColorBackGnd;
+    FLook.ColorBackGnd = Value;
     Paint();
     if (changed)
         emit colorBackGndChanged();
@@ -188,8 +188,8 @@ void TGeoMap::SetColorBackGnd(TColor Value)
 
 void TGeoMap::SetColorFrame(TColor Value)
 {
-    const bool changed = Value != FFrameColor;
-    FFrameColor = Value;
+    const bool changed = Value != FLook.ColorFrame;
+    FLook.ColorFrame = Value;
     Paint();
     if (changed)
         emit colorFrameChanged();
@@ -197,8 +197,8 @@ void TGeoMap::SetColorFrame(TColor Value)
 
 void TGeoMap::SetColorGraticule(TColor Value)
 {
-    const bool changed = Value != FColorGratLine;
-    FColorGratLine = Value;
+    const bool changed = Value != FLook.ColorGraticule;
+    FLook.ColorGraticule = Value;
     Paint();
     if (changed)
         emit colorGraticuleChanged();
@@ -206,8 +206,8 @@ void TGeoMap::SetColorGraticule(TColor Value)
 
 void TGeoMap::SetColorCalibPoints(TColor Value)
 {
-    const bool changed = Value != FColorGratPoints;
-    FColorGratPoints = Value;
+    const bool changed = Value != FLook.ColorCalibPoints;
+    FLook.ColorCalibPoints = Value;
     Paint();
     if (changed)
         emit colorCalibPointsChanged();
@@ -225,8 +225,8 @@ void TGeoMap::SetConfinePanToMapImage(bool Value)
 
 void TGeoMap::SetEmptyMsg(const std::string& Value)
 {
-    const bool changed = Value != FEmptyMsg;
-    FEmptyMsg = Value;
+    const bool changed = Value != FLook.EmptyMsg;
+    FLook.EmptyMsg = Value;
     Paint();
     if (changed)
         emit emptyMsgChanged();
@@ -234,9 +234,9 @@ void TGeoMap::SetEmptyMsg(const std::string& Value)
 
 void TGeoMap::SetFrameStyle(TFrameStyle Value)
 {
-    if (Value == FFrameStyle)
+    if (Value == FLook.FrameStyle)
         return;
-    FFrameStyle = Value;
+    FLook.FrameStyle = Value;
     Paint();
     emit frameStyleChanged();
 }
@@ -245,27 +245,27 @@ void TGeoMap::SetGratLineDist(double Value)
 {
     if (std::isnan(Value))
         return;
-    const double old = FGratLineDist;
-    FGratLineDist = std::clamp(Value, 0.0, 60.0);
+    const double old = FLook.GratLineDist;
+    FLook.GratLineDist = std::clamp(Value, 0.0, 60.0);
     Paint();
-    if (FGratLineDist != old)
+    if (FLook.GratLineDist != old)
         emit gratLineDistChanged();
 }
 
 void TGeoMap::SetUTMGridDist(std::int32_t Value)
 {
-    const std::int32_t old = FUTMGridDist;
-    FUTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
+    const std::int32_t old = FLook.UTMGridDist;
+    FLook.UTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
     Paint();
-    if (FUTMGridDist != old)
+    if (FLook.UTMGridDist != old)
         emit utmGridDistChanged();
 }
 
 void TGeoMap::SetShowGraticule(TShowGrat Value)
 {
-    if (Value == FShowGrat)
+    if (Value == FLook.ShowGraticule)
         return;
-    FShowGrat = Value;
+    FLook.ShowGraticule = Value;
     Paint();
     emit showGraticuleChanged();
 }
@@ -302,9 +302,9 @@ void TGeoMap::SetSuppressPaint(bool Value)
 
 void TGeoMap::SetRandSampleLimit(std::int32_t Value)
 {
-    if (Value < 1001 || Value == FLMRandSampleLimit)
+    if (Value < 1001 || Value == FLook.LMRandSampleLimit)
         return;
-    FLMRandSampleLimit = Value;
+    FLook.LMRandSampleLimit = Value;
     Paint();
 }
 
@@ -373,7 +373,8 @@ void TGeoMap::TakeNewImage()
         FAuxBmp.SetSize(width(), height());  // a screen image of the whole map would only waste memory
     else
         FAuxBmp.SetSize(w, h);
-    FTopLeft = {0, 0};
+    FView.SetMapSize({w, h});
+    FView.SetTopLeft({0, 0});
     Paint();
     AnnounceMapChange();
 }
@@ -413,7 +414,7 @@ void TGeoMap::ResizeMap(double Factor)
 {
     {
         THoldPaint hold(*this);
-        if (!FImage.Resample(Factor, FAntiAlias))
+        if (!FImage.Resample(Factor, FLook.AntiAlias))
             return;
         FCache.Invalidate();
         // The new size is in place before the refit, so that the corners are those of the resized image.
@@ -436,113 +437,80 @@ void TGeoMap::Clear()
     AnnounceMapChange();
 }
 
-// ---- view ----------------------------------------------------------------------------------------------
+// ---- view (TMapViewport) ------------------------------------------------------------------------------
 
 void TGeoMap::SetMagnification(double Value)
 {
-    if (!(Value > 0.0) || !std::isfinite(Value))
-        return;
-    FMagnify = ClampMagnification(Value);
-    Paint();
+    if (FView.SetMagnify(Value))
+        Paint();
 }
 
 void TGeoMap::SetTopLeft(TPoint Value)
 {
-    FTopLeft = Value;
+    FView.SetTopLeft(TMapPixel(Value));
     Paint();
 }
 
 void TGeoMap::ZoomStateOnStack()
 {
-    if (ComponentState().Contains(csLoading))
-        return;
-    FZoomStack[FZStackPoi - 1] = {FTopLeft.X, FTopLeft.Y, FMagnify};
-    FZStackPoi = FZStackPoi == 16 ? 1 : FZStackPoi + 1;
+    if (!ComponentState().Contains(csLoading))
+        FView.PushView();
 }
 
 TgmZoomStackEntry TGeoMap::GetZoomStackEntry(std::int32_t n) const
 {
-    if (n < -15 || n > 0)
-        return {};
-    std::int32_t slot = FZStackPoi + n - 1;
-    if (slot < 1)
-        slot += 16;
-    return FZoomStack[slot - 1];
+    return FView.HistoryEntry(n);
 }
 
 void TGeoMap::ZoomHistory(std::int32_t n)
 {
-    if (n < -15 || n > 0)
-        return;
-    const TgmZoomStackEntry e = GetZoomStackEntry(n);
-    if (e.Left == 0 && e.Top == 0 && e.MagF == 0.0)
-        return;
-    FTopLeft = {e.Left, e.Top};
-    FMagnify = ClampMagnification(e.MagF);
-    Paint();
+    if (FView.RestoreView(n))
+        Paint();
 }
 
 void TGeoMap::ClearZoomHistory()
 {
-    FZoomStack.fill({});
-    FZStackPoi = 1;
+    FView.ClearHistory();
     ZoomStateOnStack();
 }
 
 void TGeoMap::PanMapToFillWindow()
 {
-    const double visW = width() / FMagnify, visH = height() / FMagnify;
-    if (FTopLeft.X > FImage.Width() - visW)
-        FTopLeft.X = RoundI(FImage.Width() - visW);
-    if (FTopLeft.Y > FImage.Height() - visH)
-        FTopLeft.Y = RoundI(FImage.Height() - visH);
-    FTopLeft.X = std::max(FTopLeft.X, 0);
-    FTopLeft.Y = std::max(FTopLeft.Y, 0);
+    SizedView().Confine();
     if (FHoldPaint == 0)
         NoteViewChange();
 }
 
 void TGeoMap::BringMapPixelToCenter(TPoint P)
 {
-    FTopLeft = {RoundI(P.X - static_cast<double>(RoundI(width() / FMagnify / 2))),
-                RoundI(P.Y - static_cast<double>(RoundI(height() / FMagnify / 2)))};
-    PanMapToFillWindow();
+    SizedView().CentreOn(TMapPixel(P));
     Paint();
 }
 
 void TGeoMap::BringLocationToCenter(double Lat, double Long)
 {
-    std::int32_t x = 0, y = 0;
-    if (!FCalib.CalcPixelCoords(Lat, Long, x, y))
+    TMapPixel p;
+    if (!FCalib.CalcPixelCoords(Lat, Long, p.X, p.Y))
         return;
-    const double hx = RoundI(width() / FMagnify / 2), hy = RoundI(height() / FMagnify / 2);
-    double left = x - hx, top = y - hy;
-    left = std::max(std::min(left, FImage.Width() - 2 * hx), 0.0);
-    top = std::max(std::min(top, FImage.Height() - 2 * hy), 0.0);
-    FTopLeft = {RoundI(left), RoundI(top)};
+    SizedView().CentreOnWithin(p);
     Paint();
 }
 
 void TGeoMap::ZoomFitPage()
 {
-    if (FImage.Width() <= 0 || FImage.Height() <= 0)
-        return;
     // A control of no width or height (an atlas lower than its panel) gets the smallest magnification, not 0.
-    FMagnify = ClampMagnification(
-        std::min(static_cast<double>(width()) / FImage.Width(), static_cast<double>(height()) / FImage.Height()));
-    SetTopLeft({0, 0});
+    if (SizedView().FitPage())
+        SetTopLeft({0, 0});
 }
 
 TPoint TGeoMap::ControlToMapImage(TPoint P) const
 {
-    return {RoundI(RoundI(P.X / FMagnify) + static_cast<double>(FTopLeft.X)),
-            RoundI(RoundI(P.Y / FMagnify) + static_cast<double>(FTopLeft.Y))};
+    return FView.ControlToMapImage(TControlPixel(P)).Point();
 }
 
 TPoint TGeoMap::MapImageToControl(TPoint P) const
 {
-    return {RoundI((static_cast<double>(P.X) - FTopLeft.X) * FMagnify),
-            RoundI((static_cast<double>(P.Y) - FTopLeft.Y) * FMagnify)};
+    return FView.MapImageToControl(TMapPixel(P)).Point();
 }
 
 double TGeoMap::GetLastMClickLatitude() const
@@ -583,29 +551,15 @@ void TGeoMap::Assign(const TGeoMap& Source)
         THoldPaint hold(*this);
         FAuxBmp = Source.FAuxBmp;
         FCache = Source.FCache;
-        FCacheMagLimit = Source.FCacheMagLimit;
         FLandMarks.AssignLandMarks(Source.FLandMarks);
-        FColorBakGnd = Source.FColorBakGnd;
-        FFrameStyle = Source.FFrameStyle;
-        FFrameColor = Source.FFrameColor;
-        FColorGratLine = Source.FColorGratLine;
-        FColorGratPoints = Source.FColorGratPoints;
-        FColBlackLine = Source.FColBlackLine;
-        FColGrayLine = Source.FColGrayLine;
-        FColWhiteLine = Source.FColWhiteLine;
-        FEmptyMsg = Source.FEmptyMsg;
-        FLMRandSampleLimit = Source.FLMRandSampleLimit;
-        FMagnify = Source.FMagnify;
-        FShowGrat = Source.FShowGrat;
-        FTopLeft = Source.FTopLeft;
+        // Colours, frame style, EmptyMsg, sample limit, graticule, anti-alias, cache limit.
+        FLook = Source.FLook;
+        // Image size, magnification, TopLeft and the zoom history with its write position (a position
+        // without its entries would point into a different history); the control size stays this one's.
+        const TSize control = FView.ControlSize();
+        FView = Source.FView;
+        FView.SetControlSize(control);
         FCalib.AssignCalibration(Source.FCalib);  // model, data, fit, removed points, FCalDatName
-        FAntiAlias = Source.FAntiAlias;
-        FGratLineDist = Source.FGratLineDist;
-        FUTMGridDist = Source.FUTMGridDist;
-        // The history's entries travel with its write position: a position without its entries would
-        // point into a different history.
-        FZoomStack = Source.FZoomStack;
-        FZStackPoi = Source.FZStackPoi;
         FMouse.AssignState(Source.FMouse);  // mode, drag anchors, zoom window, mouse box
         FConfinePan = Source.FConfinePan;
         FKeyboardNavigation = Source.FKeyboardNavigation;

@@ -3,7 +3,9 @@
 // TMapCalibration member and carrying the landmarks of its TLandMarkStore member. This header holds the
 // control's state (image, magnification, zoom history, panning, pixel conversions), its published
 // properties and events, the operations delegated to the calibration and the landmark store, and the output
-// of the map to the clipboard, a bitmap and a printer. The drawing itself is RenderMapView (map_render.h).
+// of the map to the clipboard, a bitmap and a printer. The view's state and rules are its TMapViewport
+// member (map_viewport.h), the appearance properties its TMapAppearance member; the drawing itself is
+// RenderMapView (map_render.h) and the output's work is map_output.h, both usable without the control.
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft and the map
 // operations; degrees for positions; magnification is control pixels per map pixel.
@@ -35,6 +37,7 @@
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
 #include <qvgeo/mapview/map_image.h>
+#include <qvgeo/mapview/map_output.h>
 #include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/colors.h>
 #include <qvgeo/platform/custom_control.h>
@@ -145,29 +148,29 @@ public:
     // ---- published properties ----
     bool AllowPan() const { return FMouse.Mode() == maPan; }
     void SetAllowPan(bool Value) { SetMouseAction(Value ? maPan : maNone); }
-    bool AntiAlias() const { return FAntiAlias; }
+    bool AntiAlias() const { return FLook.AntiAlias; }
     void SetAntiAlias(bool Value);
     TCalibModel CalibModel() const { return FCalib.CalibModel(); }
     void SetCalibModel(TCalibModel Value) { FCalib.SetCalibModel(Value); }
-    double CacheMagLimit() const { return FCacheMagLimit; }
+    double CacheMagLimit() const { return FLook.CacheMagLimit; }
     void SetCacheMagLimit(double Value);  // clamped to [0, 2/3]
-    TColor ColorBackGnd() const { return FColorBakGnd; }
+    TColor ColorBackGnd() const { return FLook.ColorBackGnd; }
     void SetColorBackGnd(TColor Value);
-    TColor ColorFrame() const { return FFrameColor; }  // the colour of the empty-map message
+    TColor ColorFrame() const { return FLook.ColorFrame; }  // the colour of the empty-map message
     void SetColorFrame(TColor Value);
-    TColor ColorGraticule() const { return FColorGratLine; }
+    TColor ColorGraticule() const { return FLook.ColorGraticule; }
     void SetColorGraticule(TColor Value);
-    TColor ColorCalibPoints() const { return FColorGratPoints; }
+    TColor ColorCalibPoints() const { return FLook.ColorCalibPoints; }
     void SetColorCalibPoints(TColor Value);
     bool ConfinePanToMapImage() const { return FConfinePan; }
     void SetConfinePanToMapImage(bool Value);  // true confines at once, without a repaint
-    const std::string& EmptyMsg() const { return FEmptyMsg; }
+    const std::string& EmptyMsg() const { return FLook.EmptyMsg; }
     void SetEmptyMsg(const std::string& Value);
-    TFrameStyle FrameStyle() const { return FFrameStyle; }
+    TFrameStyle FrameStyle() const { return FLook.FrameStyle; }
     void SetFrameStyle(TFrameStyle Value);
-    double GratLineDist() const { return FGratLineDist; }
+    double GratLineDist() const { return FLook.GratLineDist; }
     void SetGratLineDist(double Value);  // degrees, clamped to [0, 60]; 0 = automatic
-    std::int32_t UTMGridDist() const { return FUTMGridDist; }
+    std::int32_t UTMGridDist() const { return FLook.UTMGridDist; }
     void SetUTMGridDist(std::int32_t Value);  // metres, clamped to [0, 10000000]; 0 = automatic
     std::int32_t UTMZone() const { return FCalib.UTMZone(); }
     void SetUTMZone(std::int32_t Value) { FCalib.SetUTMZone(Value); }  // 1..60, others ignored
@@ -175,7 +178,7 @@ public:
     void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
     TMouseActMode MouseAction() const { return FMouse.Mode(); }
     void SetMouseAction(TMouseActMode Value);  // a plain store (and the mode's cursor, see ModeCursor)
-    TShowGrat ShowGraticule() const { return FShowGrat; }
+    TShowGrat ShowGraticule() const { return FLook.ShowGraticule; }
     void SetShowGraticule(TShowGrat Value);
     // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
     std::int64_t MaxMapPixels() const { return FImage.MaxPixels(); }
@@ -304,11 +307,11 @@ public:
     const TBitmap* PyramidLevel(int Level) const { return FImage.PyramidLevel(Level); }
 
     // ---- view ----
-    double Magnification() const { return FMagnify; }
+    double Magnification() const { return FView.Magnify(); }
     // TopLeft is kept. Clamped to [MinMagnification, MaxMagnification]; NaN, infinite and non-positive
     // values are ignored.
     void SetMagnification(double Value);
-    TPoint TopLeft() const { return FTopLeft; }
+    TPoint TopLeft() const { return FView.TopLeft().Point(); }
     void SetTopLeft(TPoint Value);  // no confinement
     void ZoomStateOnStack();
     TgmZoomStackEntry GetZoomStackEntry(std::int32_t n) const;  // n = -15..0, 0 the newest
@@ -326,7 +329,7 @@ public:
     void SetMapCaption(std::string Value) { FCalib.SetMapCaption(std::move(Value)); }  // no repaint
     bool SuppressPaint() const { return FSuppressPaint; }
     void SetSuppressPaint(bool Value);
-    std::int32_t RandSampleLimit() const { return FLMRandSampleLimit; }
+    std::int32_t RandSampleLimit() const { return FLook.LMRandSampleLimit; }
     void SetRandSampleLimit(std::int32_t Value);  // taken only when >= 1001
     double GetLastMClickLatitude() const;
     double GetLastMClickLongitude() const;
@@ -339,6 +342,13 @@ public:
     void ConstructInternalMapImg();
     const TBitmap& AuxBmp() const { return FAuxBmp; }
     const TMapImageCache& ImageCache() const { return FCache; }
+    // What the view shows and how it is drawn, as RenderMapView takes them (read-only: the setters above
+    // change them, with the repaint and the events they document).
+    const TMapViewport& Viewport() const { return FView; }
+    const TMapAppearance& Appearance() const { return FLook; }
+    // The map image, its pyramid, the calibration and the landmarks as RenderMapView takes them; valid
+    // until the next change of the map.
+    TMapSources RenderSources() const;
     // The frame the widget shows: AuxBmp at ratio 1, the device-resolution frame above 1.
     const TBitmap& ScreenFrame() const;
     double EffectivePixelRatio() const;
@@ -547,7 +557,7 @@ public:
     TPoint LastMClickPos() const { return FMouse.LastClick().Point(); }
     void SetLastMClickPos(TPoint P) { FMouse.SetLastClick(TMapPixel(P)); }
     TPoint LastMMousePos() const { return FMouse.LastMove().Point(); }
-    std::int32_t ZStackPoi() const { return FZStackPoi; }
+    std::int32_t ZStackPoi() const { return FView.HistoryPos(); }
 
 protected:
     // The mouse handlers. Each fires the matching On... event through TCustomControl's handler. When one of
@@ -607,13 +617,17 @@ private:
     bool ReadCalibrationFile(const std::string& FName, std::string_view Id);
     // mapChanged, or within a switch a note for the switch to announce once.
     void AnnounceMapChange();
-    // After a new picture was accepted: the size pushed into the calibration, AuxBmp, TopLeft (0, 0),
-    // repaint, mapChanged.
+    // After a new picture was accepted: the size pushed into the calibration and the viewport, AuxBmp,
+    // TopLeft (0, 0), repaint, mapChanged.
     void TakeNewImage();
-    void FillRenderState(TMapRenderState& State, std::int32_t W, std::int32_t H, TPoint TopLeft, double Magnify);
+    // The render events bound to this map as the sender.
+    TMapRenderEvents RenderEvents();
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
-    void BuildScreenFrame();
+    TOutputRenderer OutputRenderer();  // RenderOutput, for the printing functions
+    // The viewport with the control's current size and the image's size (a hidden widget is resized
+    // without a resize event).
+    TMapViewport& SizedView();
     void InitMouse();
     // The tool with the view and the confinement of this moment (the mouse's only way in).
     TMapMouseTool& MouseTool();
@@ -629,27 +643,16 @@ private:
     // The view state, in the documented order where it has one.
     TBitmap FAuxBmp;
     TMapImageCache FCache;  // FImgCache, FCacheMag, FCacheAA
-    double FCacheMagLimit = 2.0 / 3.0;
-    TColor FColorBakGnd = 0xC0C0C0;
-    TFrameStyle FFrameStyle = fsLowered;
-    TColor FFrameColor = 0x000000;
-    TColor FColorGratLine = 0xFF0000;
-    TColor FColorGratPoints = 0x0000FF;
-    TColor FColBlackLine = 0x000000, FColGrayLine = 0x808080, FColWhiteLine = 0xFFFFFF;
-    std::string FEmptyMsg = "GeoMap: empty";
-    std::int32_t FLMRandSampleLimit = 20000;
-    double FMagnify = 1.0;
-    TShowGrat FShowGrat = sgNone;
-    TPoint FTopLeft;
+    // FCacheMagLimit, the colours, FFrameStyle, FEmptyMsg, FLMRandSampleLimit, FShowGrat, FAntiAlias,
+    // FGratLineDist, FUTMGridDist.
+    TMapAppearance FLook;
+    // FMagnify, FTopLeft, the image size (FMapImgWidth, FMapImgHeight), the control size, the zoom
+    // history (FZoomStack, FZStackPoi).
+    TMapViewport FView;
     bool FSuppressPaint = false;
     bool FConfinePan = true;
-    bool FAntiAlias = true;
-    double FGratLineDist = 0.0;
-    std::int32_t FUTMGridDist = 0;
     TMapCalibration FCalib;      // FCalibData, FCalibModel, the fitted sets, FCalDatName
     TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
-    std::array<TgmZoomStackEntry, 16> FZoomStack{};
-    std::int32_t FZStackPoi = 1;
     TMapImage FImage;  // GrafBmp, FMapImgName, the image size; the pyramid; the size limit
 
     // Beyond the classic state.
@@ -672,7 +675,7 @@ private:
     private:
         int& FCounter;
     };
-    TSize FOutputSize;          // the output bitmap's size while CopyToBMP renders, else 0 x 0
+    bool FRenderingOutput = false;  // CopyToBMP is rendering: FView is the output's
     // A name the calibration reader lower-cased, and the file it stands for (CreateAndLoadEmptyMap).
     std::string FImageNameFix;
     // The calibration file being read (images are looked for beside it), and whether its image load was
@@ -682,10 +685,8 @@ private:
     bool FInSwitch = false;  // inside a map switch, which puts everything back when its image fails
     bool FSwitchTouched = false;  // the calibration or the image changed within the current switch
     // Mouse, beyond the classic state.
-    // The mouse's state machine works on FView, which mirrors FMagnify, FTopLeft and the sizes for each
-    // input event (MouseTool); its state (mode, drags, rubber band, boxes, figures) is the classic
-    // FZoomState, FMouseBoxState, FWindAnchorX ... and FLButtonWasDown.
-    TMapViewport FView;
+    // The mouse's state machine works on FView; its state (mode, drags, rubber band, boxes, figures) is the
+    // classic FZoomState, FMouseBoxState, FWindAnchorX ... and FLButtonWasDown.
     TMapMouseTool FMouse{FView, FCalib};
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
     bool FWheelZoom = false;

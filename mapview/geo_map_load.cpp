@@ -38,8 +38,8 @@ std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
     s->Image = FImage;
     s->AuxBmp = FAuxBmp;
     s->Cache = FCache;
-    s->TopLeft = FTopLeft;
-    s->Magnify = FMagnify;
+    s->TopLeft = TopLeft();
+    s->Magnify = Magnification();
     return s;
 }
 
@@ -49,8 +49,8 @@ void TGeoMap::RestoreView(TViewSnapshot& Snapshot)
     FImage = std::move(Snapshot.Image);
     FAuxBmp = std::move(Snapshot.AuxBmp);
     FCache = std::move(Snapshot.Cache);
-    FTopLeft = Snapshot.TopLeft;
-    FMagnify = Snapshot.Magnify;
+    FView.SetTopLeft(TMapPixel(Snapshot.TopLeft));
+    FView.SetMagnify(Snapshot.Magnify);
 }
 
 bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>& Read)

@@ -139,22 +139,13 @@ std::int32_t TGeoMap::EffectiveHitTolerance() const
 
 TMapMouseTool& TGeoMap::MouseTool()
 {
-    FView.SetMagnify(FMagnify);
-    FView.SetTopLeft(TMapPixel(FTopLeft));
-    FView.SetControlSize({width(), height()});
-    FView.SetMapSize({FImage.Width(), FImage.Height()});
+    SizedView();
     FMouse.SetConfinePan(FConfinePan);
     return FMouse;
 }
 
 void TGeoMap::RaiseMouseResult(const TMouseToolResult& R)
 {
-    // The view first, so that the handlers raised below see the view the tool made; only when it made one:
-    // FView is current only during an input event, and a cancel must not put back the view of the last.
-    if (R.ViewChanged()) {
-        FMagnify = FView.Magnify();
-        FTopLeft = FView.TopLeft().Point();
-    }
     for (const TMouseFigure& f : R.Toggled)
         update(QRect(QPoint(f.A.X, f.A.Y), QPoint(f.B.X, f.B.Y)).normalized().adjusted(-1, -1, 1, 1));
     if (R.FiguresCleared)

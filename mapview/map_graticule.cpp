@@ -38,14 +38,14 @@ constexpr double MaxLinesPerFamily = 1000.0;
 // A polyline through map pixels that lifts the pen at points that could not be converted.
 class TMapPolyline {
 public:
-    TMapPolyline(TCanvas& Canvas, const TViewTransform& View) : FCanvas(Canvas), FView(View) {}
-    void Add(bool Valid, TPoint MapPixel)
+    TMapPolyline(TCanvas& Canvas, const TMapViewport& View) : FCanvas(Canvas), FView(View) {}
+    void Add(bool Valid, TMapPixel MapPixel)
     {
         if (!Valid) {
             FDown = false;
             return;
         }
-        const TPoint c = FView.MapImageToControl(MapPixel);
+        const TPoint c = CanvasPixel(FView, MapPixel);
         if (FDown)
             FCanvas.LineTo(c.X, c.Y);
         else
@@ -55,18 +55,20 @@ public:
 
 private:
     TCanvas& FCanvas;
-    const TViewTransform& FView;
+    const TMapViewport& FView;
     bool FDown = false;
 };
 
-std::int32_t MapWidth(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->Width() : 0; }
-std::int32_t MapHeight(const TMapRenderState& S) { return S.GrafBmp ? S.GrafBmp->Height() : 0; }
+std::int32_t MapWidth(const TMapSources& S) { return S.GrafBmp ? S.GrafBmp->Width() : 0; }
+std::int32_t MapHeight(const TMapSources& S) { return S.GrafBmp ? S.GrafBmp->Height() : 0; }
 
 // cmParabolicIp: each calibration line as the parabola through its points, one point per visible map
 // column (parallels) or row (meridians), or per control pixel where a column is narrower than that.
-void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+void DrawParabolas(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S)
 {
-    if (!(S.Magnify > 0.0) || !std::isfinite(S.Magnify) || S.Width <= 0 || S.Height <= 0)
+    const double mag = View.Magnify();
+    const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
+    if (W <= 0 || H <= 0)
         return;
     // Above two points per control pixel of a view up to 65536 pixels wide: a bound that only an
     // unrepresentable request reaches.
@@ -78,23 +80,23 @@ void DrawParabolas(TCanvas& Canvas, const TMapRenderState& S, const TViewTransfo
         const bool parallel = line.Parallel;
         const double c0 = line.K0, c1 = line.K1, c2 = line.K2;
         TMapPolyline poly(Canvas, View);
-        const double start = parallel ? S.TopLeft.X : S.TopLeft.Y;
-        const double span = (parallel ? S.Width : S.Height) / S.Magnify;  // visible map columns (rows)
+        const double start = parallel ? View.TopLeft().X : View.TopLeft().Y;
+        const double span = (parallel ? W : H) / mag;  // visible map columns (rows)
         // One point per map column while a column is wider than half a control pixel; on a view reduced
         // further, every step-th column, about one point per control pixel, so that the work is bounded by
         // the visible pixels whatever the magnification.
-        const double step = std::max(1.0, std::floor(1.0 / S.Magnify));
+        const double step = std::max(1.0, std::floor(1.0 / mag));
         const std::int64_t count = static_cast<std::int64_t>(std::min(std::ceil(span / step), MaxParabolaPoints));
         for (std::int64_t i = 0; i < count; ++i) {
             const double t = start + double(i) * step;
             const double f = c0 + c1 * t + c2 * t * t;
-            const std::int32_t v = ClampRound(t);
-            poly.Add(true, parallel ? TPoint{v, ClampRound(f)} : TPoint{ClampRound(f), v});
+            const std::int32_t v = RoundSaturated(t);
+            poly.Add(true, parallel ? TMapPixel{v, RoundSaturated(f)} : TMapPixel{RoundSaturated(f), v});
         }
     }
 }
 
-void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S, double GratLineDist)
 {
     const TCornerArray& c = S.CalibData->Corners;
     double latMin = c[0].Latit, latMax = c[0].Latit, lonMin = c[0].Longit, lonMax = c[0].Longit;
@@ -109,8 +111,8 @@ void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapRenderState& S, const 
         if (!std::isfinite(range) || !std::isfinite(oMax - oMin) || range <= 0)
             continue;
         double f = 1.0;
-        if (S.GratLineDist > 0) {
-            f = 1.0 / S.GratLineDist;
+        if (GratLineDist > 0) {
+            f = 1.0 / GratLineDist;
         } else {
             for (double r = range; r < 1.0; r *= 10.0)
                 f *= 10.0;
@@ -125,7 +127,7 @@ void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapRenderState& S, const 
             TMapPolyline poly(Canvas, View);
             for (int i = 0; i <= 100; ++i) {
                 const double o = oMin + (oMax - oMin) * i / 100.0;
-                TPoint p;
+                TMapPixel p;
                 const bool ok = meridians ? S.Fit->CalcPixelCoords(o, v, p.X, p.Y)
                                           : S.Fit->CalcPixelCoords(v, o, p.X, p.Y);
                 poly.Add(ok, p);
@@ -135,7 +137,7 @@ void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapRenderState& S, const 
 }
 
 // One clipped straight grid line through two map positions.
-void DrawClippedLine(TCanvas& Canvas, const TViewTransform& View, double x1, double y1, double x2, double y2,
+void DrawClippedLine(TCanvas& Canvas, const TMapViewport& View, double x1, double y1, double x2, double y2,
                      double W, double H)
 {
     TSLine line;
@@ -144,13 +146,13 @@ void DrawClippedLine(TCanvas& Canvas, const TViewTransform& View, double x1, dou
     double a = 0, b = 0, e = 0, f = 0;
     if (!line.ClipBox(0, 0, W, H, a, b, e, f))
         return;
-    const TPoint p = View.MapImageToControl({ClampRound(a), ClampRound(b)});
-    const TPoint q = View.MapImageToControl({ClampRound(e), ClampRound(f)});
+    const TPoint p = CanvasPixel(View, {RoundSaturated(a), RoundSaturated(b)});
+    const TPoint q = CanvasPixel(View, {RoundSaturated(e), RoundSaturated(f)});
     Canvas.MoveTo(p.X, p.Y);
     Canvas.LineTo(q.X, q.Y);
 }
 
-void DrawUTMGrid(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+void DrawUTMGrid(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S, std::int32_t UTMGridDist)
 {
     const TCalibFit& fit = *S.Fit;
     const std::int32_t W = MapWidth(S), H = MapHeight(S);
@@ -176,7 +178,7 @@ void DrawUTMGrid(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform
     const double eRange = *eMax - *eMin, nRange = *nMax - *nMin;
     if (!std::isfinite(eRange) || !std::isfinite(nRange))
         return;
-    double d = S.UTMGridDist > 0 ? double(S.UTMGridDist) : std::max(1.0, Round125(std::max(eRange, nRange) / 10.0));
+    double d = UTMGridDist > 0 ? double(UTMGridDist) : std::max(1.0, Round125(std::max(eRange, nRange) / 10.0));
     while (std::max(eRange, nRange) / d > MaxLinesPerFamily)
         d *= 10.0;
     for (double k = std::ceil(*eMin / d); k * d <= *eMax; k += 1.0) {
@@ -189,24 +191,23 @@ void DrawUTMGrid(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform
     }
 }
 
-void MarkPoint(TCanvas& Canvas, const TViewTransform& View, TPoint MapPixel)
+void MarkPoint(TCanvas& Canvas, const TMapViewport& View, TMapPixel MapPixel)
 {
-    const TPoint c = View.MapImageToControl(MapPixel);
+    const TPoint c = CanvasPixel(View, MapPixel);
     Canvas.MoveTo(c.X - 3, c.Y);
     Canvas.LineTo(c.X + 4, c.Y);
     Canvas.MoveTo(c.X, c.Y - 3);
     Canvas.LineTo(c.X, c.Y + 4);
 }
 
-void DrawCalibPoints(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View, TCalibModel Model)
+void DrawCalibPoints(TCanvas& Canvas, const TMapViewport& View, const TCalibData& d, TColor Colour, TCalibModel Model)
 {
-    const TCalibData& d = *S.CalibData;
-    Canvas.Pen.Color = S.ColorCalibPoints;
+    Canvas.Pen.Color = Colour;
     if (Model == cmParabolicIp) {
         for (int i = 0; i < ValidCalLines(d); ++i) {
             const TCalibLine& line = d.CalLines[static_cast<std::size_t>(i)];
             for (int k = 0; k < ValidLinePoints(line); ++k)
-                MarkPoint(Canvas, View, line.CalPoints[static_cast<std::size_t>(k)]);
+                MarkPoint(Canvas, View, TMapPixel(line.CalPoints[static_cast<std::size_t>(k)]));
         }
     } else {
         for (int i = 0; i < ValidCalQuads(d); ++i) {
@@ -218,26 +219,27 @@ void DrawCalibPoints(TCanvas& Canvas, const TMapRenderState& S, const TViewTrans
 
 }  // namespace
 
-void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapRenderState& S, const TViewTransform& View)
+void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S,
+                            const TMapAppearance& Look)
 {
-    if (S.ShowGraticule == sgNone || !S.Fit || !S.CalibData)
+    if (Look.ShowGraticule == sgNone || !S.Fit || !S.CalibData)
         return;
     const TCalibModel model = S.Fit->Model();
     if (model == cmUndefined)
         return;
-    const TShowGrat g = S.ShowGraticule;
-    Canvas.Pen.Color = S.ColorGraticule;
+    const TShowGrat g = Look.ShowGraticule;
+    Canvas.Pen.Color = Look.ColorGraticule;
     if (model == cmUTM) {
         if (g == sgUTMGrid || g == sgPointsAndUTMGrid)
-            DrawUTMGrid(Canvas, S, View);
+            DrawUTMGrid(Canvas, View, S, Look.UTMGridDist);
     } else if (g == sgLines || g == sgPointsAndLines) {
         if (model == cmParabolicIp)
-            DrawParabolas(Canvas, S, View);
+            DrawParabolas(Canvas, View, S);
         else
-            DrawMeridiansAndParallels(Canvas, S, View);
+            DrawMeridiansAndParallels(Canvas, View, S, Look.GratLineDist);
     }
     if (g == sgPoints || g == sgPointsAndLines || g == sgPointsAndUTMGrid)
-        DrawCalibPoints(Canvas, S, View, model);
+        DrawCalibPoints(Canvas, View, *S.CalibData, Look.ColorCalibPoints, model);
 }
 
 }  // namespace qv::render_detail

@@ -21,10 +21,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace qv {
 
-using render_detail::TViewTransform;
+using render_detail::CanvasCoord;
+using render_detail::CanvasPixel;
 
 TMapRenderCachesPtr MakeMapRenderCaches() { return TMapRenderCachesPtr(std::make_unique<TMapRenderCaches>().release()); }
 void TMapRenderCachesDeleter::operator()(TMapRenderCaches* Caches) const noexcept
@@ -33,8 +35,6 @@ void TMapRenderCachesDeleter::operator()(TMapRenderCaches* Caches) const noexcep
 }
 
 namespace {
-
-std::int32_t RoundI(double v) { return render_detail::ClampRound(v); }
 
 // Fills the W x H window with the background except the rectangle Covered (clipped to the window).
 void FillAround(TCanvas& C, TColor Colour, std::int32_t W, std::int32_t H, TRect Covered)
@@ -53,42 +53,43 @@ void FillAround(TCanvas& C, TColor Colour, std::int32_t W, std::int32_t H, TRect
 // Steps 5 and 6: the background and the visible part of the map image, through the scaled-image cache
 // when the view is reduced. The background is filled only where the image leaves the window uncovered:
 // the pixels are those of filling everything first, without writing the frame twice.
-void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCache& Cache)
+void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, const TMapAppearance& Look,
+                            std::int32_t W, std::int32_t H, TBitmap& Aux, TMapImageCache& Cache)
 {
-    const std::int32_t W = S.Width, H = S.Height;
-    const double mag = S.Magnify;
+    const double mag = View.Magnify();
+    const TMapPixel topLeft = View.TopLeft();
     TCanvas& canvas = Aux.Canvas();
-    if (!S.GrafBmp || S.GrafBmp->Empty() || !(mag > 0) || !std::isfinite(mag)) {
-        FillAround(canvas, S.ColorBackGnd, W, H, {});
+    if (!S.GrafBmp || S.GrafBmp->Empty()) {
+        FillAround(canvas, Look.ColorBackGnd, W, H, {});
         return;
     }
     const TBitmap& map = *S.GrafBmp;
-    const TStretchMode mode = S.AntiAlias ? smHalftone : smColorOnColor;
+    const TStretchMode mode = Look.AntiAlias ? smHalftone : smColorOnColor;
     const bool large = std::int64_t{map.Width()} * map.Height() > LargeMapPixels;
-    const std::int32_t cacheW = RoundI(map.Width() * mag), cacheH = RoundI(map.Height() * mag);
+    const std::int32_t cacheW = CanvasCoord(map.Width() * mag), cacheH = CanvasCoord(map.Height() * mag);
     // A large map whose cache would dwarf the view is stretched from its pyramid at every paint instead.
     const bool skipCache =
         large && std::int64_t{cacheW} * cacheH > MaxCacheViewRatio * std::int64_t{W} * H;
-    if ((Cache.Mag != mag || Cache.AntiAlias != S.AntiAlias) && mag < S.CacheMagLimit && !skipCache) {
+    if ((Cache.Mag != mag || Cache.AntiAlias != Look.AntiAlias) && mag < Look.CacheMagLimit && !skipCache) {
         Cache.Image.SetSize(cacheW, cacheH);
         // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
-        const TBitmap& from = *MapCacheSource(S);
+        const TBitmap& from = *MapCacheSource(S, mag);
         Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
                                 {0, 0, from.Width(), from.Height()}, mode);
         Cache.Mag = mag;
-        Cache.AntiAlias = S.AntiAlias;
+        Cache.AntiAlias = Look.AntiAlias;
         ++Cache.CacheBuilds;
     }
     if (Cache.Mag == mag && !skipCache) {
-        const std::int32_t x = RoundI(S.TopLeft.X * mag), y = RoundI(S.TopLeft.Y * mag);
+        const std::int32_t x = CanvasCoord(topLeft.X * mag), y = CanvasCoord(topLeft.Y * mag);
         // The cache pixels [0, width) x [0, height) land at (-x, -y); the part of the W x H window beyond
         // AuxBmp cannot be seen, and CopyRect clips both sides.
-        FillAround(canvas, S.ColorBackGnd, W, H,
+        FillAround(canvas, Look.ColorBackGnd, W, H,
                    {-x, -y, Cache.Image.Width() - x, Cache.Image.Height() - y});
         Aux.CopyRect(0, 0, Cache.Image, {x, y, x + W, y + H});
         return;
     }
-    const TRect src{S.TopLeft.X, S.TopLeft.Y, RoundI(S.TopLeft.X + W / mag), RoundI(S.TopLeft.Y + H / mag)};
+    const TRect src{topLeft.X, topLeft.Y, CanvasCoord(topLeft.X + W / mag), CanvasCoord(topLeft.Y + H / mag)};
     // Columns and rows whose centre falls outside the image show the background, not the edge pixels.
     // Destination pixel i samples source Start + (2i + 1)·SrcLen / (2·DstLen).
     auto inside = [](std::int32_t Start, std::int32_t SrcLen, std::int32_t DstLen, std::int32_t Limit,
@@ -118,38 +119,40 @@ void DrawBackgroundAndImage(const TMapRenderState& S, TBitmap& Aux, TMapImageCac
         const double sx = W / double(src.Width()), sy = H / double(src.Height());  // control per map pixel
         const double l0 = std::floor(src.Left / f), t0 = std::floor(src.Top / f);
         const double l1 = std::ceil(src.Right / f), t1 = std::ceil(src.Bottom / f);
-        const TRect from{RoundI(l0), RoundI(t0), RoundI(l1), RoundI(t1)};
-        const TRect onto{RoundI((l0 * f - src.Left) * sx), RoundI((t0 * f - src.Top) * sy),
-                         RoundI((l1 * f - src.Left) * sx), RoundI((t1 * f - src.Top) * sy)};
+        const TRect from{CanvasCoord(l0), CanvasCoord(t0), CanvasCoord(l1), CanvasCoord(t1)};
+        const TRect onto{CanvasCoord((l0 * f - src.Left) * sx), CanvasCoord((t0 * f - src.Top) * sy),
+                         CanvasCoord((l1 * f - src.Left) * sx), CanvasCoord((t1 * f - src.Top) * sy)};
         Aux.StretchRect(onto, *S.PyramidLevels[static_cast<std::size_t>(level - 1)], from, mode);
     }
     ++Cache.DirectStretches;
     if (src.IsEmpty())
         x0 = x1 = y0 = y1 = 0;
-    FillAround(canvas, S.ColorBackGnd, W, H, {x0, y0, x1, y1});
+    FillAround(canvas, Look.ColorBackGnd, W, H, {x0, y0, x1, y1});
 }
 
 // Step 9.1: the probability with which each landmark is drawn.
-double SampleProbability(const TMapRenderState& S, const TViewTransform& View, const TLandMarkStore& Store)
+double SampleProbability(const TMapViewport& View, const TCalibFit& Fit, std::int32_t Limit,
+                         const TLandMarkStore& Store)
 {
     const std::int32_t n = Store.NumLandMarks();
-    if (n <= S.LMRandSampleLimit)
+    if (n <= Limit)
         return 1.0;
-    const std::array<TPoint, 4> corners = {TPoint{0, 0}, TPoint{0, S.Height}, TPoint{S.Width, S.Height},
-                                           TPoint{S.Width, 0}};  // TCorners order
+    const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
+    const std::array<TControlPixel, 4> corners = {TControlPixel{0, 0}, TControlPixel{0, H}, TControlPixel{W, H},
+                                                  TControlPixel{W, 0}};  // TCorners order
     TCornerArray view{};
     for (std::size_t i = 0; i < 4; ++i) {
-        const TPoint m = View.ControlToMapImage(corners[i]);
+        const TMapPixel m = View.ControlToMapImage(corners[i]);
         bool valid = false;
-        view[i].Latit = S.Fit->CalcLatitude(m.X, m.Y, valid);
-        view[i].Longit = S.Fit->CalcLongitude(m.X, m.Y, valid);
+        view[i].Latit = Fit.CalcLatitude(m.X, m.Y, valid);
+        view[i].Longit = Fit.CalcLongitude(m.X, m.Y, valid);
     }
     std::int64_t inView = 0;
     for (const TLandMark& lm : Store.LandMarks()) {
         if (Store.GetClassVisibility(lm.ClassFlag) && PositionInMap(lm.Latitude, lm.Longitude, view))
             ++inView;
     }
-    return inView > S.LMRandSampleLimit ? double(S.LMRandSampleLimit) / double(inView) : 1.0;
+    return inView > Limit ? double(Limit) / double(inView) : 1.0;
 }
 
 void DrawSymbol(TCanvas& Canvas, TMapRenderCaches* Caches, TPoint P, const TSymbolProperties& Props)
@@ -162,12 +165,14 @@ void DrawSymbol(TCanvas& Canvas, TMapRenderCaches* Caches, TPoint P, const TSymb
 }
 
 // Step 9: landmarks, OnDataRendered, the highlighted landmark.
-void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas& Canvas, TMapRenderCaches* Caches)
+void DrawLandMarks(const TMapViewport& View, const TMapSources& S, std::int32_t SampleLimit,
+                   const TMapRenderEvents& Events, TCanvas& Canvas, TMapRenderCaches* Caches)
 {
+    const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
     const TLandMarkStore* store = S.LandMarks;
     const bool placeable = store && S.Fit && S.Fit->Model() != cmUndefined;
     if (placeable) {
-        const double p = SampleProbability(S, View, *store);
+        const double p = SampleProbability(View, *S.Fit, SampleLimit, *store);
         const auto all = store->LandMarks();
         for (std::size_t i = 0; i < all.size(); ++i) {
             const TLandMark& lm = all[i];
@@ -175,17 +180,17 @@ void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas
                 continue;
             if (p < 1.0 && !(BRandom(1.0) < p))
                 continue;
-            TPoint m;
+            TMapPixel m;
             if (!S.Fit->CalcPixelCoords(lm.Latitude, lm.Longitude, m.X, m.Y))
                 continue;
-            const TPoint c = View.MapImageToControl(m);
-            if (S.OnDrawLandmark) {
+            const TPoint c = CanvasPixel(View, m);
+            if (Events.OnDrawLandmark) {
                 bool handled = false;
-                S.OnDrawLandmark(handled, Canvas, c, lm);
+                Events.OnDrawLandmark(handled, Canvas, c, lm);
                 if (handled)
                     continue;
             }
-            if (!(c.X > 0 && c.X < S.Width && c.Y > 0 && c.Y < S.Height))
+            if (!(c.X > 0 && c.X < W && c.Y > 0 && c.Y < H))
                 continue;
             DrawSymbol(Canvas, Caches, c, lm.SymbolProps);
             if (Caches)
@@ -194,62 +199,120 @@ void DrawLandMarks(const TMapRenderState& S, const TViewTransform& View, TCanvas
                 DrawLandMarkCaption(Canvas, c, lm.Caption);
         }
     }
-    if (S.OnDataRendered)
-        S.OnDataRendered(Canvas);
+    if (Events.OnDataRendered)
+        Events.OnDataRendered(Canvas);
     if (!placeable)
         return;
     const std::int32_t high = store->HighLM();
     if (high <= 0 || high > store->NumLandMarks())
         return;
     const TLandMark& lm = store->LandMarks()[static_cast<std::size_t>(high - 1)];
-    TPoint m;
+    TMapPixel m;
     if (!store->GetClassVisibility(lm.ClassFlag) || !S.Fit->CalcPixelCoords(lm.Latitude, lm.Longitude, m.X, m.Y))
         return;
     TSymbolProperties props = lm.SymbolProps;
     props.FGColor = store->HighLMColFG();
     props.BGColor = store->HighLMColBG();
     props.Transparent = store->HighLMTrans();
-    DrawSymbol(Canvas, Caches, View.MapImageToControl(m), props);
+    DrawSymbol(Canvas, Caches, CanvasPixel(View, m), props);
 }
 
 }  // namespace
 
-void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache& Cache, TMapRenderCaches* Caches)
+void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const TMapAppearance& Look,
+                   TBitmap& AuxBmp, TMapImageCache& Cache, TMapRenderCaches* Caches, const TMapRenderEvents& Events)
 {
-    const std::int32_t W = std::max(0, State.Width), H = std::max(0, State.Height);
+    const std::int32_t W = std::max(0, View.ControlSize().cx), H = std::max(0, View.ControlSize().cy);
     // 1. AuxBmp only grows.
     if (H > AuxBmp.Height() || W > AuxBmp.Width())
         AuxBmp.SetSize(std::max(W, AuxBmp.Width()), std::max(H, AuxBmp.Height()));
     TCanvas& canvas = AuxBmp.Canvas();
     // 2. Solid pen in copy mode.
     canvas.Pen = TPen{};
-    const TViewTransform view{State.Magnify, State.TopLeft};
 
-    if (State.Designing || State.MapImgName.empty()) {
+    if (Sources.Designing || Sources.MapImgName.empty()) {
         // 3. The empty-map picture.
-        canvas.Pen.Color = State.ColorBackGnd;
-        canvas.Brush = {State.ColorBackGnd, bsSolid};
+        canvas.Pen.Color = Look.ColorBackGnd;
+        canvas.Brush = {Look.ColorBackGnd, bsSolid};
         canvas.Rectangle(0, 0, W, H);
         canvas.Font = TFont{};
-        canvas.Font.Color = State.ColorFrame;
-        canvas.TextOut(10, 10, State.EmptyMsg);
-    } else if (State.Visible) {
+        canvas.Font.Color = Look.ColorFrame;
+        canvas.TextOut(10, 10, Look.EmptyMsg);
+    } else if (Sources.Visible) {
         // 5. and 6. Background and the map image.
-        DrawBackgroundAndImage(State, AuxBmp, Cache);
+        DrawBackgroundAndImage(View, Sources, Look, W, H, AuxBmp, Cache);
         // 7. The application's data under the graticule.
-        if (State.OnBeforeRenderData)
-            State.OnBeforeRenderData(canvas);
+        if (Events.OnBeforeRenderData)
+            Events.OnBeforeRenderData(canvas);
         // 8. Graticule or grid, calibration points.
         canvas.Pen = TPen{};
-        render_detail::DrawGraticuleAndPoints(canvas, State, view);
+        render_detail::DrawGraticuleAndPoints(canvas, View, Sources, Look);
         // 9. Landmarks, OnDataRendered, the highlighted landmark.
         canvas.Pen = TPen{};
-        DrawLandMarks(State, view, canvas, Caches);
+        DrawLandMarks(View, Sources, Look.LMRandSampleLimit, Events, canvas, Caches);
     }
     // 10. The frame, for every picture.
     canvas.Pen = TPen{};
-    DrawFrame(canvas, State.FrameStyle, 0, 0, W - 1, H - 1, State.ColWhiteLine, 0xC0C0C0, State.ColGrayLine,
-              State.ColBlackLine);
+    DrawFrame(canvas, Look.FrameStyle, 0, 0, W - 1, H - 1, Look.ColWhiteLine, 0xC0C0C0, Look.ColGrayLine,
+              Look.ColBlackLine);
+}
+
+void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* MapOnly, const TMapViewport& View,
+                       const TMapSources& Sources, const TMapAppearance& Look)
+{
+    const double r = View.PixelRatio();
+    const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
+    const double mag = View.Magnify();
+    const TMapPixel tl = View.TopLeft();
+    const std::int32_t mapW = View.MapSize().cx, mapH = View.MapSize().cy;
+    const std::int32_t Wd = static_cast<std::int32_t>(std::ceil(W * r)), Hd = static_cast<std::int32_t>(std::ceil(H * r));
+    if (Screen.Width() != Wd || Screen.Height() != Hd)
+        Screen = TBitmap(Wd, Hd);
+    Screen.Fill(Look.ColorBackGnd);
+    if (MapOnly && Sources.GrafBmp && !Sources.GrafBmp->Empty()) {
+        // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
+        const double x0 = std::max<double>(tl.X, 0.0), y0 = std::max<double>(tl.Y, 0.0);
+        const double x1 = std::min<double>(tl.X + W / mag, mapW);
+        const double y1 = std::min<double>(tl.Y + H / mag, mapH);
+        if (x1 > x0 && y1 > y0) {
+            const double k = mag * r;  // device pixels per map pixel
+            // The smallest pyramid level that still has at least one pixel per device pixel.
+            const TBitmap* src = Sources.GrafBmp;
+            double scale = 1.0;
+            for (const TBitmap* level : Sources.PyramidLevels) {
+                if (!level || level->Empty())
+                    break;
+                const double ls = static_cast<double>(level->Width()) / mapW;
+                if (ls < k)
+                    break;
+                src = level;
+                scale = ls;
+            }
+            const TRect dst{static_cast<std::int32_t>(std::lround((x0 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y0 - tl.Y) * k)),
+                            static_cast<std::int32_t>(std::lround((x1 - tl.X) * k)),
+                            static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
+            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
+                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
+            Screen.StretchRect(dst, *src, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+        }
+    }
+    // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each
+    // control pixel covering the device pixels whose centres it contains.
+    std::vector<std::int32_t> xs(static_cast<std::size_t>(Wd));
+    for (std::int32_t dx = 0; dx < Wd; ++dx)
+        xs[static_cast<std::size_t>(dx)] = std::min(static_cast<std::int32_t>((dx + 0.5) / r), W - 1);
+    for (std::int32_t dy = 0; dy < Hd; ++dy) {
+        const std::int32_t y = std::min(static_cast<std::int32_t>((dy + 0.5) / r), H - 1);
+        const std::uint32_t* aux = AuxBmp.ScanLine(y);
+        const std::uint32_t* bare = MapOnly ? MapOnly->ScanLine(y) : nullptr;
+        std::uint32_t* out = Screen.ScanLine(dy);
+        for (std::int32_t dx = 0; dx < Wd; ++dx) {
+            const std::int32_t x = xs[static_cast<std::size_t>(dx)];
+            if (!bare || aux[x] != bare[x])
+                out[dx] = aux[x];
+        }
+    }
 }
 
 }  // namespace qv

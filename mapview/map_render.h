@@ -1,8 +1,9 @@
 // The map view's picture: RenderMapView draws one frame of a map view into its screen bitmap (AuxBmp),
 // in the fixed order the map control documents — background, the visible part of the map image (through
 // the scaled-image cache), the application's data, graticule or UTM grid, calibration points, landmarks
-// with symbols and captions, the highlighted landmark, the frame. TGeoMap owns the state read here and
-// calls RenderMapView from Paint; tests and benchmarks call it without a widget.
+// with symbols and captions, the highlighted landmark, the frame. It reads a TMapViewport (what is seen),
+// the sources (image, calibration, landmarks) and the appearance; TGeoMap owns them and calls it from
+// Paint, its output functions (map_output.h), geotool, tests and benchmarks call it without a widget.
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft; degrees for
 // positions; Magnify is control pixels per map pixel.
@@ -11,6 +12,7 @@
 #include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
@@ -20,6 +22,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace qv {
 
@@ -48,39 +51,42 @@ struct TMapImageCache {
     void Invalidate() { Mag = 0.0; }
 };
 
-// Everything one paint reads. The references must stay valid for the call.
-struct TMapRenderState {
-    std::int32_t Width = 0, Height = 0;  // control size W x H
-    bool Designing = false;              // component state "designing": the empty-map picture
-    bool Visible = true;
-    std::string MapImgName;              // empty: the empty-map picture
-    const TBitmap* GrafBmp = nullptr;    // the map image at its own size
-    // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
-    // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
-    // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
-    // (step 6.1), stretch all of MapCacheSource(State) into it instead of all of GrafBmp: the same picture,
-    // from up to 256 times fewer pixels. A large map's direct stretch uses them too (see RenderMapView).
-    std::array<const TBitmap*, 4> PyramidLevels{};
-    double Magnify = 1.0;
-    TPoint TopLeft;                      // map pixel at the control's top-left corner
-    bool AntiAlias = true;
-    double CacheMagLimit = 2.0 / 3.0;
-
+// How the view is drawn: the published appearance properties of the map control, kept together so that
+// the control holds them as one member and hands them to the renderer as they are.
+struct TMapAppearance {
     TColor ColorBackGnd = 0xC0C0C0, ColorFrame = 0x000000, ColorGraticule = 0xFF0000, ColorCalibPoints = 0x0000FF;
     TColor ColBlackLine = 0x000000, ColGrayLine = 0x808080, ColWhiteLine = 0xFFFFFF;
     TFrameStyle FrameStyle = static_cast<TFrameStyle>(1);
     std::string EmptyMsg = "GeoMap: empty";
-
     TShowGrat ShowGraticule = sgNone;
     double GratLineDist = 0.0;      // degrees, 0 = automatic
     std::int32_t UTMGridDist = 0;   // metres, 0 = automatic
-    const TCalibData* CalibData = nullptr;
-    const TCalibFit* Fit = nullptr;  // the fitted model (its Model is the map's CalibModel)
-
-    const TLandMarkStore* LandMarks = nullptr;
+    bool AntiAlias = true;
+    double CacheMagLimit = 2.0 / 3.0;
     std::int32_t LMRandSampleLimit = 20000;
+};
 
-    // Events, called with AuxBmp's canvas; the map binds itself as the sender.
+// What a view shows: the map image and its pyramid, the calibration, the landmarks. The pointers must stay
+// valid for the call; a null calibration or landmark store draws no graticule or landmarks.
+struct TMapSources {
+    std::string_view MapImgName;         // empty: the empty-map picture
+    const TBitmap* GrafBmp = nullptr;    // the map image at its own size
+    // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
+    // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
+    // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
+    // (step 6.1), stretch all of MapCacheSource into it instead of all of GrafBmp: the same picture, from
+    // up to 256 times fewer pixels. A large map's direct stretch uses them too (see RenderMapView).
+    std::array<const TBitmap*, 4> PyramidLevels{};
+    const TCalibData* CalibData = nullptr;
+    const TCalibFit* Fit = nullptr;      // the fitted model (its Model is the map's CalibModel)
+    const TLandMarkStore* LandMarks = nullptr;
+    bool Designing = false;              // component state "designing": the empty-map picture
+    bool Visible = true;
+};
+
+// The render events, called with AuxBmp's canvas; the map control binds itself as the sender. APoint is
+// the landmark's control pixel (as the canvas receives it: within +-2^30).
+struct TMapRenderEvents {
     std::function<void(TCanvas& Canvas)> OnBeforeRenderData;
     std::function<void(bool& Handled, TCanvas& Canvas, TPoint APoint, const TLandMark& LandMarkData)> OnDrawLandmark;
     std::function<void(TCanvas& Canvas)> OnDataRendered;
@@ -90,13 +96,13 @@ struct TMapRenderState {
 // GrafBmp, k for PyramidLevels[k - 1]) that is the smallest still having at least as many pixels across as
 // the scaled map (width x Mag). Level k's pixel (x, y) covers the map pixels [2^k x, 2^k (x + 1)) x
 // [2^k y, 2^k (y + 1)), so map coordinates go to level coordinates by the factor 2^-k exactly.
-inline int MapPyramidLevel(const TMapRenderState& State, double Mag)
+inline int MapPyramidLevel(const TMapSources& Sources, double Mag)
 {
-    if (!State.GrafBmp)
+    if (!Sources.GrafBmp)
         return 0;
-    const double need = static_cast<double>(State.GrafBmp->Width()) * Mag;
+    const double need = static_cast<double>(Sources.GrafBmp->Width()) * Mag;
     int k = 0;
-    for (const TBitmap* level : State.PyramidLevels) {
+    for (const TBitmap* level : Sources.PyramidLevels) {
         if (!level || level->Empty() || static_cast<double>(level->Width()) < need)
             break;
         ++k;
@@ -104,11 +110,11 @@ inline int MapPyramidLevel(const TMapRenderState& State, double Mag)
     return k;
 }
 
-// The image to build the scaled cache from at State.Magnify: the level MapPyramidLevel picks.
-inline const TBitmap* MapCacheSource(const TMapRenderState& State)
+// The image to build the scaled cache from at magnification Mag: the level MapPyramidLevel picks.
+inline const TBitmap* MapCacheSource(const TMapSources& Sources, double Mag)
 {
-    const int k = MapPyramidLevel(State, State.Magnify);
-    return k == 0 ? State.GrafBmp : State.PyramidLevels[static_cast<std::size_t>(k - 1)];
+    const int k = MapPyramidLevel(Sources, Mag);
+    return k == 0 ? Sources.GrafBmp : Sources.PyramidLevels[static_cast<std::size_t>(k - 1)];
 }
 
 // Caches that live as long as the map view and make repeated paints cheap: symbol sprites and caption
@@ -122,8 +128,10 @@ struct TMapRenderCachesDeleter {
 using TMapRenderCachesPtr = std::unique_ptr<TMapRenderCaches, TMapRenderCachesDeleter>;
 TMapRenderCachesPtr MakeMapRenderCaches();
 
-// Draws one frame into AuxBmp (grown, never shrunk, to at least Width x Height) following the documented
-// steps; Cache is used and updated by the cache rule. Caches may be null (everything drawn directly).
+// Draws one frame of View (its control size W x H, magnification and top-left map pixel) into AuxBmp
+// (grown, never shrunk, to at least W x H) following the documented steps; Cache is used and updated by
+// the cache rule. Caches may be null (everything drawn directly). Needs no widget: only what QImage's text
+// drawing needs (a QGuiApplication, the offscreen platform will do).
 //
 // The cache rule on a large map (above LargeMapPixels; smaller maps follow the documented rule exactly):
 // below CacheMagLimit the whole map is scaled into the cache as usual, unless that cache would hold more
@@ -132,7 +140,17 @@ TMapRenderCachesPtr MakeMapRenderCaches();
 // The level's rectangle is whole level pixels around the visible one, placed where those pixels fall on
 // the view (half a control pixel at most from the exact place), so the picture stays under the graticule
 // and landmarks. Averaging 2^k x 2^k blocks first softens detail finer than a control pixel slightly.
-void RenderMapView(const TMapRenderState& State, TBitmap& AuxBmp, TMapImageCache& Cache,
-                   TMapRenderCaches* Caches);
+void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const TMapAppearance& Look,
+                   TBitmap& AuxBmp, TMapImageCache& Cache, TMapRenderCaches* Caches = nullptr,
+                   const TMapRenderEvents& Events = {});
+
+// The frame of a high-density screen (View's PixelRatio above 1, fractional ratios included): Screen
+// becomes ceil(W x ratio) x ceil(H x ratio) device pixels whose map image is stretched from the map itself
+// (from the smallest pyramid level with a pixel per device pixel), and everything drawn over the map
+// (graticule, landmarks, events, frame) is taken from AuxBmp, the W x H picture RenderMapView drew: a
+// device pixel shows its control pixel wherever AuxBmp differs there from MapOnly (AuxBmp as it stood
+// before anything was drawn over the map). Without MapOnly the whole frame comes from AuxBmp.
+void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* MapOnly, const TMapViewport& View,
+                       const TMapSources& Sources, const TMapAppearance& Look);
 
 }  // namespace qv

@@ -1,5 +1,5 @@
-// Pieces of RenderMapView shared by its source files: the control/map-pixel conversions of the view and
-// the graticule, grid and calibration-point step.
+// Pieces of RenderMapView shared by its source files: the one clamp of control pixels handed to the canvas,
+// and the graticule, grid and calibration-point step.
 #pragma once
 
 #include <qvgeo/mapview/map_render.h>
@@ -10,33 +10,27 @@
 
 namespace qv::render_detail {
 
-// Control pixels handed to the canvas stay within ±2^30, so that no pixel arithmetic downstream overflows
-// for positions far outside the map; every pixel that can be seen is unchanged by the clamp.
-inline std::int32_t ClampRound(double v)
+// A control-pixel coordinate (or a coordinate of a bitmap laid over the view: the scaled cache, a
+// stretch's rectangles) as the canvas and bitmap calls receive it: rounded half to even and kept within
+// +-2^30, so that no pixel arithmetic downstream (a rectangle's width, a pen's end point plus its width)
+// overflows for positions far outside the map. Every pixel that can be seen is unchanged by the clamp.
+inline std::int32_t CanvasCoord(double v)
 {
     if (std::isnan(v))
         return 0;
     return static_cast<std::int32_t>(std::clamp(std::nearbyint(v), -1073741824.0, 1073741824.0));
 }
 
-// The view's two pixel conversions, rounded half to even: a map pixel to a control pixel and back.
-struct TViewTransform {
-    double Magnify = 1.0;
-    TPoint TopLeft;
-
-    TPoint MapImageToControl(TPoint P) const
-    {
-        return {ClampRound((double(P.X) - TopLeft.X) * Magnify), ClampRound((double(P.Y) - TopLeft.Y) * Magnify)};
-    }
-    TPoint ControlToMapImage(TPoint P) const
-    {
-        return {ClampRound(std::nearbyint(P.X / Magnify) + TopLeft.X),
-                ClampRound(std::nearbyint(P.Y / Magnify) + TopLeft.Y)};
-    }
-};
+// A map pixel's control pixel by the viewport's conversion, for the canvas.
+inline TPoint CanvasPixel(const TMapViewport& View, TMapPixel P)
+{
+    const TControlPixel c = View.MapImageToControl(P);
+    return {CanvasCoord(c.X), CanvasCoord(c.Y)};
+}
 
 // Step 8: graticule or UTM grid in ColorGraticule and the calibration points, as ShowGraticule and the
 // fit's model select. Uses and changes the canvas's pen colour only.
-void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapRenderState& State, const TViewTransform& View);
+void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapViewport& View, const TMapSources& Sources,
+                            const TMapAppearance& Look);
 
 }  // namespace qv::render_detail

@@ -3,21 +3,29 @@
 // draws a calibrated map as the map view shows it (graticule or UTM grid, landmarks) into an image file;
 // "map resample" scales an image with the averaging filter the view uses for reduced maps.
 //
-// Drawing text and the map view need a Qt application object; the commands make one on Qt's offscreen
-// platform (unless QT_QPA_PLATFORM says otherwise), so they run on machines without a display.
+// Drawing text needs a Qt GUI application object (no widgets: the map is drawn by RenderMapView from a
+// viewport, the calibration and the landmarks); the commands make one on Qt's offscreen platform (unless
+// QT_QPA_PLATFORM says otherwise), so they run on machines without a display.
 #include "command.h"
 #include "line_io.h"
 
+#include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/calibration_file.h>
+#include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
-#include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/mapview/map_image.h>
+#include <qvgeo/mapview/map_output.h>
+#include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/image_files.h>
+#include <qvgeo/support/errors.h>
 #include <qvgeo/support/text.h>
 
-#include <QApplication>
+#include <QGuiApplication>
 
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -72,8 +80,8 @@ void TakeSize(geotool::Args& args, std::int32_t& width, std::int32_t& height)
     height = static_cast<std::int32_t>(h);
 }
 
-// A QApplication (text needs the GUI part, the map view the widgets part), unless the process has one.
-std::unique_ptr<QApplication> EnsureGuiApplication()
+// A QGuiApplication (text needs one), unless the process has an application object.
+std::unique_ptr<QGuiApplication> EnsureGuiApplication()
 {
     if (QCoreApplication::instance())
         return nullptr;
@@ -88,7 +96,7 @@ std::unique_ptr<QApplication> EnsureGuiApplication()
     static int argc = 1;
     static char name[] = "geotool";
     static char* argv[] = {name, nullptr};
-    return std::make_unique<QApplication>(argc, argv);
+    return std::make_unique<QGuiApplication>(argc, argv);
 }
 
 int RunBlank(geotool::Args& args)
@@ -158,34 +166,60 @@ int RunRender(geotool::Args& args)
         throw UsageError{"--grat-dist wants 0..60 degrees (0: automatic)"};
 
     const auto app = EnsureGuiApplication();
-    qv::TGeoMap map;
-    map.SetName("geotool");
-    map.SetSuppressPaint(true);  // one frame is drawn, at the end
-    // A calibration file names its image without a directory: look beside the calibration file when the
-    // name does not resolve from the working directory.
+    // The map as the map control would hold it, without the control: the calibration is read in its two
+    // steps with the image it names loaded between them; the size check and the image types are the
+    // control's (TMapImage).
     const std::string calFile = pos[0];
-    map.OnMapImageRequest = [&calFile](qv::TGeoMap&, std::string& name) {
-        std::error_code ec;
-        if (!std::filesystem::exists(name, ec))
-            name = qv::FindImageBeside(calFile, name);
-    };
-    if (!map.LoadCalDataFromXML(pos[0], id) && map.CalibModel() == qv::cmUndefined)
-        throw std::runtime_error("\"" + pos[0] + "\": no calibration" + (id.empty() ? "" : " with id \"" + id + "\""));
-    if (map.MapWidth() <= 0 || map.MapHeight() <= 0)
-        throw std::runtime_error("\"" + pos[0] + "\": the map image it names could not be loaded");
-    if (!landmarks.empty() && !map.LoadLandMarks(landmarks, landmarksId))
+    qv::TMapCalibration calib;
+    calib.SetComponentName("geotool");
+    qv::TMapImage image;
+    image.SetComponentName("geotool");
+    bool read = false;
+    if (std::ifstream f(calFile, std::ios::binary); f) {
+        const qv::TMapCalibration::TReadResult r = calib.ReadCalibrationRecord(f, id);
+        if (r.Found) {
+            if (!calib.CalibData().MapFName.empty()) {
+                qv::TMapImage::TLoadEvents events;
+                events.BesideFile = calFile;  // a calibration file names its image without a directory
+                image.Load(calib.CalibData().MapFName, events);
+            }
+            calib.SetImageName(image.Name());
+            calib.SetImageSize(image.Width(), image.Height());
+            calib.FinishReading();
+        }
+        read = r.Found && r.GratOK;
+    }
+    if (!read && calib.CalibModel() == qv::cmUndefined)
+        throw std::runtime_error("\"" + calFile + "\": no calibration" + (id.empty() ? "" : " with id \"" + id + "\""));
+    if (image.Name().empty() || image.Bitmap().Empty())
+        throw std::runtime_error("\"" + calFile + "\": the map image it names could not be loaded");
+    qv::TLandMarkStore store;
+    if (!landmarks.empty() && !store.LoadLandMarks(landmarks, landmarksId))
         throw std::runtime_error("\"" + landmarks + "\": no landmark set" +
                                  (landmarksId.empty() ? "" : " with id \"" + landmarksId + "\""));
-    map.SetShowGraticule(grat);
-    map.SetGratLineDist(gratDist);
+    qv::TMapAppearance look;
+    look.ShowGraticule = grat;
+    look.GratLineDist = gratDist;
     // The whole map, as large as fits into WIDTH x HEIGHT.
-    const double scale = std::min(static_cast<double>(width) / map.MapWidth(),
-                                  static_cast<double>(height) / map.MapHeight());
+    const double scale = std::min(static_cast<double>(width) / image.Width(),
+                                  static_cast<double>(height) / image.Height());
+    qv::TMapViewport view;
+    view.SetMapSize({image.Width(), image.Height()});
+    view.SetControlSize({width, height});
+    view.SetMagnify(scale);
+    qv::TMapSources sources;
+    sources.MapImgName = image.Name();
+    sources.GrafBmp = &image.Bitmap();
+    sources.CalibData = &calib.CalibData();
+    sources.Fit = &calib.Fit();
+    sources.LandMarks = &store;
     qv::TBitmap picture;
-    map.CopyToBMP(picture, {0, 0}, scale, {width, height});
+    qv::TMapImageCache cache;
+    const qv::TMapRenderCachesPtr caches = qv::MakeMapRenderCaches();
+    qv::RenderMapOutput(picture, nullptr, view, sources, look, cache, caches.get(), {});
     qv::SaveImageFile(picture, out);
     std::printf("%s (%d x %d px, scale %.4f, %d landmarks)\n", out.c_str(), width, height, scale,
-                map.NumLandMarks());
+                store.NumLandMarks());
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <qvgeo/platform/clipboard.h>
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
+#include "render_case.h"
 
 #include <QPrinter>
 #include <QTest>
@@ -436,12 +437,12 @@ TEST(GeoMap, LargeMapZoomStretchesFromThePyramid)
                            {0.18, TPoint{333, -77}}, {0.6, TPoint{1003, 17}}}) {
         m.SetMagnification(mag);
         m.SetTopLeft(tl);
-        TMapRenderState s;
-        s.Width = 300, s.Height = 200, s.Magnify = mag, s.TopLeft = tl, s.MapImgName = "reference";
-        s.GrafBmp = &m.GrafBmp();
+        TRenderCase s;
+        s.View.SetControlSize({300, 200}), s.View.SetMagnify(mag), s.View.SetTopLeft(TMapPixel(tl)), s.Src.MapImgName = "reference";
+        s.Src.GrafBmp = &m.GrafBmp();
         TBitmap ref;
         TMapImageCache cache;
-        RenderMapView(s, ref, cache, nullptr);
+        Render(s, ref, cache, nullptr);
         const int tol = 3 + static_cast<int>(4 * 0.5 / mag);
         int worst = 0;
         for (int y = 2; y < 198; ++y)

@@ -3,6 +3,7 @@
 // on-control test, OnDrawLandmark's Handled, and the order of the drawing steps seen in the pixels.
 #include <qvgeo/geomap/calib_fit.h>
 #include <qvgeo/mapview/map_render.h>
+#include "render_case.h"
 #include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/support/math_services.h>
 
@@ -44,12 +45,12 @@ struct TTestMap {
             Fit.CalcPosition({px[i][0], px[i][1]}, Cal.Corners[static_cast<std::size_t>(i)]);
     }
 
-    TMapRenderState State(int W, int H, double Mag = 1.0, TPoint TopLeft = {})
+    TRenderCase State(int W, int H, double Mag = 1.0, TPoint TopLeft = {})
     {
-        TMapRenderState s;
-        s.Width = W, s.Height = H, s.Magnify = Mag, s.TopLeft = TopLeft;
-        s.MapImgName = "map.bmp";
-        s.GrafBmp = &Img, s.CalibData = &Cal, s.Fit = &Fit, s.LandMarks = &Store;
+        TRenderCase s;
+        s.View.SetControlSize({W, H}), s.View.SetMagnify(Mag), s.View.SetTopLeft(TMapPixel(TopLeft));
+        s.Src.MapImgName = "map.bmp";
+        s.Src.GrafBmp = &Img, s.Src.CalibData = &Cal, s.Src.Fit = &Fit, s.Src.LandMarks = &Store;
         return s;
     }
 
@@ -61,11 +62,11 @@ struct TTestMap {
     }
 };
 
-TBitmap Paint(const TMapRenderState& S, TMapRenderCaches* Caches = nullptr)
+TBitmap Paint(const TRenderCase& S, TMapRenderCaches* Caches = nullptr)
 {
     TBitmap aux;
     TMapImageCache cache;
-    RenderMapView(S, aux, cache, Caches);
+    Render(S, aux, cache, Caches);
     return aux;
 }
 
@@ -99,14 +100,14 @@ TEST(MapRender, CacheRuleCountsBuildsAndStretches)
         for (int y = 0; y < 300; ++y)
             for (int x = 0; x < 400; ++x)
                 m.Img.SetPixel(x, y, TColor((x * 7) & 0xFF) | TColor((y * 5) & 0xFF) << 8);
-        TMapRenderState s = m.State(120, 90);
-        s.Magnify = c.mag;
+        TRenderCase s = m.State(120, 90);
+        s.View.SetMagnify(c.mag);
         TBitmap aux;
         TMapImageCache cache;
         for (const auto& [tl, aa] : c.paints) {
-            s.TopLeft = tl;
-            s.AntiAlias = aa;
-            RenderMapView(s, aux, cache, nullptr);
+            s.View.SetTopLeft(TMapPixel(tl));
+            s.Look.AntiAlias = aa;
+            Render(s, aux, cache, nullptr);
         }
         EXPECT_EQ(cache.CacheBuilds, c.builds) << c.mag;
         EXPECT_EQ(cache.DirectStretches, c.stretches) << c.mag;
@@ -155,19 +156,19 @@ TEST(MapRender, LargeMapsSkipBigCachesAndStretchFromTheirPyramid)
     for (const Case& c : cases) {
         TBitmap map(c.mapW, c.mapH);
         std::vector<TBitmap> levels;
-        TMapRenderState s;
-        s.Width = c.W, s.Height = c.H, s.Magnify = c.mag, s.CacheMagLimit = c.cacheLimit;
-        s.MapImgName = "big.jpg";
-        s.GrafBmp = &map;
+        TRenderCase s;
+        s.View.SetControlSize({c.W, c.H}), s.View.SetMagnify(c.mag), s.Look.CacheMagLimit = c.cacheLimit;
+        s.Src.MapImgName = "big.jpg";
+        s.Src.GrafBmp = &map;
         for (int k = 1; c.levels && k <= 4; ++k) {
             levels.emplace_back((c.mapW + (1 << k) - 1) >> k, (c.mapH + (1 << k) - 1) >> k);
             levels.back().Fill(LevelColour[k - 1]);
         }
         for (std::size_t i = 0; i < levels.size(); ++i)
-            s.PyramidLevels[i] = &levels[i];
+            s.Src.PyramidLevels[i] = &levels[i];
         TBitmap aux;
         TMapImageCache cache;
-        RenderMapView(s, aux, cache, nullptr);
+        Render(s, aux, cache, nullptr);
         EXPECT_EQ(cache.CacheBuilds, c.builds) << c.mapW << " " << c.mag;
         EXPECT_EQ(cache.DirectStretches, c.stretches) << c.mapW << " " << c.mag;
         EXPECT_EQ(aux.Pixel(c.W / 2, c.H / 2), c.level ? LevelColour[c.level - 1] : White) << c.mapW << " " << c.mag;
@@ -182,12 +183,12 @@ TEST(MapRender, EmptyMapMessageAndFrame)
     for (const Case& c : {Case{false, "", true, true}, Case{true, "map.bmp", true, true},
                           Case{false, "map.bmp", false, false}}) {
         TTestMap m(50, 50, 1, 0, 0, 1);
-        TMapRenderState s = m.State(200, 100);
-        s.Designing = c.designing, s.MapImgName = c.name, s.Visible = c.visible, s.ColorFrame = Red;
+        TRenderCase s = m.State(200, 100);
+        s.Src.Designing = c.designing, s.Src.MapImgName = c.name, s.Src.Visible = c.visible, s.Look.ColorFrame = Red;
         TBitmap aux(200, 100);
         aux.Fill(0x123456);
         TMapImageCache cache;
-        RenderMapView(s, aux, cache, nullptr);
+        Render(s, aux, cache, nullptr);
         // The lowered frame: grey and black rings at the top left, white and silver at the bottom right.
         EXPECT_EQ(std::vector<TColor>({aux.Pixel(0, 0), aux.Pixel(1, 1), aux.Pixel(199, 99), aux.Pixel(198, 98)}),
                   std::vector<TColor>({0x808080, 0x000000, White, Silver}));
@@ -196,7 +197,7 @@ TEST(MapRender, EmptyMapMessageAndFrame)
         TBitmap ref(200, 100);
         ref.Fill(Silver);
         ref.Canvas().Font.Color = Red;
-        ref.Canvas().TextOut(10, 10, s.EmptyMsg);
+        ref.Canvas().TextOut(10, 10, s.Look.EmptyMsg);
         auto reds = [](const TBitmap& B) {
             std::vector<int> v;
             for (int i = 2 * 200; i < 98 * 200; ++i)
@@ -216,8 +217,8 @@ TEST(MapRender, AutomaticMeridiansEveryTenthOfADegree)
 {
     // 0.3° of longitude (9.95..10.25) and of latitude (50.32..50.02): lines every 0.1°.
     TTestMap m(300, 300, 50.32, 50.02, 9.95, 10.25);
-    TMapRenderState s = m.State(300, 300);
-    s.ShowGraticule = sgLines;
+    TRenderCase s = m.State(300, 300);
+    s.Look.ShowGraticule = sgLines;
     TBitmap aux = Paint(s);
     const int row = m.Pixel(50.17, 10).Y;  // between parallels
     EXPECT_EQ(CountColour(aux, Blue, 2, row, 298, row + 1), 3);
@@ -231,7 +232,7 @@ TEST(MapRender, AutomaticMeridiansEveryTenthOfADegree)
     const int col = m.Pixel(50.15, 10.05).X;
     EXPECT_EQ(CountColour(aux, Blue, col, 2, col + 1, 298), 3);  // parallels 50.1, 50.2, 50.3
     // A fixed distance of 0.05° adds 10.05 and 10.15 (9.95 lies under the frame, 10.25 beyond the edge).
-    s.GratLineDist = 0.05;
+    s.Look.GratLineDist = 0.05;
     aux = Paint(s);
     EXPECT_EQ(CountColour(aux, Blue, 2, row, 298, row + 1), 5);
 }
@@ -244,8 +245,8 @@ TEST(MapRender, ParabolicGraticuleFollowsItsCalibrationLines)
     m.Cal.CalLines[0] = {gtlParallel, 45.0, 3, {TPoint{10, 40}, TPoint{150, 60}, TPoint{290, 40}}};
     m.Cal.CalLines[1] = {gtlMeridian, 7.0, 3, {TPoint{100, 0}, TPoint{100, 90}, TPoint{100, 190}}};
     m.Fit.FitGratMat(m.Cal);  // the lines' parabolas come with the fit
-    TMapRenderState s = m.State(300, 200);
-    s.ShowGraticule = sgPointsAndLines;
+    TRenderCase s = m.State(300, 200);
+    s.Look.ShowGraticule = sgPointsAndLines;
     const TBitmap aux = Paint(s);
     // y = 40 + (x - 10)(290 - x)/980 through the three points: a parabola sagging to row 60 at x = 150.
     for (int x : {20, 80, 220, 280}) {
@@ -270,9 +271,9 @@ TEST(MapRender, UTMGridOnTheCalibrationsLines)
     // Automatic: Round125(4000 m / 10) = 500 m.
     for (const Case& c : {Case{1000, 3, 1.0, {0, 0}}, Case{0, 7, 0.8, {-20, 10}}}) {
         TTestMap m(400, 300, 5400000, 5397000, 500000, 504000, cmUTM);
-        TMapRenderState s = m.State(500, 400, c.mag, c.topLeft);
-        s.ShowGraticule = sgUTMGrid;
-        s.UTMGridDist = c.dist;
+        TRenderCase s = m.State(500, 400, c.mag, c.topLeft);
+        s.Look.ShowGraticule = sgUTMGrid;
+        s.Look.UTMGridDist = c.dist;
         const TBitmap aux = Paint(s);
         auto ctl = [&](int x, int y) {
             return TPoint{int(std::nearbyint((x - c.topLeft.X) * c.mag)), int(std::nearbyint((y - c.topLeft.Y) * c.mag))};
@@ -324,9 +325,9 @@ TEST(MapRender, RandomSampleAboveTheLimit)
             m.Store.SetLandMarkData(i, lm);
         }
         m.Store.SetClassVisibility(3, c.hiddenClass == 0);
-        TMapRenderState s = m.State(400, 400);
+        TRenderCase s = m.State(400, 400);
         int calls = 0;
-        s.OnDrawLandmark = [&](bool&, TCanvas&, TPoint, const TLandMark&) { ++calls; };
+        s.Events.OnDrawLandmark = [&](bool&, TCanvas&, TPoint, const TLandMark&) { ++calls; };
         Paint(s);
         EXPECT_TRUE(calls >= c.minCalls && calls <= c.maxCalls) << calls << " of " << c.onMap << "+" << c.offMap;
     }
@@ -345,10 +346,10 @@ TEST(MapRender, HandledAndTheStrictOnControlTest)
     } cases[] = {{0, false}, {1, true}, {199, true}, {200, false}, {-40, false}, {120, false}};  // 120: handled
     for (const auto& c : cases)
         m.Store.AddLandMark(0.5, c.x / 100.0, 0);
-    TMapRenderState s = m.State(200, 100);
-    s.FrameStyle = fsNone;
+    TRenderCase s = m.State(200, 100);
+    s.Look.FrameStyle = fsNone;
     std::vector<TPoint> seen;
-    s.OnDrawLandmark = [&](bool& Handled, TCanvas& Canvas, TPoint P, const TLandMark&) {
+    s.Events.OnDrawLandmark = [&](bool& Handled, TCanvas& Canvas, TPoint P, const TLandMark&) {
         seen.push_back(P);
         if (P.X == 120) {
             Handled = true;
@@ -386,7 +387,7 @@ TEST(MapRender, CachedLandmarksDrawTheDirectPixels)
     }
     auto caches = MakeMapRenderCaches();
     for (TPoint tl : {TPoint{0, 0}, TPoint{37, 11}}) {
-        const TMapRenderState s = m.State(260, 180, 1.0, tl);
+        const TRenderCase s = m.State(260, 180, 1.0, tl);
         const TBitmap direct = Paint(s);
         Paint(s, caches.get());
         EXPECT_TRUE(Paint(s, caches.get()).Image() == direct.Image()) << tl.X;
@@ -402,17 +403,17 @@ TEST(MapRender, StepsDrawInOrder)
     m.Store.AddLandMark(0.5, 0.25, 0);
     m.Store.AddLandMark(0.5, 0.75, 0);
     m.Store.SetHighLM(2);
-    TMapRenderState s = m.State(200, 200);
-    s.ShowGraticule = sgLines;
-    s.GratLineDist = 0.5;
+    TRenderCase s = m.State(200, 200);
+    s.Look.ShowGraticule = sgLines;
+    s.Look.GratLineDist = 0.5;
     std::string order;
-    s.OnBeforeRenderData = [&](TCanvas& C) {
+    s.Events.OnBeforeRenderData = [&](TCanvas& C) {
         order += "B";
         C.Brush = {0x00FF00, bsSolid};
         C.FillRect({0, 0, 200, 200});
     };
-    s.OnDrawLandmark = [&](bool&, TCanvas&, TPoint, const TLandMark&) { order += "L"; };
-    s.OnDataRendered = [&](TCanvas& C) {
+    s.Events.OnDrawLandmark = [&](bool&, TCanvas&, TPoint, const TLandMark&) { order += "L"; };
+    s.Events.OnDataRendered = [&](TCanvas& C) {
         order += "D";
         C.Brush = {0x00FFFF, bsSolid};
         C.FillRect({0, 0, 200, 60});      // over the frame's top

@@ -2,6 +2,7 @@
 #include <qvgeo/mapview/caption_sprites.h>
 #include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/mapview/map_render.h>
+#include "render_case.h"
 
 #include <qvgeo/geomap/calib_fit.h>
 
@@ -99,10 +100,9 @@ TEST(MapViewLimits, ZoomFitPageOnAnEmptyControl)
     }
 }
 
-// The parabolic graticule far below the widget's own limit: at magnification 1e-7 a 200 x 100 view spans
-// 2e9 map columns and 1e9 rows (without a bound, one point each: minutes of work). The line is drawn with
-// one point per control pixel, straight where it should be. The view is placed so that every column it
-// shows is a representable map pixel (within +-2^30).
+// The parabolic graticule at the smallest magnification: a 200 x 100 view spans 13 million map columns and
+// 6.5 million rows (without a bound, one point each). The line is drawn with one point per control pixel,
+// straight where it should be, the view placed a billion map pixels out.
 TEST(MapViewLimits, ParabolicGraticuleAtATinyMagnificationIsBoundedAndRight)
 {
     const struct {
@@ -110,8 +110,8 @@ TEST(MapViewLimits, ParabolicGraticuleAtATinyMagnificationIsBoundedAndRight)
         TPoint topLeft;
         bool row;  // a horizontal line (parallel) at row 50 or a vertical one (meridian) at column 100
     } cases[] = {
-        {gtlParallel, {-1000000000, 40 - 500000000}, true},
-        {gtlMeridian, {100 - 1000000000, -500000000}, false},
+        {gtlParallel, {-1000000000, 40 - 50 * 65536}, true},
+        {gtlMeridian, {100 - 100 * 65536, -500000000}, false},
     };
     for (const auto& c : cases) {
         TBitmap img(300, 200);
@@ -126,13 +126,13 @@ TEST(MapViewLimits, ParabolicGraticuleAtATinyMagnificationIsBoundedAndRight)
         fit.SetModel(cmParabolicIp);
         fit.FitGratMat(cal);  // the line's parabola comes with the fit
         TLandMarkStore store;
-        TMapRenderState s;
-        s.Width = 200, s.Height = 100, s.Magnify = 1e-7, s.TopLeft = c.topLeft;
-        s.MapImgName = "map.bmp", s.GrafBmp = &img, s.CalibData = &cal, s.Fit = &fit, s.LandMarks = &store;
-        s.ShowGraticule = sgLines, s.ColorGraticule = Blue, s.ColorBackGnd = Silver, s.FrameStyle = fsNone;
+        TRenderCase s;
+        s.View.SetControlSize({200, 100}), s.View.SetMagnify(MinMagnification), s.View.SetTopLeft(TMapPixel(c.topLeft));
+        s.Src.MapImgName = "map.bmp", s.Src.GrafBmp = &img, s.Src.CalibData = &cal, s.Src.Fit = &fit, s.Src.LandMarks = &store;
+        s.Look.ShowGraticule = sgLines, s.Look.ColorGraticule = Blue, s.Look.ColorBackGnd = Silver, s.Look.FrameStyle = fsNone;
         TBitmap aux;
         TMapImageCache cache;
-        RenderMapView(s, aux, cache, nullptr);
+        Render(s, aux, cache, nullptr);
         int onLine = 0, elsewhere = 0;
         for (int y = 0; y < 100; ++y)
             for (int x = 0; x < 200; ++x) {
