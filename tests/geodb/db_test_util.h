@@ -201,6 +201,20 @@ inline void ExpectIndexesConsistent(const qv::TGeoDB& db)
         EXPECT_EQ(db.GetSumdata(db.SearchForItemID(db.GetSumdata(r).ItemId)).ItemId, db.GetSumdata(r).ItemId);
 }
 
+// The records meeting the rectangle (edges included) by scanning every record: the oracle of the searches.
+inline std::vector<int> BruteForce(const qv::TGeoDB& db, double latLo, double lonLo, double latHi, double lonHi,
+                                   qv::TgdbItem kind = qv::gitUndefined)
+{
+    std::vector<int> out;
+    for (int r = 1; r <= db.NumEntries(); ++r) {
+        const qv::TgdbData d = db.GetSumdata(r);
+        if (d.LatLow <= latHi && d.LatHigh >= latLo && d.LongLow <= lonHi && d.LongHigh >= lonLo &&
+            (kind == qv::gitUndefined || d.ItemKind == kind))
+            out.push_back(r);
+    }
+    return out;
+}
+
 // Progress callbacks: at least one report, never going back, ending at 100 %.
 inline void ExpectProgress(const std::vector<double>& seen)
 {

@@ -63,20 +63,6 @@ void ExpectMatchesModel(TGeoDB& db, const std::vector<ModelItem>& model)
     }
 }
 
-// The records meeting the rectangle (edges included), by scanning every record.
-std::vector<int> BruteForce(const TGeoDB& db, double latLo, double lonLo, double latHi, double lonHi,
-                            TgdbItem kind = gitUndefined)
-{
-    std::vector<int> out;
-    for (int r = 1; r <= db.NumEntries(); ++r) {
-        const TgdbData d = db.GetSumdata(r);
-        if (d.LatLow <= latHi && d.LatHigh >= latLo && d.LongLow <= lonHi && d.LongHigh >= lonLo &&
-            (kind == gitUndefined || d.ItemKind == kind))
-            out.push_back(r);
-    }
-    return out;
-}
-
 }  // namespace
 
 TEST_F(GeoDBItems, RandomEditingAgreesWithModel)

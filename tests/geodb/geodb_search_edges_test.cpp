@@ -22,19 +22,6 @@ namespace {
 double Up(double v) { return std::nextafter(v, HUGE_VAL); }
 double Down(double v) { return std::nextafter(v, -HUGE_VAL); }
 
-// The records meeting the rectangle (edges included), by scanning every record.
-std::vector<int> Scan(const TGeoDB& db, double latLo, double lonLo, double latHi, double lonHi, TgdbItem kind)
-{
-    std::vector<int> out;
-    for (int r = 1; r <= db.NumEntries(); ++r) {
-        const TgdbData d = db.GetSumdata(r);
-        if (d.LatLow <= latHi && d.LatHigh >= latLo && d.LongLow <= lonHi && d.LongHigh >= lonLo &&
-            (kind == gitUndefined || d.ItemKind == kind))
-            out.push_back(r);
-    }
-    return out;
-}
-
 // Enough searches of the whole table that the next ones go through the box tree.
 void WarmUp(const TGeoDB& db)
 {
@@ -153,7 +140,7 @@ TEST_F(GeoDBSearchEdges, GridSearchesEqualAScan)
         const double la = grid(-4, 52), lo = grid(-4, 52);
         const double la2 = la + (q % 3 == 0 ? 0 : grid(0, 8)), lo2 = lo + (q % 3 == 1 ? 0 : grid(0, 8));
         const TgdbItem kind = q % 5 == 0 ? static_cast<TgdbItem>(q % 3) : gitUndefined;
-        ASSERT_EQ(db.SearchData(la, lo, la2, lo2, kind), Scan(db, la, lo, la2, lo2, kind))
+        ASSERT_EQ(db.SearchData(la, lo, la2, lo2, kind), BruteForce(db, la, lo, la2, lo2, kind))
             << q << ": " << la << " " << lo << " " << la2 << " " << lo2;
     }
 }
