@@ -57,8 +57,9 @@ void TGeoMap::PropertyChanged(TMapProperty Property)
         &TGeoMap::colorFrameChanged, &TGeoMap::colorGraticuleChanged, &TGeoMap::colorCalibPointsChanged,
         &TGeoMap::confinePanToMapImageChanged, &TGeoMap::emptyMsgChanged, &TGeoMap::frameStyleChanged,
         &TGeoMap::gratLineDistChanged, &TGeoMap::utmGridDistChanged, &TGeoMap::showGraticuleChanged,
-        &TGeoMap::maxMapPixelsChanged};
-    static_assert(std::size(Signals) == mpMaxMapPixels + 1);
+        &TGeoMap::maxMapPixelsChanged, &TGeoMap::wheelZoomChanged, &TGeoMap::hitToleranceChanged,
+        &TGeoMap::keyboardNavigationChanged};
+    static_assert(std::size(Signals) == mpKeyboardNavigation + 1);
     (this->*Signals[Property])();
 }
 
@@ -159,28 +160,6 @@ void TGeoMap::SetName(const std::string& Name)
     SetComponentName(Name);
 }
 
-void TGeoMap::SetKeyboardNavigation(bool Value)
-{
-    const bool changed = Value != FKeyboardNavigation;
-    FKeyboardNavigation = Value;
-    if (changed)
-        emit keyboardNavigationChanged();
-}
-
-double TGeoMap::GetLastMClickLatitude() const
-{
-    bool valid = false;
-    const double v = FCalib.CalcLatitude(FMouse.LastClick().X, FMouse.LastClick().Y, valid);
-    return valid ? v : 0.0;
-}
-
-double TGeoMap::GetLastMClickLongitude() const
-{
-    bool valid = false;
-    const double v = FCalib.CalcLongitude(FMouse.LastClick().X, FMouse.LastClick().Y, valid);
-    return valid ? v : 0.0;
-}
-
 void TGeoMap::DoZoomPanEvent()
 {
     if (OnZoomPan)
@@ -204,8 +183,6 @@ void TGeoMap::Assign(const TGeoMap& Source)
     {
         THoldPaint hold(*this);
         CopyModel(Source);
-        FMouse.AssignState(Source.FMouse);  // mode, drag anchors, zoom window, mouse box
-        FKeyboardNavigation = Source.FKeyboardNavigation;
     }
     Paint();
     NotifyChangedProperties(before);

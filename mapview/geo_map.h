@@ -9,18 +9,6 @@
 // operations; degrees for positions; magnification is control pixels per map pixel.
 //
 // Beyond the control's classic behaviour (each off or invisible at its default):
-// - MaxMapPixels: the image size limit, 3 000 000 pixels by default, may be raised (up to 2^31 - 1). For an
-//   image above 3 000 000 pixels the control keeps a pyramid of halved copies (2x2 averages, made once per
-//   image) from which the renderer builds its scaled cache, so a zoom change on a 100-megapixel map costs
-//   about what it costs on a small one. Where that cache would still hold more than twice the view's
-//   pixels, no cache is built: each paint stretches the visible rectangle from the smallest level that
-//   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
-//   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
-//   before, by the documented cache rule.
-// - High-density screens: with a device pixel ratio above 1 (fractional ratios included) the widget shows
-//   a frame at device resolution whose map image is stretched from the map itself; everything drawn over the
-//   map (graticule, landmarks, events, frame) is taken from AuxBmp, which stays the documented W x H
-//   picture. At ratio 1 the widget shows AuxBmp unchanged.
 // - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
 //   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
 //   on the zoom history.
@@ -133,12 +121,8 @@ public:
     void SetName(const std::string& Name) override;
 
     // ---- published properties (the map's own are TMapModel's) ----
-    bool AllowPan() const { return FMouse.Mode() == maPan; }
     void SetAllowPan(bool Value) { SetMouseAction(Value ? maPan : maNone); }
-    TMouseActMode MouseAction() const { return FMouse.Mode(); }
     void SetMouseAction(TMouseActMode Value);  // a plain store (and the mode's cursor, see ModeCursor)
-    bool KeyboardNavigation() const { return FKeyboardNavigation; }
-    void SetKeyboardNavigation(bool Value);
     // The published properties under the names a form compiled by uic calls ("set" + property name, Qt
     // types): each only converts and calls the setter above it, whose rules (repaint, clamping) apply.
     // Programs use the C++ setters; these exist for Designer forms and property editors.
@@ -225,8 +209,6 @@ public:
     void Paint() override { TMapModel::Paint(); }
     // Adds the control's design mode and visibility to the model's sources.
     TMapSources RenderSources() const override;
-    double GetLastMClickLatitude() const;
-    double GetLastMClickLongitude() const;
     void DoZoomPanEvent();
     void DoSelectRectEvent(std::int32_t Kind, double V1, double V2, double V3, double V4);
 
@@ -273,50 +255,15 @@ public:
     // Y1 <= Y2, when completed; false when a right button, MouseBoxAbort or an exception in a mouse
     // handler ended it, or when a box is already being asked for. The control must outlive the call.
     bool MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std::int32_t& Y2);
-    void MouseBoxAbort();
-    // Drops whatever the mouse has begun: a rubber band, zoom window, selection box, pan or drag-zoom drag
-    // ends without its end events, its figures are erased, a running MouseBox ends with false. For an
-    // application whose view changes under a figure (a keyboard pan, another map): the figure's control
-    // pixels would no longer mark the map pixels it was drawn over.
-    void CancelMouseOperation() { ResetMouseState(); }
-    // Wheel zoom about the pointer: 1.25 times per notch (120 units), the map pixel under the pointer
-    // kept under it; each wheel event is pushed on the zoom history and fires OnZoomPan. Only when
-    // OnMouseWheel left the event unhandled. Off by default (the wheel then only fires OnMouseWheel).
-    bool WheelZoom() const { return FWheelZoom; }
-    void SetWheelZoom(bool Value);
     // Touchpad pinch (a native zoom gesture or Qt's pinch gesture) zooms about the fingers, firing
     // OnZoomPan on every step and pushing the view on the zoom history when the gesture ends. On by default.
     bool PinchZoom() const { return FPinchZoom; }
     void SetPinchZoom(bool Value);
-    // A zoom window or selection box whose sides are both at most this many pixels counts as a click: the
-    // zoom only ends, OnSelectRect is not called. Given in control pixels for a device pixel ratio of 1 and
-    // multiplied by the ratio (rounded), since pen and touch input on high-density screens lands less
-    // exactly; 0 (the default) keeps every box.
-    std::int32_t HitTolerance() const { return FHitTolerance; }
-    void SetHitTolerance(std::int32_t Value);
-    std::int32_t EffectiveHitTolerance() const;
     // The cursor follows MouseAction (hand for panning, the zoom, window and selection cursors, a cross for
     // the rubber band and MouseBox, the landmark cursor). On by default; off leaves the cursor to the
     // application.
     bool ModeCursor() const { return FModeCursor; }
     void SetModeCursor(bool Value);
-
-    // The exclusive-or feedback figures currently shown over the frame (TMouseFigure); figures stay over
-    // the frame across repaints until the mouse operation that drew them erases them.
-    const std::vector<TMouseFigure>& MouseFigures() const { return FMouse.Figures(); }
-    // Draws the figures onto Frame in exclusive-or, coordinates multiplied by Ratio; a second call restores it.
-    void DrawMouseFigures(TBitmap& Frame, double Ratio) const;
-
-    // ---- mouse state (read by the mouse handlers) ----
-    TZoomState ZoomState() const { return FMouse.ZoomState(); }
-    TMouseBoxState MouseBoxState() const { return FMouse.MouseBoxState(); }
-    bool RubberBandOn() const { return FMouse.RubberBandOn(); }
-    bool SelectRectOn() const { return FMouse.SelectRectOn(); }
-    // Map-image pixels of the last press and of the last move.
-    TPoint LastMClickPos() const { return FMouse.LastClick().Point(); }
-    void SetLastMClickPos(TPoint P) { FMouse.SetLastClick(TMapPixel(P)); }
-    TPoint LastMMousePos() const { return FMouse.LastMove().Point(); }
-    std::int32_t ZStackPoi() const { return FView.HistoryPos(); }
 
 protected:
     // The mouse handlers. Each fires the matching On... event through TCustomControl's handler. When one of
@@ -372,25 +319,16 @@ private:
     void NotifyChangedProperties(const std::vector<QVariant>& Before);
     void ReportError(const std::exception& Error) override;  // error(), then OnError
     void InitMouse();
-    // The tool with the view and the confinement of this moment (the mouse's only way in).
-    TMapMouseTool& MouseTool();
-    // Takes the tool's view, redraws the figures' areas and raises the tool's events in their order.
-    void RaiseMouseResult(const TMouseToolResult& R);
+    void FiguresChanged(const TMouseToolResult& R) override;  // redraws the figures' areas
+    void MouseToolEvent(const TMouseToolEvent& Event) override;
     // Runs Body; when it throws, the drag in progress is dropped before the exception goes on.
     template <class F>
     void DropOnThrow(F&& Body);
-    void ResetMouseState();
     void UpdateModeCursor();
 
-    bool FKeyboardNavigation = true;
     // Mouse, beyond the classic state.
-    // The mouse's state machine works on FView; its state (mode, drags, rubber band, boxes, figures) is the
-    // classic FZoomState, FMouseBoxState, FWindAnchorX ... and FLButtonWasDown.
-    TMapMouseTool FMouse{FView, FCalib};
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
-    bool FWheelZoom = false;
     bool FPinchZoom = true;
-    std::int32_t FHitTolerance = 0;
     bool FModeCursor = true;
     // What the signals last announced.
     struct TAnnounced {

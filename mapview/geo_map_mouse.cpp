@@ -91,22 +91,6 @@ void TGeoMap::SetModeCursor(bool Value)
         emit modeCursorChanged();
 }
 
-void TGeoMap::SetWheelZoom(bool Value)
-{
-    const bool changed = Value != FWheelZoom;
-    FWheelZoom = Value;
-    if (changed)
-        emit wheelZoomChanged();
-}
-
-void TGeoMap::SetHitTolerance(std::int32_t Value)
-{
-    const std::int32_t old = FHitTolerance;
-    FHitTolerance = std::max<std::int32_t>(Value, 0);
-    if (FHitTolerance != old)
-        emit hitToleranceChanged();
-}
-
 void TGeoMap::UpdateModeCursor()
 {
     if (!FModeCursor)
@@ -130,49 +114,35 @@ void TGeoMap::UpdateModeCursor()
     setCursor(GetCursor(c));
 }
 
-std::int32_t TGeoMap::EffectiveHitTolerance() const
-{
-    return RoundSaturated(FHitTolerance * EffectivePixelRatio());
-}
-
-// ---- the tool ------------------------------------------------------------------------------------------
-
-TMapMouseTool& TGeoMap::MouseTool()
-{
-    SizedView();
-    FMouse.SetConfinePan(FConfinePan);
-    return FMouse;
-}
-
-void TGeoMap::RaiseMouseResult(const TMouseToolResult& R)
+void TGeoMap::FiguresChanged(const TMouseToolResult& R)
 {
     for (const TMouseFigure& f : R.Toggled)
         update(QRect(QPoint(f.A.X, f.A.Y), QPoint(f.B.X, f.B.Y)).normalized().adjusted(-1, -1, 1, 1));
     if (R.FiguresCleared)
         update();
+}
+
+void TGeoMap::MouseToolEvent(const TMouseToolEvent& E)
+{
     const auto band = [this](const TOnRubberBandActionEvent& Handler, TMapPixel P) {
         if (Handler)
             Handler(*this, P.X, P.Y);
     };
-    for (const TMouseToolEvent& e : R.Events) {
-        switch (e.Action) {
-        case TMouseToolAction::Repaint: Paint(); break;
-        case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
-        case TMouseToolAction::PushView: ZoomStateOnStack(); break;
-        case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, e.Pixel); break;
-        case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, e.Pixel); break;
-        case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, e.Pixel); break;
-        case TMouseToolAction::SelectRect: DoSelectRectEvent(e.SelectKind, e.V[0], e.V[1], e.V[2], e.V[3]); break;
-        case TMouseToolAction::AddLandMark:
-            FLandMarks.AddLandMark(e.V[0], e.V[1], FLandMarks.DefaultLandMark().Altitude);
-            break;
-        case TMouseToolAction::MouseBoxState:
-            if ((e.BoxState == 0 || e.BoxState == 3) && FMouseBoxLoop)
-                FMouseBoxLoop->Quit();
-            break;
-        }
+    switch (E.Action) {
+    case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
+    case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, E.Pixel); break;
+    case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, E.Pixel); break;
+    case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, E.Pixel); break;
+    case TMouseToolAction::SelectRect: DoSelectRectEvent(E.SelectKind, E.V[0], E.V[1], E.V[2], E.V[3]); break;
+    case TMouseToolAction::MouseBoxState:
+        if ((E.BoxState == 0 || E.BoxState == 3) && FMouseBoxLoop)
+            FMouseBoxLoop->Quit();
+        break;
+    default: break;
     }
 }
+
+// ---- the tool ------------------------------------------------------------------------------------------
 
 template <class F>
 void TGeoMap::DropOnThrow(F&& Body)
@@ -183,31 +153,6 @@ void TGeoMap::DropOnThrow(F&& Body)
         ResetMouseState();
         throw;
     }
-}
-
-void TGeoMap::ResetMouseState()
-{
-    RaiseMouseResult(FMouse.Abort());
-}
-
-void TGeoMap::DrawMouseFigures(TBitmap& Frame, double Ratio) const
-{
-    TCanvas& c = Frame.Canvas();
-    const TPen pen = c.Pen;
-    const TBrush brush = c.Brush;
-    const auto s = [Ratio](std::int32_t v) { return Ratio == 1.0 ? v : RoundSaturated(v * Ratio); };
-    c.Brush.Style = bsClear;
-    for (const TMouseFigure& f : FMouse.Figures()) {
-        c.Pen = TPen{0xFFFFFF, 1, f.Kind == mfDottedBox ? psDot : psSolid, pmXor};
-        if (f.Kind == mfLine) {
-            c.MoveTo(s(f.A.X), s(f.A.Y));
-            c.LineTo(s(f.B.X), s(f.B.Y));
-        } else {
-            c.Rectangle(s(f.A.X), s(f.A.Y), s(f.B.X), s(f.B.Y));
-        }
-    }
-    c.Pen = pen;
-    c.Brush = brush;
 }
 
 // ---- mouse box -----------------------------------------------------------------------------------------
@@ -227,11 +172,6 @@ bool TGeoMap::MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std
     RaiseMouseResult(FMouse.EndMouseBox());
     SetMouseAction(saved);
     return done;
-}
-
-void TGeoMap::MouseBoxAbort()
-{
-    RaiseMouseResult(FMouse.EndMouseBox());
 }
 
 // ---- the handlers --------------------------------------------------------------------------------------

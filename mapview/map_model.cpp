@@ -428,6 +428,8 @@ void TMapModel::CopyModel(const TMapModel& Source)
     FView.SetControlSize(control);
     const std::string name = FCalib.ComponentName();
     FCalib.AssignCalibration(Source.FCalib);  // model, data, fit, removed points, FCalDatName
+    FMouse.AssignState(Source.FMouse);  // mode, drag anchors, zoom window, mouse box
+    FKeyboardNavigation = Source.FKeyboardNavigation;
     FConfinePan = Source.FConfinePan;
     // Name, size, picture, pyramid and the size limit; the component name stays this map's.
     FImage = Source.FImage;

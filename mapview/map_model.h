@@ -8,10 +8,24 @@
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft and the map
 // operations; degrees for positions; magnification is control pixels per map pixel.
+// Beyond the classic behaviour (each off or invisible at its default):
+// - MaxMapPixels: the image size limit, 3 000 000 pixels by default, may be raised (up to 2^31 - 1). For an
+//   image above 3 000 000 pixels the model keeps a pyramid of halved copies (2x2 averages, made once per
+//   image) from which the renderer builds its scaled cache, so a zoom change on a 100-megapixel map costs
+//   about what it costs on a small one. Where that cache would still hold more than twice the view's
+//   pixels, no cache is built: each paint stretches the visible rectangle from the smallest level that
+//   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
+//   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
+//   before, by the documented cache rule.
+// - High-density screens: with a device pixel ratio above 1 (fractional ratios included) the widget shows
+//   a frame at device resolution whose map image is stretched from the map itself; everything drawn over the
+//   map (graticule, landmarks, events, frame) is taken from AuxBmp, which stays the documented W x H
+//   picture. At ratio 1 the widget shows AuxBmp unchanged.
 #pragma once
 
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/landmark_store.h>
+#include <qvgeo/geomap/map_mouse_tool.h>
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/empty_map.h>
 #include <qvgeo/mapview/map_image.h>
@@ -37,7 +51,7 @@ inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 enum TMapProperty : int {
     mpAntiAlias, mpCacheMagLimit, mpColorBackGnd, mpColorFrame, mpColorGraticule, mpColorCalibPoints,
     mpConfinePanToMapImage, mpEmptyMsg, mpFrameStyle, mpGratLineDist, mpUTMGridDist, mpShowGraticule,
-    mpMaxMapPixels
+    mpMaxMapPixels, mpWheelZoom, mpHitTolerance, mpKeyboardNavigation
 };
 
 class TMapModel {
@@ -292,6 +306,48 @@ public:
         FLandMarks.WriteLandMarksToOpenXMLFile(F, WithHeader, Id);
     }
 
+    // ---- mouse and keyboard state (map_model_mouse.cpp; the widget translates its events for the tool) ----
+    bool AllowPan() const { return FMouse.Mode() == maPan; }
+    TMouseActMode MouseAction() const { return FMouse.Mode(); }
+    bool KeyboardNavigation() const { return FKeyboardNavigation; }
+    void SetKeyboardNavigation(bool Value);
+    // Wheel zoom about the pointer: 1.25 times per notch (120 units), the map pixel under the pointer
+    // kept under it; each wheel event is pushed on the zoom history and fires OnZoomPan. Only when
+    // OnMouseWheel left the event unhandled. Off by default (the wheel then only fires OnMouseWheel).
+    bool WheelZoom() const { return FWheelZoom; }
+    void SetWheelZoom(bool Value);
+    // A zoom window or selection box whose sides are both at most this many pixels counts as a click: the
+    // zoom only ends, OnSelectRect is not called. Given in control pixels for a device pixel ratio of 1 and
+    // multiplied by the ratio (rounded), since pen and touch input on high-density screens lands less
+    // exactly; 0 (the default) keeps every box.
+    std::int32_t HitTolerance() const { return FHitTolerance; }
+    void SetHitTolerance(std::int32_t Value);
+    std::int32_t EffectiveHitTolerance() const;
+    // Drops whatever the mouse has begun: a rubber band, zoom window, selection box, pan or drag-zoom drag
+    // ends without its end events, its figures are erased, a running MouseBox ends with false. For an
+    // application whose view changes under a figure (a keyboard pan, another map): the figure's control
+    // pixels would no longer mark the map pixels it was drawn over.
+    void CancelMouseOperation() { ResetMouseState(); }
+    void MouseBoxAbort();
+    double GetLastMClickLatitude() const;
+    double GetLastMClickLongitude() const;
+    // The exclusive-or feedback figures currently shown over the frame (TMouseFigure); figures stay over
+    // the frame across repaints until the mouse operation that drew them erases them.
+    const std::vector<TMouseFigure>& MouseFigures() const { return FMouse.Figures(); }
+    // Draws the figures onto Frame in exclusive-or, coordinates multiplied by Ratio; a second call restores it.
+    void DrawMouseFigures(TBitmap& Frame, double Ratio) const;
+
+    TZoomState ZoomState() const { return FMouse.ZoomState(); }
+    TMouseBoxState MouseBoxState() const { return FMouse.MouseBoxState(); }
+    bool RubberBandOn() const { return FMouse.RubberBandOn(); }
+    bool SelectRectOn() const { return FMouse.SelectRectOn(); }
+    // Map-image pixels of the last press and of the last move.
+    TPoint LastMClickPos() const { return FMouse.LastClick().Point(); }
+    void SetLastMClickPos(TPoint P) { FMouse.SetLastClick(TMapPixel(P)); }
+    TPoint LastMMousePos() const { return FMouse.LastMove().Point(); }
+    std::int32_t ZStackPoi() const { return FView.HistoryPos(); }
+
+
     // ---- synthetic empty maps ----
     void CreateEmptyMapInMemory(double LatMin, double LongMin, double LatMax, double LongMax, double LatGratDist,
                                 double LongGratDist, std::int32_t Width, std::int32_t Height, bool ShowGrat,
@@ -321,6 +377,10 @@ protected:
     // The question before a landmark is added or removed.
     virtual void AskLandMark(bool&, TLandMarkAction, const TLandMark&) {}
     virtual TMapRenderEvents RenderEvents() { return {}; }
+    // The mouse tool's figures toggled or cleared (R.Toggled, R.FiguresCleared), and each of its events
+    // that is not the model's own (a repaint, a push on the history, a landmark added), in their order.
+    virtual void FiguresChanged(const TMouseToolResult&) {}
+    virtual void MouseToolEvent(const TMouseToolEvent&) {}
     // The device's size in control pixels at this moment and its pixel ratio (a hidden widget is resized
     // without telling anyone); true while a form is being loaded (views are not pushed on the history).
     virtual TSize DeviceSize() const { return FView.ControlSize(); }
@@ -334,6 +394,11 @@ protected:
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
     void RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position, double Scale, TSize Size);
     TOutputRenderer OutputRenderer();  // RenderOutput, for the printing functions
+    // The tool with the view and the confinement of this moment (the mouse's only way in).
+    TMapMouseTool& MouseTool();
+    // Takes the tool's view, and raises the tool's figure changes and events in their order.
+    void RaiseMouseResult(const TMouseToolResult& R);
+    void ResetMouseState() { RaiseMouseResult(FMouse.Abort()); }
 
     // Holds painting back for a scope; the operation paints once at its end (also when it throws).
     class THoldPaint {
@@ -362,6 +427,12 @@ protected:
     TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
     TMapImage FImage;  // GrafBmp, FMapImgName, the image size; the pyramid; the size limit
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
+    // The mouse's state machine works on FView; its state (mode, drags, rubber band, boxes, figures) is the
+    // classic FZoomState, FMouseBoxState, FWindAnchorX ... and FLButtonWasDown.
+    TMapMouseTool FMouse{FView, FCalib};
+    bool FKeyboardNavigation = true;
+    bool FWheelZoom = false;
+    std::int32_t FHitTolerance = 0;
 
 private:
     void CalibrationChanged(unsigned What);
