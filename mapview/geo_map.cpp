@@ -13,12 +13,7 @@ TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent)
     FView.SetControlSize({width(), height()});
     setFocusPolicy(Qt::StrongFocus);
     InitMouse();
-    FAnnounced.Magnify = FView.Magnify();
-    FAnnounced.TopLeft = TopLeft();
-    FAnnounced.ControlSize = {width(), height()};
-    FAnnounced.CalibModel = CalibModel();
-    FAnnounced.UTMZone = UTMZone();
-    FAnnounced.Hemisphere = UTMHemisphere();
+    TakeAnnounced();
 }
 
 TGeoMap::~TGeoMap() = default;
@@ -29,18 +24,6 @@ void TGeoMap::CalibrationNotice(unsigned What)
 {
     TMapModel::CalibrationNotice(What);
     emit calibrationChanged();
-    if (CalibModel() != FAnnounced.CalibModel) {
-        FAnnounced.CalibModel = CalibModel();
-        emit calibModelChanged();
-    }
-    if (UTMZone() != FAnnounced.UTMZone) {
-        FAnnounced.UTMZone = UTMZone();
-        emit utmZoneChanged();
-    }
-    if (UTMHemisphere() != FAnnounced.Hemisphere) {
-        FAnnounced.Hemisphere = UTMHemisphere();
-        emit utmHemisphereChanged();
-    }
 }
 
 void TGeoMap::LandMarksNotice(unsigned What)
@@ -58,8 +41,9 @@ void TGeoMap::PropertyChanged(TMapProperty Property)
         &TGeoMap::confinePanToMapImageChanged, &TGeoMap::emptyMsgChanged, &TGeoMap::frameStyleChanged,
         &TGeoMap::gratLineDistChanged, &TGeoMap::utmGridDistChanged, &TGeoMap::showGraticuleChanged,
         &TGeoMap::maxMapPixelsChanged, &TGeoMap::wheelZoomChanged, &TGeoMap::hitToleranceChanged,
-        &TGeoMap::keyboardNavigationChanged};
-    static_assert(std::size(Signals) == mpKeyboardNavigation + 1);
+        &TGeoMap::keyboardNavigationChanged, &TGeoMap::calibModelChanged, &TGeoMap::utmZoneChanged,
+        &TGeoMap::utmHemisphereChanged};
+    static_assert(std::size(Signals) == mpUTMHemisphere + 1);
     (this->*Signals[Property])();
 }
 
@@ -89,36 +73,6 @@ TMapRenderEvents TGeoMap::RenderEvents()
     if (OnDataRendered)
         e.OnDataRendered = [this](TCanvas& C) { OnDataRendered(*this, C); };
     return e;
-}
-
-void TGeoMap::NoteViewChange()
-{
-    const TSize size{width(), height()};
-    const bool magnify = FView.Magnify() != FAnnounced.Magnify;
-    if (!magnify && TopLeft() == FAnnounced.TopLeft && size == FAnnounced.ControlSize)
-        return;
-    // Recorded before emitting: a receiver that moves the view again is announced by its own call.
-    FAnnounced.Magnify = FView.Magnify();
-    FAnnounced.TopLeft = TopLeft();
-    FAnnounced.ControlSize = size;
-    if (magnify)
-        emit magnificationChanged(FView.Magnify());
-    emit viewChanged();
-}
-
-void TGeoMap::NotePointer(TPoint ControlPixel)
-{
-    const TPoint p = ControlToMapImage(ControlPixel);
-    TCoords c;
-    const bool over = p.X >= 0 && p.Y >= 0 && p.X < FImage.Width() && p.Y < FImage.Height() &&
-                      CalibModel() != cmUndefined && FCalib.CalcPosition(p, c);
-    if (!over || (FAnnounced.MouseOverMap && p == FAnnounced.MouseMapPixel)) {
-        FAnnounced.MouseOverMap = over;
-        return;
-    }
-    FAnnounced.MouseOverMap = true;
-    FAnnounced.MouseMapPixel = p;
-    emit mouseGeoPositionChanged(c.Latit, c.Longit);
 }
 
 std::vector<QVariant> TGeoMap::PropertyValues() const

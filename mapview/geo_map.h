@@ -24,14 +24,9 @@
 #include <QString>
 #include <QVariant>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <functional>
-#include <iosfwd>
-#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 class QPainter;
@@ -40,8 +35,6 @@ class QPrinter;
 namespace qv {
 
 class TModalLoop;
-
-
 class TGeoMap;
 using TRenderEvent = std::function<void(TGeoMap& Sender, TCanvas& Canvas)>;
 using TDrawLandMarkEvent =
@@ -295,7 +288,12 @@ private:
 
     // The model's way up: signals, the events with this control as the sender, the widget's size and ratio.
     void RequestPaint() override { update(); }
-    void ViewMoved() override { NoteViewChange(); }
+    void ViewMoved(bool MagnificationChanged) override
+    {
+        if (MagnificationChanged)
+            emit magnificationChanged(Magnification());
+        emit viewChanged();
+    }
     void MapSwitched() override { emit mapChanged(); }
     void PropertyChanged(TMapProperty Property) override;
     void CalibrationNotice(unsigned What) override;
@@ -308,12 +306,6 @@ private:
     TSize DeviceSize() const override { return {width(), height()}; }
     double DevicePixelRatio() const override { return devicePixelRatioF(); }
     bool Loading() const override { return ComponentState().Contains(csLoading); }
-    // Emits magnificationChanged and viewChanged when magnification, top-left corner or control size
-    // differ from what was last announced; the one place the view signals come from.
-    void NoteViewChange();
-    // Emits mouseGeoPositionChanged when the pointer (control pixel) is over another map pixel of the
-    // image that the calibration converts.
-    void NotePointer(TPoint ControlPixel);
     // Emits the NOTIFY signal of every property whose value differs from Before (PropertyValues()).
     std::vector<QVariant> PropertyValues() const;
     void NotifyChangedProperties(const std::vector<QVariant>& Before);
@@ -330,17 +322,6 @@ private:
     TModalLoop* FMouseBoxLoop = nullptr;  // the running MouseBox's loop
     bool FPinchZoom = true;
     bool FModeCursor = true;
-    // What the signals last announced.
-    struct TAnnounced {
-        double Magnify = 1.0;
-        TPoint TopLeft;
-        TSize ControlSize;
-        TCalibModel CalibModel = cmUndefined;
-        std::int32_t UTMZone = -1;
-        THemisphere Hemisphere = hemiNorth;
-        TPoint MouseMapPixel{-1, -1};
-        bool MouseOverMap = false;
-    } FAnnounced;
 };
 
 // The Qt enumerations of TGeoMap's properties are converted by a cast: their ordinals must stay those of

@@ -192,7 +192,9 @@ void TGeoMap::MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y)
     DropOnThrow([&] {
         RaiseMouseResult(MouseTool().Move(ToolShift(Shift), {X, Y}));
         TCustomControl::MouseMove(Shift, X, Y);
-        NotePointer({X, Y});
+        TCoords c;
+        if (NotePointer({X, Y}, c))
+            emit mouseGeoPositionChanged(c.Latit, c.Longit);
     });
 }
 

@@ -23,6 +23,7 @@ TMapModel::TMapModel() : FRenderCaches(MakeMapRenderCaches())
         AskLandMark(Allowed, Action, LandMark);
     };
     ClearZoomHistory();
+    TakeAnnounced();
 }
 
 TMapModel::~TMapModel() = default;
@@ -32,6 +33,55 @@ void TMapModel::CalibrationChanged(unsigned What)
     if (FInSwitch)
         FSwitchTouched = true;
     CalibrationNotice(What);
+    if (CalibModel() != FAnnounced.CalibModel) {
+        FAnnounced.CalibModel = CalibModel();
+        PropertyChanged(mpCalibModel);
+    }
+    if (UTMZone() != FAnnounced.UTMZone) {
+        FAnnounced.UTMZone = UTMZone();
+        PropertyChanged(mpUTMZone);
+    }
+    if (UTMHemisphere() != FAnnounced.Hemisphere) {
+        FAnnounced.Hemisphere = UTMHemisphere();
+        PropertyChanged(mpUTMHemisphere);
+    }
+}
+
+void TMapModel::TakeAnnounced()
+{
+    FAnnounced.Magnify = FView.Magnify();
+    FAnnounced.TopLeft = TopLeft();
+    FAnnounced.ControlSize = DeviceSize();
+    FAnnounced.CalibModel = CalibModel();
+    FAnnounced.UTMZone = UTMZone();
+    FAnnounced.Hemisphere = UTMHemisphere();
+}
+
+void TMapModel::NoteViewChange()
+{
+    const TSize size = DeviceSize();
+    const bool magnify = FView.Magnify() != FAnnounced.Magnify;
+    if (!magnify && TopLeft() == FAnnounced.TopLeft && size == FAnnounced.ControlSize)
+        return;
+    // Recorded before reporting: a hook that moves the view again is reported by its own call.
+    FAnnounced.Magnify = FView.Magnify();
+    FAnnounced.TopLeft = TopLeft();
+    FAnnounced.ControlSize = size;
+    ViewMoved(magnify);
+}
+
+bool TMapModel::NotePointer(TPoint ControlPixel, TCoords& C)
+{
+    const TPoint p = ControlToMapImage(ControlPixel);
+    const bool over = p.X >= 0 && p.Y >= 0 && p.X < FImage.Width() && p.Y < FImage.Height() &&
+                      CalibModel() != cmUndefined && FCalib.CalcPosition(p, C);
+    if (!over || (FAnnounced.MouseOverMap && p == FAnnounced.MouseMapPixel)) {
+        FAnnounced.MouseOverMap = over;
+        return false;
+    }
+    FAnnounced.MouseOverMap = true;
+    FAnnounced.MouseMapPixel = p;
+    return true;
 }
 
 void TMapModel::CalibrationNotice(unsigned What)
@@ -377,7 +427,7 @@ void TMapModel::PanMapToFillWindow()
 {
     SizedView().Confine();
     if (FHoldPaint == 0)
-        ViewMoved();
+        NoteViewChange();
 }
 
 void TMapModel::BringMapPixelToCenter(TPoint P)

@@ -51,7 +51,7 @@ inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 enum TMapProperty : int {
     mpAntiAlias, mpCacheMagLimit, mpColorBackGnd, mpColorFrame, mpColorGraticule, mpColorCalibPoints,
     mpConfinePanToMapImage, mpEmptyMsg, mpFrameStyle, mpGratLineDist, mpUTMGridDist, mpShowGraticule,
-    mpMaxMapPixels, mpWheelZoom, mpHitTolerance, mpKeyboardNavigation
+    mpMaxMapPixels, mpWheelZoom, mpHitTolerance, mpKeyboardNavigation, mpCalibModel, mpUTMZone, mpUTMHemisphere
 };
 
 class TMapModel {
@@ -360,8 +360,10 @@ protected:
     // ---- the way up: what a device (the widget) adds; the defaults are those of a model on its own ----
     // AuxBmp was rebuilt: the device should show it.
     virtual void RequestPaint() {}
-    // A repaint was asked for (held or not): magnification, top-left corner or size may have moved.
-    virtual void ViewMoved() {}
+    // Magnification, top-left corner or size differ from what was last reported (checked at each repaint
+    // asked for, held or not, and after PanMapToFillWindow); reported before the hook runs, so that a hook
+    // that moves the view again is reported by its own call.
+    virtual void ViewMoved(bool /*MagnificationChanged*/) {}
     // Another image or calibration file was taken; once per operation, also for an undone switch.
     virtual void MapSwitched() {}
     virtual void PropertyChanged(TMapProperty) {}
@@ -387,6 +389,11 @@ protected:
     virtual double DevicePixelRatio() const { return 1.0; }
     virtual bool Loading() const { return false; }
 
+    // Takes the present view and calibration settings as reported (a device that sized itself).
+    void TakeAnnounced();
+    // True when the pointer (control pixel) is over another map pixel of the image than last time and the
+    // calibration converts it; C is its position.
+    bool NotePointer(TPoint ControlPixel, TCoords& C);
     // Everything but the control size and the component name, without a repaint (Assign).
     void CopyModel(const TMapModel& Source);
     // The viewport with the device's current size and the image's size.
@@ -436,6 +443,8 @@ protected:
 
 private:
     void CalibrationChanged(unsigned What);
+    // ViewMoved when the view differs from what was last reported; the one place it comes from.
+    void NoteViewChange();
     // The image's name and size pushed into the calibration: the only way the calibration learns them.
     void PushImageToCalibration();
     // SetMapImgName without the name fix of CreateAndLoadEmptyMap.
@@ -469,6 +478,17 @@ private:
     bool FLoadCancelled = false;
     bool FInSwitch = false;  // inside a map switch, which puts everything back when its image fails
     bool FSwitchTouched = false;  // the calibration or the image changed within the current switch
+    // What was last reported upward.
+    struct TAnnounced {
+        double Magnify = 1.0;
+        TPoint TopLeft;
+        TSize ControlSize;
+        TCalibModel CalibModel = cmUndefined;
+        std::int32_t UTMZone = -1;
+        THemisphere Hemisphere = hemiNorth;
+        TPoint MouseMapPixel{-1, -1};
+        bool MouseOverMap = false;
+    } FAnnounced;
 
 protected:
     bool FFrameBuilt = false;  // AuxBmp was rendered at least once

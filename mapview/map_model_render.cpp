@@ -71,7 +71,7 @@ void TMapModel::ConstructInternalMapImg()
 void TMapModel::Paint()
 {
     if (FHoldPaint == 0)
-        ViewMoved();
+        NoteViewChange();
     if (FSuppressPaint || FHoldPaint > 0)
         return;
     ConstructInternalMapImg();

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,13 +30,17 @@ bool SameCorner(const TBitmap& Painted, const TBitmap& Reference)
 // A model that records what it sends up.
 class TRecordingModel : public TMapModel {
 public:
-    int Paints = 0, Switches = 0, Moves = 0;
+    int Paints = 0, Switches = 0, Moves = 0, Zooms = 0;
     std::vector<TMapProperty> Properties;
 
 protected:
     void RequestPaint() override { ++Paints; }
     void MapSwitched() override { ++Switches; }
-    void ViewMoved() override { ++Moves; }
+    void ViewMoved(bool Magnification) override
+    {
+        ++Moves;
+        Zooms += Magnification;
+    }
     void PropertyChanged(TMapProperty P) override { Properties.push_back(P); }
 };
 
@@ -78,6 +84,9 @@ TEST(MapModel, HooksReportChangesOnceAndHeldPaintsStayHeld)
     m.CreateEmptyMapInMemory(40, 10, 50, 20, 2, 2, 300, 300, true);
     EXPECT_EQ(m.Switches, 1);
     EXPECT_GT(m.Paints, 0);
+    // The new map's calibration model is reported with the map.
+    EXPECT_NE(std::find(m.Properties.begin(), m.Properties.end(), mpCalibModel), m.Properties.end());
+    m.Properties.clear();
     // A clamp: the stored value is the bound, reported once; the same value again reports nothing.
     const struct {
         double set, stored;
@@ -104,10 +113,23 @@ TEST(MapModel, HooksReportChangesOnceAndHeldPaintsStayHeld)
     EXPECT_EQ(m.Paints, before);
     m.SetSuppressPaint(false);
     EXPECT_EQ(m.Paints, before + 1);
-    // Fitting the page moves the view and reports it.
-    const int moves = m.Moves;
-    m.ZoomFitPage();
-    EXPECT_GT(m.Moves, moves);
+    // Each move is reported once, a zoom as one; a repaint that moves nothing reports nothing.
+    const struct {
+        std::function<void()> act;
+        int moves, zooms;
+    } steps[] = {
+        {[&] { m.SetTopLeft({20, 20}); }, 1, 0},
+        {[&] { m.SetTopLeft({20, 20}); }, 0, 0},
+        {[&] { m.SetMagnification(0.5); }, 1, 1},
+        {[&] { m.SetColorBackGnd(0x123456); }, 0, 0},
+        {[&] { m.ZoomFitPage(); }, 1, 1},
+    };
+    for (const auto& st : steps) {
+        const int moves = m.Moves, zooms = m.Zooms;
+        st.act();
+        EXPECT_EQ(m.Moves - moves, st.moves);
+        EXPECT_EQ(m.Zooms - zooms, st.zooms);
+    }
     EXPECT_EQ(m.TopLeft(), (TPoint{0, 0}));
 }
 
