@@ -29,8 +29,6 @@
 #include <string>
 #include <vector>
 
-class QPainter;
-class QPrinter;
 
 namespace qv {
 
@@ -206,26 +204,11 @@ public:
     void DoSelectRectEvent(std::int32_t Kind, double V1, double V2, double V3, double V4);
 
     // ---- printers ----
-    // Printing: the map is rendered as on screen, Scale control pixels per map pixel, and a control pixel is
-    // printed as 1/96 inch. The map region starts at the view's TopLeft.
-    // The map pixels that fit on the printer's page at Scale, from TopLeft, clipped to the map.
-    TRect CalcExtentsOfPrint(QPrinter& Printer, double Scale) const;
+    // Printing (the painter functions are TMapModel's): the map is rendered as on screen, Scale control
+    // pixels per map pixel, and a control pixel is printed as 1/96 inch. The map region starts at TopLeft.
     // Begins a document on Printer, prints CalcExtentsOfPrint's region, ends it. False when the printer
     // cannot be opened.
     bool PrintIt(QPrinter& Printer, double Scale);
-    // Onto a painter already open on a printer (or any paint device), at the painter's origin:
-    // MapSize map pixels from TopLeft at Scale;
-    void CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale);
-    // the map rectangle MapRect at Dpi map pixels per inch;
-    void CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi);
-    // the same at PagePos (device pixels of the painter) instead of the origin.
-    void CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi);
-    // The whole map inside Area (device pixels of the painter), rendered as on screen at the largest scale
-    // not above MaxScale at which it fits, a control pixel printed as 1/96 inch as in PrintIt: symbols,
-    // captions and lines keep their screen size on paper while the map shrinks to the page. The map image
-    // itself is drawn at the device's resolution, so a fine scan stays sharp on paper. Centred in Area.
-    // Returns the scale used, 0 when nothing was drawn (no map, an empty area).
-    double CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale = 1.0);
     // Begins a document on Printer and prints the whole map on its page by CopyEntireMapToOpenPrinter.
     // False when the printer cannot be opened or there is no map.
     bool PrintEntireMap(QPrinter& Printer, double MaxScale = 1.0);

@@ -69,11 +69,6 @@ constexpr double ScreenDpi = 96.0;
 
 }  // namespace
 
-TRect TGeoMap::CalcExtentsOfPrint(QPrinter& Printer, double Scale) const
-{
-    return PrintExtents(FView, Printer, Scale);
-}
-
 bool TGeoMap::PrintIt(QPrinter& Printer, double Scale)
 {
     const TRect r = CalcExtentsOfPrint(Printer, Scale);
@@ -82,30 +77,6 @@ bool TGeoMap::PrintIt(QPrinter& Printer, double Scale)
         return false;
     DrawMapRect(painter, 0, 0, r, Scale, DevicePixelsPer(painter, ScreenDpi), OutputRenderer());
     return painter.end();
-}
-
-void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale)
-{
-    const TPoint tl = TopLeft();
-    const TRect r{tl.X, tl.Y, tl.X + MapSize.cx, tl.Y + MapSize.cy};
-    DrawMapRect(Painter, 0, 0, r, Scale, DevicePixelsPer(Painter, ScreenDpi), OutputRenderer());
-}
-
-void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi)
-{
-    CopyToOpenPrinter(Painter, TPoint{0, 0}, MapRect, Dpi);
-}
-
-void TGeoMap::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi)
-{
-    if (Dpi <= 0)
-        return;
-    DrawMapRect(Painter, PagePos.X, PagePos.Y, MapRect, 1.0, DevicePixelsPer(Painter, Dpi), OutputRenderer());
-}
-
-double TGeoMap::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
-{
-    return DrawEntireMap(Painter, Area, MaxScale, FView.MapSize(), RenderSources(), OutputRenderer());
 }
 
 bool TGeoMap::PrintEntireMap(QPrinter& Printer, double MaxScale)

@@ -41,6 +41,9 @@
 #include <string>
 #include <string_view>
 
+class QPainter;
+class QPrinter;
+
 namespace qv {
 
 // The documented image size limit; the default of MaxMapPixels and the size above which a pyramid is kept.
@@ -197,6 +200,23 @@ public:
     TSize FrameSize() const;
     // The whole map at Scale.
     void CopyEntireMapToClipboard(double Scale = 1.0);
+    // Onto printers and painters (map_output.h; the widget opens the printer): the map is rendered as on
+    // screen, Scale control pixels per map pixel, and a control pixel is printed as 1/96 inch.
+    // The map pixels that fit on the printer's page at Scale, from TopLeft, clipped to the map.
+    TRect CalcExtentsOfPrint(QPrinter& Printer, double Scale) const;
+    // Onto a painter already open on a printer (or any paint device), at the painter's origin:
+    // MapSize map pixels from TopLeft at Scale;
+    void CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale);
+    // the map rectangle MapRect at Dpi map pixels per inch;
+    void CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi);
+    // the same at PagePos (device pixels of the painter) instead of the origin.
+    void CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi);
+    // The whole map inside Area (device pixels of the painter), rendered as on screen at the largest scale
+    // not above MaxScale at which it fits, a control pixel printed as 1/96 inch as in PrintIt: symbols,
+    // captions and lines keep their screen size on paper while the map shrinks to the page. The map image
+    // itself is drawn at the device's resolution, so a fine scan stays sharp on paper. Centred in Area.
+    // Returns the scale used, 0 when nothing was drawn (no map, an empty area).
+    double CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale = 1.0);
 
     // Copies the whole model (image, view, appearance, calibration, landmarks) from Source and repaints;
     // the control size and the component name stay this one's.

@@ -9,6 +9,12 @@
 
 namespace qv {
 
+namespace {
+
+constexpr double ScreenDpi = 96.0;  // a control pixel on paper
+
+}  // namespace
+
 TMapSources TMapModel::RenderSources() const
 {
     TMapSources s;
@@ -132,6 +138,37 @@ TOutputRenderer TMapModel::OutputRenderer()
     return [this](TBitmap& Out, TBitmap* Bare, TMapPixel Position, double Scale, TSize Size) {
         RenderOutput(Out, Bare, Position.Point(), Scale, Size);
     };
+}
+
+// ---- printers and painters ----------------------------------------------------------------------------
+
+TRect TMapModel::CalcExtentsOfPrint(QPrinter& Printer, double Scale) const
+{
+    return PrintExtents(FView, Printer, Scale);
+}
+
+void TMapModel::CopyToOpenPrinter(QPainter& Painter, TSize MapSize, double Scale)
+{
+    const TPoint tl = TopLeft();
+    const TRect r{tl.X, tl.Y, tl.X + MapSize.cx, tl.Y + MapSize.cy};
+    DrawMapRect(Painter, 0, 0, r, Scale, DevicePixelsPer(Painter, ScreenDpi), OutputRenderer());
+}
+
+void TMapModel::CopyToOpenPrinter(QPainter& Painter, TRect MapRect, std::int32_t Dpi)
+{
+    CopyToOpenPrinter(Painter, TPoint{0, 0}, MapRect, Dpi);
+}
+
+void TMapModel::CopyToOpenPrinter(QPainter& Painter, TPoint PagePos, TRect MapRect, std::int32_t Dpi)
+{
+    if (Dpi <= 0)
+        return;
+    DrawMapRect(Painter, PagePos.X, PagePos.Y, MapRect, 1.0, DevicePixelsPer(Painter, Dpi), OutputRenderer());
+}
+
+double TMapModel::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale)
+{
+    return DrawEntireMap(Painter, Area, MaxScale, FView.MapSize(), RenderSources(), OutputRenderer());
 }
 
 }  // namespace qv
