@@ -3,8 +3,6 @@
 // geo_map_output.cpp, the mouse and the keyboard in geo_map_mouse.cpp.
 #include <qvgeo/mapview/geo_map.h>
 
-#include <QMetaProperty>
-
 namespace qv {
 
 TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent)
@@ -42,8 +40,8 @@ void TGeoMap::PropertyChanged(TMapProperty Property)
         &TGeoMap::gratLineDistChanged, &TGeoMap::utmGridDistChanged, &TGeoMap::showGraticuleChanged,
         &TGeoMap::maxMapPixelsChanged, &TGeoMap::wheelZoomChanged, &TGeoMap::hitToleranceChanged,
         &TGeoMap::keyboardNavigationChanged, &TGeoMap::calibModelChanged, &TGeoMap::utmZoneChanged,
-        &TGeoMap::utmHemisphereChanged};
-    static_assert(std::size(Signals) == mpUTMHemisphere + 1);
+        &TGeoMap::utmHemisphereChanged, &TGeoMap::mouseActionChanged, &TGeoMap::allowPanChanged};
+    static_assert(std::size(Signals) == mpAllowPan + 1);
     (this->*Signals[Property])();
 }
 
@@ -73,33 +71,6 @@ TMapRenderEvents TGeoMap::RenderEvents()
     if (OnDataRendered)
         e.OnDataRendered = [this](TCanvas& C) { OnDataRendered(*this, C); };
     return e;
-}
-
-std::vector<QVariant> TGeoMap::PropertyValues() const
-{
-    const QMetaObject* mo = metaObject();
-    std::vector<QVariant> values;
-    for (int i = TGeoMap::staticMetaObject.propertyOffset(); i < mo->propertyCount(); ++i)
-        values.push_back(mo->property(i).read(this));
-    return values;
-}
-
-void TGeoMap::NotifyChangedProperties(const std::vector<QVariant>& Before)
-{
-    const QMetaObject* mo = metaObject();
-    const int first = TGeoMap::staticMetaObject.propertyOffset();
-    for (int i = first; i < mo->propertyCount() && std::size_t(i - first) < Before.size(); ++i) {
-        const QMetaProperty p = mo->property(i);
-        // Magnification and the calibration's properties have their own announcements.
-        if (!p.hasNotifySignal() || p.notifySignal().parameterCount() > 0 ||
-            p.read(this) == Before[static_cast<std::size_t>(i - first)])
-            continue;
-        if (p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::calibModelChanged) ||
-            p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::utmZoneChanged) ||
-            p.notifySignal() == QMetaMethod::fromSignal(&TGeoMap::utmHemisphereChanged))
-            continue;
-        p.notifySignal().invoke(this, Qt::DirectConnection);
-    }
 }
 
 void TGeoMap::ReportError(const std::exception& Error)
@@ -133,14 +104,7 @@ void TGeoMap::Assign(const TGeoMap& Source)
 {
     if (&Source == this)
         return;
-    const std::vector<QVariant> before = PropertyValues();
-    {
-        THoldPaint hold(*this);
-        CopyModel(Source);
-    }
-    Paint();
-    NotifyChangedProperties(before);
-    emit mapChanged();
+    TMapModel::Assign(Source);
     emit landMarksChanged();
 }
 

@@ -22,7 +22,6 @@
 #include <qvgeo/platform/custom_control.h>
 
 #include <QString>
-#include <QVariant>
 
 #include <cstdint>
 #include <functional>
@@ -289,9 +288,6 @@ private:
     TSize DeviceSize() const override { return {width(), height()}; }
     double DevicePixelRatio() const override { return devicePixelRatioF(); }
     bool Loading() const override { return ComponentState().Contains(csLoading); }
-    // Emits the NOTIFY signal of every property whose value differs from Before (PropertyValues()).
-    std::vector<QVariant> PropertyValues() const;
-    void NotifyChangedProperties(const std::vector<QVariant>& Before);
     void ReportError(const std::exception& Error) override;  // error(), then OnError
     void InitMouse();
     void FiguresChanged(const TMouseToolResult& R) override;  // redraws the figures' areas

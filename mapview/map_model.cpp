@@ -464,8 +464,12 @@ TPoint TMapModel::MapImageToControl(TPoint P) const
 
 // ---- Assign --------------------------------------------------------------------------------------------
 
-void TMapModel::CopyModel(const TMapModel& Source)
+std::vector<TMapProperty> TMapModel::CopyModel(const TMapModel& Source)
 {
+    const TMapAppearance look = FLook;
+    const bool confine = FConfinePan, keys = FKeyboardNavigation;
+    const std::int64_t maxPixels = FImage.MaxPixels();
+    const TMouseActMode mode = MouseAction();
     FAuxBmp = Source.FAuxBmp;
     FCache = Source.FCache;
     FLandMarks.AssignLandMarks(Source.FLandMarks);
@@ -484,17 +488,43 @@ void TMapModel::CopyModel(const TMapModel& Source)
     // Name, size, picture, pyramid and the size limit; the component name stays this map's.
     FImage = Source.FImage;
     FImage.SetComponentName(name);
+    // The calibration's settings are reported by its notice.
+    std::vector<TMapProperty> changed;
+    const auto note = [&changed](bool Differs, TMapProperty Property) {
+        if (Differs)
+            changed.push_back(Property);
+    };
+    note(look.AntiAlias != FLook.AntiAlias, mpAntiAlias);
+    note(look.CacheMagLimit != FLook.CacheMagLimit, mpCacheMagLimit);
+    note(look.ColorBackGnd != FLook.ColorBackGnd, mpColorBackGnd);
+    note(look.ColorFrame != FLook.ColorFrame, mpColorFrame);
+    note(look.ColorGraticule != FLook.ColorGraticule, mpColorGraticule);
+    note(look.ColorCalibPoints != FLook.ColorCalibPoints, mpColorCalibPoints);
+    note(confine != FConfinePan, mpConfinePanToMapImage);
+    note(look.EmptyMsg != FLook.EmptyMsg, mpEmptyMsg);
+    note(look.FrameStyle != FLook.FrameStyle, mpFrameStyle);
+    note(look.GratLineDist != FLook.GratLineDist, mpGratLineDist);
+    note(look.UTMGridDist != FLook.UTMGridDist, mpUTMGridDist);
+    note(look.ShowGraticule != FLook.ShowGraticule, mpShowGraticule);
+    note(maxPixels != FImage.MaxPixels(), mpMaxMapPixels);
+    note(keys != FKeyboardNavigation, mpKeyboardNavigation);
+    note(mode != MouseAction(), mpMouseAction);
+    note((mode == maPan) != AllowPan(), mpAllowPan);
+    return changed;
 }
 
 void TMapModel::Assign(const TMapModel& Source)
 {
     if (&Source == this)
         return;
+    std::vector<TMapProperty> changed;
     {
         THoldPaint hold(*this);
-        CopyModel(Source);
+        changed = CopyModel(Source);
     }
     Paint();
+    for (const TMapProperty p : changed)
+        PropertyChanged(p);
     MapSwitched();
 }
 

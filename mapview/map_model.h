@@ -40,6 +40,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class QPainter;
 class QPrinter;
@@ -54,7 +55,7 @@ inline constexpr std::int64_t DefaultMaxMapPixels = LargeMapPixels;
 enum TMapProperty : int {
     mpAntiAlias, mpCacheMagLimit, mpColorBackGnd, mpColorFrame, mpColorGraticule, mpColorCalibPoints,
     mpConfinePanToMapImage, mpEmptyMsg, mpFrameStyle, mpGratLineDist, mpUTMGridDist, mpShowGraticule,
-    mpMaxMapPixels, mpWheelZoom, mpHitTolerance, mpKeyboardNavigation, mpCalibModel, mpUTMZone, mpUTMHemisphere
+    mpMaxMapPixels, mpWheelZoom, mpHitTolerance, mpKeyboardNavigation, mpCalibModel, mpUTMZone, mpUTMHemisphere, mpMouseAction, mpAllowPan
 };
 
 class TMapModel {
@@ -218,8 +219,9 @@ public:
     // Returns the scale used, 0 when nothing was drawn (no map, an empty area).
     double CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, double MaxScale = 1.0);
 
-    // Copies the whole model (image, view, appearance, calibration, landmarks) from Source and repaints;
-    // the control size and the component name stay this one's.
+    // Copies the whole model (image, view, appearance, calibration, landmarks, mouse state) from Source
+    // and repaints, then reports each property that changed and the map switch; the control size and the
+    // component name stay this one's.
     void Assign(const TMapModel& Source);
 
     // ---- calibration (TMapCalibration) ----
@@ -414,8 +416,9 @@ protected:
     // True when the pointer (control pixel) is over another map pixel of the image than last time and the
     // calibration converts it; C is its position.
     bool NotePointer(TPoint ControlPixel, TCoords& C);
-    // Everything but the control size and the component name, without a repaint (Assign).
-    void CopyModel(const TMapModel& Source);
+    // Everything but the control size and the component name, without a repaint (Assign); returns the
+    // properties whose values changed.
+    std::vector<TMapProperty> CopyModel(const TMapModel& Source);
     // The viewport with the device's current size and the image's size.
     TMapViewport& SizedView();
     // CopyToBMP; with BareMap, also the frame as it stood before anything was drawn over the map.
