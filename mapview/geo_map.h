@@ -9,9 +9,6 @@
 // operations; degrees for positions; magnification is control pixels per map pixel.
 //
 // Beyond the control's classic behaviour (each off or invisible at its default):
-// - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
-//   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
-//   on the zoom history.
 // - Mouse: the landmark mode maLandMark, wheel zoom (WheelZoom, off by default), touchpad pinch zoom,
 //   a hit tolerance for boxes that scales with the device pixel ratio (HitTolerance, 0 by default), the
 //   cursor of the mode (ModeCursor); see the mouse section below.

@@ -95,23 +95,7 @@ void TGeoMap::UpdateModeCursor()
 {
     if (!FModeCursor)
         return;
-    TCursor c = crDefault;
-    if (FMouseBoxLoop) {
-        c = crCross;
-    } else {
-        switch (FMouse.Mode()) {
-        case maPan:
-        case maPanHoriz:
-        case maPanVert: c = crGeoHand; break;
-        case maRubberBand: c = crCross; break;
-        case maZoomWindow: c = crGeoZoomWindow; break;
-        case maDragZoom: c = crGeoZoom; break;
-        case maSelectRect: c = crGeoSelect; break;
-        case maLandMark: c = crGeoLandMark; break;
-        default: break;
-        }
-    }
-    setCursor(GetCursor(c));
+    setCursor(GetCursor(FMouseBoxLoop ? crCross : ModeCursorShape()));
 }
 
 void TGeoMap::FiguresChanged(const TMouseToolResult& R)
@@ -179,10 +163,7 @@ bool TGeoMap::MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std
 void TGeoMap::MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
     DropOnThrow([&] {
-        const TControlPixel p{X, Y};
-        TMapMouseTool& tool = MouseTool();
-        RaiseMouseResult(Shift.Contains(ssDouble) ? tool.DoubleClick(ToolButton(Button), ToolShift(Shift), p)
-                                                  : tool.Press(ToolButton(Button), ToolShift(Shift), p));
+        ToolPress(ToolButton(Button), ToolShift(Shift), {X, Y}, Shift.Contains(ssDouble));
         TCustomControl::MouseDown(Button, Shift, X, Y);
     });
 }
@@ -190,7 +171,7 @@ void TGeoMap::MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, 
 void TGeoMap::MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
     DropOnThrow([&] {
-        RaiseMouseResult(MouseTool().Move(ToolShift(Shift), {X, Y}));
+        ToolMove(ToolShift(Shift), {X, Y});
         TCustomControl::MouseMove(Shift, X, Y);
         TCoords c;
         if (NotePointer({X, Y}, c))
@@ -202,36 +183,27 @@ void TGeoMap::MouseUp(TMouseButton Button, TShiftState Shift, std::int32_t X, st
 {
     DropOnThrow([&] {
         TCustomControl::MouseUp(Button, Shift, X, Y);
-        // Only a release measures boxes; the screen's pixel ratio is asked for then, not on every move.
-        TMapMouseTool& tool = MouseTool();
-        tool.SetHitTolerance(EffectiveHitTolerance());
-        RaiseMouseResult(tool.Release(ToolButton(Button), ToolShift(Shift), {X, Y}));
+        ToolRelease(ToolButton(Button), ToolShift(Shift), {X, Y});
     });
 }
 
 void TGeoMap::keyPressEvent(QKeyEvent* Event)
 {
     const TMapKey key = MapKey(Event->key());
-    if (!FKeyboardNavigation || FImage.Width() <= 0 || key == TMapKey::Other) {
+    if (!NavigatesBy(key)) {
         TCustomControl::keyPressEvent(Event);
         return;
     }
     Event->accept();
     const TToolShiftState shift = ToolShift(ShiftStateOf(Event->modifiers(), Qt::NoButton));
-    Guarded([&] { RaiseMouseResult(MouseTool().Key(key, shift)); });
+    Guarded([&] { ToolKey(key, shift); });
 }
 
 // ---- wheel and pinch -----------------------------------------------------------------------------------
 
 bool TGeoMap::MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint MousePos)
 {
-    if (TCustomControl::MouseWheel(Shift, WheelDelta, MousePos))
-        return true;
-    if (!FWheelZoom)
-        return false;
-    const TMouseToolResult r = MouseTool().Wheel(WheelDelta, MousePos.X, MousePos.Y);
-    RaiseMouseResult(r);
-    return r.Handled;
+    return TCustomControl::MouseWheel(Shift, WheelDelta, MousePos) || ToolWheel(WheelDelta, MousePos);
 }
 
 bool TGeoMap::event(QEvent* Event)
@@ -240,17 +212,13 @@ bool TGeoMap::event(QEvent* Event)
         const auto* g = static_cast<QNativeGestureEvent*>(Event);
         if (g->gestureType() == Qt::ZoomNativeGesture) {
             // value() is the change of scale since the last event: 0.1 means 10 % larger.
-            Guarded([&] { RaiseMouseResult(MouseTool().Pinch(g->position().x(), g->position().y(), 1.0 + g->value())); });
+            Guarded([&] { ToolPinch(g->position().x(), g->position().y(), 1.0 + g->value()); });
             Event->accept();
             return true;
         }
         if (g->gestureType() == Qt::EndNativeGesture) {
             bool ended = false;
-            Guarded([&] {
-                const TMouseToolResult r = MouseTool().PinchEnd(false);
-                ended = r.Handled;
-                RaiseMouseResult(r);
-            });
+            Guarded([&] { ended = ToolPinchEnd(false); });
             if (ended) {
                 Event->accept();
                 return true;
@@ -262,10 +230,10 @@ bool TGeoMap::event(QEvent* Event)
         if (auto* pinch = static_cast<QPinchGesture*>(ge->gesture(Qt::PinchGesture))) {
             if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged) {
                 const QPointF c = mapFromGlobal(pinch->centerPoint());
-                Guarded([&] { RaiseMouseResult(MouseTool().Pinch(c.x(), c.y(), pinch->scaleFactor())); });
+                Guarded([&] { ToolPinch(c.x(), c.y(), pinch->scaleFactor()); });
             }
             if (pinch->state() == Qt::GestureFinished || pinch->state() == Qt::GestureCanceled)
-                Guarded([&] { RaiseMouseResult(MouseTool().PinchEnd(true)); });
+                Guarded([&] { ToolPinchEnd(true); });
             ge->accept(pinch);
             return true;
         }

@@ -17,6 +17,9 @@
 //   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
 //   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
 //   before, by the documented cache rule.
+// - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
+//   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
+//   on the zoom history.
 // - High-density screens: with a device pixel ratio above 1 (fractional ratios included) the widget shows
 //   a frame at device resolution whose map image is stretched from the map itself; everything drawn over the
 //   map (graticule, landmarks, events, frame) is taken from AuxBmp, which stays the documented W x H
@@ -32,6 +35,7 @@
 #include <qvgeo/mapview/map_output.h>
 #include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/colors.h>
+#include <qvgeo/platform/cursors.h>
 #include <qvgeo/platform/frame.h>
 
 #include <cstdint>
@@ -351,6 +355,20 @@ public:
     // pixels would no longer mark the map pixels it was drawn over.
     void CancelMouseOperation() { ResetMouseState(); }
     void MouseBoxAbort();
+    // Input in the tool's terms, raised as the tool reports it (a device translates its events into these).
+    void ToolPress(TToolButton Button, TToolShiftState Shift, TControlPixel P, bool Double);
+    void ToolMove(TToolShiftState Shift, TControlPixel P) { RaiseMouseResult(MouseTool().Move(Shift, P)); }
+    void ToolRelease(TToolButton Button, TToolShiftState Shift, TControlPixel P);
+    // Whether Key navigates (KeyboardNavigation on, a map loaded, one of the tool's keys); ToolKey runs it.
+    bool NavigatesBy(TMapKey Key) const { return FKeyboardNavigation && FImage.Width() > 0 && Key != TMapKey::Other; }
+    void ToolKey(TMapKey Key, TToolShiftState Shift) { RaiseMouseResult(MouseTool().Key(Key, Shift)); }
+    // Wheel zoom (when WheelZoom is on) and pinch steps; true when the tool took the event.
+    bool ToolWheel(std::int32_t Delta, TPoint P);
+    void ToolPinch(double X, double Y, double Scale) { RaiseMouseResult(MouseTool().Pinch(X, Y, Scale)); }
+    bool ToolPinchEnd(bool Gesture);
+    // The cursor of MouseAction: hand for panning, the zoom, window and selection cursors, a cross for the
+    // rubber band, the landmark cursor.
+    TCursor ModeCursorShape() const;
     double GetLastMClickLatitude() const;
     double GetLastMClickLongitude() const;
     // The exclusive-or feedback figures currently shown over the frame (TMouseFigure); figures stay over

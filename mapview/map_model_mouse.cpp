@@ -60,6 +60,51 @@ void TMapModel::RaiseMouseResult(const TMouseToolResult& R)
     }
 }
 
+void TMapModel::ToolPress(TToolButton Button, TToolShiftState Shift, TControlPixel P, bool Double)
+{
+    TMapMouseTool& tool = MouseTool();
+    RaiseMouseResult(Double ? tool.DoubleClick(Button, Shift, P) : tool.Press(Button, Shift, P));
+}
+
+void TMapModel::ToolRelease(TToolButton Button, TToolShiftState Shift, TControlPixel P)
+{
+    // Only a release measures boxes; the device's pixel ratio is asked for then, not on every move.
+    TMapMouseTool& tool = MouseTool();
+    tool.SetHitTolerance(EffectiveHitTolerance());
+    RaiseMouseResult(tool.Release(Button, Shift, P));
+}
+
+bool TMapModel::ToolWheel(std::int32_t Delta, TPoint P)
+{
+    if (!FWheelZoom)
+        return false;
+    const TMouseToolResult r = MouseTool().Wheel(Delta, P.X, P.Y);
+    RaiseMouseResult(r);
+    return r.Handled;
+}
+
+bool TMapModel::ToolPinchEnd(bool Gesture)
+{
+    const TMouseToolResult r = MouseTool().PinchEnd(Gesture);
+    RaiseMouseResult(r);
+    return r.Handled;
+}
+
+TCursor TMapModel::ModeCursorShape() const
+{
+    switch (FMouse.Mode()) {
+    case maPan:
+    case maPanHoriz:
+    case maPanVert: return crGeoHand;
+    case maRubberBand: return crCross;
+    case maZoomWindow: return crGeoZoomWindow;
+    case maDragZoom: return crGeoZoom;
+    case maSelectRect: return crGeoSelect;
+    case maLandMark: return crGeoLandMark;
+    default: return crDefault;
+    }
+}
+
 void TMapModel::MouseBoxAbort()
 {
     RaiseMouseResult(FMouse.EndMouseBox());
