@@ -151,5 +151,42 @@ TEST(MapModel, AssignCopiesTheMapButNotTheSize)
     EXPECT_EQ(b.CalibModel(), cmEquiRect);
 }
 
+// Input without a widget: the tool's keys and wheel move the model's view, and each mode has its cursor.
+TEST(MapModel, InputInTheToolsTermsAndTheModesCursor)
+{
+    TMapModel m;
+    m.SetControlSize({100, 100});
+    EXPECT_FALSE(m.NavigatesBy(TMapKey::Right));  // no map yet
+    m.CreateEmptyMapInMemory(40, 10, 50, 20, 2, 2, 400, 400, true);
+    EXPECT_TRUE(m.NavigatesBy(TMapKey::Right));
+    EXPECT_FALSE(m.NavigatesBy(TMapKey::Other));
+    m.ToolKey(TMapKey::Right, {});
+    EXPECT_GT(m.TopLeft().X, 0);
+    EXPECT_EQ(m.GetZoomStackEntry(0).Left, m.TopLeft().X);  // the step was pushed on the history
+    m.SetKeyboardNavigation(false);
+    EXPECT_FALSE(m.NavigatesBy(TMapKey::Right));
+    EXPECT_FALSE(m.ToolWheel(120, {50, 50}));  // wheel zoom is off by default
+    m.SetWheelZoom(true);
+    EXPECT_TRUE(m.ToolWheel(120, {50, 50}));
+    EXPECT_DOUBLE_EQ(m.Magnification(), 1.25);
+
+    // MouseAction is set by the widget; a copied model carries the mode.
+    const struct {
+        TMouseActMode mode;
+        TCursor cursor;
+    } cursors[] = {
+        {maNone, crDefault},           {maPan, crGeoHand},           {maPanHoriz, crGeoHand},
+        {maPanVert, crGeoHand},        {maRubberBand, crCross},      {maZoomWindow, crGeoZoomWindow},
+        {maDragZoom, crGeoZoom},       {maSelectRect, crGeoSelect},  {maLandMark, crGeoLandMark},
+    };
+    for (const auto& c : cursors) {
+        struct TModeModel : TMapModel {
+            void Set(TMouseActMode Mode) { FMouse.SetMode(Mode); }
+        } withMode;
+        withMode.Set(c.mode);
+        EXPECT_EQ(withMode.ModeCursorShape(), c.cursor) << int(c.mode);
+    }
+}
+
 }  // namespace
 }  // namespace qv
