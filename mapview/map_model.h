@@ -8,6 +8,7 @@
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft and the map
 // operations; degrees for positions; magnification is control pixels per map pixel.
+//
 // Beyond the classic behaviour (each off or invisible at its default):
 // - MaxMapPixels: the image size limit, 3 000 000 pixels by default, may be raised (up to 2^31 - 1). For an
 //   image above 3 000 000 pixels the model keeps a pyramid of halved copies (2x2 averages, made once per
