@@ -91,88 +91,42 @@ void TGeoMap::SetModeCursor(bool Value)
         emit modeCursorChanged();
 }
 
-void TGeoMap::SetWheelZoom(bool Value)
-{
-    const bool changed = Value != FWheelZoom;
-    FWheelZoom = Value;
-    if (changed)
-        emit wheelZoomChanged();
-}
-
-void TGeoMap::SetHitTolerance(std::int32_t Value)
-{
-    const std::int32_t old = FHitTolerance;
-    FHitTolerance = std::max<std::int32_t>(Value, 0);
-    if (FHitTolerance != old)
-        emit hitToleranceChanged();
-}
-
 void TGeoMap::UpdateModeCursor()
 {
     if (!FModeCursor)
         return;
-    TCursor c = crDefault;
-    if (FMouseBoxLoop) {
-        c = crCross;
-    } else {
-        switch (FMouse.Mode()) {
-        case maPan:
-        case maPanHoriz:
-        case maPanVert: c = crGeoHand; break;
-        case maRubberBand: c = crCross; break;
-        case maZoomWindow: c = crGeoZoomWindow; break;
-        case maDragZoom: c = crGeoZoom; break;
-        case maSelectRect: c = crGeoSelect; break;
-        case maLandMark: c = crGeoLandMark; break;
-        default: break;
-        }
-    }
-    setCursor(GetCursor(c));
+    setCursor(GetCursor(FMouseBoxLoop ? crCross : ModeCursorShape()));
 }
 
-std::int32_t TGeoMap::EffectiveHitTolerance() const
-{
-    return RoundSaturated(FHitTolerance * EffectivePixelRatio());
-}
-
-// ---- the tool ------------------------------------------------------------------------------------------
-
-TMapMouseTool& TGeoMap::MouseTool()
-{
-    SizedView();
-    FMouse.SetConfinePan(FConfinePan);
-    return FMouse;
-}
-
-void TGeoMap::RaiseMouseResult(const TMouseToolResult& R)
+void TGeoMap::FiguresChanged(const TMouseToolResult& R)
 {
     for (const TMouseFigure& f : R.Toggled)
         update(QRect(QPoint(f.A.X, f.A.Y), QPoint(f.B.X, f.B.Y)).normalized().adjusted(-1, -1, 1, 1));
     if (R.FiguresCleared)
         update();
+}
+
+void TGeoMap::MouseToolEvent(const TMouseToolEvent& E)
+{
     const auto band = [this](const TOnRubberBandActionEvent& Handler, TMapPixel P) {
         if (Handler)
             Handler(*this, P.X, P.Y);
     };
-    for (const TMouseToolEvent& e : R.Events) {
-        switch (e.Action) {
-        case TMouseToolAction::Repaint: Paint(); break;
-        case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
-        case TMouseToolAction::PushView: ZoomStateOnStack(); break;
-        case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, e.Pixel); break;
-        case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, e.Pixel); break;
-        case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, e.Pixel); break;
-        case TMouseToolAction::SelectRect: DoSelectRectEvent(e.SelectKind, e.V[0], e.V[1], e.V[2], e.V[3]); break;
-        case TMouseToolAction::AddLandMark:
-            FLandMarks.AddLandMark(e.V[0], e.V[1], FLandMarks.DefaultLandMark().Altitude);
-            break;
-        case TMouseToolAction::MouseBoxState:
-            if ((e.BoxState == 0 || e.BoxState == 3) && FMouseBoxLoop)
-                FMouseBoxLoop->Quit();
-            break;
-        }
+    switch (E.Action) {
+    case TMouseToolAction::ZoomPan: DoZoomPanEvent(); break;
+    case TMouseToolAction::BeginRubberBand: band(OnBeginRubberBand, E.Pixel); break;
+    case TMouseToolAction::ContinueRubberBand: band(OnContinueRubberBand, E.Pixel); break;
+    case TMouseToolAction::EndRubberBand: band(OnEndRubberBand, E.Pixel); break;
+    case TMouseToolAction::SelectRect: DoSelectRectEvent(E.SelectKind, E.V[0], E.V[1], E.V[2], E.V[3]); break;
+    case TMouseToolAction::MouseBoxState:
+        if ((E.BoxState == 0 || E.BoxState == 3) && FMouseBoxLoop)
+            FMouseBoxLoop->Quit();
+        break;
+    default: break;
     }
 }
+
+// ---- the tool ------------------------------------------------------------------------------------------
 
 template <class F>
 void TGeoMap::DropOnThrow(F&& Body)
@@ -183,31 +137,6 @@ void TGeoMap::DropOnThrow(F&& Body)
         ResetMouseState();
         throw;
     }
-}
-
-void TGeoMap::ResetMouseState()
-{
-    RaiseMouseResult(FMouse.Abort());
-}
-
-void TGeoMap::DrawMouseFigures(TBitmap& Frame, double Ratio) const
-{
-    TCanvas& c = Frame.Canvas();
-    const TPen pen = c.Pen;
-    const TBrush brush = c.Brush;
-    const auto s = [Ratio](std::int32_t v) { return Ratio == 1.0 ? v : RoundSaturated(v * Ratio); };
-    c.Brush.Style = bsClear;
-    for (const TMouseFigure& f : FMouse.Figures()) {
-        c.Pen = TPen{0xFFFFFF, 1, f.Kind == mfDottedBox ? psDot : psSolid, pmXor};
-        if (f.Kind == mfLine) {
-            c.MoveTo(s(f.A.X), s(f.A.Y));
-            c.LineTo(s(f.B.X), s(f.B.Y));
-        } else {
-            c.Rectangle(s(f.A.X), s(f.A.Y), s(f.B.X), s(f.B.Y));
-        }
-    }
-    c.Pen = pen;
-    c.Brush = brush;
 }
 
 // ---- mouse box -----------------------------------------------------------------------------------------
@@ -229,20 +158,12 @@ bool TGeoMap::MouseBox(std::int32_t& X1, std::int32_t& Y1, std::int32_t& X2, std
     return done;
 }
 
-void TGeoMap::MouseBoxAbort()
-{
-    RaiseMouseResult(FMouse.EndMouseBox());
-}
-
 // ---- the handlers --------------------------------------------------------------------------------------
 
 void TGeoMap::MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
     DropOnThrow([&] {
-        const TControlPixel p{X, Y};
-        TMapMouseTool& tool = MouseTool();
-        RaiseMouseResult(Shift.Contains(ssDouble) ? tool.DoubleClick(ToolButton(Button), ToolShift(Shift), p)
-                                                  : tool.Press(ToolButton(Button), ToolShift(Shift), p));
+        ToolPress(ToolButton(Button), ToolShift(Shift), {X, Y}, Shift.Contains(ssDouble));
         TCustomControl::MouseDown(Button, Shift, X, Y);
     });
 }
@@ -250,9 +171,11 @@ void TGeoMap::MouseDown(TMouseButton Button, TShiftState Shift, std::int32_t X, 
 void TGeoMap::MouseMove(TShiftState Shift, std::int32_t X, std::int32_t Y)
 {
     DropOnThrow([&] {
-        RaiseMouseResult(MouseTool().Move(ToolShift(Shift), {X, Y}));
+        ToolMove(ToolShift(Shift), {X, Y});
         TCustomControl::MouseMove(Shift, X, Y);
-        NotePointer({X, Y});
+        TCoords c;
+        if (NotePointer({X, Y}, c))
+            emit mouseGeoPositionChanged(c.Latit, c.Longit);
     });
 }
 
@@ -260,36 +183,27 @@ void TGeoMap::MouseUp(TMouseButton Button, TShiftState Shift, std::int32_t X, st
 {
     DropOnThrow([&] {
         TCustomControl::MouseUp(Button, Shift, X, Y);
-        // Only a release measures boxes; the screen's pixel ratio is asked for then, not on every move.
-        TMapMouseTool& tool = MouseTool();
-        tool.SetHitTolerance(EffectiveHitTolerance());
-        RaiseMouseResult(tool.Release(ToolButton(Button), ToolShift(Shift), {X, Y}));
+        ToolRelease(ToolButton(Button), ToolShift(Shift), {X, Y});
     });
 }
 
 void TGeoMap::keyPressEvent(QKeyEvent* Event)
 {
     const TMapKey key = MapKey(Event->key());
-    if (!FKeyboardNavigation || FImage.Width() <= 0 || key == TMapKey::Other) {
+    if (!NavigatesBy(key)) {
         TCustomControl::keyPressEvent(Event);
         return;
     }
     Event->accept();
     const TToolShiftState shift = ToolShift(ShiftStateOf(Event->modifiers(), Qt::NoButton));
-    Guarded([&] { RaiseMouseResult(MouseTool().Key(key, shift)); });
+    Guarded([&] { ToolKey(key, shift); });
 }
 
 // ---- wheel and pinch -----------------------------------------------------------------------------------
 
 bool TGeoMap::MouseWheel(TShiftState Shift, std::int32_t WheelDelta, TPoint MousePos)
 {
-    if (TCustomControl::MouseWheel(Shift, WheelDelta, MousePos))
-        return true;
-    if (!FWheelZoom)
-        return false;
-    const TMouseToolResult r = MouseTool().Wheel(WheelDelta, MousePos.X, MousePos.Y);
-    RaiseMouseResult(r);
-    return r.Handled;
+    return TCustomControl::MouseWheel(Shift, WheelDelta, MousePos) || ToolWheel(WheelDelta, MousePos);
 }
 
 bool TGeoMap::event(QEvent* Event)
@@ -298,17 +212,13 @@ bool TGeoMap::event(QEvent* Event)
         const auto* g = static_cast<QNativeGestureEvent*>(Event);
         if (g->gestureType() == Qt::ZoomNativeGesture) {
             // value() is the change of scale since the last event: 0.1 means 10 % larger.
-            Guarded([&] { RaiseMouseResult(MouseTool().Pinch(g->position().x(), g->position().y(), 1.0 + g->value())); });
+            Guarded([&] { ToolPinch(g->position().x(), g->position().y(), 1.0 + g->value()); });
             Event->accept();
             return true;
         }
         if (g->gestureType() == Qt::EndNativeGesture) {
             bool ended = false;
-            Guarded([&] {
-                const TMouseToolResult r = MouseTool().PinchEnd(false);
-                ended = r.Handled;
-                RaiseMouseResult(r);
-            });
+            Guarded([&] { ended = ToolPinchEnd(false); });
             if (ended) {
                 Event->accept();
                 return true;
@@ -320,10 +230,10 @@ bool TGeoMap::event(QEvent* Event)
         if (auto* pinch = static_cast<QPinchGesture*>(ge->gesture(Qt::PinchGesture))) {
             if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged) {
                 const QPointF c = mapFromGlobal(pinch->centerPoint());
-                Guarded([&] { RaiseMouseResult(MouseTool().Pinch(c.x(), c.y(), pinch->scaleFactor())); });
+                Guarded([&] { ToolPinch(c.x(), c.y(), pinch->scaleFactor()); });
             }
             if (pinch->state() == Qt::GestureFinished || pinch->state() == Qt::GestureCanceled)
-                Guarded([&] { RaiseMouseResult(MouseTool().PinchEnd(true)); });
+                Guarded([&] { ToolPinchEnd(true); });
             ge->accept(pinch);
             return true;
         }

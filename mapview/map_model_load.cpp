@@ -1,4 +1,4 @@
-// TGeoMap: the loading events of a map image, reading a calibration with the image it names, and switching
+// TMapModel: the loading events of a map image, reading a calibration with the image it names, and switching
 // to another calibration as one step that is undone when its image cannot be shown.
 //
 // A switch reads the calibration first and loads the image it names last, so a failure of the image (a
@@ -6,7 +6,7 @@
 // calibration has already been replaced. The switch therefore keeps a copy of everything it may change —
 // calibration, picture, pyramid, name, size, screen image, scaled cache, position and magnification — and
 // puts it back. Pictures are implicitly shared, so the copy costs no pixel memory until something is drawn.
-#include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/mapview/map_model.h>
 
 #include <exception>
 #include <fstream>
@@ -14,7 +14,7 @@
 
 namespace qv {
 
-struct TGeoMap::TViewSnapshot {
+struct TMapModel::TViewSnapshot {
     TMapCalibration Calib;  // a copy: no listener, so restoring it notifies only this map's own
     TMapImage Image;
     TBitmap AuxBmp;
@@ -23,15 +23,7 @@ struct TGeoMap::TViewSnapshot {
     double Magnify = 1.0;
 };
 
-void TGeoMap::NotifyLoading(TProgressStage Stage, std::int32_t Percent)
-{
-    // The handler is the application's progress display: what it throws is reported and the load goes on,
-    // so that the picture, the switch around it and the pgEnding a dialog waits for are not cut short.
-    if (OnDataLoading)
-        Guarded([&] { OnDataLoading(*this, Stage, Percent); });
-}
-
-std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
+std::unique_ptr<TMapModel::TViewSnapshot> TMapModel::SaveView() const
 {
     auto s = std::make_unique<TViewSnapshot>();
     s->Calib.AssignCalibration(FCalib);
@@ -43,7 +35,7 @@ std::unique_ptr<TGeoMap::TViewSnapshot> TGeoMap::SaveView() const
     return s;
 }
 
-void TGeoMap::RestoreView(TViewSnapshot& Snapshot)
+void TMapModel::RestoreView(TViewSnapshot& Snapshot)
 {
     FCalib.AssignCalibration(Snapshot.Calib);
     FImage = std::move(Snapshot.Image);
@@ -53,7 +45,7 @@ void TGeoMap::RestoreView(TViewSnapshot& Snapshot)
     FView.SetMagnify(Snapshot.Magnify);
 }
 
-bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>& Read)
+bool TMapModel::SwitchMap(const std::string& CalFile, const std::function<bool()>& Read)
 {
     std::unique_ptr<TViewSnapshot> before = SaveView();
     // Saved and put back rather than cleared: a request handler may read another map from inside a load.
@@ -88,14 +80,14 @@ bool TGeoMap::SwitchMap(const std::string& CalFile, const std::function<bool()>&
         if (FInSwitch)
             FSwitchTouched = true;
         else
-            emit mapChanged();
+            MapSwitched();
     }
     if (thrown)
         std::rethrow_exception(thrown);
     return result;
 }
 
-bool TGeoMap::ReadCalibrationAndImage(std::istream& F, std::string_view Id)
+bool TMapModel::ReadCalibrationAndImage(std::istream& F, std::string_view Id)
 {
     // One notice of the calibration for the whole read; the image comes between the graticule and the
     // model's fit, whose conic search starts from the image's size.
@@ -109,7 +101,7 @@ bool TGeoMap::ReadCalibrationAndImage(std::istream& F, std::string_view Id)
     return r.GratOK;
 }
 
-bool TGeoMap::ReadCalibrationFile(const std::string& FName, std::string_view Id)
+bool TMapModel::ReadCalibrationFile(const std::string& FName, std::string_view Id)
 {
     std::ifstream f(FName, std::ios::binary);
     if (!f)
@@ -117,17 +109,17 @@ bool TGeoMap::ReadCalibrationFile(const std::string& FName, std::string_view Id)
     return ReadCalibrationAndImage(f, Id);
 }
 
-bool TGeoMap::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id)
+bool TMapModel::ReadCalDataFromOpenXMLFile(std::istream& F, std::string_view Id)
 {
     return SwitchMap({}, [&] { return ReadCalibrationAndImage(F, Id); });
 }
 
-bool TGeoMap::LoadCalDataFromXML(const std::string& FName, std::string_view Id)
+bool TMapModel::LoadCalDataFromXML(const std::string& FName, std::string_view Id)
 {
     return SwitchMap(FName, [&] { return ReadCalibrationFile(FName, Id); });
 }
 
-void TGeoMap::SetCalDatName(const std::string& FName)
+void TMapModel::SetCalDatName(const std::string& FName)
 {
     SwitchMap(FName, [&] {
         const auto batch = FCalib.Batch();
