@@ -105,13 +105,19 @@ void TMapModel::SetComponentName(const std::string& Name)
 
 // ---- properties ----------------------------------------------------------------------------------------
 
-void TMapModel::SetAntiAlias(bool Value)
+template <class T>
+void TMapModel::StoreAndPaint(T& Field, T Value, TMapProperty Property)
 {
-    const bool changed = Value != FLook.AntiAlias;
-    FLook.AntiAlias = Value;
+    const bool changed = !(Field == Value);
+    Field = std::move(Value);
     Paint();
     if (changed)
-        PropertyChanged(mpAntiAlias);
+        PropertyChanged(Property);
+}
+
+void TMapModel::SetAntiAlias(bool Value)
+{
+    StoreAndPaint(FLook.AntiAlias, Value, mpAntiAlias);
 }
 
 void TMapModel::SetCacheMagLimit(double Value)
@@ -128,38 +134,22 @@ void TMapModel::SetCacheMagLimit(double Value)
 
 void TMapModel::SetColorBackGnd(TColor Value)
 {
-    const bool changed = Value != FLook.ColorBackGnd;
-    FLook.ColorBackGnd = Value;
-    Paint();
-    if (changed)
-        PropertyChanged(mpColorBackGnd);
+    StoreAndPaint(FLook.ColorBackGnd, Value, mpColorBackGnd);
 }
 
 void TMapModel::SetColorFrame(TColor Value)
 {
-    const bool changed = Value != FLook.ColorFrame;
-    FLook.ColorFrame = Value;
-    Paint();
-    if (changed)
-        PropertyChanged(mpColorFrame);
+    StoreAndPaint(FLook.ColorFrame, Value, mpColorFrame);
 }
 
 void TMapModel::SetColorGraticule(TColor Value)
 {
-    const bool changed = Value != FLook.ColorGraticule;
-    FLook.ColorGraticule = Value;
-    Paint();
-    if (changed)
-        PropertyChanged(mpColorGraticule);
+    StoreAndPaint(FLook.ColorGraticule, Value, mpColorGraticule);
 }
 
 void TMapModel::SetColorCalibPoints(TColor Value)
 {
-    const bool changed = Value != FLook.ColorCalibPoints;
-    FLook.ColorCalibPoints = Value;
-    Paint();
-    if (changed)
-        PropertyChanged(mpColorCalibPoints);
+    StoreAndPaint(FLook.ColorCalibPoints, Value, mpColorCalibPoints);
 }
 
 void TMapModel::SetConfinePanToMapImage(bool Value)
@@ -174,11 +164,7 @@ void TMapModel::SetConfinePanToMapImage(bool Value)
 
 void TMapModel::SetEmptyMsg(const std::string& Value)
 {
-    const bool changed = Value != FLook.EmptyMsg;
-    FLook.EmptyMsg = Value;
-    Paint();
-    if (changed)
-        PropertyChanged(mpEmptyMsg);
+    StoreAndPaint(FLook.EmptyMsg, std::string(Value), mpEmptyMsg);
 }
 
 void TMapModel::SetFrameStyle(TFrameStyle Value)
@@ -194,20 +180,12 @@ void TMapModel::SetGratLineDist(double Value)
 {
     if (std::isnan(Value))
         return;
-    const double old = FLook.GratLineDist;
-    FLook.GratLineDist = std::clamp(Value, 0.0, 60.0);
-    Paint();
-    if (FLook.GratLineDist != old)
-        PropertyChanged(mpGratLineDist);
+    StoreAndPaint(FLook.GratLineDist, std::clamp(Value, 0.0, 60.0), mpGratLineDist);
 }
 
 void TMapModel::SetUTMGridDist(std::int32_t Value)
 {
-    const std::int32_t old = FLook.UTMGridDist;
-    FLook.UTMGridDist = std::clamp<std::int32_t>(Value, 0, 10000000);
-    Paint();
-    if (FLook.UTMGridDist != old)
-        PropertyChanged(mpUTMGridDist);
+    StoreAndPaint(FLook.UTMGridDist, std::clamp<std::int32_t>(Value, 0, 10000000), mpUTMGridDist);
 }
 
 void TMapModel::SetShowGraticule(TShowGrat Value)

@@ -484,6 +484,10 @@ protected:
     std::int32_t FHitTolerance = 0;
 
 private:
+    // The rule of the plain appearance setters: store, repaint (whether or not the value changed, as the
+    // setters document), and report the property only when its value changed.
+    template <class T>
+    void StoreAndPaint(T& Field, T Value, TMapProperty Property);
     void CalibrationChanged(unsigned What);
     // ViewMoved when the view differs from what was last reported; the one place it comes from.
     void NoteViewChange();

@@ -133,6 +133,25 @@ TEST(MapModel, HooksReportChangesOnceAndHeldPaintsStayHeld)
     EXPECT_EQ(m.TopLeft(), (TPoint{0, 0}));
 }
 
+TEST(MapModel, AppearanceSettersRepaintEvenWhenTheValueStays)
+{
+    // "Store, repaint": the plain setters repaint on every call; only the report waits for a change.
+    TRecordingModel m;
+    m.SetControlSize({50, 40});
+    const std::function<void()> setters[] = {
+        [&] { m.SetAntiAlias(m.AntiAlias()); },         [&] { m.SetColorBackGnd(m.ColorBackGnd()); },
+        [&] { m.SetColorFrame(m.ColorFrame()); },       [&] { m.SetColorGraticule(m.ColorGraticule()); },
+        [&] { m.SetColorCalibPoints(m.ColorCalibPoints()); }, [&] { m.SetEmptyMsg(m.EmptyMsg()); },
+        [&] { m.SetGratLineDist(m.GratLineDist()); },   [&] { m.SetUTMGridDist(m.UTMGridDist()); },
+    };
+    for (std::size_t i = 0; i < std::size(setters); ++i) {
+        const int paints = m.Paints;
+        setters[i]();
+        EXPECT_EQ(m.Paints, paints + 1) << "setter " << i;
+    }
+    EXPECT_TRUE(m.Properties.empty());
+}
+
 TEST(MapModel, AssignCopiesTheMapButNotTheSize)
 {
     TMapModel a, b;
