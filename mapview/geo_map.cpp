@@ -3,6 +3,8 @@
 // geo_map_output.cpp, the mouse and the keyboard in geo_map_mouse.cpp.
 #include <qvgeo/mapview/geo_map.h>
 
+#include <array>
+
 namespace qv {
 
 TGeoMap::TGeoMap(QWidget* Parent) : TCustomControl(Parent)
@@ -32,17 +34,18 @@ void TGeoMap::LandMarksNotice(unsigned What)
 
 void TGeoMap::PropertyChanged(TMapProperty Property)
 {
-    // In the order of TMapProperty.
-    static constexpr void (TGeoMap::*Signals[])() = {
+    // In the order of TMapProperty. A std::array: GCC 12's bounds check misreads the index of a built-in
+    // array of member pointers.
+    static constexpr auto Signals = std::to_array<void (TGeoMap::*)()>({
         &TGeoMap::antiAliasChanged, &TGeoMap::cacheMagLimitChanged, &TGeoMap::colorBackGndChanged,
         &TGeoMap::colorFrameChanged, &TGeoMap::colorGraticuleChanged, &TGeoMap::colorCalibPointsChanged,
         &TGeoMap::confinePanToMapImageChanged, &TGeoMap::emptyMsgChanged, &TGeoMap::frameStyleChanged,
         &TGeoMap::gratLineDistChanged, &TGeoMap::utmGridDistChanged, &TGeoMap::showGraticuleChanged,
         &TGeoMap::maxMapPixelsChanged, &TGeoMap::wheelZoomChanged, &TGeoMap::hitToleranceChanged,
         &TGeoMap::keyboardNavigationChanged, &TGeoMap::calibModelChanged, &TGeoMap::utmZoneChanged,
-        &TGeoMap::utmHemisphereChanged, &TGeoMap::mouseActionChanged, &TGeoMap::allowPanChanged};
-    static_assert(std::size(Signals) == mpAllowPan + 1);
-    (this->*Signals[Property])();
+        &TGeoMap::utmHemisphereChanged, &TGeoMap::mouseActionChanged, &TGeoMap::allowPanChanged});
+    static_assert(Signals.size() == mpAllowPan + 1);
+    (this->*Signals.at(static_cast<std::size_t>(Property)))();
 }
 
 void TGeoMap::LoadProgress(TProgressStage Stage, std::int32_t Percent)
