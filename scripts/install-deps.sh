@@ -18,8 +18,11 @@ packages=(
   xvfb xauth
   # test and benchmark peers: GeographicLib (above) and PROJ, libraries and command-line tools
   geographiclib-tools libproj-dev proj-bin
-  # test peer only: GDAL's command-line tools read the exported VRTs and world files (tests/apps/georef.sh)
-  gdal-bin
+  # qvgeo::widgets reads rasters, georeferencing and waypoint files through GDAL/OGR (QVGEO_WITH_GDAL);
+  # its command-line tools are the tests' peer (gdaltransform, gdallocationinfo, gdal_translate)
+  libgdal-dev gdal-bin
+  # benchmark peer: vipsthumbnail beside the first picture of a huge scan
+  libvips-tools
   # test peer only: pdftoppm renders the viewer's printed PDF page back to pixels
   poppler-utils
   # benchmark peer: SQLite's R*Tree beside the database's rectangle search

@@ -13,8 +13,9 @@ declare -A allowed=(
   [geodb]="support geodb"
   [geomap]="support geobasics geomap"
   [platform]="support platform"
-  [mapview]="support geobasics geomap platform mapview"
-  [geoatlas]="support geobasics geomap platform mapview geoatlas"
+  [gdalio]="support geobasics geomap platform gdalio"
+  [mapview]="support geobasics geomap platform gdalio mapview"
+  [geoatlas]="support geobasics geomap platform gdalio mapview geoatlas"
 )
 core="support geobasics geodb geomap"
 private=$(sed -n '/^set(QVGEO_PRIVATE_HEADERS/,/)/p' CMakeLists.txt | tr ' ()' '\n\n\n' | grep '\.h$')
