@@ -27,8 +27,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kFoldersKey = "atlas/folders";
-constexpr const char* kMapsKey = "atlas/maps";
 
 bool IsImageName(const fs::path& P)
 {

@@ -13,6 +13,16 @@
 
 namespace viewer {
 
+// The settings keys of the folders and single calibration files the window registers at every start.
+inline constexpr const char* kFoldersKey = "atlas/folders";
+inline constexpr const char* kMapsKey = "atlas/maps";
+
+// What a file or folder given to the viewer (File → Open, dropped on the window) holds, by its name and,
+// for ".xml", its first lines: a folder of maps, a calibration file, a landmark file, waypoints (GPX, KML,
+// GeoPackage, GeoJSON), or a picture to show (any raster, a ".map" calibration with its image).
+enum class TPathKind { Missing, Folder, Calibration, Landmarks, Waypoints, Picture };
+TPathKind KindOfPath(const std::string& Path);
+
 // "1 map", "0 maps", "2 maps".
 QString MapCountText(std::int64_t N);
 

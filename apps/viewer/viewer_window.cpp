@@ -62,6 +62,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
     : QMainWindow(Parent), FSettingsFile(SettingsFile), FMapDir(Files.MapDir)
 {
     setWindowTitle("qvgeo viewer");
+    setAcceptDrops(true);  // files and folders dropped on the window open by their kind (open_files.cpp)
     FAtlas = new qv::TGeoAtlas(this);
     setCentralWidget(FAtlas);
     for (const auto& p : FAtlas->RegisterFolder(Files.MapDir))

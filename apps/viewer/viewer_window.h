@@ -28,6 +28,8 @@
 
 class QAction;
 class QActionGroup;
+class QDragEnterEvent;
+class QDropEvent;
 class QLabel;
 class QMenu;
 class QProgressDialog;
@@ -107,6 +109,15 @@ public:
     // Shows a BMP or JPEG image with no calibration (zero points, model equirect) in the calibration
     // editor and tool. False with the reason in Error (the map shown then stays).
     bool OpenImage(const QString& File, QString& Error);
+    // Opens each file or folder by its kind (KindOfPath): a folder is added to the atlas, a calibration
+    // file registered and shown, a landmark file or waypoints loaded into the landmark layer, a picture
+    // shown. What a file dropped on the window does. Files that fail are reported together (status bar,
+    // LastError, a non-modal message). Returns how many were opened.
+    int OpenPaths(const QStringList& Paths);
+    // Registers a calibration file with the atlas (remembered in the settings) and shows its map.
+    bool OpenCalibrationFile(const QString& File, QString& Error);
+    // Replaces the landmarks by the waypoints (points) of a GPX, KML, GeoPackage or GeoJSON file.
+    bool ImportWaypoints(const QString& File, QString& Error);
     // The folders and single calibration files remembered in the settings, in the order added.
     QStringList RememberedFolders() const;
     QStringList RememberedMaps() const;
@@ -136,6 +147,8 @@ protected:
     bool event(QEvent* Event) override;
     void closeEvent(QCloseEvent* Event) override;
     bool eventFilter(QObject* Watched, QEvent* Event) override;
+    void dragEnterEvent(QDragEnterEvent* Event) override;
+    void dropEvent(QDropEvent* Event) override;
     // The same for a utm-calibrated map: metres, zone and hemisphere.
     std::function<bool(std::int32_t X, std::int32_t Y, TUTMPlace& Place)> AskUTMPlace;
 
