@@ -216,34 +216,85 @@ struct TPlacePoint {
     double North = 0, East = 0;  // fkUTM only
 };
 
-// Least-squares V = c0 + c1·Pixel + c2·Line over the points, for the half-pixel moves. False when the
-// pixels are (nearly) collinear.
-bool AffineFit(const std::vector<TPlacePoint>& P, double TPlacePoint::*V, std::array<double, 3>& C)
-{
-    const double n = static_cast<double>(P.size());
-    double mx = 0, my = 0, mv = 0;
-    for (const TPlacePoint& p : P) {
-        mx += p.Pixel / n;
-        my += p.Line / n;
-        mv += p.*V / n;
-    }
-    double sxx = 0, sxy = 0, syy = 0, sxv = 0, syv = 0;
-    for (const TPlacePoint& p : P) {
-        const double dx = p.Pixel - mx, dy = p.Line - my, dv = p.*V - mv;
-        sxx += dx * dx;
-        sxy += dx * dy;
-        syy += dy * dy;
-        sxv += dx * dv;
-        syv += dy * dv;
-    }
-    const double det = sxx * syy - sxy * sxy;
-    if (!(det > 1e-9 * std::max(1.0, sxx * syy)))
+// A least-squares polynomial of a coordinate over the image coordinates, for the moves to pixel
+// centres: second order with 10 points or more (the move then follows the map's curvature), else first
+// order. Image coordinates are centred and scaled to about ±1, which keeps the normal equations sound.
+class TLocalFit {
+public:
+    // False when the points do not determine even the first-order polynomial (collinear pixels).
+    bool Fit(const std::vector<TPlacePoint>& P, double TPlacePoint::*V)
+    {
+        double minX = P[0].Pixel, maxX = minX, minY = P[0].Line, maxY = minY;
+        for (const TPlacePoint& p : P) {
+            minX = std::min(minX, p.Pixel);
+            maxX = std::max(maxX, p.Pixel);
+            minY = std::min(minY, p.Line);
+            maxY = std::max(maxY, p.Line);
+        }
+        FX0 = (minX + maxX) / 2;
+        FY0 = (minY + maxY) / 2;
+        FScale = std::max({maxX - minX, maxY - minY, 1.0}) / 2;
+        for (FTerms = P.size() >= 10 ? 6 : 3; FTerms >= 3; FTerms -= 3)
+            if (Solve(P, V))
+                return true;
         return false;
-    C[1] = (sxv * syy - syv * sxy) / det;
-    C[2] = (syv * sxx - sxv * sxy) / det;
-    C[0] = mv - C[1] * mx - C[2] * my;
-    return true;
-}
+    }
+    double operator()(double Pixel, double Line) const
+    {
+        const std::array<double, 6> t = Terms(Pixel, Line);
+        double v = 0;
+        for (std::size_t k = 0; k < FTerms; ++k)
+            v += FC[k] * t[k];
+        return v;
+    }
+
+private:
+    std::array<double, 6> Terms(double Pixel, double Line) const
+    {
+        const double x = (Pixel - FX0) / FScale, y = (Line - FY0) / FScale;
+        return {1.0, x, y, x * x, x * y, y * y};
+    }
+    // Normal equations by Gaussian elimination with partial pivoting; false when singular.
+    bool Solve(const std::vector<TPlacePoint>& P, double TPlacePoint::*V)
+    {
+        const std::size_t n = FTerms;
+        std::array<std::array<double, 7>, 6> m{};
+        for (const TPlacePoint& p : P) {
+            const std::array<double, 6> t = Terms(p.Pixel, p.Line);
+            for (std::size_t r = 0; r < n; ++r) {
+                for (std::size_t c = 0; c < n; ++c)
+                    m[r][c] += t[r] * t[c];
+                m[r][n] += t[r] * (p.*V);
+            }
+        }
+        double scale = 0;
+        for (std::size_t r = 0; r < n; ++r)
+            scale = std::max(scale, m[r][r]);
+        for (std::size_t c = 0; c < n; ++c) {
+            std::size_t piv = c;
+            for (std::size_t r = c + 1; r < n; ++r)
+                if (std::fabs(m[r][c]) > std::fabs(m[piv][c]))
+                    piv = r;
+            if (!(std::fabs(m[piv][c]) > 1e-10 * scale))
+                return false;
+            std::swap(m[c], m[piv]);
+            for (std::size_t r = 0; r < n; ++r) {
+                if (r == c)
+                    continue;
+                const double f = m[r][c] / m[c][c];
+                for (std::size_t k = c; k <= n; ++k)
+                    m[r][k] -= f * m[c][k];
+            }
+        }
+        for (std::size_t r = 0; r < n; ++r)
+            FC[r] = m[r][n] / m[r][r];
+        return true;
+    }
+
+    std::size_t FTerms = 3;
+    std::array<double, 6> FC{};
+    double FX0 = 0, FY0 = 0, FScale = 1;
+};
 
 const std::array<TCalibModel, 5> kCandidates = {cmEquiRect, cmUTM, cmMillerCylindrical, cmConicConformal,
                                                 cmBiquadraticPn};
@@ -300,10 +351,10 @@ void FromPlacePoints(TGeoRefImport& R, std::vector<TPlacePoint> P, const TFrame&
 {
     if (P.size() < 3)
         Fail("a calibration needs 3 points or more, the file has " + std::to_string(P.size()));
-    std::array<double, 3> lat{}, lon{}, north{}, east{};
+    TLocalFit lat, lon, north, east;
     const bool utm = F.Kind == TFrame::fkUTM;
-    if (!AffineFit(P, &TPlacePoint::Lat, lat) || !AffineFit(P, &TPlacePoint::Lon, lon) ||
-        (utm && (!AffineFit(P, &TPlacePoint::North, north) || !AffineFit(P, &TPlacePoint::East, east))))
+    if (!lat.Fit(P, &TPlacePoint::Lat) || !lon.Fit(P, &TPlacePoint::Lon) ||
+        (utm && (!north.Fit(P, &TPlacePoint::North) || !east.Fit(P, &TPlacePoint::East))))
         Fail("the points' pixels lie on one straight line");
     std::vector<TPlacePoint> kept;
     std::vector<std::pair<std::int32_t, std::int32_t>> pixels;
@@ -320,12 +371,15 @@ void FromPlacePoints(TGeoRefImport& R, std::vector<TPlacePoint> P, const TFrame&
             continue;
         }
         pixels.push_back(px);
-        // Moved to the pixel's centre, (fx + 0.5, fy + 0.5) in image coordinates.
-        const double dx = fx + 0.5 - p.Pixel, dy = fy + 0.5 - p.Line;
-        p.Lat += lat[1] * dx + lat[2] * dy;
-        p.Lon += lon[1] * dx + lon[2] * dy;
-        p.North += north[1] * dx + north[2] * dy;
-        p.East += east[1] * dx + east[2] * dy;
+        // Moved to the pixel's centre, (fx + 0.5, fy + 0.5) in image coordinates, by the change of the
+        // local fit (never by its value: the point keeps its own residual).
+        const double cx = fx + 0.5, cy = fy + 0.5;
+        p.Lat += lat(cx, cy) - lat(p.Pixel, p.Line);
+        p.Lon += lon(cx, cy) - lon(p.Pixel, p.Line);
+        if (utm) {
+            p.North += north(cx, cy) - north(p.Pixel, p.Line);
+            p.East += east(cx, cy) - east(p.Pixel, p.Line);
+        }
         p.Pixel = fx;
         p.Line = fy;
         kept.push_back(p);
@@ -418,6 +472,32 @@ void FromGeoTransform(TGeoRefImport& R, const std::array<double, 6>& GT, const T
         }
     FromGCPs(R, g, F);
     R.Reason += " (a grid of " + std::to_string(n) + " x " + std::to_string(n) + " pixels of " + Quoted(F.Name) + ")";
+    // The fit checked between the sampled pixels, at the centres of the grid's cells.
+    TMapCalibration cal;
+    cal.SetImageSize(R.Width, R.Height);
+    cal.LoadCalibData(R.Data, R.Model);
+    double sum = 0, worst = 0;
+    int count = 0;
+    for (int j = 0; j + 1 < n; ++j)
+        for (int i = 0; i + 1 < n; ++i) {
+            const std::int32_t x = static_cast<std::int32_t>(std::nearbyint((i + 0.5) * (R.Width - 1.0) / (n - 1)));
+            const std::int32_t y = static_cast<std::int32_t>(std::nearbyint((j + 0.5) * (R.Height - 1.0) / (n - 1)));
+            const double px = x + 0.5, ln = y + 0.5;
+            double lon = 0, lat = 0;
+            TCoords c;
+            if (!ToLonLat(F, GT[0] + GT[1] * px + GT[2] * ln, GT[3] + GT[4] * px + GT[5] * ln, lon, lat) ||
+                !cal.CalcPosition(TPoint{x, y}, c))
+                continue;
+            const double d = NearbyDistance(lat, lon, c.Latit, c.Longit, R.Data.Ellipsoid);
+            sum += d * d;
+            worst = std::max(worst, d);
+            ++count;
+        }
+    if (count > 0) {
+        R.CheckMaxMetres = worst;
+        R.CheckRmsMetres = std::sqrt(sum / count);
+        R.CheckPoints = count;
+    }
 }
 
 // Without a coordinate system: latitude/longitude of WGS 84 when every coordinate could be one.
@@ -542,15 +622,17 @@ TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const
     case grfWorldFile: {
         std::array<double, 6> gt{};
         {
+            // GDAL reads any text as numbers (a word counts as 0): the six lines are checked first.
+            std::ifstream in(FName);
+            if (!in)
+                Fail(Quoted(FName) + ": cannot be opened");
+            TWorldFile w;
+            std::string error;
+            if (!ReadWorldFile(in, w, error))
+                Fail(Quoted(FName) + ": " + error);
             TGdalErrorTrap trap;
-            if (!GDALLoadWorldFile(FName.c_str(), gt.data())) {
-                std::ifstream in(FName);
-                if (!in)
-                    Fail(Quoted(FName) + ": cannot be opened");
-                TWorldFile w;
-                std::string error;
-                Fail(Quoted(FName) + ": " + (ReadWorldFile(in, w, error) ? trap.Message("not a world file") : error));
-            }
+            if (!GDALLoadWorldFile(FName.c_str(), gt.data()))
+                Fail(Quoted(FName) + ": " + trap.Message("GDAL does not read it as a world file"));
         }
         const std::string image = O.Image.empty() ? ImageBeside(FName) : O.Image;
         ImageSize(R, image, O, "the world file " + Quoted(FName));

@@ -20,8 +20,9 @@
 //
 // Pixels: control points come in image coordinates ((0, 0) the top-left corner of the image). Each
 // becomes the pixel the coordinate falls in, floor(pixel), floor(line); its place is moved from the
-// coordinate to that pixel's centre along a least-squares affine fit of all points (the move is at
-// most half a pixel, so the fit's error over it is negligible). Points that fall outside the image are
+// coordinate to that pixel's centre by the change, over that move, of a least-squares polynomial of all
+// points (second order with 10 points or more, else first): the move is at most half a pixel, so the
+// polynomial's own error hardly enters, and each point keeps its residual. Points that fall outside the image are
 // left out with a note; more than 200 points (the most a calibration holds) are thinned evenly, except
 // in a `.points` file, where they are an error.
 #pragma once
@@ -74,6 +75,10 @@ struct TGeoRefImport {
     std::string Reason;              // why Model was chosen
     std::vector<TGeoRefCandidate> Candidates;  // every model fitted, in the order tried (empty: affine data)
     TCalibResiduals Residuals;       // of Model over Data's quads (per point and rms, pixels and metres)
+    // A geotransform on another projection: the calibration against the coordinate system's own places
+    // at the pixels midway between the sampled ones, where a fit errs most (metres; -1: not computed).
+    double CheckMaxMetres = -1.0, CheckRmsMetres = -1.0;
+    int CheckPoints = 0;
     std::vector<std::string> Notes;  // what the user should know: datum transformed, points dropped, ...
 };
 

@@ -56,6 +56,9 @@ void Report(std::FILE* out, const qv::TGeoRefImport& r)
         else
             std::fprintf(out, "  %3d %6d %6d         -         -\n", i + 1, q.MapX, q.MapY);
     }
+    if (r.CheckPoints > 0)
+        std::fprintf(out, "check         max %.3f m, rms %.3f m at %d pixels between the sampled ones\n", r.CheckMaxMetres,
+                     r.CheckRmsMetres, r.CheckPoints);
     if (res.Diagnosis == qv::cdgOK)
         std::fprintf(out, "rms           %.3f px, %.3f m\n", res.RmsPixels, res.RmsMetres);
     else
