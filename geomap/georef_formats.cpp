@@ -34,6 +34,19 @@ std::string FixedText(double v, int Decimals)
     return std::string(buf.data(), r.ptr);
 }
 
+// Fixed point with trailing zeros (and a bare "-0") dropped.
+std::string Trimmed(double v, int Decimals)
+{
+    std::string s = FixedText(v, Decimals);
+    if (s.find('.') != std::string::npos) {
+        while (s.back() == '0')
+            s.pop_back();
+        if (s.back() == '.')
+            s.pop_back();
+    }
+    return s == "-0" ? "0" : s;
+}
+
 // Right-aligned in Width characters, as the format's columns are.
 std::string Pad(const std::string& s, std::size_t Width)
 {
@@ -131,9 +144,10 @@ void WriteMapFile(std::ostream& Out, const TMapCalibration& Cal, const std::stri
     Cal.ImageSize(w, h);
     if (w < 1 || h < 1)
         Fail("the size of the map image is unknown");
-    std::vector<TGroundControlPoint> gcps = CalibGCPs(Cal, gcsAuto);
-    if (gcps.size() > static_cast<std::size_t>(MaxMapFilePoints))
-        gcps = CalibGCPs(Cal, gcsFitGrid, 5);
+    // The fit itself, not the reference points: a reader fits a polynomial of its own choosing (GDAL's
+    // order depends on the number of points) through whatever points it gets, and only points without
+    // residuals make every such polynomial give this calibration's places.
+    const std::vector<TGroundControlPoint> gcps = CalibGCPs(Cal, gcsFitGrid, 5);
 
     Out << MapFileMagic << "\r\n" << Title << "\r\n" << ImageName << "\r\n1 ,Map Code,\r\n"
         << "WGS 84,WGS 84,   0.0000,   0.0000,WGS 84\r\nReserved 1\r\nReserved 2\r\nMagnetic Variation,,,E\r\n"
@@ -198,8 +212,9 @@ void WritePointsFile(std::ostream& Out, const TMapCalibration& Cal, TGCPSource S
             dx = px + 0.5 - g.Pixel;
             dy = -(py + 0.5 - g.Line);
         }
-        Out << Exact(g.X) << ',' << Exact(g.Y) << ',' << Exact(g.Pixel) << ',' << Exact(-g.Line) << ",1," << Exact(dx)
-            << ',' << Exact(dy) << ',' << Exact(std::hypot(dx, dy)) << '\n';
+        // Residuals to a millionth of a pixel: the fit's rounding noise below that says nothing.
+        Out << Exact(g.X) << ',' << Exact(g.Y) << ',' << Exact(g.Pixel) << ',' << Exact(-g.Line) << ",1,"
+            << Trimmed(dx, 6) << ',' << Trimmed(dy, 6) << ',' << Trimmed(std::hypot(dx, dy), 6) << '\n';
     }
     if (!Out)
         Fail("writing the .points file failed");

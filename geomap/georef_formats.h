@@ -33,8 +33,8 @@ extern const std::string_view MapFileMagic;
 // Most points a `.map` file holds (Point01 .. Point30); readers ignore any beyond.
 inline constexpr int MaxMapFilePoints = 30;
 
-// The places of a `.map` file: the calibration's reference points when the calibration refits them to
-// itself (as CalibGCPs' gcsAuto decides) and there are at most 30, else the fit on a 5 x 5 grid;
+// The places of a `.map` file: the calibration's fit on a grid of 5 x 5 pixels spread over the image
+// (not the reference points, whose residuals a reader would fit differently from this calibration);
 // latitude and longitude in degrees on the calibration's ellipsoid, written as datum "WGS 84" in a
 // latitude/longitude projection (a calibration names an ellipsoid, never a datum). ImageName is written
 // as the image line (readers look for it as written, then beside the `.map`), Title as the title line.
