@@ -54,9 +54,32 @@ TDataset OpenRaster(const std::string& FName, const char* Driver = nullptr)
     GDALDatasetH h = GDALOpenEx(FName.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, Driver ? drivers : nullptr, nullptr,
                                 nullptr);
     if (!h)
-        Fail(Quoted(FName) + ": " + trap.Message("GDAL does not read it as a raster"));
+        Fail(Quoted(FName) + ": " + trap.Message(Driver ? std::string("GDAL does not read it as a ") + Driver +
+                                                              " file (or cannot open the image it names)"
+                                                        : std::string("GDAL does not read it as a raster")));
     return TDataset(h);
 }
+
+// A GDAL configuration option set on this thread for a scope, then restored.
+class TThreadConfig {
+public:
+    TThreadConfig(const char* Key, const char* Value) : FKey(Key)
+    {
+        const char* old = CPLGetThreadLocalConfigOption(Key, nullptr);
+        FHadOld = old != nullptr;
+        if (old)
+            FOld = old;
+        CPLSetThreadLocalConfigOption(Key, Value);
+    }
+    ~TThreadConfig() { CPLSetThreadLocalConfigOption(FKey, FHadOld ? FOld.c_str() : nullptr); }
+    TThreadConfig(const TThreadConfig&) = delete;
+    TThreadConfig& operator=(const TThreadConfig&) = delete;
+
+private:
+    const char* FKey;
+    std::string FOld;
+    bool FHadOld = false;
+};
 
 // A private copy of a dataset's coordinate system (null when it has none).
 TSRS CopySRS(OGRSpatialReferenceH H)
@@ -594,6 +617,18 @@ void ImportDataset(TGeoRefImport& R, GDALDatasetH DS, const TGeoRefOptions& O, c
 
 }  // namespace
 
+bool ReadRasterSize(const std::string& FName, std::int32_t& Width, std::int32_t& Height)
+{
+    TGdalErrorTrap trap;
+    GDALDatasetH ds = GDALOpenEx(FName.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr);
+    if (!ds)
+        return false;
+    Width = GDALGetRasterXSize(ds);
+    Height = GDALGetRasterYSize(ds);
+    GDALClose(ds);
+    return Width > 0 && Height > 0;
+}
+
 TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const TGeoRefOptions& Options)
 {
     GdalSession();
@@ -607,7 +642,11 @@ TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const
         break;
     }
     case grfMapFile: {
-        TDataset ds = OpenRaster(FName, "MAP");
+        // GDAL turns points that an affine transform fits to within a quarter pixel into that transform,
+        // throwing away up to a quarter pixel of the map's curvature; only points that are affine to a
+        // thousandth of a pixel are taken as affine here.
+        TThreadConfig exactOnly("GDAL_GCPS_TO_GEOTRANSFORM_APPROX_THRESHOLD", "0.001");
+        TDataset ds = OpenRaster(FName, "MAP");  // GDAL's driver of the .map calibration format
         ImportDataset(R, ds.get(), O, Quoted(FName));
         R.Source += " of a .map file";
         // The image the file names, as GDAL found it (the first file of the dataset that is not the .map).

@@ -87,4 +87,7 @@ struct TGeoRefImport {
 // give a CRS or zone; fewer than 3 points inside the image; no georeferencing at all).
 TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const TGeoRefOptions& Options = {});
 
+// The size in pixels of any raster GDAL reads; false (nothing printed) when GDAL cannot open it.
+bool ReadRasterSize(const std::string& FName, std::int32_t& Width, std::int32_t& Height);
+
 }  // namespace qv

@@ -9,6 +9,8 @@
 #include "line_io.h"
 #if defined(QVGEO_WITH_GDAL)
 #include "calib_georef.h"
+
+#include <qvgeo/gdalio/georef_import.h>
 #endif
 
 #include <qvgeo/geobasics/ellipsoids.h>
@@ -124,6 +126,10 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
     if (L.size.source.empty() && !L.imagePath.empty()) {
         if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
             L.size.source = "header of " + L.imagePath;
+#if defined(QVGEO_WITH_GDAL)
+        else if (qv::ReadRasterSize(L.imagePath, L.size.w, L.size.h))
+            L.size.source = "GDAL's reading of " + L.imagePath;
+#endif
     }
     L.cal.SetComponentName("calib");
     L.cal.SetImageSize(L.size.w, L.size.h);
