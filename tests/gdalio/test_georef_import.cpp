@@ -92,7 +92,7 @@ TEST(GeoRefImport, ControlPointsAreMovedToPixelCentresAndFitted)
 {
     // Places quadratic in the image coordinates: GDAL's second-order polynomial and our biquadratic
     // model both describe them; the points sit on pixel corners (whole image coordinates), so each is
-    // moved half a pixel to its pixel's centre. One point lies outside the image.
+    // moved half a pixel to its pixel's centre. Three points lie outside the image, two of them on its right and bottom borders.
     auto lat = [](double p, double l) { return 48.3 - 0.00066 * l + 3e-9 * p * l - 2e-10 * p * p; };
     auto lon = [](double p, double l) { return 16.2 + 0.00075 * p + 1e-9 * l * l - 2e-6 * l; };
     std::vector<TGroundControlPoint> g;
@@ -102,6 +102,8 @@ TEST(GeoRefImport, ControlPointsAreMovedToPixelCentresAndFitted)
             g.push_back({p, l, lon(p, l), lat(p, l)});
         }
     g.push_back({-10.0, 5.0, lon(-10, 5), lat(-10, 5)});
+    g.push_back({400.0, 150.0, lon(400, 150), lat(400, 150)});  // the right border: no pixel's
+    g.push_back({200.0, 300.0, lon(200, 300), lat(200, 300)});  // the bottom border
     TTempDir dir;
     const std::string tif = dir.File("gcp.tif");
     MakeRaster(tif, 400, 300, "EPSG:4326", nullptr, g);
@@ -109,7 +111,7 @@ TEST(GeoRefImport, ControlPointsAreMovedToPixelCentresAndFitted)
     EXPECT_EQ(r.Model, cmBiquadraticPn);
     EXPECT_EQ(r.Data.NumCalQuads, 30);
     ASSERT_EQ(r.Notes.size(), 1u);
-    EXPECT_NE(r.Notes[0].find("1 point(s) outside"), std::string::npos) << r.Notes[0];
+    EXPECT_NE(r.Notes[0].find("3 point(s) outside"), std::string::npos) << r.Notes[0];
     // The first point, image coordinate (3, 1), becomes pixel (3, 1) with the place of (3.5, 1.5).
     EXPECT_EQ(r.Data.CalQuads[0].MapX, 3);
     EXPECT_EQ(r.Data.CalQuads[0].MapY, 1);
@@ -123,12 +125,15 @@ TEST(GeoRefImport, ControlPointsAreMovedToPixelCentresAndFitted)
 
 TEST(GeoRefImport, ControlPointsInAUTMZoneMayChooseTheUTMModel)
 {
-    // Easting and northing affine in the pixels: only the utm model is exact.
+    // Easting and northing affine in the pixels: only the utm model is exact. The points lie on pixel
+    // corners, so easting and northing move with them to the centres.
+    auto east = [](double p, double l) { return 590000 + 25.0 * p + 2.0 * l; };
+    auto north = [](double p, double l) { return 5350000 - 25.0 * l + 1.5 * p; };
     std::vector<TGroundControlPoint> g;
     for (int j = 0; j < 4; ++j)
         for (int i = 0; i < 4; ++i) {
-            const double p = 10.5 + i * 120, l = 5.5 + j * 90;
-            g.push_back({p, l, 590000 + 25.0 * p + 2.0 * l, 5350000 - 25.0 * l + 1.5 * p});
+            const double p = 10 + i * 120, l = 5 + j * 90;
+            g.push_back({p, l, east(p, l), north(p, l)});
         }
     TTempDir dir;
     const std::string tif = dir.File("utm.tif");
@@ -138,7 +143,8 @@ TEST(GeoRefImport, ControlPointsInAUTMZoneMayChooseTheUTMModel)
     EXPECT_EQ(r.Data.UTMZone, 33);
     EXPECT_FALSE(r.Data.UTMSouth);
     EXPECT_EQ(r.Data.CalQuads[0].MapX, 10);
-    EXPECT_DOUBLE_EQ(r.Data.CalQuads[0].Longitude, 590000 + 25.0 * 10.5 + 2.0 * 5.5);  // at the centre already
+    EXPECT_NEAR(r.Data.CalQuads[0].Longitude, east(10.5, 5.5), 1e-6);
+    EXPECT_NEAR(r.Data.CalQuads[0].Latitude, north(10.5, 5.5), 1e-6);
     EXPECT_LT(r.Residuals.RmsMetres, 1e-3);
     EXPECT_LE(WorstDistanceToGDAL(tif, r, kPixels, "EPSG:4326", 1), 1e-3);
 }
