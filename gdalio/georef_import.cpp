@@ -445,7 +445,8 @@ void FromGCPs(TGeoRefImport& R, const std::vector<TGroundControlPoint>& G, const
         TPlacePoint p;
         p.Pixel = g.Pixel;
         p.Line = g.Line;
-        if (!std::isfinite(g.Pixel) || !std::isfinite(g.Line) || !ToLonLat(F, g.X, g.Y, p.Lon, p.Lat)) {
+        if (!std::isfinite(g.Pixel) || !std::isfinite(g.Line) || !std::isfinite(g.X) || !std::isfinite(g.Y) ||
+            !ToLonLat(F, g.X, g.Y, p.Lon, p.Lat)) {
             ++failed;
             continue;
         }
@@ -454,7 +455,7 @@ void FromGCPs(TGeoRefImport& R, const std::vector<TGroundControlPoint>& G, const
         P.push_back(p);
     }
     if (failed > 0)
-        R.Notes.push_back(std::to_string(failed) + " point(s) that do not transform to latitude/longitude left out");
+        R.Notes.push_back(std::to_string(failed) + " point(s) not a number or not transformable to latitude/longitude left out");
     FromPlacePoints(R, std::move(P), F);
 }
 

@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
+#include <limits>
 
 namespace qv {
 namespace {
@@ -147,6 +149,29 @@ TEST(GeoRefImport, ControlPointsInAUTMZoneMayChooseTheUTMModel)
     EXPECT_NEAR(r.Data.CalQuads[0].Latitude, north(10.5, 5.5), 1e-6);
     EXPECT_LT(r.Residuals.RmsMetres, 1e-3);
     EXPECT_LE(WorstDistanceToGDAL(tif, r, kPixels, "EPSG:4326", 1), 1e-3);
+}
+
+TEST(GeoRefImport, ManyControlPointsAreThinnedAndPointsThatAreNotNumbersLeftOut)
+{
+    std::vector<TGroundControlPoint> g;
+    for (int j = 0; j < 15; ++j)
+        for (int i = 0; i < 15; ++i)
+            g.push_back({i * 26.0 + 2.5, j * 19.0 + 1.5, 16.2 + 0.00075 * i * 26, 48.3 - 0.0006 * j * 19});
+    g[7].X = std::numeric_limits<double>::quiet_NaN();
+    TTempDir dir;
+    const std::string tif = dir.File("many.tif");
+    MakeRaster(tif, 400, 300, "EPSG:4326", nullptr, g);
+    const TGeoRefImport r = ImportGeoRef(tif, grfRaster);
+    ASSERT_EQ(r.Notes.size(), 2u);
+    EXPECT_EQ(r.Notes[0], "1 point(s) not a number or not transformable to latitude/longitude left out");
+    EXPECT_EQ(r.Notes[1], "224 points thinned to 200, the most a calibration holds");
+    EXPECT_EQ(r.Data.NumCalQuads, 200);
+    // Spread over the whole list: the first and one of the last rows are kept.
+    EXPECT_EQ(r.Data.CalQuads[0].MapX, 2);
+    EXPECT_EQ(r.Data.CalQuads[199].MapY, 14 * 19 + 1);
+    for (int i = 0; i < 200; ++i)
+        EXPECT_TRUE(std::isfinite(r.Data.CalQuads[static_cast<std::size_t>(i)].Longitude));
+    EXPECT_LT(r.Residuals.RmsMetres, 1e-3);
 }
 
 TEST(GeoRefImport, AForeignEllipsoidIsTransformedToWGS84WithANote)
