@@ -733,6 +733,8 @@ TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const
         break;
     }
     }
+    if (R.Model == cmUTM && R.Data.UTMZone == 60)
+        R.Notes.push_back("UTM zone 60 is not written to calibration files: a reader of the file sees no zone");
     TMapCalibration cal;
     cal.SetImageSize(R.Width, R.Height);
     cal.LoadCalibData(R.Data, R.Model);
