@@ -47,6 +47,7 @@ struct TCTDeleter {
 using TTransform = std::unique_ptr<OGRCoordinateTransformation, TCTDeleter>;
 using TSRS = std::unique_ptr<OGRSpatialReference>;
 
+// Driver: only that GDAL driver (the .map one), else any raster driver.
 TDataset OpenRaster(const std::string& FName, const char* Driver = nullptr)
 {
     TGdalErrorTrap trap;
@@ -54,9 +55,9 @@ TDataset OpenRaster(const std::string& FName, const char* Driver = nullptr)
     GDALDatasetH h = GDALOpenEx(FName.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, Driver ? drivers : nullptr, nullptr,
                                 nullptr);
     if (!h)
-        Fail(Quoted(FName) + ": " + trap.Message(Driver ? std::string("GDAL does not read it as a ") + Driver +
-                                                              " file (or cannot open the image it names)"
-                                                        : std::string("GDAL does not read it as a raster")));
+        Fail(Quoted(FName) + ": " + trap.Message(Driver ? "GDAL does not read it as a .map calibration file (or cannot "
+                                                          "open the image it names)"
+                                                        : "GDAL does not read it as a raster"));
     return TDataset(h);
 }
 

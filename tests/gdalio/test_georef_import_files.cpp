@@ -179,15 +179,15 @@ TEST(GeoRefFiles, HostilePointsAndMapFilesGiveClearMessages)
     const struct {
         const char* Name;
         std::string Text;
-        const char* Part;
+        std::string Part;
     } maps[] = {
         {"no image", magic + "\r\nt\r\nnowhere.tif\r\n1 ,Map Code,\r\nWGS 84,WGS 84,   0.0000,   0.0000,WGS 84\r\n"
                              "Reserved 1\r\nReserved 2\r\nMagnetic Variation,,,E\r\n"
                              "Map Projection,Latitude/Longitude,PolyCal,No,AutoCalOnly,No,BSBUseWPX,No\r\n"
                              "Point01,xy,    0,    0,in, deg,  48, 18.0,N,  16, 12.0,E, grid,   ,    ,    ,N\r\n",
-         "bad.map"},
-        {"header only", magic + "\r\n", "bad.map"},
-        {"not a map", "hello\r\n", "bad.map"},
+         "nowhere.tif"},
+        {"header only", magic + "\r\n", "GDAL does not read it as a .map calibration file"},
+        {"not a map", "hello\r\n", "\"" + dir.File("bad.map") + "\": GDAL does not read it as a .map calibration file"},
     };
     for (const auto& c : maps) {
         SCOPED_TRACE(c.Name);
