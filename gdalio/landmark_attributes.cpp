@@ -69,12 +69,20 @@ bool TimeFromOgr(int Year, int Month, int Day, int Hour, int Minute, float Secon
     if (!TryEncodeDateTime(Year, Month, Day, 0, 0, 0, day) || Hour < 0 || Hour > 23 || Minute < 0 || Minute > 59 ||
         !(Second >= 0.0f && Second < 61.0f))
         return false;
-    // (whole milliseconds) / MsPerDay: for whole seconds this is bit for bit what the landmark file's
-    // date reader computes, so such times survive every round trip unchanged.
-    const double ms = (Hour * 3600.0 + Minute * 60.0) * 1000.0 + std::nearbyint(static_cast<double>(Second) * 1000.0);
-    Time = day + ms / MsPerDay;
+    // Whole milliseconds since the day's midnight, moved to UTC, then split into whole days and the rest:
+    // day + rest / MsPerDay is, for whole seconds, bit for bit what the landmark file's date reader
+    // computes, so such times survive every round trip unchanged.
+    const long long perDay = 86'400'000;
+    long long ms = (Hour * 3600LL + Minute * 60LL) * 1000 + std::llround(static_cast<double>(Second) * 1000.0);
     if (TZFlag > 1 && TZFlag != 100)
-        Time -= (TZFlag - 100) * 15.0 / 1440.0;
+        ms -= (TZFlag - 100) * 15LL * 60'000;
+    long long days = ms / perDay;
+    long long rest = ms % perDay;
+    if (rest < 0) {
+        rest += perDay;
+        --days;
+    }
+    Time = (day + static_cast<double>(days)) + static_cast<double>(rest) / MsPerDay;
     return true;
 }
 
@@ -399,7 +407,11 @@ private:
                 continue;
             const OGRFieldType t = Type(ix);
             if (t == OFTReal || t == OFTInteger || t == OFTInteger64) {  // days since 1899-12-30
-                Out = FFeature->GetFieldAsDouble(ix);
+                const double days = FFeature->GetFieldAsDouble(ix);
+                if (std::isfinite(days))
+                    Out = days;
+                else
+                    Bad(a, "is not a date and time");
                 return;
             }
             int y = 0, mo = 0, d = 0, h = 0, mi = 0, tz = 0;
@@ -408,6 +420,14 @@ private:
             if (t == OFTDateTime || t == OFTDate) {
                 ok = FFeature->GetFieldAsDateTime(ix, &y, &mo, &d, &h, &mi, &s, &tz) != 0;
             } else {
+                // A text field: a date-time, or a number of days (a column that mixes both is a text).
+                const std::string_view text = Trim(FFeature->GetFieldAsString(ix));
+                double days = 0;
+                const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), days);
+                if (!text.empty() && ec == std::errc() && end == text.data() + text.size() && std::isfinite(days)) {
+                    Out = days;
+                    return;
+                }
                 OGRField f;
                 ok = OGRParseDate(FFeature->GetFieldAsString(ix), &f, 0) != 0;
                 if (ok) {

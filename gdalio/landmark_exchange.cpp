@@ -116,7 +116,8 @@ void ReadLayer(OGRLayer& Layer, const TLandMarkImportOptions& Options, TLandMark
         const OGRGeometry* g = f->GetGeometryRef();
         if (!g || wkbFlatten(g->getGeometryType()) != wkbPoint || g->IsEmpty()) {
             ++Report.NotPoints;
-            ++otherGeometries[g ? (g->IsEmpty() ? std::string("empty ") : std::string()) + g->getGeometryName()
+            ++otherGeometries[g ? (g->IsEmpty() ? std::string("empty ") : std::string()) +
+                                      LowerCase(g->getGeometryName())
                                 : std::string("no geometry")];
             continue;
         }
@@ -256,6 +257,7 @@ std::vector<TLandMark> ImportLandMarks(const std::string& FileName, const TLandM
                                        TLandMarkImportReport& Report)
 {
     Report = {};
+    GdalSession();  // before the driver manager is asked for the drivers below
     std::optional<TLandMarkFileFormat> format = Options.Format;
     if (TLandMarkFileFormat byName{}; !format && LandMarkFormatFromFileName(FileName, byName))
         format = byName;
@@ -265,8 +267,11 @@ std::vector<TLandMark> ImportLandMarks(const std::string& FileName, const TLandM
             for (const char* d : InfoOf(static_cast<TLandMarkFileFormat>(f)).Drivers)
                 if (d && GetGDALDriverManager()->GetDriverByName(d))
                     drivers.push_back(d);
-    drivers.push_back(nullptr);
     const std::string what = format ? std::string(InfoOf(*format).Title) + " file" : "GPX, KML, GeoPackage or GeoJSON file";
+
+    if (drivers.empty())
+        Fail("ImportLandMarks", "this GDAL cannot read " + what + "s");
+    drivers.push_back(nullptr);
 
     TGdalErrorTrap trap;
     // Only files (and GDAL's virtual paths): a KML driver would read a folder as a layer set.

@@ -66,4 +66,43 @@ inline int Run(const std::string& Command, const std::string& OutFile, std::stri
     return rc;
 }
 
+// The names of the fields in which two landmarks differ, with both values; empty when equal.
+inline std::string LandMarkDiff(const qv::TLandMark& A, const qv::TLandMark& B)
+{
+    std::ostringstream d;
+    d.precision(17);
+    auto field = [&](const char* Name, const auto& X, const auto& Y) {
+        if (!(X == Y))
+            d << Name << ": " << X << " / " << Y << "; ";
+    };
+    field("Latitude", A.Latitude, B.Latitude);
+    field("Longitude", A.Longitude, B.Longitude);
+    field("Altitude", A.Altitude, B.Altitude);
+    field("ClassFlag", int(A.ClassFlag), int(B.ClassFlag));
+    field("Tag", A.Tag, B.Tag);
+    field("Kind", int(A.SymbolProps.Kind), int(B.SymbolProps.Kind));
+    field("Size", A.SymbolProps.Size, B.SymbolProps.Size);
+    field("FGColor", A.SymbolProps.FGColor, B.SymbolProps.FGColor);
+    field("BGColor", A.SymbolProps.BGColor, B.SymbolProps.BGColor);
+    field("Transparent", A.SymbolProps.Transparent, B.SymbolProps.Transparent);
+    field("Direction", A.SymbolProps.Direction, B.SymbolProps.Direction);
+    field("Length", A.SymbolProps.Length, B.SymbolProps.Length);
+    const auto &a = A.Caption, &b = B.Caption;
+    field("Caption.Text", a.Text, b.Text);
+    field("Caption.Size", a.Size, b.Size);
+    field("Caption.FontName", a.FontName, b.FontName);
+    field("Caption.FontStyles", a.FontStyles == b.FontStyles, true);
+    field("Caption.FGColor", a.FGColor, b.FGColor);
+    field("Caption.BGColor", a.BGColor, b.BGColor);
+    field("Caption.Transparent", a.Transparent, b.Transparent);
+    field("Caption.dx", a.dx, b.dx);
+    field("Caption.dy", a.dy, b.dy);
+    field("Caption.Direction", a.Direction, b.Direction);
+    field("Caption.HAlignment", int(a.HAlignment), int(b.HAlignment));
+    field("Caption.VAlignment", int(a.VAlignment), int(b.VAlignment));
+    field("Identifier", A.Identifier, B.Identifier);
+    field("Time", A.Time, B.Time);
+    return d.str();
+}
+
 }  // namespace lmtest
