@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -24,9 +25,10 @@ public:
     TScratch()
     {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        FDir = fs::temp_directory_path() /
-               ("qvgeo-lmx-" + std::string(info->test_suite_name()) + "-" + info->name() + "-" +
-                std::to_string(static_cast<long>(::getpid())));
+        std::string leaf = "qvgeo-lmx-" + std::string(info->test_suite_name()) + "-" + info->name() + "-" +
+                           std::to_string(static_cast<long>(::getpid()));
+        std::replace(leaf.begin(), leaf.end(), '/', '_');  // parameterised tests have a '/' in their names
+        FDir = fs::temp_directory_path() / leaf;
         fs::remove_all(FDir);
         fs::create_directories(FDir);
     }

@@ -381,3 +381,32 @@ TEST(LandMarkForeign, NonFinitePointsAreReported)
 }
 
 }  // namespace
+
+namespace {
+
+// An import that is the first GDAL call of a process (as in geotool) finds its drivers: the child
+// process of a "threadsafe" death test starts afresh and runs only this test.
+TEST(LandMarkForeignDeathTest, ImportAsTheFirstGdalCallOfAProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string file = (lmtest::fs::temp_directory_path() /
+                              ("qvgeo-lmx-first-call-" + std::to_string(static_cast<long>(::getpid())) + ".gpx"))
+                                 .string();
+    std::ofstream(file) << DeviceGpx;
+    EXPECT_EXIT(
+        {
+            TLandMarkImportReport report;
+            std::size_t n = 0;
+            try {
+                n = ImportLandMarks(file, {}, report).size();
+            } catch (const std::exception& e) {
+                std::fprintf(stderr, "%s\n", e.what());
+            }
+            std::remove(file.c_str());
+            std::exit(n == 2 ? 0 : 3);
+        },
+        ::testing::ExitedWithCode(0), "");
+    std::remove(file.c_str());
+}
+
+}  // namespace
