@@ -87,6 +87,8 @@ const TFormatCase FormatCases[] = {
     {lffGeoJSON, "set.geojson", 0},
 };
 
+void PrintTo(const TFormatCase& c, std::ostream* os) { *os << LandMarkFormatName(c.Format); }
+
 class LandMarkRoundTrip : public ::testing::TestWithParam<TFormatCase> {};
 
 TEST_P(LandMarkRoundTrip, EveryFieldComesBack)
@@ -201,6 +203,11 @@ TEST(LandMarkExchange, SymbolNamesThroughTheCatalogue)
     odd.Category = 300;  // not a class: the class stays
     odd.Properties.Size = 30;
     symbols.SetValues(2, odd);
+    symbols.SetNEntries(3);
+    TSymbol top = odd;
+    top.Name = "Top";
+    top.Category = 255;
+    symbols.SetValues(3, top);
 
     TScratch dir;
     std::vector<TLandMark> set(3, DefaultLandMarkRecord());
@@ -224,6 +231,7 @@ TEST(LandMarkExchange, SymbolNamesThroughTheCatalogue)
 <wpt lat="5" lon="6"><sym>ArrowFrom</sym></wpt>
 <wpt lat="7" lon="8"><sym>crossbox</sym></wpt>
 <wpt lat="9" lon="10"><sym>Geocache</sym></wpt>
+<wpt lat="11" lon="12"><sym>top</sym></wpt>
 </gpx>
 )");
     TLandMarkImportOptions in;
@@ -231,7 +239,7 @@ TEST(LandMarkExchange, SymbolNamesThroughTheCatalogue)
     in.Template.ClassFlag = 3;
     TLandMarkImportReport report;
     const auto back = ImportLandMarks(gpx, in, report);
-    ASSERT_EQ(back.size(), 5u);
+    ASSERT_EQ(back.size(), 6u);
     EXPECT_EQ(back[0].SymbolProps, flag.Properties);
     EXPECT_EQ(back[0].ClassFlag, 12);
     EXPECT_EQ(back[1].SymbolProps, odd.Properties);
@@ -240,6 +248,7 @@ TEST(LandMarkExchange, SymbolNamesThroughTheCatalogue)
     EXPECT_EQ(back[2].SymbolProps.Size, in.Template.SymbolProps.Size);
     EXPECT_EQ(back[3].SymbolProps.Kind, lmCrossBox);
     EXPECT_EQ(back[4].SymbolProps, in.Template.SymbolProps);
+    EXPECT_EQ(back[5].ClassFlag, 255);
     EXPECT_EQ(report.UnknownSymbols, 1);
     ASSERT_EQ(report.Messages.size(), 1u);
     EXPECT_NE(report.Messages[0].find("\"Geocache\""), std::string::npos) << report.Messages[0];

@@ -123,11 +123,13 @@ TEST(LandMarkForeign, HandTypedGeoJson)
  {"type": "Feature", "geometry": {"type": "Point", "coordinates": [400, 1]}, "properties": {}},
  {"type": "Feature", "geometry": {"type": "Point", "coordinates": [-190.5, -90, -11034]},
   "properties": {"class": 300, "symbol_bgcolor": "blue", "symbol_transparent": "maybe", "time": 45000.25,
-                 "caption_valign": "middle", "identifier": "longer than fifteen", "caption_styles": ["heavy"]}}
+                 "caption_valign": "middle", "identifier": "longer than fifteen", "caption_styles": ["heavy"],
+                 "name": "the name wins", "caption_text": "over caption_text"}},
+ {"type": "Feature", "geometry": {"type": "Point", "coordinates": [5, 5]}, "properties": {"caption_text": "no name"}}
 ]})");
     TLandMarkImportReport report;
     const auto lms = ImportLandMarks(file, {}, report);
-    ASSERT_EQ(lms.size(), 2u);
+    ASSERT_EQ(lms.size(), 3u);
     const TLandMark d = DefaultLandMarkRecord();
     EXPECT_EQ(lms[0].Caption.Text, std::string(80, 'n'));
     EXPECT_EQ(lms[0].SymbolProps.FGColor, 0x000080FFu);
@@ -144,9 +146,11 @@ TEST(LandMarkForeign, HandTypedGeoJson)
     EXPECT_EQ(lms[1].Caption.VAlignment, d.Caption.VAlignment);
     EXPECT_EQ(lms[1].Caption.FontStyles, d.Caption.FontStyles);
     EXPECT_EQ(lms[1].Identifier, "longer than fif");
+    EXPECT_EQ(lms[1].Caption.Text, "the name wins");
+    EXPECT_EQ(lms[2].Caption.Text, "no name");
 
-    EXPECT_EQ(report.Features, 7);
-    EXPECT_EQ(report.Imported, 2);
+    EXPECT_EQ(report.Features, 8);
+    EXPECT_EQ(report.Imported, 3);
     EXPECT_EQ(report.NotPoints, 3);
     EXPECT_EQ(report.Invalid, 2);
     EXPECT_EQ(report.NamesCut, 1);
