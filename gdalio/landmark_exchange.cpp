@@ -339,12 +339,14 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
     const bool kml = Format == lffKML;
 
     // The file is made under a name beside the target with the same extension (drivers look at it:
-    // a KML driver writes a folder for a name without one) and renamed when complete.
+    // a KML driver writes a folder for a name without one) and renamed when complete. The name is one
+    // that no file has, so that no other file of the user's is touched.
     const std::filesystem::path target(FileName);
     std::filesystem::path temp = target;
-    temp.replace_filename(target.stem().string() + ".partial" + target.extension().string());
     std::error_code ec;
-    std::filesystem::remove(temp, ec);
+    for (int n = 0; n == 0 || std::filesystem::exists(temp, ec); ++n)
+        temp.replace_filename(target.stem().string() + ".partial" + (n ? "-" + std::to_string(n) : "") +
+                              target.extension().string());
     struct TTempGuard {
         std::filesystem::path Path;
         bool Keep = false;

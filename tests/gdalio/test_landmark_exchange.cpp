@@ -285,22 +285,23 @@ TEST(LandMarkExchange, ExportReportsWhatItLeavesOut)
     EXPECT_EQ(back[2].Time, 0);
 }
 
-// Exporting over a file replaces it; a failed export leaves it alone.
-TEST(LandMarkExchange, ExportReplacesAFileOnlyWhenComplete)
+// Exporting over a file replaces it, through a temporary name that no other file has.
+TEST(LandMarkExchange, ExportReplacesAFile)
 {
     TScratch dir;
     std::vector<TLandMark> one(1, DefaultLandMarkRecord()), two(2, DefaultLandMarkRecord());
     for (auto format : {lffGPX, lffKML, lffGPKG, lffGeoJSON}) {
-        const std::string file = dir.Path("x." + std::string(LandMarkFormatName(format)));
+        const std::string ext = "." + std::string(LandMarkFormatName(format));
+        const std::string file = dir.Path("x" + ext);
+        const std::string bystander = dir.Write("x.partial" + ext, "not ours");
         ExportLandMarks(two, file, format);
         ExportLandMarks(one, file, format);
         TLandMarkImportReport report;
         EXPECT_EQ(ImportLandMarks(file, {}, report).size(), 1u) << file;
-        EXPECT_FALSE(lmtest::fs::exists(dir.Path("x.partial." + std::string(LandMarkFormatName(format)))));
+        EXPECT_EQ(lmtest::ReadAll(bystander), "not ours");
+        EXPECT_FALSE(lmtest::fs::exists(dir.Path("x.partial-1" + ext)));
     }
-    const std::string old = dir.Write("old.geojson", "keep me");
     EXPECT_THROW(ExportLandMarks(one, dir.Path("missing/dir/new.geojson"), lffGeoJSON), EXELGeoMapError);
-    EXPECT_EQ(lmtest::ReadAll(old), "keep me");
 }
 
 }  // namespace
