@@ -5,6 +5,7 @@
 #include <qvgeo/support/date_time.h>
 #include <qvgeo/support/text.h>
 
+#include <cpl_string.h>
 #include <ogrsf_frmts.h>
 
 #include <charconv>
@@ -86,6 +87,17 @@ bool TimeFromOgr(int Year, int Month, int Day, int Hour, int Minute, float Secon
     return true;
 }
 
+std::string GpxExtensionText(const std::string& Text)
+{
+    const std::string_view t = Trim(Text);
+    // As the GPX reader decides a column is numeric: a sign and digits, or what GDAL takes for a number.
+    const bool integer = !t.empty() && t.find_first_not_of("+-0123456789") == std::string_view::npos;
+    const bool number = CPLGetValueType(Text.c_str()) != CPL_VALUE_STRING;
+    if (integer || number || t.substr(0, 1) == "<" || Text.substr(0, 1) == "'")
+        return "'" + Text;
+    return Text;
+}
+
 // ------------------------------------------------------------------------------------------------
 // Symbols
 
@@ -134,8 +146,10 @@ public:
         for (int a = 0; a < NumAttrs; ++a) {
             const std::string name = AttrNames[static_cast<std::size_t>(a)];
             int ix = Defn.GetFieldIndex(name.c_str());  // without regard to case
-            if (ix < 0)                                 // GPX extension elements: ogr_NAME
+            if (ix < 0) {                               // GPX extension elements: ogr_NAME
                 ix = Defn.GetFieldIndex(("ogr_" + name).c_str());
+                FExtension[static_cast<std::size_t>(a)] = ix >= 0;
+            }
             FIx[static_cast<std::size_t>(a)] = ix;
         }
     }
@@ -224,6 +238,14 @@ private:
         return ix >= 0 && FFeature->IsFieldSetAndNotNull(ix) ? ix : -1;
     }
     OGRFieldType Type(int Ix) const { return FFeature->GetFieldDefnRef(Ix)->GetType(); }
+    // The field's text, without the apostrophe a GPX extension text may carry (GpxExtensionText).
+    std::string Str(TAttr A, int Ix) const
+    {
+        std::string s = FFeature->GetFieldAsString(Ix);
+        if (FExtension[static_cast<std::size_t>(A)] && !s.empty() && s.front() == '\'')
+            s.erase(0, 1);
+        return s;
+    }
 
     void Bad(TAttr A, const std::string& Why)
     {
@@ -250,7 +272,7 @@ private:
         const int ix = Ix(A);
         if (ix < 0)
             return false;
-        Out = FFeature->GetFieldAsString(ix);
+        Out = Str(A, ix);
         return true;
     }
 
@@ -273,7 +295,8 @@ private:
             break;
         }
         default: {
-            const std::string_view s = Trim(FFeature->GetFieldAsString(ix));
+            const std::string text = Str(A, ix);
+            const std::string_view s = Trim(text);
             const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
             ok = !s.empty() && ec == std::errc() && end == s.data() + s.size();
         }
@@ -305,7 +328,7 @@ private:
                 return;
             }
         } else {
-            const std::string s = LowerCase(Trim(FFeature->GetFieldAsString(ix)));
+            const std::string s = LowerCase(Trim(Str(A, ix)));
             if (s == "true" || s == "1" || s == "yes") {
                 Out = true;
                 return;
@@ -330,7 +353,7 @@ private:
                 Out = static_cast<TColor>(v);
                 return;
             }
-        } else if (ParseLandMarkColor(FFeature->GetFieldAsString(ix), c)) {
+        } else if (ParseLandMarkColor(Str(A, ix), c)) {
             Out = c;
             return;
         }
@@ -370,7 +393,7 @@ private:
             for (char** p = FFeature->GetFieldAsStringList(ix); p && *p; ++p)
                 words.emplace_back(*p);
         } else {
-            const std::string s = FFeature->GetFieldAsString(ix);
+            const std::string s = Str(atCaptionStyles, ix);
             if (s.size() == 4 && s.find_first_not_of("01") == std::string::npos) {
                 Out = StrToFontStyles(s);
                 return;
@@ -421,7 +444,8 @@ private:
                 ok = FFeature->GetFieldAsDateTime(ix, &y, &mo, &d, &h, &mi, &s, &tz) != 0;
             } else {
                 // A text field: a date-time, or a number of days (a column that mixes both is a text).
-                const std::string_view text = Trim(FFeature->GetFieldAsString(ix));
+                const std::string raw = Str(a, ix);
+                const std::string_view text = Trim(raw);
                 double days = 0;
                 const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), days);
                 if (!text.empty() && ec == std::errc() && end == text.data() + text.size() && std::isfinite(days)) {
@@ -429,7 +453,7 @@ private:
                     return;
                 }
                 OGRField f;
-                ok = OGRParseDate(FFeature->GetFieldAsString(ix), &f, 0) != 0;
+                ok = OGRParseDate(raw.c_str(), &f, 0) != 0;
                 if (ok) {
                     y = f.Date.Year;
                     mo = f.Date.Month;
@@ -452,6 +476,7 @@ private:
     const TSymbolRepository* FSymbols;
     TLandMarkImportReport& FReport;
     std::array<int, NumAttrs> FIx{};
+    std::array<bool, NumAttrs> FExtension{};  // found as a GPX extension element (see GpxExtensionText)
     OGRFeature* FFeature = nullptr;
     const std::string* FWhere = nullptr;
 };

@@ -70,6 +70,11 @@ bool TimeToOgr(double Time, TOgrTime& Out);
 // an impossible date.
 bool TimeFromOgr(int Year, int Month, int Day, int Hour, int Minute, float Second, int TZFlag, double& Time);
 
+// A text as a GPX extension element carries it: behind an apostrophe when it begins with one, begins
+// with '<' (the writer would copy it as markup) or reads as a number (the reader would type the column
+// as numbers); otherwise as it is. The reader of a GPX extension takes one leading apostrophe off.
+std::string GpxExtensionText(const std::string& Text);
+
 // The name a symbol is written under (see landmark_exchange.h).
 std::string SymbolNameOf(const TSymbolProperties& Props, const TSymbolRepository* Symbols);
 // Applies a symbol name to the landmark; false when the name is not known.

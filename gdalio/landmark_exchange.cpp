@@ -53,7 +53,6 @@ const TFormatInfo& InfoOf(TLandMarkFileFormat Format)
     throw EXELGeoMapError(std::string(Function) + ": " + Text);
 }
 
-
 // ------------------------------------------------------------------------------------------------
 // Reading a layer
 
@@ -80,9 +79,13 @@ TCoordTransformPtr TransformOf(OGRLayer& Layer)
     if (!srs)
         return nullptr;
     const char* sameOptions[] = {"CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS", nullptr};
-    // The layer's data axes must be longitude, latitude too: the same CRS with the axes as stored
-    // (latitude first) still needs the swap, which the transformation does.
-    if (srs->IsSame(&Wgs84(), sameOptions) && srs->GetDataAxisToSRSAxisMapping() == std::vector<int>{2, 1})
+    // The layer's data must have longitude first too (x pointing east): WGS 84 with latitude first
+    // still needs the swap, which the transformation does.
+    const std::vector<int>& axes = srs->GetDataAxisToSRSAxisMapping();
+    OGRAxisOrientation first = OAO_Other;
+    if (!axes.empty() && axes[0] > 0)
+        srs->GetAxis(nullptr, axes[0] - 1, &first);
+    if (first == OAO_East && srs->IsSame(&Wgs84(), sameOptions))
         return nullptr;
     TCoordTransformPtr ct(OGRCreateCoordinateTransformation(srs, &Wgs84()));
     if (!ct) {
@@ -434,8 +437,11 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
             f->SetField(modeIx, "absolute");
         // Texts the writers would garble. The KML writer puts any text with markup characters in a
         // CDATA section without splitting a "]]>" inside it, which ends the section early and breaks the
-        // file; the GPX writer takes an extension text that parses as XML for markup and copies it
-        // unescaped (so "<b>x</b>" would become elements of the waypoint).
+        // file. In GPX, our attributes are extension elements, which the writer copies unescaped when
+        // they parse as XML ("<b>x</b>" would become elements of the waypoint) and the reader types by
+        // their values (a column of digits comes back as integers: "007" as 7, colour 00008000 as 8000
+        // decimal); such a text is written behind an apostrophe (GpxExtensionText), which the reader
+        // takes off again. Line breaks in extension texts are lost by the GPX reader.
         auto text = [&](int Ix, const std::string& Value, const char* What, bool Extension) {
             std::string v = Value;
             std::string change;
@@ -444,15 +450,14 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
                     v.insert(at + 2, " ");
                 if (v != Value)
                     change = "\"]]>\" written as \"]] >\"";
-            } else if (gpx && Extension && Trim(v).substr(0, 1) == "<") {
-                change = "begins with '<' and is left out (it would be taken for markup)";
-                v.clear();
+            } else if (gpx && Extension) {
+                v = GpxExtensionText(v);
+                if (Value.find_first_of("\r\n") != std::string::npos)
+                    change = "has line breaks, which a GPX reader drops";
             }
             if (!change.empty()) {
                 ++report.TextsChanged;
                 Note(report.Messages, nullptr, "landmark " + std::to_string(number) + ": " + What + " " + change);
-                if (v.empty())
-                    return;
             }
             f->SetField(Ix, v.c_str());
         };
@@ -479,10 +484,10 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
         f->SetField(ix[atClass], lm.ClassFlag);
         f->SetField(ix[atTag], lm.Tag);
         text(ix[atIdentifier], lm.Identifier, "identifier", true);
-        f->SetField(ix[atSymbolKind], std::string(LandMarkElementKeyword(sp.Kind)).c_str());
+        text(ix[atSymbolKind], std::string(LandMarkElementKeyword(sp.Kind)), "symbol_kind", true);
         f->SetField(ix[atSymbolSize], sp.Size);
-        f->SetField(ix[atSymbolFG], LandMarkColorText(sp.FGColor).c_str());
-        f->SetField(ix[atSymbolBG], LandMarkColorText(sp.BGColor).c_str());
+        text(ix[atSymbolFG], LandMarkColorText(sp.FGColor), "symbol_fgcolor", true);
+        text(ix[atSymbolBG], LandMarkColorText(sp.BGColor), "symbol_bgcolor", true);
         f->SetField(ix[atSymbolTransparent], sp.Transparent ? 1 : 0);
         f->SetField(ix[atSymbolDirection], sp.Direction);
         f->SetField(ix[atSymbolLength], sp.Length);
@@ -499,18 +504,18 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
             list.push_back(nullptr);
             f->SetField(ix[atCaptionStyles], list.data());
         } else {
-            f->SetField(ix[atCaptionStyles], StylesText(cap.FontStyles).c_str());
+            text(ix[atCaptionStyles], StylesText(cap.FontStyles), "caption_styles", true);
         }
-        f->SetField(ix[atCaptionFG], LandMarkColorText(cap.FGColor).c_str());
-        f->SetField(ix[atCaptionBG], LandMarkColorText(cap.BGColor).c_str());
+        text(ix[atCaptionFG], LandMarkColorText(cap.FGColor), "caption_fgcolor", true);
+        text(ix[atCaptionBG], LandMarkColorText(cap.BGColor), "caption_bgcolor", true);
         f->SetField(ix[atCaptionTransparent], cap.Transparent ? 1 : 0);
         f->SetField(ix[atCaptionDx], cap.dx);
         f->SetField(ix[atCaptionDy], cap.dy);
         f->SetField(ix[atCaptionDirection], cap.Direction);
-        f->SetField(ix[atCaptionHAlign],
-                    std::string(HAlignNames[cap.HAlignment < NumHorzAlignments ? cap.HAlignment : haCenter]).c_str());
-        f->SetField(ix[atCaptionVAlign],
-                    std::string(VAlignNames[cap.VAlignment < NumVerticalAlignments ? cap.VAlignment : vaTop]).c_str());
+        text(ix[atCaptionHAlign], std::string(HAlignNames[cap.HAlignment < NumHorzAlignments ? cap.HAlignment : haCenter]),
+             "caption_halign", true);
+        text(ix[atCaptionVAlign], std::string(VAlignNames[cap.VAlignment < NumVerticalAlignments ? cap.VAlignment : vaTop]),
+             "caption_valign", true);
         if (layer->CreateFeature(f.get()) != OGRERR_NONE)
             Fail(fn, "cannot write landmark " + std::to_string(number) + " to " + Quoted(FileName) + ": " +
                          trap.Message("the driver refused"));

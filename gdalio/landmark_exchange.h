@@ -20,9 +20,12 @@
 // years 1..9999, and Time 0 (the epoch, "no time") is written as no time at all; GPX and KML keep
 // positions to 15 significant digits (GeoPackage and GeoJSON keep the double). The XML formats bend a
 // few texts: KML writes "]]>" as "]] >" and reads its ExtendedData texts (identifier, font name) without
-// blanks at their ends; GPX drops line breaks from those two and leaves them out when they begin with
-// '<'; an empty text in KML reads back as the template's. Colours are written as 8 hexadecimal digits
-// 00BBGGRR (red in the low byte), and read from that, from "#RRGGBB" or from an integer.
+// blanks at their ends, and an empty text in KML reads back as the template's; a GPX reader drops line
+// breaks from extension texts. A GPX extension text that begins with an apostrophe or '<', or that reads
+// as a number, is written behind an apostrophe, which reading takes off (GPX readers type extension
+// columns by their values: "007" would come back as 7, colour 00008000 as 8000). Colours are written as
+// 8 hexadecimal digits 00BBGGRR (red in the low byte), and read from that, from "#RRGGBB" or from an
+// integer field.
 //
 // Symbol names. A symbol is written under the name of the first entry of the symbol catalogue given
 // (TSymbolRepository) whose appearance equals the landmark's, else under the kind's name from
@@ -111,8 +114,8 @@ struct TLandMarkExportReport {
     std::int64_t Invalid = 0;       // not written: latitude or longitude not finite, or |lat| > 90
     std::int64_t TimesLeftOut = 0;  // written without a time: outside the years 1..9999 or not finite
     std::int64_t AltitudesLeftOut = 0;  // written with altitude 0: not finite
-    // Texts the format's writer cannot carry as they are: in KML a "]]>" is written as "]] >"; in GPX an
-    // identifier or font name that begins with '<' is left out (the writer would copy it as markup).
+    // Texts the format cannot carry as they are: in KML a "]]>" is written as "]] >"; in GPX line breaks
+    // in extension texts (identifier, font name) do not read back.
     std::int64_t TextsChanged = 0;
     std::vector<std::string> Messages;  // the first TLandMarkImportReport::MaxMessages
 };
