@@ -247,10 +247,9 @@ bool ParseLandMarkColor(std::string_view Text, TColor& Color)
         Color = static_cast<TColor>(((v >> 16) & 0xFFu) | (v & 0xFF00u) | ((v & 0xFFu) << 16));
         return true;
     }
-    // Eight digits are hexadecimal (00BBGGRR); anything shorter that is all decimal digits is a number.
-    const bool hex = Text.size() == 8;
-    const auto [end, ec] = std::from_chars(Text.data(), Text.data() + Text.size(), v, hex ? 16 : 10);
-    if (Text.empty() || ec != std::errc() || end != Text.data() + Text.size() || v > 0xFFFFFFFFu)
+    // Up to eight hexadecimal digits, 00BBGGRR, as the landmark file and geotool's GeoJSON write them.
+    const auto [end, ec] = std::from_chars(Text.data(), Text.data() + Text.size(), v, 16);
+    if (Text.empty() || Text.size() > 8 || ec != std::errc() || end != Text.data() + Text.size())
         return false;
     Color = static_cast<TColor>(v);
     return true;

@@ -126,8 +126,8 @@ struct TLandMarkExportReport {
 TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, const std::string& FileName,
                                       TLandMarkFileFormat Format, const TLandMarkExportOptions& Options = {});
 
-// The attribute text of a colour: 8 hexadecimal digits 00BBGGRR. Reading also takes "#RRGGBB" and
-// decimal integers; false for anything else.
+// The attribute text of a colour: 8 hexadecimal digits 00BBGGRR. Reading takes 1 to 8 hexadecimal
+// digits or "#RRGGBB" (blanks around them allowed); false for anything else.
 std::string LandMarkColorText(TColor Color);
 bool ParseLandMarkColor(std::string_view Text, TColor& Color);
 
