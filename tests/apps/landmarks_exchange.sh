@@ -53,6 +53,9 @@ check "GPX names" 8 "$(grep -c '^  name (String) = ' <<<"$info")"
 check "GPX Schönbrunn" 1 "$(grep -c '^  name (String) = Schloss Schönbrunn$' <<<"$info")"
 check "GPX times" 4 "$(grep -c '^  time (DateTime) = 2024/05/1[78] ' <<<"$info")"
 check "GPX symbols" 1 "$(grep -c '^  sym (String) = ArrowTo$' <<<"$info")"
+check "GPX elevations" 1 "$(grep -c '^  ele (Real) = 290$' <<<"$info")"
+check "GPX extensions" 1 "$(grep -c '^  ogr_identifier (String) = VIEWPOINT$' <<<"$info")"
+check "GPX positions" 1 "$(grep -c '^  POINT (16.3647 48.2375)$' <<<"$info")"
 
 # A GPX that ogr2ogr writes from a foreign GeoJSON (no attributes of ours): defaults and the symbol
 # catalogue fill in. (ogr2ogr writes no GPX ele from a point's Z: the altitude is 0.)
@@ -94,19 +97,12 @@ check "the good one is kept" 1 "$("$geotool" landmarks "$tmp/bad.xml" | wc -l)"
 : > "$tmp/empty.gpx"
 "$geotool" landmarks import "$tmp/empty.gpx" > /dev/null 2> "$tmp/err.txt"; check "empty file" 1 $?
 check "empty file: message" 1 "$(grep -c 'ImportLandMarks: ".*empty.gpx" cannot be read as a GPX file' "$tmp/err.txt")"
-printf '<?xml version="1.0"?>\n<gpx version="1.1" xmlns="http://www.topografix.com/GPX/1/1">\n<wpt lat="1" lon="2"><name>x</nam></wpt>\n' > "$tmp/broken.gpx"
-"$geotool" landmarks import "$tmp/broken.gpx" > /dev/null 2> "$tmp/err.txt"; check "broken GPX" 1 $?
-check "broken GPX: message" 1 "$(grep -c 'XML parsing of GPX file failed' "$tmp/err.txt")"
-"$geotool" landmarks import "$samples/world.jpg" > /dev/null 2> "$tmp/err.txt"; check "a picture" 1 $?
-check "a picture: message" 1 "$(grep -c 'cannot be read as a GPX, KML, GeoPackage or GeoJSON file' "$tmp/err.txt")"
 # Nesting far deeper than GeoJSON needs.
 { printf '{"type":"FeatureCollection","features":[{"type":"Feature","properties":{"a":'
   head -c 100000 /dev/zero | tr '\0' '['; head -c 100000 /dev/zero | tr '\0' ']'
   printf '},"geometry":{"type":"Point","coordinates":[1,2]}}]}'; } > "$tmp/deep.geojson"
 "$geotool" landmarks import "$tmp/deep.geojson" > /dev/null 2> "$tmp/err.txt"; check "deep nesting" 1 $?
 check "deep nesting: message" 1 "$(grep -c 'ImportLandMarks: ' "$tmp/err.txt")"
-"$geotool" landmarks import "$tmp/v.gpkg" --layer nope > /dev/null 2> "$tmp/err.txt"; check "missing layer" 1 $?
-check "missing layer: message" 1 "$(grep -c 'has no layer "nope"; its layers: landmarks' "$tmp/err.txt")"
 "$geotool" landmarks export "$lm" --out "$tmp/nodir/x.gpx" 2> "$tmp/err.txt"; check "unwritable" 1 $?
 check "unwritable: message" 1 "$(grep -c 'ExportLandMarks: cannot create' "$tmp/err.txt")"
 "$geotool" landmarks import "$tmp/v.gpx" --format shp > /dev/null 2>&1; check "unknown format" 2 $?

@@ -251,31 +251,6 @@ TEST(LandMarkForeign, FilesConvertedByOgr2ogrReadBack)
     }
 }
 
-// What ogrinfo sees in our GPX: the native elements, the extension attributes, the position.
-TEST(LandMarkForeign, OgrinfoReadsOurGpx)
-{
-    TScratch dir;
-    ExportLandMarks(SampleSet(), dir.Path("s.gpx"), lffGPX);
-    std::string out;
-    ASSERT_EQ(lmtest::Run("ogrinfo -al -q '" + dir.Path("s.gpx") + "' waypoints", dir.Path("info.txt"), out), 0)
-        << out;
-    for (const char* line : {
-             "  ele (Real) = 171\n",
-             "  time (DateTime) = 2024/05/17 09:30:00+00\n",
-             "  name (String) = Stephansdom \xE2\x80\x93 \"Steffl\" & Co\n",
-             "  sym (String) = Spade\n",
-             "  ogr_identifier (String) = STEPHANSDOM\n",
-             "  ogr_symbol_fgcolor (String) = 000000FF\n",
-             "  ogr_caption_styles (String) = bold\n",
-             "  POINT (16.37208 48.20849)\n",
-             "  name (String) = <south>\n",
-             "  POINT (-179.999 -45.5)\n",
-             "  time (DateTime) = 2000/02/29 23:59:59+00\n",
-         })
-        EXPECT_NE(out.find(line), std::string::npos) << line << "\n" << out;
-    EXPECT_EQ(out.find("ERROR"), std::string::npos) << out;
-}
-
 struct THostile {
     const char* Name;
     const char* File;
