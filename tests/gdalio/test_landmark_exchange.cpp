@@ -315,7 +315,7 @@ namespace {
 TEST(LandMarkExchange, TextsThatLookLikeNumbers)
 {
     std::vector<TLandMark> set;
-    const std::pair<const char*, const char*> texts[] = {{"007", "1.50"}, {"-5", "1e3"}, {"+1", "2"}, {"0042", "-0"}};
+    const std::pair<const char*, const char*> texts[] = {{"007", "1.50"}, {"-5", "1e3"}, {"+1", "-0.25"}, {"0042", "3.0"}};
     for (const auto& [id, font] : texts) {
         TLandMark lm = DefaultLandMarkRecord();
         lm.Identifier = id;
