@@ -111,7 +111,7 @@ TEST(LandMarkForeign, DeviceGpxGivesItsWaypoints)
 TEST(LandMarkForeign, HandTypedGeoJson)
 {
     TScratch dir;
-    const std::string name100(100, 'n');
+    const std::string name100 = std::string(79, 'n') + "\xC3\xA9" + std::string(19, 'n');  // é at bytes 80, 81
     const std::string file = dir.Write("mixed.geojson", R"({"type": "FeatureCollection", "features": [
  {"type": "Feature", "geometry": {"type": "Point", "coordinates": [16.5, 48.1]},
   "properties": {"name": ")" + name100 + R"(", "symbol_fgcolor": "#FF8000", "caption_styles": ["bold", "strikeout"],
@@ -131,7 +131,7 @@ TEST(LandMarkForeign, HandTypedGeoJson)
     const auto lms = ImportLandMarks(file, {}, report);
     ASSERT_EQ(lms.size(), 3u);
     const TLandMark d = DefaultLandMarkRecord();
-    EXPECT_EQ(lms[0].Caption.Text, std::string(80, 'n'));
+    EXPECT_EQ(lms[0].Caption.Text, std::string(79, 'n'));  // never inside a character
     EXPECT_EQ(lms[0].SymbolProps.FGColor, 0x000080FFu);
     EXPECT_EQ(lms[0].Caption.FontStyles, StrToFontStyles("1001"));
     EXPECT_EQ(lms[0].Time, Date(2024, 1, 2, 1, 4, 5));
