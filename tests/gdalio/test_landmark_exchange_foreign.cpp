@@ -107,6 +107,39 @@ TEST(LandMarkForeign, DeviceGpxGivesItsWaypoints)
     EXPECT_TRUE(Has(report.Messages, "1 feature(s) with geometry multilinestring skipped")) << report.Messages[0];
 }
 
+// A KML as a globe viewer saves it: a style per placemark, a zone in the time, folders, a path.
+TEST(LandMarkForeign, SavedKmlGivesItsPlacemarks)
+{
+    TScratch dir;
+    const std::string file = dir.Write("trip.kml", R"(<?xml version="1.0" encoding="UTF-8"?>
+<kml xmlns="http://www.opengis.net/kml/2.2">
+<Document><name>trip</name>
+  <Style id="circle"><IconStyle><scale>1.1</scale></IconStyle></Style>
+  <Placemark><name>Gipfel &amp; Kreuz</name><styleUrl>#circle</styleUrl>
+    <TimeStamp><when>2021-07-04T10:20:30+01:00</when></TimeStamp>
+    <Point><coordinates>11.5, 47.25, 2344.5</coordinates></Point></Placemark>
+  <Placemark><name>Weg</name><LineString><coordinates>11,47 12,48</coordinates></LineString></Placemark>
+  <Folder><name>Huts</name>
+    <Placemark><name>Hut</name><styleUrl>#hut-style</styleUrl><Point><coordinates>11.6,47.3</coordinates></Point></Placemark>
+  </Folder>
+</Document></kml>
+)");
+    TLandMarkImportReport report;
+    const auto lms = ImportLandMarks(file, {}, report);
+    ASSERT_EQ(lms.size(), 2u);
+    EXPECT_EQ(lms[0].Caption.Text, "Gipfel & Kreuz");
+    EXPECT_EQ(lms[0].Latitude, 47.25);
+    EXPECT_EQ(lms[0].Altitude, 2344.5);
+    EXPECT_EQ(lms[0].Time, Date(2021, 7, 4, 9, 20, 30));
+    EXPECT_EQ(lms[0].SymbolProps.Kind, lmCircle);  // the style's name is a kind's
+    EXPECT_EQ(lms[1].Caption.Text, "Hut");
+    EXPECT_EQ(lms[1].Altitude, 0);
+    EXPECT_EQ(report.LayersRead, (std::vector<std::string>{"trip", "Huts"}));
+    EXPECT_EQ(report.NotPoints, 1);
+    EXPECT_EQ(report.UnknownSymbols, 1);
+    EXPECT_TRUE(Has(report.Messages, "layer Huts, feature 1: symbol \"hut-style\" is not known"));
+}
+
 // A GeoJSON as people type it: mixed geometries, bad values, long names, zones and numbers as times.
 TEST(LandMarkForeign, HandTypedGeoJson)
 {
