@@ -430,9 +430,11 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
         OGRFeatureUniquePtr f(OGRFeature::CreateFeature(layer->GetLayerDefn()));
         OGRPoint pt = gpx ? OGRPoint(lm.Longitude, lm.Latitude) : OGRPoint(lm.Longitude, lm.Latitude, alt);
         f->SetGeometry(&pt);
-        if (eleIx >= 0)
+        // Altitude 0 is the template's "unknown": a GPX device would show 0 m for an ele, and a KML viewer
+        // would bury an absolute 0 under the terrain; such points get no ele and stay on the ground.
+        if (eleIx >= 0 && alt != 0)
             f->SetField(eleIx, alt);
-        if (modeIx >= 0)
+        if (modeIx >= 0 && alt != 0)
             f->SetField(modeIx, "absolute");
         // Texts the writers would garble. The KML writer puts any text with markup characters in a
         // CDATA section without splitting a "]]>" inside it, which ends the section early and breaks the

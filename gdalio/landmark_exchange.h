@@ -7,6 +7,8 @@
 //   landmark field        GPX                 KML                  GeoPackage / GeoJSON
 //   Latitude, Longitude   lat, lon            coordinates          point (WGS 84)
 //   Altitude              ele                 coordinates (Z), altitudeMode "absolute"   point Z
+//                         (altitude 0, the template's "unknown": no ele, and KML's default clamping to
+//                         the ground)
 //   Caption.Text          name                name                 name (and caption_text)
 //   Time                  time                TimeStamp            time (a date-time field)
 //   symbol (see below)    sym                 styleUrl "#NAME"     symbol

@@ -99,6 +99,15 @@ TEST_P(LandMarkRoundTrip, EveryFieldComesBack)
     const TLandMarkExportReport out = ExportLandMarks(set, dir.Path(c.File), c.Format);
     EXPECT_EQ(out.Written, static_cast<std::int64_t>(set.size()));
     EXPECT_EQ(out.Invalid + out.TimesLeftOut + out.AltitudesLeftOut, 0);
+    // Altitude 0 means unknown: no GPX ele, no absolute KML altitude (4 of the 5 have one).
+    const char* marker = c.Format == lffGPX ? "<ele>" : c.Format == lffKML ? "<altitudeMode>absolute" : nullptr;
+    if (marker) {
+        const std::string text = lmtest::ReadAll(dir.Path(c.File));
+        std::size_t n = 0;
+        for (std::size_t at = text.find(marker); at != std::string::npos; at = text.find(marker, at + 1))
+            ++n;
+        EXPECT_EQ(n, 4u);
+    }
 
     TLandMarkImportOptions options;
     options.Format = c.Format;
