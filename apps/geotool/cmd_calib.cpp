@@ -7,6 +7,11 @@
 // image the calibration names (looked up as written, then beside the calibration file).
 #include "command.h"
 #include "line_io.h"
+#if defined(QVGEO_WITH_GDAL)
+#include "calib_georef.h"
+
+#include <qvgeo/gdalio/georef_import.h>
+#endif
 
 #include <qvgeo/geobasics/ellipsoids.h>
 #include <qvgeo/geomap/calib_points.h>
@@ -14,6 +19,7 @@
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/georef_export.h>
+#include <qvgeo/geomap/georef_formats.h>
 #include <qvgeo/geomap/image_header.h>
 #include <qvgeo/support/text.h>
 
@@ -120,6 +126,10 @@ void LoadCalibration(geotool::Args& args, Loaded& L, std::vector<std::string>* e
     if (L.size.source.empty() && !L.imagePath.empty()) {
         if (qv::ReadImageSize(L.imagePath, L.size.w, L.size.h))
             L.size.source = "header of " + L.imagePath;
+#if defined(QVGEO_WITH_GDAL)
+        else if (qv::ReadRasterSize(L.imagePath, L.size.w, L.size.h))
+            L.size.source = "GDAL's reading of " + L.imagePath;
+#endif
     }
     L.cal.SetComponentName("calib");
     L.cal.SetImageSize(L.size.w, L.size.h);
@@ -485,8 +495,8 @@ int RunExport(geotool::Args& args)
     const std::string outFile = args.RequiredOption("--out");
     const std::string points = args.Option("--points", "auto");
     const double grid = args.NumberOption("--grid", 5);
-    if (format != "vrt" && format != "worldfile" && format != "gcp")
-        throw UsageError{"--format is vrt, worldfile or gcp"};
+    if (format != "vrt" && format != "worldfile" && format != "gcp" && format != "map" && format != "points")
+        throw UsageError{"--format is vrt, worldfile, gcp, map or points"};
     if (points != "auto" && points != "reference" && points != "grid")
         throw UsageError{"--points is auto, reference or grid"};
     const qv::TGCPSource source = points == "auto" ? qv::gcsAuto : points == "reference" ? qv::gcsReferencePoints : qv::gcsFitGrid;
@@ -505,6 +515,22 @@ int RunExport(geotool::Args& args)
             const std::string prj = std::filesystem::path(outFile).replace_extension(".prj").string();
             WriteOutputFile(prj, qv::UTMWKT(L.cal.UTMZone(), L.cal.UTMHemisphere() == qv::hemiSouth,
                                             L.cal.CalibData().Ellipsoid) + "\n");
+        }
+    } else if (format == "map" || format == "points") {
+        if (L.size.source.empty())
+            throw std::runtime_error("the image size is unknown: give --size WxH or --image IMAGE");
+        if (format == "points") {
+            qv::WritePointsFile(text, L.cal, source);
+        } else {
+            // The image as the .map's readers look for it: relative to the .map when it was found.
+            std::string imageName = L.cal.CalibData().MapFName;
+            if (!L.imagePath.empty()) {
+                namespace fs = std::filesystem;
+                std::error_code ec;
+                const fs::path rel = fs::absolute(L.imagePath, ec).lexically_relative(fs::absolute(outFile, ec).parent_path());
+                imageName = rel.empty() ? fs::absolute(L.imagePath, ec).string() : rel.generic_string();
+            }
+            qv::WriteMapFile(text, L.cal, imageName, L.cal.CalibData().Caption.empty() ? L.id : L.cal.CalibData().Caption);
         }
     } else {
         if (L.size.source.empty())
@@ -536,6 +562,10 @@ int RunExport(geotool::Args& args)
 int RunImport(geotool::Args& args)
 {
     const std::string format = args.RequiredOption("--format");
+#if defined(QVGEO_WITH_GDAL)
+    if (format == "geotiff" || format == "worldfile" || format == "map" || format == "points")
+        return geotool::RunGeoRefImport(args, format);
+#endif
     const std::string outFile = args.RequiredOption("--out");
     const std::string image = args.RequiredOption("--image");
     ImageSize size = SizeOption(args, false);
@@ -548,7 +578,11 @@ int RunImport(geotool::Args& args)
     const std::string ellText = args.Option("--ellipsoid", "gelWGS84");
     const std::vector<std::string> pos = args.Positional();
     if (format != "worldfile" && format != "gcp")
-        throw UsageError{"--format is worldfile or gcp"};
+#if defined(QVGEO_WITH_GDAL)
+        throw UsageError{"--format is geotiff, worldfile, map, points or gcp"};
+#else
+        throw UsageError{"--format is worldfile or gcp (this geotool is built without GDAL)"};
+#endif
     if (pos.size() != 1)
         throw UsageError{"one input FILE (the world file or control-point list) is expected"};
     const qv::TGeoEllipsoid ell = EllipsoidOption(ellText);
@@ -648,7 +682,7 @@ const geotool::Registrar regFit(
 
 const geotool::Registrar regExport(
     {"calib export", "write a calibration as a georeferenced VRT, world file or control-point list",
-     "usage: geotool calib export FILE [--id ID] [--size WxH] [--image IMAGE] --format vrt|worldfile|gcp\n"
+     "usage: geotool calib export FILE [--id ID] [--size WxH] [--image IMAGE] --format vrt|worldfile|gcp|map|points\n"
      "                            --out OUT [--points auto|reference|grid] [--grid N]\n\n" + std::string(kCommon) +
      "--image IMAGE names the map image instead.\n\n"
      "  vrt        a raster VRT over the map image (named relative to OUT) with ground control points;\n"
@@ -659,6 +693,14 @@ const geotool::Registrar regExport(
      "             whose coordinate system goes into OUT with the extension .prj.\n"
      "  gcp        a control-point list: '#' comment lines (model, image, coordinate system), then\n"
      "             \"pixel line X Y\" per point.\n"
+     "  map        the .map calibration format: the fit on a 5 x 5 grid of pixels in degrees and\n"
+     "             minutes, each point at the top-left corner of its pixel with the place the\n"
+     "             calibration gives that corner, as GDAL reads the format (readers fit their own\n"
+     "             polynomial through the points, so residuals are left out). The image is named\n"
+     "             relative to OUT; the datum line says \"WGS 84\".\n"
+     "  points     a .points control-point list: \"#CRS:\" with the WKT, then\n"
+     "             \"mapX,mapY,pixelX,pixelY,enable,dX,dY,residual\" per point; pixelY is the image\n"
+     "             coordinate down negated, dX dY residual are the point's residual in pixels.\n"
      "Control points: pixel and line put (0, 0) at the image's top-left corner (a pixel's centre is at\n"
      "x + 0.5, y + 0.5); X Y are longitude and latitude in degrees (EPSG:4326) or, under utm, easting\n"
      "and northing in metres (EPSG:326zz/327zz on WGS 84, a WKT otherwise). --points auto (default)\n"
@@ -668,15 +710,43 @@ const geotool::Registrar regExport(
      RunExport});
 
 const geotool::Registrar regImport(
-    {"calib import", "make a calibration file from a world file or a control-point list",
-     "usage: geotool calib import --format worldfile|gcp FILE --image IMAGE --out CALFILE [--size WxH]\n"
-     "                            [--model KEYWORD] [--zone Z [--south]] [--id ID] [--caption TEXT]\n"
-     "                            [--ellipsoid ID]\n\n"
+    {"calib import", "make a calibration file from georeferencing (GeoTIFF, world file, .map, .points, gcp)",
+     "usage: geotool calib import FILE --format geotiff|worldfile|map|points|gcp [--image IMAGE] [--id ID]\n"
+     "                            [--out CALFILE] [--size WxH] [--crs CRS | --zone Z [--south]]\n"
+     "                            [--model KEYWORD] [--caption TEXT] [--ellipsoid ID]\n\n"
+#if defined(QVGEO_WITH_GDAL)
+     "geotiff, worldfile, map, points (read through GDAL): the calibration goes to CALFILE (standard\n"
+     "output without --out) and a report to standard output (standard error without --out): the model\n"
+     "and why it was chosen, the coordinate system, notes, every point's residual in pixels and metres\n"
+     "and their rms.\n"
+     "  geotiff    any raster GDAL reads with a geotransform or ground control points and their\n"
+     "             coordinate system; the calibration names FILE as its image (or IMAGE).\n"
+     "  worldfile  FILE is the world file; its image is IMAGE, else the raster beside it with the same\n"
+     "             base name (its size; or --size WxH). The coordinate system: --crs or --zone, else\n"
+     "             the .prj beside the world file or the image, else WGS 84 degrees when the numbers\n"
+     "             are degrees; metres without any of these are an error. --model equirect|utm and\n"
+     "             --ellipsoid declare the numbers as before (degrees, or metres of --zone).\n"
+     "  map        a file in the .map calibration format, read by GDAL with the image it names.\n"
+     "  points     a .points control-point list (\"#CRS:\" line optional; without it, degrees of WGS 84\n"
+     "             when the numbers are degrees); the image is IMAGE, else FILE without \".points\".\n"
+     "A geotransform on a geographic coordinate system gives equirect, one on a UTM zone utm (four\n"
+     "points at the corner pixels' centres). Control points, and a geotransform on any other projection\n"
+     "(sampled on a 10 x 10 grid of pixels), become places in latitude/longitude (WGS 84 when the\n"
+     "datum's ellipsoid is not one of geotool's, with a note) and every quad model the number of\n"
+     "points allows is fitted: the smallest rms residual in metres wins, a model with points to spare\n"
+     "before one that passes through all of them. Each control point becomes the pixel its image\n"
+     "coordinate falls in, its place moved to that pixel's centre; points outside the image are left\n"
+     "out, more than 200 thinned (in a .points file, an error). --crs takes what GDAL takes\n"
+     "(EPSG:32633, a WKT, a PROJ string) and overrides the file's.\n\n"
+     "gcp (read here; --image and --out are needed):\n"
+#endif
      "Reads FILE and writes a calibration of the map image IMAGE (its size from the BMP or JPEG header,\n"
      "or --size WxH) to CALFILE; the file names IMAGE as given.\n"
+#if !defined(QVGEO_WITH_GDAL)
      "  worldfile  six lines A D B E C F (see calib export) become four reference points at the centres\n"
      "             of the corner pixels: equirect (degrees; the default) or utm (metres; --zone, and\n"
      "             --south for the southern hemisphere).\n"
+#endif
      "  gcp        lines \"pixel line X Y\" ('#' lines skipped) with (0, 0) at the image's top-left corner;\n"
      "             each becomes a reference point at the pixel whose centre is nearest. --model is any of\n"
      "             equirect (default; utm with --zone), biquadraticpn, conicconformal, millercylindrical.\n"

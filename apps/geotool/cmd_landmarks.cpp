@@ -2,6 +2,7 @@
 // from GeoJSON.
 #include "command.h"
 #include "geojson_import.h"
+#include "landmark_sets.h"
 #include "line_io.h"
 
 #include <qvgeo/geomap/file_family.h>
@@ -56,16 +57,6 @@ std::string TimeText(double days)
     char tmp[32];
     const auto [end, ec] = std::to_chars(tmp, tmp + sizeof tmp, days);
     return ec == std::errc() ? std::string(tmp, end) : "nan";
-}
-
-qv::TLandMarkStore ReadLandMarkSet(const std::string& file, const std::string& id)
-{
-    std::ifstream in = geotool::OpenInput(file);
-    qv::TLandMarkStore store;
-    if (!store.ReadLandMarksFromOpenXMLFile(in, id))
-        throw std::runtime_error(id.empty() ? "no landmark set in \"" + file + "\""
-                                            : "no landmark set with id \"" + id + "\" in \"" + file + "\"");
-    return store;
 }
 
 void ListLandMarks(const qv::TLandMarkStore& store)
@@ -345,26 +336,6 @@ qv::TLandMark LandMarkOf(const json& feature)
     return lm;
 }
 
-// What the landmark file will not keep of a landmark, for a warning.
-std::string LossOf(const qv::TLandMark& lm)
-{
-    std::string loss;
-    auto note = [&](const std::string& what) { loss += (loss.empty() ? "" : "; ") + what; };
-    if (qv::FamilyAttributeText(qv::CutShortString(lm.Identifier, qv::LMIdentifierCapacity)) != lm.Identifier)
-        note("identifier stored as \"" +
-             qv::FamilyAttributeText(qv::CutShortString(lm.Identifier, qv::LMIdentifierCapacity)) + "\"");
-    if (qv::FamilyAttributeText(qv::CutShortString(lm.Caption.Text, qv::LMTextCapacity)) != lm.Caption.Text)
-        note("caption_text stored as \"" +
-             qv::FamilyAttributeText(qv::CutShortString(lm.Caption.Text, qv::LMTextCapacity)) + "\"");
-    if (qv::FamilyAttributeText(lm.Caption.FontName) != lm.Caption.FontName)
-        note("caption_font stored as \"" + qv::FamilyAttributeText(lm.Caption.FontName) + "\"");
-    if (lm.SymbolProps.Kind == qv::lmPlus || lm.SymbolProps.Kind == qv::lmUserDef)
-        note("symbol_kind reads back as cross");
-    if (!std::isfinite(lm.Latitude) || !std::isfinite(lm.Longitude) || !std::isfinite(lm.Altitude))
-        note("a coordinate is not finite");
-    return loss;
-}
-
 int FromGeoJSON(const std::string& file, const std::string& id)
 {
     const std::string text = geotool::ReadWholeFile(file);
@@ -393,7 +364,7 @@ int FromGeoJSON(const std::string& file, const std::string& id)
         ++number;
         try {
             const qv::TLandMark lm = LandMarkOf(f);
-            const std::string loss = LossOf(lm);
+            const std::string loss = geotool::LandMarkFileLoss(lm);
             if (!loss.empty())
                 std::fprintf(stderr, "geotool landmarks: feature %ld: %s\n", number, loss.c_str());
             store.AddLandMark(lm.Latitude, lm.Longitude, lm.Altitude);
@@ -422,7 +393,7 @@ int RunLandMarks(geotool::Args& args)
     }
     if (pos.size() != 1)
         throw geotool::UsageError{"expected one landmark file"};
-    const qv::TLandMarkStore store = ReadLandMarkSet(pos[0], id);
+    const qv::TLandMarkStore store = geotool::ReadLandMarkSet(pos[0], id);
     if (toGeo)
         WriteGeoJSON(store);
     else
