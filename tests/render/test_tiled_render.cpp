@@ -1,0 +1,158 @@
+// A tiled map drawn without widgets: a picture read by window through a tile cache must give the pixels of
+// the same picture held whole (with its halved copies), at every magnification and for views that reach
+// beyond the map, and a pan must read only the tiles that came into view.
+#include "../mapview/tiled_picture.h"
+
+#include <qvgeo/geomap/map_viewport.h>
+#include <qvgeo/mapview/map_render.h>
+#include <qvgeo/platform/tile_cache.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <tuple>
+
+namespace qv {
+namespace {
+
+using test::TCountingSource;
+
+std::int64_t DifferentPixels(const TBitmap& A, const TBitmap& B, std::int32_t W, std::int32_t H)
+{
+    std::int64_t n = 0;
+    for (std::int32_t y = 0; y < H; ++y)
+        for (std::int32_t x = 0; x < W; ++x)
+            n += A.Pixel(x, y) != B.Pixel(x, y);
+    return n;
+}
+
+// 2400 x 1300 pixels: above the 3 000 000 of the documented limit, so the picture held whole is drawn from
+// its pyramid as a tiled one is.
+struct TPictures {
+    std::shared_ptr<TCountingSource> Source = std::make_shared<TCountingSource>(test::FormulaPicture(2400, 1300), 5);
+    TMapSources Whole, Tiled;
+    explicit TPictures(TTileCache& Cache)
+    {
+        Whole.MapImgName = Tiled.MapImgName = "picture";
+        Whole.GrafBmp = &Source->Level(0);
+        for (int k = 1; k <= 4; ++k)
+            Whole.PyramidLevels[static_cast<std::size_t>(k - 1)] = &Source->Level(k);
+        Tiled.Picture = &Cache;
+    }
+};
+
+TMapViewport View(TSize Control, double Mag, TPoint TopLeft)
+{
+    TMapViewport v;
+    v.SetControlSize(Control);
+    v.SetMapSize({2400, 1300});
+    v.SetMagnify(Mag);
+    v.SetTopLeft(TMapPixel(TopLeft));
+    return v;
+}
+
+TEST(TiledRender, SamePixelsAsThePictureHeldWhole)
+{
+    struct Case {
+        TSize control;
+        double mag;
+        TPoint topLeft;
+        bool antiAlias;
+    };
+    const Case cases[] = {
+        {{300, 200}, 1.0, {100, 50}, true},
+        {{300, 200}, 1.0, {-40, -30}, true},      // beyond the top-left corner
+        {{300, 200}, 1.7, {2300, 1250}, true},    // beyond the bottom-right corner
+        {{300, 200}, 3.3, {-20, 600}, false},
+        {{300, 200}, 0.6, {1000, -100}, true},    // level 0, reduced
+        {{300, 200}, 0.37, {-200, 400}, true},    // level 1
+        {{300, 200}, 0.37, {-200, 400}, false},
+        {{300, 200}, 0.2, {51, 49}, true},        // level 2 (600 across for 480 needed)
+        {{300, 200}, 0.11, {-500, -300}, true},   // level 3
+        {{300, 200}, 0.05, {0, 0}, true},         // a cache of 120 x 65: built
+        {{640, 480}, 0.29, {1234, 567}, true},    // a cache of 696 x 377, under twice the view: built
+        {{640, 480}, 0.29, {1234, 567}, false},
+        {{97, 61}, 2.0 / 3.0, {2390, 1290}, true},
+    };
+    for (const Case& c : cases) {
+        TTileCache cache(std::make_shared<TCountingSource>(test::FormulaPicture(2400, 1300), 5), 128);
+        TPictures p(cache);
+        const TMapViewport v = View(c.control, c.mag, c.topLeft);
+        TMapAppearance look;
+        look.AntiAlias = c.antiAlias;
+        TBitmap whole, tiled;
+        TMapImageCache wholeCache, tiledCache;
+        RenderMapView(v, p.Whole, look, whole, wholeCache);
+        RenderMapView(v, p.Tiled, look, tiled, tiledCache);
+        EXPECT_EQ(DifferentPixels(whole, tiled, c.control.cx, c.control.cy), 0) << c.mag << " " << c.topLeft.X;
+        EXPECT_EQ(std::tuple(wholeCache.CacheBuilds, wholeCache.DirectStretches),
+                  std::tuple(tiledCache.CacheBuilds, tiledCache.DirectStretches))
+            << c.mag;
+        // The high-density frame reads the tiled map the same way.
+        TMapViewport dense = v;
+        dense.SetPixelRatio(1.5);
+        TBitmap wholeScreen, tiledScreen;
+        RenderDeviceFrame(wholeScreen, whole, &whole, dense, p.Whole, look);
+        RenderDeviceFrame(tiledScreen, tiled, &tiled, dense, p.Tiled, look);
+        ASSERT_EQ(wholeScreen.Width(), tiledScreen.Width());
+        EXPECT_EQ(DifferentPixels(wholeScreen, tiledScreen, wholeScreen.Width(), wholeScreen.Height()), 0) << c.mag;
+    }
+}
+
+// The tiles (column, row) of a 64-pixel grid that the source was asked for since Reads[From].
+std::set<std::tuple<int, int, int>> TilesRead(const TCountingSource& S, std::size_t From)
+{
+    std::set<std::tuple<int, int, int>> tiles;
+    for (std::size_t i = From; i < S.Reads.size(); ++i) {
+        const TRect w = S.Reads[i].Window;
+        EXPECT_EQ(std::tuple(w.Left % 64, w.Top % 64), std::tuple(0, 0));  // whole tiles only
+        tiles.insert({S.Reads[i].Level, w.Left / 64, w.Top / 64});
+    }
+    EXPECT_EQ(tiles.size(), S.Reads.size() - From);  // no tile read twice
+    return tiles;
+}
+
+TEST(TiledRender, APanReadsOnlyTheTilesThatCameIntoView)
+{
+    auto source = std::make_shared<TCountingSource>(test::FormulaPicture(2400, 1300), 5);
+    TTileCache cache(source, 64);
+    TMapSources s;
+    s.MapImgName = "picture";
+    s.Picture = &cache;
+    const TMapAppearance look;
+    TBitmap aux;
+    TMapImageCache imageCache;
+    using Tiles = std::set<std::tuple<int, int, int>>;
+    struct Step {
+        double mag;
+        TPoint topLeft;
+        Tiles tiles;  // read by this paint
+    };
+    auto columns = [](int Level, int C0, int C1, int R0, int R1) {
+        Tiles t;
+        for (int c = C0; c <= C1; ++c)
+            for (int r = R0; r <= R1; ++r)
+                t.insert({Level, c, r});
+        return t;
+    };
+    const Step steps[] = {
+        // Map pixels 130..429 x 70..269: columns 2..6, rows 1..4 of level 0.
+        {1.0, {130, 70}, columns(0, 2, 6, 1, 4)},
+        {1.0, {130, 70}, {}},                      // a repaint reads nothing
+        {1.0, {230, 70}, columns(0, 7, 8, 1, 4)},  // 100 px right: 230..529, columns 7 and 8 are new
+        {1.0, {230, 170}, columns(0, 3, 8, 5, 5)}, // 100 px down: 170..369, row 5 is new
+        {1.0, {130, 70}, {}},                      // back: all still held
+        // At 0.3 (720 pixels across needed) level 1 serves: map 130..1130 x 70..737 is level 65..565 x
+        // 35..369, columns 1..8 and rows 0..5 of level 1.
+        {0.3, {130, 70}, columns(1, 1, 8, 0, 5)},
+    };
+    for (const Step& st : steps) {
+        const std::size_t before = source->Reads.size();
+        RenderMapView(View({300, 200}, st.mag, st.topLeft), s, look, aux, imageCache);
+        EXPECT_EQ(TilesRead(*source, before), st.tiles) << st.mag << " " << st.topLeft.X << " " << st.topLeft.Y;
+    }
+    EXPECT_EQ(cache.TilesRead(), source->Reads.size());
+}
+
+}  // namespace
+}  // namespace qv
