@@ -17,6 +17,7 @@
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/mapview/map_render_internal.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/math_services.h>
 
 #include <algorithm>
@@ -133,11 +134,12 @@ void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, cons
     const bool skipCache =
         large && std::int64_t{cacheW} * cacheH > MaxCacheViewRatio * std::int64_t{W} * H;
     if ((Cache.Mag != mag || Cache.AntiAlias != Look.AntiAlias) && mag < Look.CacheMagLimit && !skipCache) {
-        Cache.Image.SetSize(cacheW, cacheH);
         // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
+        // Read before the cache is touched: a read that fails leaves the cache as it was.
         const int level = MapPyramidLevel(levels, mag);
         const TSize levelSize = levels.LevelSize(level);
         const TBitmap from = levels.ReadWindow(level, {0, 0, levelSize.cx, levelSize.cy});
+        Cache.Image.SetSize(cacheW, cacheH);
         Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
                                 {0, 0, from.Width(), from.Height()}, mode);
         Cache.Mag = mag;
@@ -304,7 +306,18 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
         canvas.TextOut(10, 10, Look.EmptyMsg);
     } else if (Sources.Visible) {
         // 5. and 6. Background and the map image.
-        DrawBackgroundAndImage(View, Sources, Look, W, H, AuxBmp, Cache);
+        try {
+            DrawBackgroundAndImage(View, Sources, Look, W, H, AuxBmp, Cache);
+        } catch (const EXELImageError& e) {
+            // Only a tiled map reads a file while it paints. A file that went away or broke under the view
+            // must not take the paint with it: the map area shows the background, the frame and everything
+            // drawn over the map still come, and the failure is kept for the owner to report.
+            if (!Sources.Picture || (Sources.GrafBmp && !Sources.GrafBmp->Empty()))
+                throw;
+            ++Cache.ReadFailures;
+            Cache.LastReadError = e.what();
+            FillAround(canvas, Look.ColorBackGnd, W, H, {});
+        }
         // 7. The application's data under the graticule.
         if (Events.OnBeforeRenderData)
             Events.OnBeforeRenderData(canvas);
@@ -362,7 +375,13 @@ void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* Ma
                             static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
             const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scaleY)),
                              static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scaleY))};
-            StretchLevelWindow(Screen, dst, levels, level, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+            try {
+                StretchLevelWindow(Screen, dst, levels, level, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+            } catch (const EXELImageError&) {
+                if (!picture.Tiled)
+                    throw;
+                // An unreadable tiled map shows the background here as in AuxBmp (which counted it).
+            }
         }
     }
     // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each

@@ -49,6 +49,10 @@ struct TMapImageCache {
     std::uint64_t CacheBuilds = 0;     // times the whole map was scaled into Image
     // Paints that stretched the visible rectangle from the map image or, on a large map, a pyramid level.
     std::uint64_t DirectStretches = 0;
+    // Paints of a tiled map whose source could not be read (the map area then shows the background), and
+    // the reader's message of the last one.
+    std::uint64_t ReadFailures = 0;
+    std::string LastReadError;
     void Invalidate() { Mag = 0.0; }
 };
 

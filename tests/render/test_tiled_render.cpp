@@ -5,6 +5,7 @@
 
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/map_render.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/platform/tile_cache.h>
 
 #include <gtest/gtest.h>
@@ -152,6 +153,46 @@ TEST(TiledRender, APanReadsOnlyTheTilesThatCameIntoView)
         EXPECT_EQ(TilesRead(*source, before), st.tiles) << st.mag << " " << st.topLeft.X << " " << st.topLeft.Y;
     }
     EXPECT_EQ(cache.TilesRead(), source->Reads.size());
+}
+
+// A tiled map whose file breaks under the view: the paint goes on with the background where the map was,
+// the failure is counted with its message, and the cache made before stays good for its magnification.
+TEST(TiledRender, AnUnreadableSourceLeavesTheBackgroundAndIsCounted)
+{
+    struct TBreaking : TCountingSource {
+        using TCountingSource::TCountingSource;
+        mutable bool Broken = false;
+        TBitmap ReadWindow(int Level, TRect Window) const override
+        {
+            if (Broken)
+                throw EXELImageError("\"scan.tif\": read error");
+            return TCountingSource::ReadWindow(Level, Window);
+        }
+    };
+    auto source = std::make_shared<TBreaking>(test::FormulaPicture(2400, 1300), 5);
+    TTileCache cache(source, 128);
+    TMapSources s;
+    s.MapImgName = "scan.tif";
+    s.Picture = &cache;
+    TMapAppearance look;
+    TBitmap aux, good;
+    TMapImageCache imageCache;
+    RenderMapView(View({300, 200}, 0.05, {0, 0}), s, look, good, imageCache);  // a cache of 120 x 65
+    ASSERT_EQ(imageCache.CacheBuilds, 1u);
+    source->Broken = true;
+    for (double mag : {1.0, 0.1}) {
+        RenderMapView(View({300, 200}, mag, {10, 10}), s, look, aux, imageCache);
+        EXPECT_EQ(aux.Pixel(150, 100), look.ColorBackGnd) << mag;
+        EXPECT_EQ(aux.Pixel(0, 0), 0x808080u) << mag;  // the frame
+    }
+    EXPECT_EQ(std::tuple(imageCache.ReadFailures, imageCache.LastReadError),
+              std::tuple(std::uint64_t{2}, std::string("\"scan.tif\": read error")));
+    RenderMapView(View({300, 200}, 0.05, {0, 0}), s, look, aux, imageCache);
+    EXPECT_EQ(aux.Pixel(50, 30), good.Pixel(50, 30));
+    // Tiles still held keep serving: 0.06 is drawn from level 4 as 0.05 was.
+    RenderMapView(View({300, 200}, 0.06, {0, 0}), s, look, aux, imageCache);
+    EXPECT_NE(aux.Pixel(50, 30), look.ColorBackGnd);
+    EXPECT_EQ(imageCache.ReadFailures, 2u);
 }
 
 }  // namespace
