@@ -72,6 +72,12 @@ void TMapImage::Replace(TBitmap Picture)
 void TMapImage::Accept(const std::string& Name)
 {
     FName = Name;
+    if (FTiled) {
+        // A load of another file type keeps the picture shown under the new name: here the tiled one.
+        FWidth = FTiled->Size().cx;
+        FHeight = FTiled->Size().cy;
+        return;
+    }
     FWidth = FBitmap.Width();
     FHeight = FBitmap.Height();
     if (FPyramidStale)

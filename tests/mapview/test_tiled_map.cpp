@@ -240,6 +240,10 @@ TEST(TiledMap, OpenRasterHoldsSmallPicturesWholeAndLargeOnesTiled)
     m.OpenRaster(dir / "scan.tif");
     EXPECT_TRUE(m.MapTiled());
     EXPECT_EQ(std::tuple(m.MapWidth(), m.MapHeight(), m.GrafBmp().Empty()), std::tuple(640, 480, true));
+    // LoadMapImage of another type keeps the tiled picture under the new name, its size unchanged.
+    m.SetMapImgName(dir / "small.png");
+    EXPECT_EQ(std::tuple(m.MapTiled(), m.MapImgName(), m.MapWidth(), m.MapHeight()),
+              std::tuple(true, dir / "small.png", 640, 480));
     TMapModel whole;
     whole.SetControlSize({320, 240});
     whole.SetMapBitMap(picture);
