@@ -254,6 +254,14 @@ TEST(TiledMap, OpenRasterHoldsSmallPicturesWholeAndLargeOnesTiled)
         }
         EXPECT_TRUE(SameView(m.AuxBmp(), whole.AuxBmp(), 320, 240)) << mag;
     }
+    // The limit itself: a picture of exactly MaxMapPixels is read whole, one pixel more stays tiled.
+    for (const std::int64_t limit : {640 * 480, 640 * 480 - 1}) {
+        m.SetMaxMapPixels(limit);
+        m.OpenRaster(dir / "scan.tif");
+        EXPECT_EQ(m.MapTiled(), limit < 640 * 480) << limit;
+        m.OpenRaster(dir / "small.png");
+        EXPECT_EQ(m.MapTiled(), limit < 640 * 480) << limit;
+    }
     // A BMP within the limit decodes as SetMapImgName decodes it.
     m.OpenRaster(dir / "plain.bmp");
     EXPECT_EQ(std::tuple(m.MapTiled(), m.GrafBmp().Width(), m.MapWidth()), std::tuple(false, 40, 40));

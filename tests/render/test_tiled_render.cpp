@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string>
+#include <vector>
 #include <tuple>
 
 namespace qv {
@@ -153,6 +155,51 @@ TEST(TiledRender, APanReadsOnlyTheTilesThatCameIntoView)
         EXPECT_EQ(TilesRead(*source, before), st.tiles) << st.mag << " " << st.topLeft.X << " " << st.topLeft.Y;
     }
     EXPECT_EQ(cache.TilesRead(), source->Reads.size());
+}
+
+// A file's reduced level need not be a halving, nor reduced alike both ways: here level 1 is a third
+// across and a half down (the default LevelScale and LevelScaleY, from the sizes). The quadrants of the
+// picture must meet where the map pixel (600, 400) falls on the view, whichever level draws them.
+TEST(TiledRender, LevelsReducedByOtherRatiosArePlacedByTheirOwnScales)
+{
+    struct TUneven : TImageSource {
+        static TColor At(std::int32_t X, std::int32_t Y) { return (X < 600 ? 0x0000FFu : 0xFF0000u) | (Y < 400 ? 0 : 0x00FF00u); }
+        TSize Size() const override { return {1200, 800}; }
+        int LevelCount() const override { return 2; }
+        TSize LevelSize(int Level) const override { return Level == 0 ? TSize{1200, 800} : TSize{400, 400}; }
+        std::string FormatName() const override { return "uneven"; }
+        TBitmap ReadWindow(int Level, TRect Window) const override
+        {
+            TBitmap b(Window.Width(), Window.Height());
+            const std::int32_t fx = Level == 0 ? 1 : 3, fy = Level == 0 ? 1 : 2;
+            for (std::int32_t y = 0; y < b.Height(); ++y)
+                for (std::int32_t x = 0; x < b.Width(); ++x)
+                    b.SetPixel(x, y, At((Window.Left + x) * fx + fx / 2, (Window.Top + y) * fy + fy / 2));
+            return b;
+        }
+    };
+    TTileCache cache(std::make_shared<TUneven>(), 64);
+    EXPECT_EQ(std::tuple(cache.LevelScale(1), cache.LevelScaleY(1)), std::tuple(3.0, 2.0));
+    TMapSources s;
+    s.MapImgName = "uneven";
+    s.Picture = &cache;
+    TMapAppearance look;
+    look.AntiAlias = false;
+    for (const double mag : {0.3, 0.9}) {  // level 1 (360 of 400 columns needed), level 0
+        TMapViewport v;
+        v.SetControlSize({300, 200});
+        v.SetMapSize({1200, 800});
+        v.SetMagnify(mag);
+        v.SetTopLeft(TMapPixel{400, 300});
+        TBitmap aux;
+        TMapImageCache imageCache;
+        RenderMapView(v, s, look, aux, imageCache);
+        const std::int32_t cx = static_cast<std::int32_t>((600 - 400) * mag), cy = static_cast<std::int32_t>((400 - 300) * mag);
+        EXPECT_EQ(std::vector<TColor>({aux.Pixel(cx - 2, cy - 2), aux.Pixel(cx + 2, cy - 2), aux.Pixel(cx - 2, cy + 2),
+                                       aux.Pixel(cx + 2, cy + 2)}),
+                  std::vector<TColor>({TUneven::At(0, 0), TUneven::At(600, 0), TUneven::At(0, 400), TUneven::At(600, 400)}))
+            << mag;
+    }
 }
 
 // A tiled map whose file breaks under the view: the paint goes on with the background where the map was,
