@@ -185,7 +185,9 @@ TEST(TiledRender, LevelsReducedByOtherRatiosArePlacedByTheirOwnScales)
     s.Picture = &cache;
     TMapAppearance look;
     look.AntiAlias = false;
-    for (const double mag : {0.3, 0.9}) {  // level 1 (360 of 400 columns needed), level 0
+    // Level 1 (360 of 400 columns needed) through the scaled cache and stretched directly, then level 0.
+    for (const auto& [mag, cacheLimit] : {std::pair{0.3, 2.0 / 3.0}, {0.3, 0.0}, {0.9, 2.0 / 3.0}}) {
+        look.CacheMagLimit = cacheLimit;
         TMapViewport v;
         v.SetControlSize({300, 200});
         v.SetMapSize({1200, 800});
@@ -198,7 +200,7 @@ TEST(TiledRender, LevelsReducedByOtherRatiosArePlacedByTheirOwnScales)
         EXPECT_EQ(std::vector<TColor>({aux.Pixel(cx - 2, cy - 2), aux.Pixel(cx + 2, cy - 2), aux.Pixel(cx - 2, cy + 2),
                                        aux.Pixel(cx + 2, cy + 2)}),
                   std::vector<TColor>({TUneven::At(0, 0), TUneven::At(600, 0), TUneven::At(0, 400), TUneven::At(600, 400)}))
-            << mag;
+            << mag << " " << cacheLimit;
     }
 }
 
