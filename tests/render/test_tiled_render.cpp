@@ -202,6 +202,21 @@ TEST(TiledRender, LevelsReducedByOtherRatiosArePlacedByTheirOwnScales)
                   std::vector<TColor>({TUneven::At(0, 0), TUneven::At(600, 0), TUneven::At(0, 400), TUneven::At(600, 400)}))
             << mag << " " << cacheLimit;
     }
+    // The high-density frame at 0.2 x 1.5 = 0.3 device pixels per map pixel reads level 1 (a third across).
+    TMapViewport v;
+    v.SetControlSize({300, 200});
+    v.SetMapSize({1200, 800});
+    v.SetMagnify(0.2);
+    v.SetTopLeft(TMapPixel{400, 300});
+    v.SetPixelRatio(1.5);
+    TBitmap aux, screen;
+    TMapImageCache imageCache;
+    RenderMapView(v, s, look, aux, imageCache);
+    RenderDeviceFrame(screen, aux, &aux, v, s, look);
+    const std::int32_t dx = 60, dy = 30;  // map (600, 400) on the device
+    EXPECT_EQ(std::vector<TColor>({screen.Pixel(dx - 2, dy - 2), screen.Pixel(dx + 2, dy - 2), screen.Pixel(dx - 2, dy + 2),
+                                   screen.Pixel(dx + 2, dy + 2)}),
+              std::vector<TColor>({TUneven::At(0, 0), TUneven::At(600, 0), TUneven::At(0, 400), TUneven::At(600, 400)}));
 }
 
 // A tiled map whose file breaks under the view: the paint goes on with the background where the map was,
