@@ -316,6 +316,20 @@ TEST(TiledMap, CalibrationsSwitchesAndRenamesOfTiledMaps)
     EXPECT_TRUE(m.MapTiled());
     EXPECT_EQ(m.MapImgName(), dir / "scan.tif");
     EXPECT_TRUE(SameView(before, m.AuxBmp(), 200, 150));
+    // BMP and JPEG images of a calibration keep their documented size error (never opened tiled), and the
+    // tiled map shown stays.
+    SaveBMP(TBitmap(400, 300), dir / "big.bmp");
+    SaveJPEG(TBitmap(400, 300), dir / "big.jpg");
+    SaveJPEG(TBitmap(400, 300), dir / "big.jpeg");
+    for (const char* image : {"big.bmp", "big.jpg", "big.jpeg"}) {
+        m.Calibration().SetImageName(dir / image);
+        m.Calibration().SaveCalDataAsXML(dir / "big.xml", "");
+        m.Calibration().SetImageName(m.MapImgName());
+        EXPECT_EQ(ErrorOf([&] { m.LoadCalDataFromXML(dir / "big.xml", ""); }),
+                  "Component \"\": Cannot use map image, maximum of 100000 pixels exceeded (size of map is 400 x 300)")
+            << image;
+        EXPECT_EQ(std::tuple(m.MapTiled(), m.MapImgName()), std::tuple(true, dir / "scan.tif")) << image;
+    }
 
     ASSERT_TRUE(fs::exists(dir / "scan.tif.ovr"));
     EXPECT_TRUE(m.RenameMapImg("moved"));
