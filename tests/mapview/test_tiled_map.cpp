@@ -4,6 +4,7 @@
 #include "tiled_picture.h"
 
 #include <qvgeo/mapview/geo_map.h>
+#include <qvgeo/platform/clipboard.h>
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
 
@@ -119,6 +120,11 @@ TEST(TiledMap, OutputsAreDrawnFromTheLevelThatFitsOrRefused)
     t.Tiled.CopyToBMP(b, {1000, 500}, 0.7, {200, 150});
     ASSERT_EQ(std::tuple(b.Width(), b.Height()), std::tuple(200, 150));
     EXPECT_TRUE(SameView(a, b, 200, 150));
+    // The clipboard's copy of the view is the view's, whatever holds the picture.
+    t.Tiled.CopyToClipboard();
+    TBitmap clip;
+    ASSERT_TRUE(PasteBitmapFromClipboard(clip));
+    EXPECT_EQ(clip.Pixel(160, 120), t.Source->Level(0).Pixel(160, 120));
     // The whole map at 1:1 would be a bitmap above the size limit.
     EXPECT_EQ(ErrorOf([&] { t.Tiled.CopyEntireMapToClipboard(1.0); }),
               "Component \"tiled\": Cannot copy map image, maximum of 3000000 pixels exceeded (size of copy is "
