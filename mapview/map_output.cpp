@@ -169,7 +169,7 @@ double DrawEntireMap(QPainter& Painter, TRect Area, double MaxScale, TSize MapSi
     }
     const TSize levelSize = levels.LevelSize(level);
     // The whole level: a halved copy in memory is shared, a tiled map's level is read by its tiles.
-    const TBitmap src = levels.ReadWindow(level, {0, 0, levelSize.cx, levelSize.cy});
+    const TBitmap src = render_detail::ReadLevelWindow(picture, level, {0, 0, levelSize.cx, levelSize.cy});
     Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
     Painter.drawImage(QRectF(pos, size), src.Image(), QRectF(0, 0, src.Width(), src.Height()));
     QImage over(bmp.Width(), bmp.Height(), QImage::Format_ARGB32);

@@ -58,6 +58,7 @@ namespace render_detail {
 TMapPicture MapPicture(const TMapSources& Sources)
 {
     TMapPicture p;
+    p.Name = Sources.MapImgName;
     if (Sources.GrafBmp && !Sources.GrafBmp->Empty()) {
         std::vector<TBitmap> halved;
         for (const TBitmap* level : Sources.PyramidLevels) {
@@ -74,15 +75,24 @@ TMapPicture MapPicture(const TMapSources& Sources)
     return p;
 }
 
-void StretchLevelWindow(TBitmap& Target, TRect Onto, const TImageSource& Picture, int Level, TRect From,
+TBitmap ReadLevelWindow(const TMapPicture& Picture, int Level, TRect Window)
+{
+    if (Picture.Tiled && std::int64_t{Window.Width()} * Window.Height() > MaxTiledReadPixels)
+        throw EXELImageError("\"" + std::string(Picture.Name) + "\": no reduced level small enough for this view (" +
+                             std::to_string(Window.Width()) + " x " + std::to_string(Window.Height()) +
+                             " pixels to read)");
+    return Picture.Levels->ReadWindow(Level, Window);
+}
+
+void StretchLevelWindow(TBitmap& Target, TRect Onto, const TMapPicture& Picture, int Level, TRect From,
                         TStretchMode Mode)
 {
-    const TSize size = Picture.LevelSize(Level);
+    const TSize size = Picture.Levels->LevelSize(Level);
     const TRect inside{std::max(From.Left, 0), std::max(From.Top, 0), std::min(From.Right, size.cx),
                        std::min(From.Bottom, size.cy)};
     if (inside.IsEmpty() || From.IsEmpty() || Onto.IsEmpty())
         return;
-    const TBitmap window = Picture.ReadWindow(Level, inside);
+    const TBitmap window = ReadLevelWindow(Picture, Level, inside);
     // The window's edge pixels are the level's: a source rectangle reaching beyond them reads them again.
     Target.StretchRect(Onto, window,
                        {From.Left - inside.Left, From.Top - inside.Top, From.Right - inside.Left,
@@ -138,7 +148,7 @@ void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, cons
         // Read before the cache is touched: a read that fails leaves the cache as it was.
         const int level = MapPyramidLevel(levels, mag);
         const TSize levelSize = levels.LevelSize(level);
-        const TBitmap from = levels.ReadWindow(level, {0, 0, levelSize.cx, levelSize.cy});
+        const TBitmap from = render_detail::ReadLevelWindow(picture, level, {0, 0, levelSize.cx, levelSize.cy});
         Cache.Image.SetSize(cacheW, cacheH);
         Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
                                 {0, 0, from.Width(), from.Height()}, mode);
@@ -188,7 +198,7 @@ void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, cons
         const TRect from{CanvasCoord(l0), CanvasCoord(t0), CanvasCoord(l1), CanvasCoord(t1)};
         const TRect onto{CanvasCoord((l0 * fx - src.Left) * sx), CanvasCoord((t0 * fy - src.Top) * sy),
                          CanvasCoord((l1 * fx - src.Left) * sx), CanvasCoord((t1 * fy - src.Top) * sy)};
-        StretchLevelWindow(Aux, onto, levels, level, from, mode);
+        StretchLevelWindow(Aux, onto, picture, level, from, mode);
     }
     ++Cache.DirectStretches;
     if (src.IsEmpty())
@@ -376,7 +386,7 @@ void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* Ma
             const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scaleY)),
                              static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scaleY))};
             try {
-                StretchLevelWindow(Screen, dst, levels, level, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+                StretchLevelWindow(Screen, dst, picture, level, from, Look.AntiAlias ? smHalftone : smColorOnColor);
             } catch (const EXELImageError&) {
                 if (!picture.Tiled)
                     throw;

@@ -219,6 +219,50 @@ TEST(TiledRender, LevelsReducedByOtherRatiosArePlacedByTheirOwnScales)
               std::vector<TColor>({TUneven::At(0, 0), TUneven::At(600, 0), TUneven::At(0, 400), TUneven::At(600, 400)}));
 }
 
+// A huge picture without reduced levels seen whole: nothing is read (it would be read whole); the view
+// shows the background and says why. Up close it is drawn.
+TEST(TiledRender, AHugePictureWithoutReducedLevelsIsNotReadWhole)
+{
+    struct THuge : TImageSource {
+        mutable std::int64_t PixelsRead = 0;
+        TSize Size() const override { return {40000, 30000}; }
+        int LevelCount() const override { return 1; }
+        TSize LevelSize(int) const override { return Size(); }
+        std::string FormatName() const override { return "huge"; }
+        TBitmap ReadWindow(int, TRect Window) const override
+        {
+            PixelsRead += std::int64_t{Window.Width()} * Window.Height();
+            return TBitmap(Window.Width(), Window.Height());
+        }
+    };
+    auto source = std::make_shared<THuge>();
+    TTileCache cache(source);
+    TMapSources s;
+    s.MapImgName = "huge.tif";
+    s.Picture = &cache;
+    TMapAppearance look;
+    TMapViewport v;
+    v.SetControlSize({300, 200});
+    v.SetMapSize({40000, 30000});
+    TBitmap aux;
+    for (const double cacheLimit : {2.0 / 3.0, 0.0}) {  // through the scaled cache, stretched directly
+        look.CacheMagLimit = cacheLimit;
+        v.SetMagnify(0.0075);
+        TMapImageCache imageCache;
+        RenderMapView(v, s, look, aux, imageCache);
+        EXPECT_EQ(source->PixelsRead, 0) << cacheLimit;
+        EXPECT_EQ(imageCache.ReadFailures, 1u) << cacheLimit;
+        EXPECT_EQ(imageCache.LastReadError.rfind("\"huge.tif\": no reduced level small enough for this view (", 0), 0u)
+            << imageCache.LastReadError;
+        EXPECT_EQ(aux.Pixel(150, 100), look.ColorBackGnd);
+    }
+    v.SetMagnify(1.0);
+    TMapImageCache imageCache;
+    RenderMapView(v, s, look, aux, imageCache);
+    EXPECT_EQ(std::tuple(imageCache.ReadFailures, source->PixelsRead, aux.Pixel(150, 100)),
+              std::tuple(std::uint64_t{0}, std::int64_t{512 * 512}, TColor{0xFFFFFF}));
+}
+
 // A tiled map whose file breaks under the view: the paint goes on with the background where the map was,
 // the failure is counted with its message, and the cache made before stays good for its magnification.
 TEST(TiledRender, AnUnreadableSourceLeavesTheBackgroundAndIsCounted)
