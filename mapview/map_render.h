@@ -79,8 +79,9 @@ struct TMapSources {
     // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
     // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
     // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
-    // (step 6.1), stretch all of MapCacheSource into it instead of all of GrafBmp: the same picture, from
-    // up to 256 times fewer pixels. A large map's direct stretch uses them too (see RenderMapView).
+    // (step 6.1), stretch all of the level MapPyramidLevel picks into it instead of all of GrafBmp: the
+    // same picture, from up to 256 times fewer pixels. A large map's direct stretch uses them too (see
+    // RenderMapView). The renderer reads GrafBmp and these through a TBitmapPyramid sharing their pixels.
     std::array<const TBitmap*, 4> PyramidLevels{};
     // A map held tiled (GrafBmp null or empty): the picture read by window and level, usually through a
     // TTileCache. It is drawn as a large map is, from the level with a pixel per control pixel, reading
