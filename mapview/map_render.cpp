@@ -92,6 +92,12 @@ void StretchLevelWindow(TBitmap& Target, TRect Onto, const TMapPicture& Picture,
                        std::min(From.Bottom, size.cy)};
     if (inside.IsEmpty() || From.IsEmpty() || Onto.IsEmpty())
         return;
+    if (Picture.Own) {
+        // A picture in memory: the same pixels straight from the level, without copying the window first
+        // (a reduced view of a large map would copy several view-sizes of pixels at every paint).
+        Target.StretchRect(Onto, Picture.Own->Level(Level), From, Mode);
+        return;
+    }
     const TBitmap window = ReadLevelWindow(Picture, Level, inside);
     // The window's edge pixels are the level's: a source rectangle reaching beyond them reads them again.
     Target.StretchRect(Onto, window,
