@@ -18,6 +18,9 @@
 //   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
 //   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
 //   before, by the documented cache rule.
+// - Tiled maps (OpenRaster, SetMapSource): a picture too large to hold is read by window from its file's
+//   levels through a tile cache as the view needs it; there is no GrafBmp, and MaxMapPixels does not apply
+//   to it (it is about memory) but to the whole bitmaps an operation would make of it.
 // - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
 //   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
 //   on the zoom history.
