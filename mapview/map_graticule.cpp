@@ -59,8 +59,8 @@ private:
     bool FDown = false;
 };
 
-std::int32_t MapWidth(const TMapSources& S) { return S.GrafBmp ? S.GrafBmp->Width() : 0; }
-std::int32_t MapHeight(const TMapSources& S) { return S.GrafBmp ? S.GrafBmp->Height() : 0; }
+std::int32_t MapWidth(const TMapSources& S) { return MapPictureSize(S).cx; }
+std::int32_t MapHeight(const TMapSources& S) { return MapPictureSize(S).cy; }
 
 // cmParabolicIp: each calibration line as the parabola through its points, one point per visible map
 // column (parallels) or row (meridians), or per control pixel where a column is narrower than that.

@@ -4,10 +4,15 @@
 
 #include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geomap/image_header.h>
+#include <qvgeo/platform/bitmap_pyramid.h>
 #include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/errors.h>
 #include <qvgeo/support/math_services.h>
 #include <qvgeo/support/text.h>
+
+#if QVGEO_WITH_GDAL
+#include <qvgeo/gdalio/raster_source.h>
+#endif
 
 #include <algorithm>
 #include <filesystem>
@@ -23,31 +28,11 @@ bool IsFile(const std::string& Name)
     return !Name.empty() && std::filesystem::is_regular_file(Name, ec);
 }
 
-// Source halved: each pixel the rounded mean of a 2 x 2 block (of the pixels that exist at the right and
-// bottom edges of an odd size).
-TBitmap Halve(const TBitmap& Src)
+// The whole of a level of Source.
+TBitmap WholeLevel(const TImageSource& Source, int Level)
 {
-    const std::int32_t w = Src.Width(), h = Src.Height();
-    const std::int32_t hw = (w + 1) / 2, hh = (h + 1) / 2;
-    TBitmap out(hw, hh);
-    for (std::int32_t y = 0; y < hh; ++y) {
-        const std::uint32_t* r0 = Src.ScanLine(2 * y);
-        const std::uint32_t* r1 = Src.ScanLine(std::min(2 * y + 1, h - 1));
-        std::uint32_t* d = out.ScanLine(y);
-        for (std::int32_t x = 0; x < hw; ++x) {
-            const std::int32_t x0 = 2 * x, x1 = std::min(2 * x + 1, w - 1);
-            const std::uint32_t p[4] = {r0[x0], r0[x1], r1[x0], r1[x1]};
-            std::uint32_t rb = 0, g = 0;
-            for (std::uint32_t v : p) {
-                rb += v & 0x00FF00FFu;  // red and blue side by side: 4 x 255 fits in 10 bits each
-                g += v & 0x0000FF00u;
-            }
-            rb = ((rb + 0x00020002u) >> 2) & 0x00FF00FFu;
-            g = ((g + 0x00000200u) >> 2) & 0x0000FF00u;
-            d[x] = 0xFF000000u | rb | g;
-        }
-    }
-    return out;
+    const TSize size = Source.LevelSize(Level);
+    return Source.ReadWindow(Level, {0, 0, size.cx, size.cy});
 }
 
 }  // namespace
@@ -79,6 +64,7 @@ const TBitmap* TMapImage::PyramidLevel(int Level) const
 void TMapImage::Replace(TBitmap Picture)
 {
     FBitmap = std::move(Picture);
+    FTiled.reset();
     FPyramidStale = true;
     ++FGeneration;
 }
@@ -86,6 +72,12 @@ void TMapImage::Replace(TBitmap Picture)
 void TMapImage::Accept(const std::string& Name)
 {
     FName = Name;
+    if (FTiled) {
+        // A load of another file type keeps the picture shown under the new name: here the tiled one.
+        FWidth = FTiled->Size().cx;
+        FHeight = FTiled->Size().cy;
+        return;
+    }
     FWidth = FBitmap.Width();
     FHeight = FBitmap.Height();
     if (FPyramidStale)
@@ -103,7 +95,7 @@ void TMapImage::BuildPyramid()
     for (TBitmap& level : FPyramid) {
         if (from->Width() < 2 || from->Height() < 2)
             break;
-        level = Halve(*from);
+        level = HalveBitmap(*from);
         from = &level;
     }
 }
@@ -148,13 +140,19 @@ bool TMapImage::LoadPicture(TBitmap& Picture, const std::string& File, bool Bmp,
     return done;
 }
 
-TMapImage::TLoadResult TMapImage::Load(const std::string& Name, const TLoadEvents& Events)
+std::string TMapImage::ResolveName(const std::string& Name, const TLoadEvents& Events) const
 {
     std::string load = Name;
     if (Events.Request)
         Events.Request(load);
     else if (!Events.BesideFile.empty() && !IsFile(load))
         load = FindImageBeside(Events.BesideFile, load);
+    return load;
+}
+
+TMapImage::TLoadResult TMapImage::Load(const std::string& Name, const TLoadEvents& Events)
+{
+    const std::string load = ResolveName(Name, Events);
     if (!IsFile(load)) {
         Drop();
         return lrMissing;
@@ -173,6 +171,126 @@ TMapImage::TLoadResult TMapImage::Load(const std::string& Name, const TLoadEvent
     CheckSize(FBitmap.Width(), FBitmap.Height());
     Accept(Name);
     return lrTaken;
+}
+
+TMapImage::TLoadResult TMapImage::Open(const std::string& Name, const TLoadEvents& Events)
+{
+    const std::string load = ResolveName(Name, Events);
+    if (!IsFile(load)) {
+        if (Events.MissingIsError)
+            RaiseError("Cannot load map image \"" + load + "\": no such file");
+        Drop();
+        return lrMissing;
+    }
+    const std::string ext = LowerCase(std::filesystem::path(load).extension().string());
+    if (ext == ".jpg" || ext == ".jpeg" || ext == ".bmp") {
+        std::int32_t w = 0, h = 0;
+        // A header that cannot be read is the decoder's to report, with its own message.
+        if (!ReadImageSize(load, w, h) || std::int64_t{w} * h <= FMaxPixels) {
+            TBitmap picture;
+            if (!LoadPicture(picture, load, ext == ".bmp", Events))
+                return lrCancelled;
+            CheckSize(picture.Width(), picture.Height());  // a header that understated the size
+            Replace(std::move(picture));
+            Accept(Name);
+            return lrTaken;
+        }
+#if !QVGEO_WITH_GDAL
+        CheckSize(w, h);
+#endif
+    }
+#if QVGEO_WITH_GDAL
+    return OpenRaster(Name, load, Events);
+#else
+    RaiseError("Cannot load map image \"" + load + "\": this build reads only BMP and JPEG files");
+#endif
+}
+
+TMapImage::TLoadResult TMapImage::OpenRaster([[maybe_unused]] const std::string& Name,
+                                             [[maybe_unused]] const std::string& File,
+                                             [[maybe_unused]] const TLoadEvents& Events)
+{
+#if QVGEO_WITH_GDAL
+    FCancel = false;
+    auto report = [&Events](TProgressStage Stage, std::int32_t Percent) {
+        if (Events.Progress)
+            Events.Progress(Stage, Percent);
+    };
+    report(pgStarting, 0);
+    // From here on pgEnding is sent on every way out, as for Load.
+    std::int32_t percent = 0;
+    std::shared_ptr<const TImageSource> source;
+    TBitmap whole;
+    try {
+        TRasterOpenOptions options;
+        options.Progress = [&](std::int64_t Done, std::int64_t Total) {
+            percent = Total > 0 ? static_cast<std::int32_t>(std::clamp<std::int64_t>(Done * 100 / Total, 0, 100)) : 0;
+            report(pgRunning, percent);
+            return !FCancel;
+        };
+        source = OpenRasterSource(File, options);
+        const TSize size = source->Size();
+        if (std::int64_t{size.cx} * size.cy <= FMaxPixels) {
+            // Small enough to hold: read whole, in strips, so that progress and cancel work as for a JPEG.
+            constexpr std::int32_t Strip = 256;
+            const std::int32_t from = percent;
+            TBitmap picture(size.cx, size.cy);
+            for (std::int32_t y = 0; y < size.cy && !FCancel; y += Strip) {
+                const std::int32_t y1 = std::min(size.cy, y + Strip);
+                picture.CopyRect(0, y, source->ReadWindow(0, {0, y, size.cx, y1}), {0, 0, size.cx, y1 - y});
+                percent = from + static_cast<std::int32_t>(std::int64_t{100 - from} * y1 / size.cy);
+                report(pgRunning, percent);
+            }
+            whole = std::move(picture);
+        }
+    } catch (const EXELImageError& e) {
+        report(pgEnding, percent);
+        if (FCancel)
+            return lrCancelled;
+        RaiseError(std::string("Cannot load map image ") + e.what());
+    } catch (...) {
+        report(pgEnding, percent);
+        throw;
+    }
+    report(pgEnding, FCancel ? percent : 100);
+    if (FCancel)
+        return lrCancelled;
+    if (!whole.Empty()) {
+        Replace(std::move(whole));
+        Accept(Name);
+        return lrTaken;
+    }
+    TakeSource(std::move(source), Name);
+    return lrTaken;
+#else
+    return lrMissing;
+#endif
+}
+
+void TMapImage::TakeSource(std::shared_ptr<const TImageSource> Source, const std::string& Name)
+{
+    Replace(TBitmap());  // the previous picture's pixels are not kept for nothing
+    for (TBitmap& level : FPyramid)
+        level = TBitmap();
+    FPyramidStale = false;
+    const TSize size = Source ? Source->Size() : TSize{0, 0};
+    if (size.cx <= 0 || size.cy <= 0) {
+        Drop();
+        return;
+    }
+    FTiled = std::make_shared<TTileCache>(std::move(Source));
+    FName = Name;
+    FWidth = size.cx;
+    FHeight = size.cy;
+}
+
+std::shared_ptr<const TImageSource> TMapImage::Levels() const
+{
+    if (FTiled)
+        return FTiled;
+    if (FBitmap.Empty())
+        return nullptr;
+    return std::make_shared<TBitmapPyramid>(FBitmap, std::vector<TBitmap>(FPyramid.begin(), FPyramid.end()));
 }
 
 void TMapImage::Drop()
@@ -200,23 +318,51 @@ bool TMapImage::Rename(const std::string& NewName)
     std::filesystem::rename(current, target, ec);
     if (ec)
         return false;
+    // Reduced levels built for the file beside it go with it (else the next open builds them again).
+    const std::filesystem::path levels(current.string() + ".ovr");
+    if (std::filesystem::is_regular_file(levels, ec))
+        std::filesystem::rename(levels, target.string() + ".ovr", ec);
     FName = target.string();
     return true;
 }
 
+void TMapImage::CheckSavable() const
+{
+    if (FTiled && std::int64_t{FWidth} * FHeight > FMaxPixels)
+        RaiseError("Cannot save map image, maximum of " + std::to_string(FMaxPixels) +
+                   " pixels exceeded (size of map is " + std::to_string(FWidth) + " x " + std::to_string(FHeight) + ")");
+}
+
+void TMapImage::CheckCopySize(std::int64_t W, std::int64_t H) const
+{
+    if (FTiled && W * H > FMaxPixels)
+        RaiseError("Cannot copy map image, maximum of " + std::to_string(FMaxPixels) +
+                   " pixels exceeded (size of copy is " + std::to_string(W) + " x " + std::to_string(H) + ")");
+}
+
 void TMapImage::SaveJPEG(const std::string& FileName) const
 {
-    qv::SaveJPEG(FBitmap, FileName);
+    CheckSavable();
+    qv::SaveJPEG(FTiled ? WholeLevel(*FTiled, 0) : FBitmap, FileName);
 }
 
 bool TMapImage::Resample(double Factor, bool AntiAlias)
 {
-    const std::int32_t w = FBitmap.Width(), h = FBitmap.Height();
+    const std::int32_t w = FTiled ? FWidth : FBitmap.Width(), h = FTiled ? FHeight : FBitmap.Height();
     const std::int32_t nw = RoundSaturated(w * Factor), nh = RoundSaturated(h * Factor);
     if (!(Factor > 0.0) || nw < 1 || nh < 1 || std::int64_t{nw} * nh > FMaxPixels)
         return false;
     TBitmap resized(nw, nh);
-    resized.StretchRect({0, 0, nw, nh}, FBitmap, {0, 0, w, h}, AntiAlias ? smHalftone : smColorOnColor);
+    const TStretchMode mode = AntiAlias ? smHalftone : smColorOnColor;
+    if (FTiled) {
+        // The level with at least a pixel per new pixel, read whole: at most about 4 times the result's
+        // pixels, however large the picture.
+        const int level = MapPyramidLevel(*FTiled, Factor);
+        const TBitmap from = WholeLevel(*FTiled, level);
+        resized.StretchRect({0, 0, nw, nh}, from, {0, 0, from.Width(), from.Height()}, mode);
+    } else {
+        resized.StretchRect({0, 0, nw, nh}, FBitmap, {0, 0, w, h}, mode);
+    }
     Replace(std::move(resized));
     Accept(FName);
     return true;

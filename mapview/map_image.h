@@ -1,7 +1,8 @@
 // TMapImage: the raster picture of a map view and its loading rules, without a widget. The picture
 // (GrafBmp), its file name and size, the pyramid of halved copies kept for large images, loading a BMP or
 // JPEG file with progress and cancel, the size limit and its message, taking a bitmap held by the caller,
-// renaming the file on disk, resampling and saving as JPEG.
+// renaming the file on disk, resampling and saving as JPEG. Or, opened by Open (any raster GDAL reads), a
+// picture too large to hold whole: a tiled picture, read by window through a TTileCache, with no GrafBmp.
 //
 // The owning map control calls down and hears back only through the results and the per-call events it
 // passes in; it then moves its view and pushes the new name and size into its calibration.
@@ -13,10 +14,12 @@
 
 #include <qvgeo/mapview/map_render.h>
 #include <qvgeo/platform/bitmap.h>
+#include <qvgeo/platform/tile_cache.h>
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -40,6 +43,9 @@ public:
         // Check the size in the file's header before decoding (a map switch, which puts the old picture
         // back anyway, need not spend seconds decoding a picture it must refuse).
         bool CheckHeaderFirst = false;
+        // Open only: a missing file raises "Cannot load map image \"<file>\": no such file" instead of
+        // emptying the map (an explicit open, not a calibration naming its image).
+        bool MissingIsError = false;
     };
     enum TLoadResult : std::uint8_t {
         lrTaken,     // a picture (or, for another existing file type, the previous one) under the new name
@@ -58,6 +64,13 @@ public:
     // last level.
     const TBitmap* PyramidLevel(int Level) const;
     const std::array<TBitmap, 4>& Pyramid() const { return FPyramid; }
+    // A tiled picture: the source it is read from (through its tile cache), null for a whole picture.
+    // Bitmap() is then empty and PyramidLevel() null; Width() and Height() are the source's.
+    bool Tiled() const { return FTiled != nullptr; }
+    const TTileCache* TiledSource() const { return FTiled.get(); }
+    // The picture as levels read by window: the tiled source, or Bitmap() and its halved copies as a
+    // TBitmapPyramid sharing their pixels; null without a picture.
+    std::shared_ptr<const TImageSource> Levels() const;
     // Raised by every replacement of the picture (also one refused by the size check afterwards): the
     // owner's scaled copies of an earlier generation are stale.
     std::uint64_t Generation() const { return FGeneration; }
@@ -77,6 +90,17 @@ public:
     // of its type; a failed load leaves name, size and picture as they were (an over-size picture excepted,
     // see above).
     TLoadResult Load(const std::string& Name, const TLoadEvents& Events);
+    // Opens the file Name whatever its type (Request and BesideFile as for Load): BMP and JPEG pictures
+    // within MaxPixels decode as Load decodes them; any other raster GDAL reads, and any picture above
+    // MaxPixels, opens through GDAL: read whole when within MaxPixels, else kept tiled (exempt from the
+    // limit, which is about memory). Progress as for Load (building a file's reduced levels, reading a
+    // whole picture), CancelLoading stops it (lrCancelled, nothing changed). Raises "Cannot load map image "
+    // followed by the reader's message when the file cannot be read; without GDAL, for files other than
+    // BMP and JPEG ("... this build reads only BMP and JPEG files") and the size error above MaxPixels.
+    TLoadResult Open(const std::string& Name, const TLoadEvents& Events);
+    // Takes Source as a tiled picture named Name (read through a TTileCache of its own; exempt from
+    // MaxPixels). A source of no pixels empties the picture as a missing file does.
+    void TakeSource(std::shared_ptr<const TImageSource> Source, const std::string& Name);
     // Asks the JPEG decode in progress to stop after its current batch of rows (from a progress event).
     // Each load starts uncancelled.
     void CancelLoading() { FCancel = true; }
@@ -89,11 +113,18 @@ public:
     bool Rename(const std::string& NewName);
     // The name stored without loading anything (SaveMap names the JPEG it is about to write).
     void SetName(std::string Name) { FName = std::move(Name); }
-    // Encodes the picture as JPEG into FileName.
+    // Encodes the picture as JPEG into FileName; a tiled picture is read whole first.
     void SaveJPEG(const std::string& FileName) const;
+    // Raises EXELGeoMapError "Cannot save map image, maximum of <limit> pixels exceeded (size of map is
+    // <W> x <H>)" for a tiled picture above MaxPixels, which SaveJPEG would have to hold whole.
+    void CheckSavable() const;
+    // Raises EXELGeoMapError "Cannot copy map image, maximum of <limit> pixels exceeded (size of copy is
+    // <W> x <H>)" for an output bitmap of a tiled picture above MaxPixels (whole pictures draw any output).
+    void CheckCopySize(std::int64_t W, std::int64_t H) const;
     // Resamples the picture by Factor (averaging when AntiAlias, pixel dropping otherwise) and takes the
     // new size. False, with nothing changed, for a factor that is not positive or a result under 1 pixel
-    // or over MaxPixels.
+    // or over MaxPixels. A tiled picture is resampled from its level that fits (as the view draws it) and
+    // becomes a whole picture.
     bool Resample(double Factor, bool AntiAlias);
 
 private:
@@ -102,6 +133,8 @@ private:
     void Replace(TBitmap Picture);
     void BuildPyramid();
     [[noreturn]] void RaiseError(std::string_view Text) const;
+    std::string ResolveName(const std::string& Name, const TLoadEvents& Events) const;
+    TLoadResult OpenRaster(const std::string& Name, const std::string& File, const TLoadEvents& Events);
 
     std::string FComponentName;
     TBitmap FBitmap;
@@ -109,6 +142,7 @@ private:
     std::int32_t FWidth = 0, FHeight = 0;
     std::array<TBitmap, 4> FPyramid;  // FBitmap halved 1..4 times; empty when unused
     bool FPyramidStale = true;        // FBitmap replaced since the pyramid was made
+    std::shared_ptr<TTileCache> FTiled;  // the tiled picture (shared by copies of this image)
     std::uint64_t FGeneration = 0;
     std::int64_t FMaxPixels = LargeMapPixels;
     bool FCancel = false;

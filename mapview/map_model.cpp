@@ -247,7 +247,25 @@ void TMapModel::SetMapImgName(const std::string& Name)
     LoadImage((!FImageNameFix.empty() && Name == LowerCase(FImageNameFix)) ? FImageNameFix : Name);
 }
 
-void TMapModel::LoadImage(const std::string& Name)
+void TMapModel::OpenRaster(const std::string& FileName)
+{
+    LoadImage(FileName, true, true);
+}
+
+void TMapModel::SetMapSource(std::shared_ptr<const TImageSource> Source, const std::string& Name)
+{
+    FCache.Invalidate();
+    FImage.TakeSource(std::move(Source), Name);
+    if (FImage.Tiled()) {
+        TakeNewImage();
+        return;
+    }
+    PushImageToCalibration();
+    Paint();
+    AnnounceMapChange();
+}
+
+void TMapModel::LoadImage(const std::string& Name, bool AnyType, bool Explicit)
 {
     TMapImage::TLoadEvents events;
     if (AsksImageName())
@@ -255,10 +273,11 @@ void TMapModel::LoadImage(const std::string& Name)
     events.Progress = [this](TProgressStage Stage, std::int32_t Percent) { LoadProgress(Stage, Percent); };
     events.BesideFile = FReadingCalFile;
     events.CheckHeaderFirst = FInSwitch;
+    events.MissingIsError = Explicit;
     const std::uint64_t generation = FImage.Generation();
     TMapImage::TLoadResult result = TMapImage::lrCancelled;
     try {
-        result = FImage.Load(Name, events);
+        result = AnyType ? FImage.Open(Name, events) : FImage.Load(Name, events);
     } catch (...) {
         // An over-size picture was taken before the check refused it: the scaled copy is of the old one.
         if (FImage.Generation() != generation)
@@ -323,6 +342,7 @@ bool TMapModel::RenameMapImg(const std::string& NewName)
 
 void TMapModel::SaveMap(const std::string& FileName, std::string_view Comment)
 {
+    FImage.CheckSavable();  // before anything is renamed or written
     FImage.SetName(StripExtension(StripPath(FileName)) + ".jpg");
     PushImageToCalibration();
     FCalib.SaveCalDataAsXML(StripExtension(FileName) + ".xml", Comment);

@@ -18,6 +18,9 @@
 //   still has a pixel per control pixel (also the source of the direct stretch above CacheMagLimit, which
 //   is GrafBmp itself there). Images within 3 000 000 pixels have no pyramid and are drawn exactly as
 //   before, by the documented cache rule.
+// - Tiled maps (OpenRaster, SetMapSource): a picture too large to hold is read by window from its file's
+//   levels through a tile cache as the view needs it; there is no GrafBmp, and MaxMapPixels does not apply
+//   to it (it is about memory) but to the whole bitmaps an operation would make of it.
 // - Keyboard (property KeyboardNavigation, on by default): arrow keys pan by an eighth of the view, '+' and
 //   '-' zoom by 1.25 about the view's centre, Home is ZoomFitPage; each step fires OnZoomPan and is pushed
 //   on the zoom history.
@@ -133,13 +136,34 @@ public:
     // read with it is not taken either (LoadCalDataFromXML returns false). Each load starts uncancelled;
     // BMP loads report no rows and cannot be stopped.
     void CancelLoading() { FImage.CancelLoading(); }
+    // Opens a map image of any type explicitly (TMapImage::Open): BMP and JPEG within MaxMapPixels decode
+    // as SetMapImgName decodes them (without its rule for other types); any other raster GDAL reads, and
+    // larger BMP and JPEG pictures, open through GDAL: read whole within MaxMapPixels, else kept tiled —
+    // read by window through a tile cache as the view needs it, with no GrafBmp, exempt from MaxMapPixels.
+    // Request handler, OnDataLoading and CancelLoading as for SetMapImgName; the calibration takes the
+    // name and size. Raises "Cannot load map image \"<file>\": no such file" for a missing file, the
+    // reader's message for an unreadable one; a failed or cancelled open changes nothing.
+    // Reading a calibration loads its image this way when the image is neither BMP nor JPEG (a GeoTIFF, a
+    // PNG, a huge scan) and GDAL is built in; BMP and JPEG images of a calibration load as documented.
+    //
+    // Whole-map operations on a tiled map: output, export, printing and the high-density frame read the
+    // level that fits; CopyToBMP and CopyEntireMapToClipboard raise "Cannot copy map image, maximum of
+    // <limit> pixels exceeded (size of copy is <W> x <H>)" for a bitmap above MaxMapPixels; SaveMap raises
+    // "Cannot save map image, ..." above MaxMapPixels (below it the picture is read whole and written);
+    // ResizeMap makes a whole picture from the level that fits when the result is within MaxMapPixels;
+    // SetMapBitMap, Assign, RenameMapImg, CopyToClipboard and a map switch work as for a whole picture.
+    void OpenRaster(const std::string& FileName);
+    // Shows Source (a picture read by window: a server's, a generated one) as a tiled map named Name, as
+    // OpenRaster shows a file too large to hold; no OnDataLoading. A source without pixels empties the map.
+    void SetMapSource(std::shared_ptr<const TImageSource> Source, const std::string& Name);
     void SetMapBitMap(const TBitmap& Bitmap);  // the name becomes "$unknown$"
     bool RenameMapImg(const std::string& NewName);
     // Writes the calibration (".xml", naming the image without a directory) and the image (".jpg").
     void SaveMap(const std::string& FileName, std::string_view Comment);
     std::int32_t MapWidth() const { return FImage.Width(); }
     std::int32_t MapHeight() const { return FImage.Height(); }
-    const TBitmap& GrafBmp() const { return FImage.Bitmap(); }
+    const TBitmap& GrafBmp() const { return FImage.Bitmap(); }  // empty for a tiled map
+    bool MapTiled() const { return FImage.Tiled(); }
     const TMapImage& MapImage() const { return FImage; }
     // Resamples the map so that its longer side becomes Size pixels.
     void ResizeMap(std::int32_t Size);
@@ -494,7 +518,7 @@ private:
     // The image's name and size pushed into the calibration: the only way the calibration learns them.
     void PushImageToCalibration();
     // SetMapImgName without the name fix of CreateAndLoadEmptyMap.
-    void LoadImage(const std::string& Name);
+    void LoadImage(const std::string& Name, bool AnyType = false, bool Explicit = false);
     // Everything a map switch may change, to put back when it fails (map_model_load.cpp).
     struct TViewSnapshot;
     std::unique_ptr<TViewSnapshot> SaveView() const;

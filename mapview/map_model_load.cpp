@@ -8,7 +8,10 @@
 // puts it back. Pictures are implicitly shared, so the copy costs no pixel memory until something is drawn.
 #include <qvgeo/mapview/map_model.h>
 
+#include <qvgeo/support/text.h>
+
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <utility>
 
@@ -95,8 +98,19 @@ bool TMapModel::ReadCalibrationAndImage(std::istream& F, std::string_view Id)
     const TMapCalibration::TReadResult r = FCalib.ReadCalibrationRecord(F, Id);
     if (!r.Found)
         return false;
-    if (!FCalib.CalibData().MapFName.empty())
-        SetMapImgName(FCalib.CalibData().MapFName);
+    if (const std::string& image = FCalib.CalibData().MapFName; !image.empty()) {
+#if QVGEO_WITH_GDAL
+        // BMP and JPEG load as they always have (size limit and messages included); a calibration of a
+        // GeoTIFF, a PNG or another raster opens it, tiled when it is too large to hold.
+        const std::string ext = LowerCase(std::filesystem::path(image).extension().string());
+        if (ext != ".bmp" && ext != ".jpg" && ext != ".jpeg")
+            LoadImage(image, true, false);
+        else
+            SetMapImgName(image);
+#else
+        SetMapImgName(image);
+#endif
+    }
     FCalib.FinishReading();
     return r.GratOK;
 }

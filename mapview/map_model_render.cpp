@@ -22,6 +22,7 @@ TMapSources TMapModel::RenderSources() const
     s.GrafBmp = &FImage.Bitmap();
     for (std::size_t i = 0; i < s.PyramidLevels.size(); ++i)
         s.PyramidLevels[i] = FImage.PyramidLevel(static_cast<int>(i));
+    s.Picture = FImage.TiledSource();
     s.CalibData = &FCalib.CalibData();
     s.Fit = &FCalib.Fit();
     s.LandMarks = &FLandMarks;
@@ -112,6 +113,8 @@ void TMapModel::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position,
         Bitmap = TBitmap();
         return;
     }
+    // A tiled map has no whole picture in memory; nor may its output be larger than one.
+    FImage.CheckCopySize(Size.cx, Size.cy);
     const TCalibFit fit = FCalib.Fit();
     const TCalibData data = FCalib.CalibData();
     TMapSources s = RenderSources();

@@ -1,6 +1,8 @@
 // Output of a map view: bitmaps at a scale of their own, the clipboard's copy, printing.
 #include <qvgeo/mapview/map_output.h>
 
+#include <qvgeo/mapview/map_render_internal.h>
+
 #include <QPaintDevice>
 #include <QPainter>
 #include <QPrinter>
@@ -144,27 +146,32 @@ double DrawEntireMap(QPainter& Painter, TRect Area, double MaxScale, TSize MapSi
     if (bmp.Empty())
         return 0.0;
     Painter.save();
-    const TBitmap* image = Sources.GrafBmp;
-    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || !image || image->Empty()) {
+    const render_detail::TMapPicture picture = render_detail::MapPicture(Sources);
+    if (bare.Width() != bmp.Width() || bare.Height() != bmp.Height() || !picture.Levels) {
         Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
         Painter.drawImage(QRectF(pos, size), bmp.Image());
         Painter.restore();
         return scale;
     }
     // A printer has many more dots than the 96 an inch the map was rendered at: the map image goes to the
-    // device at its own resolution (from the smallest pyramid level that still has a pixel per device
-    // pixel), and only what the rendering drew over it (graticule, landmarks, the application's data, the
-    // frame) is laid on top at the rendered resolution, each of its pixels a crisp 1/96-inch square. A
-    // drawn pixel that happens to equal the map under it is left to the map, which shows the same colour.
+    // device at its own resolution (from the smallest pyramid level, or tiled map level, that still has a
+    // pixel per device pixel), and only what the rendering drew over it (graticule, landmarks, the
+    // application's data, the frame) is laid on top at the rendered resolution, each of its pixels a crisp
+    // 1/96-inch square. A drawn pixel that happens to equal the map under it is left to the map, which
+    // shows the same colour.
     const double k = scale * dev;  // device pixels per map pixel
-    const TBitmap* src = image;
-    for (const TBitmap* level : Sources.PyramidLevels) {
-        if (!level || level->Empty() || static_cast<double>(level->Width()) / mapW < k)
+    const TImageSource& levels = *picture.Levels;
+    int level = 0;
+    for (int i = 1; i < levels.LevelCount(); ++i) {
+        if (static_cast<double>(levels.LevelSize(i).cx) / mapW < k)
             break;
-        src = level;
+        level = i;
     }
+    const TSize levelSize = levels.LevelSize(level);
+    // The whole level: a halved copy in memory is shared, a tiled map's level is read by its tiles.
+    const TBitmap src = render_detail::ReadLevelWindow(picture, level, {0, 0, levelSize.cx, levelSize.cy});
     Painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-    Painter.drawImage(QRectF(pos, size), src->Image(), QRectF(0, 0, src->Width(), src->Height()));
+    Painter.drawImage(QRectF(pos, size), src.Image(), QRectF(0, 0, src.Width(), src.Height()));
     QImage over(bmp.Width(), bmp.Height(), QImage::Format_ARGB32);
     for (std::int32_t y = 0; y < bmp.Height(); ++y) {
         const std::uint32_t* drawn = bmp.ScanLine(y);

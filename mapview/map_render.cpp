@@ -17,6 +17,7 @@
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/mapview/map_render_internal.h>
+#include <qvgeo/platform/image_files.h>
 #include <qvgeo/support/math_services.h>
 
 #include <algorithm>
@@ -34,7 +35,82 @@ void TMapRenderCachesDeleter::operator()(TMapRenderCaches* Caches) const noexcep
     std::unique_ptr<TMapRenderCaches> owned(Caches);  // TMapRenderCaches is complete here
 }
 
+int MapPyramidLevel(const TImageSource& Picture, double Mag)
+{
+    const double need = static_cast<double>(Picture.Size().cx) * Mag;
+    int k = 0;
+    while (k + 1 < Picture.LevelCount() && static_cast<double>(Picture.LevelSize(k + 1).cx) >= need)
+        ++k;
+    return k;
+}
+
+TSize MapPictureSize(const TMapSources& Sources)
+{
+    if (Sources.GrafBmp && !Sources.GrafBmp->Empty())
+        return {Sources.GrafBmp->Width(), Sources.GrafBmp->Height()};
+    if (Sources.Picture)
+        return Sources.Picture->Size();
+    return {0, 0};
+}
+
+namespace render_detail {
+
+TMapPicture MapPicture(const TMapSources& Sources)
+{
+    TMapPicture p;
+    p.Name = Sources.MapImgName;
+    if (Sources.GrafBmp && !Sources.GrafBmp->Empty()) {
+        std::vector<TBitmap> halved;
+        for (const TBitmap* level : Sources.PyramidLevels) {
+            if (!level || level->Empty())
+                break;
+            halved.push_back(*level);
+        }
+        p.Own = std::make_unique<TBitmapPyramid>(*Sources.GrafBmp, halved);
+        p.Levels = p.Own.get();
+    } else if (Sources.Picture && Sources.Picture->Size().cx > 0 && Sources.Picture->Size().cy > 0) {
+        p.Levels = Sources.Picture;
+        p.Tiled = true;
+    }
+    return p;
+}
+
+TBitmap ReadLevelWindow(const TMapPicture& Picture, int Level, TRect Window)
+{
+    if (Picture.Tiled && std::int64_t{Window.Width()} * Window.Height() > MaxTiledReadPixels)
+        throw EXELImageError("\"" + std::string(Picture.Name) + "\": no reduced level small enough for this view (" +
+                             std::to_string(Window.Width()) + " x " + std::to_string(Window.Height()) +
+                             " pixels to read)");
+    return Picture.Levels->ReadWindow(Level, Window);
+}
+
+void StretchLevelWindow(TBitmap& Target, TRect Onto, const TMapPicture& Picture, int Level, TRect From,
+                        TStretchMode Mode)
+{
+    const TSize size = Picture.Levels->LevelSize(Level);
+    const TRect inside{std::max(From.Left, 0), std::max(From.Top, 0), std::min(From.Right, size.cx),
+                       std::min(From.Bottom, size.cy)};
+    if (inside.IsEmpty() || From.IsEmpty() || Onto.IsEmpty())
+        return;
+    if (Picture.Own) {
+        // A picture in memory: the same pixels straight from the level, without copying the window first
+        // (a reduced view of a large map would copy several view-sizes of pixels at every paint).
+        Target.StretchRect(Onto, Picture.Own->Level(Level), From, Mode);
+        return;
+    }
+    const TBitmap window = ReadLevelWindow(Picture, Level, inside);
+    // The window's edge pixels are the level's: a source rectangle reaching beyond them reads them again.
+    Target.StretchRect(Onto, window,
+                       {From.Left - inside.Left, From.Top - inside.Top, From.Right - inside.Left,
+                        From.Bottom - inside.Top},
+                       Mode);
+}
+
+}  // namespace render_detail
+
 namespace {
+
+using render_detail::StretchLevelWindow;
 
 // Fills the W x H window with the background except the rectangle Covered (clipped to the window).
 void FillAround(TCanvas& C, TColor Colour, std::int32_t W, std::int32_t H, TRect Covered)
@@ -59,21 +135,27 @@ void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, cons
     const double mag = View.Magnify();
     const TMapPixel topLeft = View.TopLeft();
     TCanvas& canvas = Aux.Canvas();
-    if (!S.GrafBmp || S.GrafBmp->Empty()) {
+    const render_detail::TMapPicture picture = render_detail::MapPicture(S);
+    if (!picture.Levels) {
         FillAround(canvas, Look.ColorBackGnd, W, H, {});
         return;
     }
-    const TBitmap& map = *S.GrafBmp;
+    const TImageSource& levels = *picture.Levels;
+    const TSize mapSize = levels.Size();
     const TStretchMode mode = Look.AntiAlias ? smHalftone : smColorOnColor;
-    const bool large = std::int64_t{map.Width()} * map.Height() > LargeMapPixels;
-    const std::int32_t cacheW = CanvasCoord(map.Width() * mag), cacheH = CanvasCoord(map.Height() * mag);
+    // A tiled map is large whatever its size: it is never scaled whole in one go.
+    const bool large = picture.Tiled || std::int64_t{mapSize.cx} * mapSize.cy > LargeMapPixels;
+    const std::int32_t cacheW = CanvasCoord(mapSize.cx * mag), cacheH = CanvasCoord(mapSize.cy * mag);
     // A large map whose cache would dwarf the view is stretched from its pyramid at every paint instead.
     const bool skipCache =
         large && std::int64_t{cacheW} * cacheH > MaxCacheViewRatio * std::int64_t{W} * H;
     if ((Cache.Mag != mag || Cache.AntiAlias != Look.AntiAlias) && mag < Look.CacheMagLimit && !skipCache) {
-        Cache.Image.SetSize(cacheW, cacheH);
         // A halved copy of a big map gives the same picture from far fewer pixels (GrafBmp without one).
-        const TBitmap& from = *MapCacheSource(S, mag);
+        // Read before the cache is touched: a read that fails leaves the cache as it was.
+        const int level = MapPyramidLevel(levels, mag);
+        const TSize levelSize = levels.LevelSize(level);
+        const TBitmap from = render_detail::ReadLevelWindow(picture, level, {0, 0, levelSize.cx, levelSize.cy});
+        Cache.Image.SetSize(cacheW, cacheH);
         Cache.Image.StretchRect({0, 0, Cache.Image.Width(), Cache.Image.Height()}, from,
                                 {0, 0, from.Width(), from.Height()}, mode);
         Cache.Mag = mag;
@@ -105,24 +187,24 @@ void DrawBackgroundAndImage(const TMapViewport& View, const TMapSources& S, cons
             --Hi;
     };
     std::int32_t x0, x1, y0, y1;
-    inside(src.Left, src.Width(), W, map.Width(), x0, x1);
-    inside(src.Top, src.Height(), H, map.Height(), y0, y1);
-    const int level = large ? MapPyramidLevel(S, mag) : 0;
-    if (level == 0 || src.IsEmpty() || W <= 0 || H <= 0) {
-        Aux.StretchRect({0, 0, W, H}, map, src, mode);
-    } else {
+    inside(src.Left, src.Width(), W, mapSize.cx, x0, x1);
+    inside(src.Top, src.Height(), H, mapSize.cy, y0, y1);
+    const int level = large ? MapPyramidLevel(levels, mag) : 0;
+    if (!picture.Tiled && (level == 0 || src.IsEmpty() || W <= 0 || H <= 0)) {
+        Aux.StretchRect({0, 0, W, H}, *S.GrafBmp, src, mode);
+    } else if (!src.IsEmpty() && W > 0 && H > 0) {
         // The map rectangle src spans the view; its level image starts and ends inside level pixels. Take
         // the whole level pixels around it and stretch them onto where they fall, which reaches up to a
         // level pixel (at most about one control pixel) beyond the view: StretchRect clips the left and top,
         // and what lands right of or below the W x H window is outside the picture.
-        const double f = std::ldexp(1.0, level);  // map pixels per level pixel
+        const double fx = levels.LevelScale(level), fy = levels.LevelScaleY(level);  // map per level pixel
         const double sx = W / double(src.Width()), sy = H / double(src.Height());  // control per map pixel
-        const double l0 = std::floor(src.Left / f), t0 = std::floor(src.Top / f);
-        const double l1 = std::ceil(src.Right / f), t1 = std::ceil(src.Bottom / f);
+        const double l0 = std::floor(src.Left / fx), t0 = std::floor(src.Top / fy);
+        const double l1 = std::ceil(src.Right / fx), t1 = std::ceil(src.Bottom / fy);
         const TRect from{CanvasCoord(l0), CanvasCoord(t0), CanvasCoord(l1), CanvasCoord(t1)};
-        const TRect onto{CanvasCoord((l0 * f - src.Left) * sx), CanvasCoord((t0 * f - src.Top) * sy),
-                         CanvasCoord((l1 * f - src.Left) * sx), CanvasCoord((t1 * f - src.Top) * sy)};
-        Aux.StretchRect(onto, *S.PyramidLevels[static_cast<std::size_t>(level - 1)], from, mode);
+        const TRect onto{CanvasCoord((l0 * fx - src.Left) * sx), CanvasCoord((t0 * fy - src.Top) * sy),
+                         CanvasCoord((l1 * fx - src.Left) * sx), CanvasCoord((t1 * fy - src.Top) * sy)};
+        StretchLevelWindow(Aux, onto, picture, level, from, mode);
     }
     ++Cache.DirectStretches;
     if (src.IsEmpty())
@@ -240,7 +322,18 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
         canvas.TextOut(10, 10, Look.EmptyMsg);
     } else if (Sources.Visible) {
         // 5. and 6. Background and the map image.
-        DrawBackgroundAndImage(View, Sources, Look, W, H, AuxBmp, Cache);
+        try {
+            DrawBackgroundAndImage(View, Sources, Look, W, H, AuxBmp, Cache);
+        } catch (const EXELImageError& e) {
+            // Only a tiled map reads a file while it paints. A file that went away or broke under the view
+            // must not take the paint with it: the map area shows the background, the frame and everything
+            // drawn over the map still come, and the failure is kept for the owner to report.
+            if (!Sources.Picture || (Sources.GrafBmp && !Sources.GrafBmp->Empty()))
+                throw;
+            ++Cache.ReadFailures;
+            Cache.LastReadError = e.what();
+            FillAround(canvas, Look.ColorBackGnd, W, H, {});
+        }
         // 7. The application's data under the graticule.
         if (Events.OnBeforeRenderData)
             Events.OnBeforeRenderData(canvas);
@@ -269,32 +362,42 @@ void RenderDeviceFrame(TBitmap& Screen, const TBitmap& AuxBmp, const TBitmap* Ma
     if (Screen.Width() != Wd || Screen.Height() != Hd)
         Screen = TBitmap(Wd, Hd);
     Screen.Fill(Look.ColorBackGnd);
-    if (MapOnly && Sources.GrafBmp && !Sources.GrafBmp->Empty()) {
+    const render_detail::TMapPicture picture = render_detail::MapPicture(Sources);
+    if (MapOnly && picture.Levels && mapW > 0 && mapH > 0) {
+        const TImageSource& levels = *picture.Levels;
         // The visible map rectangle, clipped to the image, in map pixels and in device pixels.
         const double x0 = std::max<double>(tl.X, 0.0), y0 = std::max<double>(tl.Y, 0.0);
         const double x1 = std::min<double>(tl.X + W / mag, mapW);
         const double y1 = std::min<double>(tl.Y + H / mag, mapH);
         if (x1 > x0 && y1 > y0) {
             const double k = mag * r;  // device pixels per map pixel
-            // The smallest pyramid level that still has at least one pixel per device pixel.
-            const TBitmap* src = Sources.GrafBmp;
-            double scale = 1.0;
-            for (const TBitmap* level : Sources.PyramidLevels) {
-                if (!level || level->Empty())
+            // The smallest level that still has at least one pixel per device pixel.
+            int level = 0;
+            double scale = 1.0, scaleY = 1.0;
+            for (int i = 1; i < levels.LevelCount(); ++i) {
+                const TSize size = levels.LevelSize(i);
+                const double ls = static_cast<double>(size.cx) / mapW;
+                if (size.cx <= 0 || ls < k)
                     break;
-                const double ls = static_cast<double>(level->Width()) / mapW;
-                if (ls < k)
-                    break;
-                src = level;
+                level = i;
                 scale = ls;
+                // A level reduced alike both ways (halved copies) is placed by one ratio; a file's reduced
+                // level by its own ratio down.
+                scaleY = levels.LevelScaleY(i) == levels.LevelScale(i) ? ls : static_cast<double>(size.cy) / mapH;
             }
             const TRect dst{static_cast<std::int32_t>(std::lround((x0 - tl.X) * k)),
                             static_cast<std::int32_t>(std::lround((y0 - tl.Y) * k)),
                             static_cast<std::int32_t>(std::lround((x1 - tl.X) * k)),
                             static_cast<std::int32_t>(std::lround((y1 - tl.Y) * k))};
-            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scale)),
-                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scale))};
-            Screen.StretchRect(dst, *src, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+            const TRect from{static_cast<std::int32_t>(std::floor(x0 * scale)), static_cast<std::int32_t>(std::floor(y0 * scaleY)),
+                             static_cast<std::int32_t>(std::ceil(x1 * scale)), static_cast<std::int32_t>(std::ceil(y1 * scaleY))};
+            try {
+                StretchLevelWindow(Screen, dst, picture, level, from, Look.AntiAlias ? smHalftone : smColorOnColor);
+            } catch (const EXELImageError&) {
+                if (!picture.Tiled)
+                    throw;
+                // An unreadable tiled map shows the background here as in AuxBmp (which counted it).
+            }
         }
     }
     // Everything drawn over the map (or the whole frame when there was no map) comes from AuxBmp, each

@@ -16,6 +16,7 @@
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
+#include <qvgeo/platform/image_source.h>
 
 #include <array>
 #include <cstdint>
@@ -48,6 +49,10 @@ struct TMapImageCache {
     std::uint64_t CacheBuilds = 0;     // times the whole map was scaled into Image
     // Paints that stretched the visible rectangle from the map image or, on a large map, a pyramid level.
     std::uint64_t DirectStretches = 0;
+    // Paints of a tiled map whose source could not be read (the map area then shows the background), and
+    // the reader's message of the last one.
+    std::uint64_t ReadFailures = 0;
+    std::string LastReadError;
     void Invalidate() { Mag = 0.0; }
 };
 
@@ -74,9 +79,14 @@ struct TMapSources {
     // Copies of GrafBmp halved 1, 2, 3 and 4 times (2x2 averages, sizes rounded up), or null. The map
     // control makes them only for images above 3 000 000 pixels (a limit users may raise), so a map within
     // the documented limit has none and is drawn exactly as documented. When rebuilding the scaled cache
-    // (step 6.1), stretch all of MapCacheSource into it instead of all of GrafBmp: the same picture, from
-    // up to 256 times fewer pixels. A large map's direct stretch uses them too (see RenderMapView).
+    // (step 6.1), stretch all of the level MapPyramidLevel picks into it instead of all of GrafBmp: the
+    // same picture, from up to 256 times fewer pixels. A large map's direct stretch uses them too (see
+    // RenderMapView). The renderer reads GrafBmp and these through a TBitmapPyramid sharing their pixels.
     std::array<const TBitmap*, 4> PyramidLevels{};
+    // A map held tiled (GrafBmp null or empty): the picture read by window and level, usually through a
+    // TTileCache. It is drawn as a large map is, from the level with a pixel per control pixel, reading
+    // only the window the view needs.
+    const TImageSource* Picture = nullptr;
     const TCalibData* CalibData = nullptr;
     const TCalibFit* Fit = nullptr;      // the fitted model (its Model is the map's CalibModel)
     const TLandMarkStore* LandMarks = nullptr;
@@ -92,30 +102,14 @@ struct TMapRenderEvents {
     std::function<void(TCanvas& Canvas)> OnDataRendered;
 };
 
-// How many times the map image is halved for drawing at magnification Mag: the pyramid level (0 for
-// GrafBmp, k for PyramidLevels[k - 1]) that is the smallest still having at least as many pixels across as
-// the scaled map (width x Mag). Level k's pixel (x, y) covers the map pixels [2^k x, 2^k (x + 1)) x
-// [2^k y, 2^k (y + 1)), so map coordinates go to level coordinates by the factor 2^-k exactly.
-inline int MapPyramidLevel(const TMapSources& Sources, double Mag)
-{
-    if (!Sources.GrafBmp)
-        return 0;
-    const double need = static_cast<double>(Sources.GrafBmp->Width()) * Mag;
-    int k = 0;
-    for (const TBitmap* level : Sources.PyramidLevels) {
-        if (!level || level->Empty() || static_cast<double>(level->Width()) < need)
-            break;
-        ++k;
-    }
-    return k;
-}
+// The level of Picture to draw from at magnification Mag: the smallest level that still has at least as
+// many pixels across as the scaled map (width x Mag); 0 for the picture itself. Map coordinates go to the
+// level's by dividing by its LevelScale across and LevelScaleY down (exactly 2^k for halved copies, any
+// ratio for a file's own reduced levels).
+int MapPyramidLevel(const TImageSource& Picture, double Mag);
 
-// The image to build the scaled cache from at magnification Mag: the level MapPyramidLevel picks.
-inline const TBitmap* MapCacheSource(const TMapSources& Sources, double Mag)
-{
-    const int k = MapPyramidLevel(Sources, Mag);
-    return k == 0 ? Sources.GrafBmp : Sources.PyramidLevels[static_cast<std::size_t>(k - 1)];
-}
+// The map image's size: GrafBmp's when it holds a picture, else Picture's (a tiled map), else 0 x 0.
+TSize MapPictureSize(const TMapSources& Sources);
 
 // Caches that live as long as the map view and make repeated paints cheap: symbol sprites and caption
 // sprites (keyed by text, font, colours and direction). Their output is pixel-identical to drawing directly.
@@ -133,10 +127,12 @@ TMapRenderCachesPtr MakeMapRenderCaches();
 // the cache rule. Caches may be null (everything drawn directly). Needs no widget: only what QImage's text
 // drawing needs (a QGuiApplication, the offscreen platform will do).
 //
-// The cache rule on a large map (above LargeMapPixels; smaller maps follow the documented rule exactly):
+// The cache rule on a large map (above LargeMapPixels, or held tiled; smaller maps follow the documented
+// rule exactly):
 // below CacheMagLimit the whole map is scaled into the cache as usual, unless that cache would hold more
 // than MaxCacheViewRatio times the view's pixels; then, as above CacheMagLimit, the visible rectangle is
-// stretched straight onto the view, from the pyramid level MapPyramidLevel picks rather than from GrafBmp.
+// stretched straight onto the view, from the pyramid level MapPyramidLevel picks rather than from GrafBmp
+// (only the level's window under the view is read: a tiled map reads just the tiles it needs).
 // The level's rectangle is whole level pixels around the visible one, placed where those pixels fall on
 // the view (half a control pixel at most from the exact place), so the picture stays under the graticule
 // and landmarks. Averaging 2^k x 2^k blocks first softens detail finer than a control pixel slightly.
@@ -146,7 +142,8 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
 
 // The frame of a high-density screen (View's PixelRatio above 1, fractional ratios included): Screen
 // becomes ceil(W x ratio) x ceil(H x ratio) device pixels whose map image is stretched from the map itself
-// (from the smallest pyramid level with a pixel per device pixel), and everything drawn over the map
+// (from the smallest pyramid level, or tiled map level, with a pixel per device pixel, reading only the
+// visible window), and everything drawn over the map
 // (graticule, landmarks, events, frame) is taken from AuxBmp, the W x H picture RenderMapView drew: a
 // device pixel shows its control pixel wherever AuxBmp differs there from MapOnly (AuxBmp as it stood
 // before anything was drawn over the map). Without MapOnly the whole frame comes from AuxBmp.

@@ -3,10 +3,13 @@
 #pragma once
 
 #include <qvgeo/mapview/map_render.h>
+#include <qvgeo/platform/bitmap_pyramid.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
+#include <string_view>
 
 namespace qv::render_detail {
 
@@ -27,6 +30,31 @@ inline TPoint CanvasPixel(const TMapViewport& View, TMapPixel P)
     const TControlPixel c = View.MapImageToControl(P);
     return {CanvasCoord(c.X), CanvasCoord(c.Y)};
 }
+
+// The map image of a view as levels read by window: the tiled Picture, or GrafBmp and its pyramid seen
+// through a TBitmapPyramid that shares their pixels. Levels is null when there is no picture.
+struct TMapPicture {
+    const TImageSource* Levels = nullptr;
+    bool Tiled = false;
+    std::string_view Name;  // for messages
+    std::unique_ptr<TBitmapPyramid> Own;
+};
+TMapPicture MapPicture(const TMapSources& Sources);
+
+// The most pixels one read of a tiled map may ask for (512 MiB): a picture without reduced levels seen
+// whole would otherwise be read whole, however large.
+inline constexpr std::int64_t MaxTiledReadPixels = std::int64_t{1} << 27;
+
+// Window of Level. For a tiled map above MaxTiledReadPixels, raises EXELImageError "\"<name>\": no
+// reduced level small enough for this view (<W> x <H> pixels to read)" instead of reading.
+TBitmap ReadLevelWindow(const TMapPicture& Picture, int Level, TRect Window);
+
+// Stretches From (level pixels of Level, possibly beyond the level's edges) onto Onto of Target, reading
+// only the part of From inside the level. The pixels are those of stretching the whole level bitmap:
+// source pixels beyond the edges read as the nearest edge pixel in both. Nothing is drawn when From misses
+// the level.
+void StretchLevelWindow(TBitmap& Target, TRect Onto, const TMapPicture& Picture, int Level, TRect From,
+                        TStretchMode Mode);
 
 // Step 8: graticule or UTM grid in ColorGraticule and the calibration points, as ShowGraticule and the
 // fit's model select. Uses and changes the canvas's pen colour only.

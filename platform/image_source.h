@@ -4,8 +4,8 @@
 //
 // Levels: level 0 is the picture at its own size; level k (1 .. LevelCount() - 1) is a reduced copy, its
 // size given by LevelSize(k). Reduced levels need not be exact halvings (a file's own overviews may be
-// reduced by 3 or by 2.0004): a level pixel covers LevelScale(k) = Size().cx / LevelSize(k).cx picture
-// pixels across and the same ratio of heights down, which callers must use rather than assuming 2^k.
+// reduced by 3 or by 2.0004): a level pixel covers LevelScale(k) picture pixels across and LevelScaleY(k)
+// down (by default the ratios of the sizes), which callers must use rather than assuming 2^k.
 //
 // Units: pixels of the level read, origin at its top-left corner, y down; rectangles exclude their right
 // and bottom edges.
@@ -43,11 +43,20 @@ public:
     // What the source reads, for messages and the viewer's status line ("JPEG", "GTiff", "memory").
     virtual std::string FormatName() const = 0;
 
-    // Picture pixels per level pixel across (>= 1; 1 at level 0).
-    double LevelScale(int Level) const
+    // Picture pixels per level pixel across (>= 1; 1 at level 0): the ratio of the widths unless the source
+    // knows better. Copies made by averaging fixed blocks (2 x 2 halvings) cover exactly 2^k picture pixels
+    // per level pixel, the last column reaching beyond an odd-sized picture, and say so here.
+    virtual double LevelScale(int Level) const
     {
         const TSize s = LevelSize(Level);
         return s.cx > 0 ? static_cast<double>(Size().cx) / s.cx : 1.0;
+    }
+    // The same down the picture: the ratio of the heights unless the source knows better. A file's
+    // overviews may differ across and down by a fraction of a level pixel (1001 x 333 halved to 501 x 167).
+    virtual double LevelScaleY(int Level) const
+    {
+        const TSize s = LevelSize(Level);
+        return s.cy > 0 ? static_cast<double>(Size().cy) / s.cy : 1.0;
     }
 };
 
