@@ -619,6 +619,19 @@ void ImportDataset(TGeoRefImport& R, GDALDatasetH DS, const TGeoRefOptions& O, c
 
 }  // namespace
 
+bool HasGeoRef(const std::string& FName)
+{
+    TGdalErrorTrap trap;
+    GDALDatasetH ds = GDALOpenEx(FName.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr);
+    if (!ds)
+        return false;
+    // A file without one reports the identity (0, 1, 0, 0, 0, 1) and CE_Failure.
+    std::array<double, 6> gt{};
+    const bool result = GDALGetGCPCount(ds) > 0 || GDALGetGeoTransform(ds, gt.data()) == CE_None;
+    GDALClose(ds);
+    return result;
+}
+
 bool ReadRasterSize(const std::string& FName, std::int32_t& Width, std::int32_t& Height)
 {
     TGdalErrorTrap trap;

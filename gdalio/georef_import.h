@@ -87,6 +87,10 @@ struct TGeoRefImport {
 // give a CRS or zone; fewer than 3 points inside the image; no georeferencing at all).
 TGeoRefImport ImportGeoRef(const std::string& FName, TGeoRefFormat Format, const TGeoRefOptions& Options = {});
 
+// Whether GDAL finds georeferencing for the raster FName: a geotransform (its own, or a world file beside
+// it) or ground control points. False, without a message, for files GDAL does not open.
+bool HasGeoRef(const std::string& FName);
+
 // The size in pixels of any raster GDAL reads; false (nothing printed) when GDAL cannot open it.
 bool ReadRasterSize(const std::string& FName, std::int32_t& Width, std::int32_t& Height);
 

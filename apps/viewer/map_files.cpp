@@ -28,12 +28,6 @@ namespace fs = std::filesystem;
 namespace {
 
 
-bool IsImageName(const fs::path& P)
-{
-    const std::string ext = qv::LowerCase(P.extension().string());
-    return ext == ".bmp" || ext == ".jpg" || ext == ".jpeg";
-}
-
 // The leaf of an image name as a calibration file gives it: a Windows path ("c:\maps\wien.bmp") is
 // as likely there as a bare name, and readers look for the leaf beside the file.
 std::string ImageLeaf(const std::string& Name)
@@ -65,7 +59,7 @@ std::vector<qv::TAtlasFileProblem> UncalibratedImages(const std::string& Folder)
         if (!it->is_regular_file(fe))
             continue;
         const fs::path& p = it->path();
-        if (IsImageName(p)) {
+        if (IsPictureName(p.string())) {
             images.push_back(p);
         } else if (qv::LowerCase(p.extension().string()) == ".xml") {
             // The file's first calibration, the one the atlas registers; a file that cannot be read names
@@ -82,7 +76,7 @@ std::vector<qv::TAtlasFileProblem> UncalibratedImages(const std::string& Folder)
     std::sort(images.begin(), images.end());
     for (const fs::path& p : images)
         if (!named.count(qv::LowerCase(p.filename().string())))
-            found.push_back({p.string(), "an image without a calibration (File > Open image calibrates it)"});
+            found.push_back({p.string(), "an image without a calibration (File > Open image or map calibrates it)"});
     return found;
 }
 
@@ -208,8 +202,46 @@ std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Fo
     std::error_code ec;
     if (!cancelled && fs::is_directory(Folder.toStdString(), ec)) {
         Remember(kFoldersKey, Folder);
-        for (auto& p : UncalibratedImages(Folder.toStdString()))
-            problems.push_back(std::move(p));
+        // Pictures without a calibration file of ours: those with their own georeferencing become maps
+        // through a calibration written into the cache folder; the rest wait for the editor.
+        std::set<std::string> taken;  // pictures a ".map" file of the folder already brought
+        auto uncalibrated = UncalibratedImages(Folder.toStdString());
+        // ".map" files first: the pictures they name are theirs, not uncalibrated.
+        std::stable_partition(uncalibrated.begin(), uncalibrated.end(), [](const qv::TAtlasFileProblem& P) {
+            return qv::LowerCase(fs::path(P.File).extension().string()) == ".map";
+        });
+        dlg.setLabelText("Reading georeferencing...");
+        dlg.setMaximum(static_cast<int>(uncalibrated.size()));
+        int done = 0;
+        for (auto& p : uncalibrated) {
+            dlg.setValue(done++);
+            PumpProgressEvents(dlg);
+            if (dlg.wasCanceled()) {
+                cancelled = true;
+                break;
+            }
+            if (taken.count(p.File))
+                continue;
+            std::string problem;
+            const std::optional<TFoundGeoRef> geo = FindGeoRef(p.File, problem);
+            if (!geo) {
+                if (!problem.empty())
+                    p.Reason = "its georeferencing cannot be used: " + problem;
+                if (qv::LowerCase(fs::path(p.File).extension().string()) != ".map")
+                    problems.push_back(std::move(p));
+                continue;
+            }
+            try {
+#if QVGEO_WITH_GDAL
+                taken.insert(geo->Image);
+#endif
+                if (!FAtlas->RegisterMap(CacheCalibrationOf(*geo, ViewerCacheDir())))
+                    problems.push_back({p.File, "its georeferencing gives no map the atlas can take"});
+            } catch (const std::exception& e) {
+                problems.push_back({p.File, e.what()});
+            }
+        }
+        ShowCurrentInList();
     }
     QString report = QString("%1 registered from %2%3").arg(MapCountText(FAtlas->NumRegMaps() - before), Folder, cancelled ? " (cancelled)" : "");
     for (const auto& p : problems)
@@ -229,44 +261,71 @@ std::vector<qv::TAtlasFileProblem> TViewerWindow::AddMapFolder(const QString& Fo
 bool TViewerWindow::OpenImage(const QString& File, QString& Error)
 {
     const std::string path = fs::absolute(File.toStdString()).lexically_normal().string();
-    std::int32_t w = 0, h = 0;
-    if (!IsImageName(path) || !qv::ReadImageSize(path, w, h) || w <= 0 || h <= 0) {
-        Error = QString("%1 is not a BMP or JPEG image").arg(File);
-        return false;
-    }
+    std::string problem;
+    const std::optional<TFoundGeoRef> geo = FindGeoRef(path, problem);
+    std::string image = path;
+#if QVGEO_WITH_GDAL
+    if (geo)
+        image = geo->Image;
+#endif
     qv::TGeoMap& map = Map();
     try {
-        map.SetMapImgName(path);
+        map.OpenRaster(image);
     } catch (const std::exception& e) {
         Error = QString("%1 cannot be shown: %2").arg(File, QString::fromStdString(e.what()));
         return false;
     }
-    if (map.MapWidth() != w || map.MapHeight() != h) {
+    if (map.MapWidth() <= 0 || map.MapHeight() <= 0) {
         Error = QString("%1 cannot be read").arg(File);
         return false;
     }
-    // A new calibration: no points, the simplest model (the editor's list changes it), the image's name
-    // as caption until the file says otherwise.
     qv::TMapCalibration& cal = map.Calibration();
-    cal.ClearCalibData();
-    cal.CalibData().MapFName = fs::path(path).filename().string();
-    cal.SetMapCaption(fs::path(path).stem().string());
-    cal.SetCalibModel(qv::cmEquiRect);
+    const std::string leaf = fs::path(image).filename().string();
+    QString status;
+#if QVGEO_WITH_GDAL
+    if (geo) {
+        // The picture's own georeferencing: its points and the model that fits them best, shown in the
+        // editor with their residuals; saving it makes the picture a map of the atlas.
+        qv::TCalibData d = geo->Import.Data;
+        d.MapFName = leaf;
+        d.Caption = fs::path(image).stem().string();
+        cal.LoadCalibData(d, geo->Import.Model);
+        map.CalcExtentsAndResolution();
+        const auto& r = geo->Import.Residuals;
+        status = QString("%1: georeferenced from its %2 (%3), model %4, rms %5 m")
+                     .arg(File, QString::fromStdString(geo->Import.Source), QString::fromStdString(geo->Import.CRSName),
+                          QString::fromUtf8(qv::CalibModelKeywords[geo->Import.Model].data(),
+                                            int(qv::CalibModelKeywords[geo->Import.Model].size())))
+                     .arg(r.RmsMetres, 0, 'f', 2);
+    }
+#endif
+    if (!geo) {
+        // A new calibration: no points, the simplest model (the editor's list changes it), the image's name
+        // as caption until the file says otherwise.
+        cal.ClearCalibData();
+        cal.CalibData().MapFName = leaf;
+        cal.SetMapCaption(fs::path(image).stem().string());
+        cal.SetCalibModel(qv::cmEquiRect);
+        status = problem.empty() ? QString("%1: click a place on the image to add a reference point").arg(File)
+                                 : QString("%1: its georeferencing cannot be used (%2); click a place to add a reference point")
+                                       .arg(File, QString::fromStdString(problem));
+    }
     map.ZoomFitPage();
     FCalibEditor->show();
     FCalibEditor->Refresh();
-    SetTool(TTool::CalibPoint);
+    if (!geo)
+        SetTool(TTool::CalibPoint);
     {
         const QSignalBlocker block(FAtlas->MapSelector());
         FAtlas->MapSelector()->setCurrentIndex(-1);
     }
-    // Nothing of the user's yet: the question on closing or switching waits for the first point, and the
+    // Nothing of the user's yet: the question on closing or switching waits for the first change, and the
     // file the calibration came from is not the one the image's calibration goes to.
     FOpenedImage = map.MapImgName();
     FCalibFile.clear();
     TakeCalibrationSnapshot();
     UpdateMapInfo();
-    statusBar()->showMessage(QString("%1: click a place on the image to add a reference point").arg(File), 10000);
+    statusBar()->showMessage(status, 10000);
     return true;
 }
 

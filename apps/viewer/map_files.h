@@ -3,11 +3,15 @@
 #pragma once
 
 #include <qvgeo/geoatlas/geo_atlas.h>
+#if QVGEO_WITH_GDAL
+#include <qvgeo/gdalio/georef_import.h>
+#endif
 
 #include <QString>
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +26,30 @@ inline constexpr const char* kMapsKey = "atlas/maps";
 // GeoPackage, GeoJSON), or a picture to show (any raster, a ".map" calibration with its image).
 enum class TPathKind { Missing, Folder, Calibration, Landmarks, Waypoints, Picture };
 TPathKind KindOfPath(const std::string& Path);
+
+// A name the viewer shows as a picture in a folder of maps: BMP, JPEG, PNG, TIFF, JPEG 2000, WebP, GIF,
+// a ".map" calibration (any case).
+bool IsPictureName(const std::string& Path);
+
+#if QVGEO_WITH_GDAL
+// The georeferencing a picture brings: its calibration (model, points, residuals) and the picture's
+// absolute path.
+struct TFoundGeoRef {
+    qv::TGeoRefImport Import;
+    std::string Image;
+};
+#else
+struct TFoundGeoRef {};
+#endif
+// The georeferencing of Path: a ".map" or ".points" file, a ".points" list beside the picture (Path +
+// ".points"), or GDAL's (the file's own geotransform or control points, a world file beside it). None
+// when there is none; none with the reason in Problem when there is one that cannot be used.
+std::optional<TFoundGeoRef> FindGeoRef(const std::string& Path, std::string& Problem);
+// Writes Found as a calibration file (id "1") into a folder of its own under CacheDir, beside a link to
+// the picture, and returns the file's path: what the atlas registers for a georeferenced picture.
+std::string CacheCalibrationOf(const TFoundGeoRef& Found, const std::string& CacheDir);
+// The viewer's cache folder of such calibrations (the user's cache location, "georeferenced").
+std::string ViewerCacheDir();
 
 // "1 map", "0 maps", "2 maps".
 QString MapCountText(std::int64_t N);

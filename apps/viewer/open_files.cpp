@@ -4,6 +4,9 @@
 #include "map_files.h"
 #include "viewer_window.h"
 
+#if QVGEO_WITH_GDAL
+#include <qvgeo/gdalio/landmark_exchange.h>
+#endif
 #include <qvgeo/support/text.h>
 
 #include <QDragEnterEvent>
@@ -117,6 +120,52 @@ int TViewerWindow::OpenPaths(const QStringList& Paths)
         box->show();
     }
     return opened;
+}
+
+bool TViewerWindow::ImportWaypoints(const QString& File, QString& Error)
+{
+#if !QVGEO_WITH_GDAL
+    Error = QString("%1: this build reads no waypoint files (built without GDAL)").arg(File);
+    return false;
+#else
+    if (!ConfirmReplaceLandmarks())
+        return false;
+    qv::TGeoMap& map = Map();
+    qv::TLandMarkImportOptions options;
+    options.Symbols = &FSymbols;
+    options.Template = map.DefaultLandMark();
+    qv::TLandMarkImportReport report;
+    std::vector<qv::TLandMark> marks;
+    try {
+        marks = qv::ImportLandMarks(File.toStdString(), options, report);
+    } catch (const std::exception& e) {
+        Error = QString::fromStdString(e.what());
+        return false;
+    }
+    {
+        // One picture for the whole set, however many waypoints it has.
+        const bool held = map.SuppressPaint();
+        map.SetSuppressPaint(true);
+        try {
+            map.RemoveAllLandMarks();
+            for (const qv::TLandMark& m : marks)
+                if (const std::int32_t i = map.AddLandMark(m.Latitude, m.Longitude, m.Altitude); i > 0)
+                    map.SetLandMarkData(i, m);
+        } catch (...) {
+            map.SetSuppressPaint(held);
+            throw;
+        }
+        map.SetSuppressPaint(held);
+    }
+    map.Paint();
+    // Not our landmark file: Quit must not write over it, and closing asks where to save them.
+    FLandmarkFile.clear();
+    const std::int64_t skipped = report.Features - report.Imported;
+    statusBar()->showMessage(QString("%1: %2 landmarks%3").arg(File).arg(report.Imported)
+                                 .arg(skipped > 0 ? QString(", %1 features skipped").arg(skipped) : QString()),
+                             10000);
+    return true;
+#endif
 }
 
 bool TViewerWindow::OpenCalibrationFile(const QString& File, QString& Error)

@@ -217,13 +217,12 @@ void TViewerWindow::BuildActions()
     // Every action's body runs guarded: a failure is reported, never thrown into Qt.
     const auto guarded = [this](std::function<void()> Body) { return [this, Body] { Guard(Body); }; };
     QMenu* file = menuBar()->addMenu("&File");
-    file->addAction("Open &image to calibrate...", QKeySequence("Ctrl+I"), this, guarded([this] {
-        if (!ConfirmLeaveMap())
-            return;
-        const QString f = QFileDialog::getOpenFileName(this, "Open an image to calibrate", {}, "Images (*.bmp *.jpg *.jpeg)");
-        QString error;
-        if (!f.isEmpty() && !OpenImage(f, error))
-            QMessageBox::warning(this, "Open image", error);
+    file->addAction("Open &image or map...", QKeySequence("Ctrl+I"), this, guarded([this] {
+        const QStringList files = QFileDialog::getOpenFileNames(
+            this, "Open images, maps, calibrations, landmarks or waypoints", {},
+            "Maps and images (*.bmp *.jpg *.jpeg *.png *.tif *.tiff *.jp2 *.j2k *.webp *.gif *.map *.points *.xml);;"
+            "Waypoints (*.gpx *.kml *.kmz *.gpkg *.geojson *.json);;All files (*)");
+        OpenPaths(files);
     }));
     file->addAction("&Open landmarks...", QKeySequence::Open, this, guarded([this] {
         if (!ConfirmReplaceLandmarks())
