@@ -1,5 +1,7 @@
 // qvgeo-viewer: the atlas of bundled maps with the geographic database, landmarks and the status bar.
-//   qvgeo-viewer [--data DIR] [--screenshot FILE]   the window (FILE: grab it once shown, then quit)
+//   qvgeo-viewer [--data DIR] [--screenshot FILE] [PATH...]   the window (FILE: grab it once shown, then
+//       quit); each PATH (a picture, map, calibration, landmark or waypoint file, a folder of maps) is
+//       opened as if dropped onto the window
 //   qvgeo-viewer --tour DIR [--data DIR]            renders the tour offscreen into DIR
 #include "guard.h"
 #include "viewer_window.h"
@@ -18,6 +20,7 @@
 int main(int argc, char** argv)
 {
     std::string tourDir, dataDir, screenshot;
+    QStringList paths;
     for (int i = 1; i < argc; ++i) {
         const bool hasValue = i + 1 < argc;
         if (!std::strcmp(argv[i], "--tour") && hasValue)
@@ -26,8 +29,10 @@ int main(int argc, char** argv)
             dataDir = argv[++i];
         else if (!std::strcmp(argv[i], "--screenshot") && hasValue)
             screenshot = argv[++i];
+        else if (argv[i][0] != '-')
+            paths << QString::fromLocal8Bit(argv[i]);
         else {
-            std::fprintf(stderr, "usage: qvgeo-viewer [--data DIR] [--screenshot FILE] | --tour DIR [--data DIR]\n");
+            std::fprintf(stderr, "usage: qvgeo-viewer [--data DIR] [--screenshot FILE] [PATH...] | --tour DIR [--data DIR]\n");
             return 2;
         }
     }
@@ -53,7 +58,13 @@ int main(int argc, char** argv)
         viewer::TViewerWindow w(files, nullptr, settings);
         w.show();
         // The whole first map in the window once it has its size.
-        QTimer::singleShot(0, &w, [&] { w.Guard([&] { w.FitMap(); }); });
+        QTimer::singleShot(0, &w, [&] {
+            w.Guard([&] {
+                w.FitMap();
+                if (!paths.isEmpty())
+                    w.OpenPaths(paths);
+            });
+        });
         if (!screenshot.empty()) {
             QTimer::singleShot(1500, &w, [&] {
                 const bool ok = w.grab().save(QString::fromStdString(screenshot));
