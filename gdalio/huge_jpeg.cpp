@@ -1,0 +1,206 @@
+// A JPEG of hundreds of megapixels. Its data are one entropy-coded stream: a window near the bottom costs
+// decoding everything above it, so the file cannot be read by window as it is. Two things make it usable:
+// - libjpeg-turbo decodes it at 1/8 scale straight from the DCT coefficients (it skips the inverse
+//   transform of all but the DC terms and all upsampling), roughly a second for 300 megapixels: this
+//   gives the levels reduced by 8 and more at open, so the whole map shows at once;
+// - the levels reduced by 1, 2 and 4 come from a one-time copy into a tiled, JPEG-compressed TIFF with
+//   AVERAGE reduced levels in the cache folder, made on the first read that needs one of them (blocking,
+//   with the open's progress callback) and reused by every later open of the same unchanged file.
+// Everything runs on the caller's thread.
+#include <qvgeo/gdalio/gdal_session.h>
+#include <qvgeo/gdalio/raster_internal.h>
+#include <qvgeo/platform/image_files.h>
+
+#include <cpl_conv.h>
+#include <cpl_string.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace qv {
+
+namespace {
+
+constexpr int kPreviewLevel = 3;  // the level reduced by 8: what the scaled decode gives
+
+// Each pixel the mean of the 2 x 2 block it covers; at an odd right or bottom edge, of the pixels there
+// are (the same rule as GDAL's AVERAGE, so the levels agree with those of the tiled copy).
+TBitmap Halve(const TBitmap& Source)
+{
+    const std::int32_t sw = Source.Width(), sh = Source.Height();
+    const std::int32_t w = (sw + 1) / 2, h = (sh + 1) / 2;
+    TBitmap out(w, h);
+    for (std::int32_t y = 0; y < h; ++y) {
+        const std::uint32_t* r0 = Source.ScanLine(2 * y);
+        const std::uint32_t* r1 = 2 * y + 1 < sh ? Source.ScanLine(2 * y + 1) : nullptr;
+        std::uint32_t* d = out.ScanLine(y);
+        for (std::int32_t x = 0; x < w; ++x) {
+            std::uint32_t sum[3] = {0, 0, 0}, n = 0;
+            auto add = [&](std::uint32_t p) {
+                sum[0] += p >> 16 & 255, sum[1] += p >> 8 & 255, sum[2] += p & 255;
+                ++n;
+            };
+            const bool right = 2 * x + 1 < sw;
+            add(r0[2 * x]);
+            if (right)
+                add(r0[2 * x + 1]);
+            if (r1) {
+                add(r1[2 * x]);
+                if (right)
+                    add(r1[2 * x + 1]);
+            }
+            auto mean = [n](std::uint32_t s) { return (s + n / 2) / n; };
+            d[x] = 0xFF000000u | mean(sum[0]) << 16 | mean(sum[1]) << 8 | mean(sum[2]);
+        }
+    }
+    return out;
+}
+
+class THugeJpeg final : public TImageSource {
+public:
+    THugeJpeg(std::string File, TDatasetPtr Data, const TRasterOpenOptions& Options)
+        : FFile(std::move(File)), FOptions(Options)
+    {
+        const int w = Data->GetRasterXSize(), h = Data->GetRasterYSize();
+        FLevels.push_back({w, h});
+        for (const int f : OverviewFactors(w, h))
+            FLevels.push_back({ReducedSide(w, f), ReducedSide(h, f)});
+        FTiledName = CacheFileName(CacheFolderOf(FOptions), FFile, ".tiles.tif");
+        OpenTiled();
+        if (FTiles)
+            return;
+        if (!FOptions.BuildOverviews)
+            FDirect = MakeGdalSource(FFile, std::move(Data), {}, "JPEG");
+        else
+            Data.reset();
+        DecodePreview();
+    }
+
+    TSize Size() const override { return FLevels[0]; }
+    int LevelCount() const override { return static_cast<int>(FLevels.size()); }
+    TSize LevelSize(int Level) const override { return FLevels.at(static_cast<std::size_t>(Level)); }
+    std::string FormatName() const override { return "JPEG"; }
+
+    TBitmap ReadWindow(int Level, TRect Window) const override
+    {
+        const TSize size = LevelSize(Level);
+        if (!FTiles && Level >= kPreviewLevel) {
+            const TBitmap& level = FPreview[static_cast<std::size_t>(Level - kPreviewLevel)];
+            TBitmap out(std::max(Window.Width(), 0), std::max(Window.Height(), 0));
+            out.CopyRect(-Window.Left, -Window.Top, level, {0, 0, size.cx, size.cy});
+            return out;
+        }
+        if (FDirect)
+            return FDirect->ReadWindow(Level, Window);
+        if (!FTiles)
+            MakeTiled();
+        return FTiles->ReadWindow(Level, Window);
+    }
+
+private:
+    // Uses the tiled copy when it is there and fits; a copy that does not fit is ignored (and replaced
+    // when one is made).
+    void OpenTiled() const
+    {
+        std::error_code ec;
+        if (!std::filesystem::exists(FTiledName, ec))
+            return;
+        try {
+            auto tiles = MakeGdalSource(FFile, OpenRasterDataset(FTiledName), {}, "JPEG");
+            if (tiles->LevelCount() < LevelCount())
+                return;
+            for (int i = 0; i < LevelCount(); ++i)
+                if (tiles->LevelSize(i).cx != LevelSize(i).cx || tiles->LevelSize(i).cy != LevelSize(i).cy)
+                    return;
+            FTiles = std::move(tiles);
+        } catch (const EXELImageError&) {
+        }
+    }
+
+    void DecodePreview()
+    {
+        TImageProgress progress;
+        if (FOptions.Progress)
+            progress = [this](std::int32_t Done, std::int32_t Total) { return FOptions.Progress(Done, Total); };
+        TBitmap preview;
+        if (!LoadJPEG(preview, FFile, progress, 8))
+            RasterFail(FFile, "cancelled");
+        const TSize want = LevelSize(kPreviewLevel);
+        if (preview.Width() != want.cx || preview.Height() != want.cy)
+            RasterFail(FFile, "the scaled decode does not have the expected size");
+        FPreview.push_back(std::move(preview));
+        for (std::size_t l = kPreviewLevel + 1; l < FLevels.size(); ++l)
+            FPreview.push_back(Halve(FPreview.back()));
+    }
+
+    void MakeTiled() const
+    {
+        const std::string folder = CacheFolderOf(FOptions);
+        std::error_code ec;
+        std::filesystem::create_directories(folder, ec);
+        const std::vector<int> factors = OverviewFactors(Size().cx, Size().cy);
+        const bool made = WriteAtomically(FTiledName, [&](const std::string& Temp) {
+            TDatasetPtr source = OpenRasterDataset(FFile);
+            const bool colour = source->GetRasterCount() >= 3;
+            GDALDriver* gtiff = GetGDALDriverManager()->GetDriverByName("GTiff");
+            CPLStringList options;
+            options.SetNameValue("TILED", "YES");
+            options.SetNameValue("BLOCKXSIZE", "256");
+            options.SetNameValue("BLOCKYSIZE", "256");
+            options.SetNameValue("COMPRESS", "JPEG");
+            options.SetNameValue("JPEG_QUALITY", "90");
+            options.SetNameValue("BIGTIFF", "IF_SAFER");
+            if (colour)
+                options.SetNameValue("PHOTOMETRIC", "YCBCR");
+            TGdalErrorTrap trap;
+            TGdalProgress copying(&FOptions.Progress, 0.0, 0.75);
+            TDatasetPtr out(gtiff->CreateCopy(Temp.c_str(), source.get(), FALSE, options.List(),
+                                              TGdalProgress::Call, &copying));
+            copying.Rethrow();
+            if (copying.Cancelled)
+                return false;
+            if (!out)
+                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
+            CPLConfigOptionSetter compress("COMPRESS_OVERVIEW", "JPEG", true);
+            CPLConfigOptionSetter photometric("PHOTOMETRIC_OVERVIEW", colour ? "YCBCR" : "MINISBLACK", true);
+            CPLConfigOptionSetter quality("JPEG_QUALITY_OVERVIEW", "90", true);
+            CPLConfigOptionSetter interleave("INTERLEAVE_OVERVIEW", "PIXEL", true);
+            TGdalProgress reducing(&FOptions.Progress, 0.75, 1.0);
+            const CPLErr r = out->BuildOverviews("AVERAGE", static_cast<int>(factors.size()), factors.data(), 0,
+                                                 nullptr, TGdalProgress::Call, &reducing, nullptr);
+            reducing.Rethrow();
+            if (reducing.Cancelled)
+                return false;
+            if (r != CE_None)
+                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
+            out->FlushCache(true);
+            out.reset();
+            if (!trap.LastError().empty())
+                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
+            return true;
+        });
+        if (!made)
+            RasterFail(FFile, "cancelled");
+        OpenTiled();
+        if (!FTiles)
+            RasterFail(FFile, "its tiled copy \"" + FTiledName + "\" cannot be read");
+    }
+
+    std::string FFile;
+    TRasterOpenOptions FOptions;
+    std::vector<TSize> FLevels;
+    std::string FTiledName;
+    std::vector<TBitmap> FPreview;                  // levels kPreviewLevel .. LevelCount() - 1
+    mutable std::unique_ptr<TImageSource> FTiles;   // the tiled copy, once made or found
+    std::unique_ptr<TImageSource> FDirect;          // without side files: GDAL's own JPEG reader
+};
+
+}  // namespace
+
+std::unique_ptr<TImageSource> OpenHugeJpeg(const std::string& File, TDatasetPtr Data,
+                                           const TRasterOpenOptions& Options)
+{
+    return std::make_unique<THugeJpeg>(File, std::move(Data), Options);
+}
+
+}  // namespace qv
