@@ -43,9 +43,6 @@ struct TGdalProgress {
     }
 };
 
-// A picture this large (in pixels) without reduced levels gets them built on first open: below it,
-// GDAL's own decimated reads of the whole picture take well under a second.
-constexpr std::int64_t kOverviewThresholdPixels = std::int64_t(4096) * 4096;
 // Reduction factors 2, 4, 8, ... while the reduced picture's longer side stays at least 256 pixels.
 std::vector<int> OverviewFactors(int Width, int Height);
 // The size GDAL gives a level reduced by Factor: the division rounded up.
@@ -75,7 +72,7 @@ bool BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::st
 std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data, TDatasetPtr Overviews = {},
                                              std::string Format = {});
 
-// The source of a JPEG too large to decode whole (over kOverviewThresholdPixels).
+// The source of a JPEG too large to decode whole (over Options.LargePixels).
 std::unique_ptr<TImageSource> OpenHugeJpeg(const std::string& File, TDatasetPtr Data,
                                            const TRasterOpenOptions& Options);
 

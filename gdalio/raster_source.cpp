@@ -322,9 +322,11 @@ std::unique_ptr<TImageSource> OpenRasterSource(const std::string& FileName, cons
     TDatasetPtr data = OpenRasterDataset(FileName);
     const std::int64_t pixels = std::int64_t(data->GetRasterXSize()) * data->GetRasterYSize();
     const bool jpeg = std::string(GDALGetDriverShortName(data->GetDriver())) == "JPEG";
-    if (jpeg && pixels > kOverviewThresholdPixels)
+    // A JPEG served from its 1/8 decode needs the levels reduced by 2, 4 and 8.
+    if (jpeg && pixels > Options.LargePixels &&
+        OverviewFactors(data->GetRasterXSize(), data->GetRasterYSize()).size() >= 3)
         return OpenHugeJpeg(FileName, std::move(data), Options);
-    if (pixels <= kOverviewThresholdPixels || data->GetRasterBand(1)->GetOverviewCount() > 0)
+    if (pixels <= Options.LargePixels || data->GetRasterBand(1)->GetOverviewCount() > 0)
         return MakeGdalSource(FileName, std::move(data));
 
     const std::string cacheFolder = CacheFolderOf(Options);

@@ -32,6 +32,7 @@
 
 #include <qvgeo/platform/image_source.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -47,6 +48,9 @@ struct TRasterOpenOptions {
     // Where side files go when the picture's folder is not writable, and the tiled copies of huge
     // JPEGs; empty: the per-user cache folder.
     std::string CacheFolder;
+    // A picture of more pixels than this without reduced levels gets them built; a JPEG of more is served
+    // as a huge scan (above).
+    std::int64_t LargePixels = std::int64_t(4096) * 4096;
 };
 
 // Opens FileName for reading. Raises EXELImageError "\"<file>\": <GDAL's message>" when GDAL cannot
