@@ -153,6 +153,7 @@ private:
             if (colour)
                 options.SetNameValue("PHOTOMETRIC", "YCBCR");
             TGdalErrorTrap trap;
+            CPLConfigOptionSetter strictJpeg("GDAL_ERROR_ON_LIBJPEG_WARNING", "TRUE", true);
             TGdalProgress copying(&FOptions.Progress, 0.0, 0.75);
             TDatasetPtr out(gtiff->CreateCopy(Temp.c_str(), source.get(), FALSE, options.List(),
                                               TGdalProgress::Call, &copying));

@@ -10,6 +10,7 @@
 
 #include <cpl_conv.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -106,7 +107,8 @@ std::string CacheFileName(const std::string& Folder, const std::string& File, co
 
 bool FolderIsWritable(const std::string& Folder)
 {
-    return ::access(Folder.empty() ? "." : Folder.c_str(), W_OK | X_OK) == 0;
+    // By the effective user, who is the one that writes.
+    return ::faccessat(AT_FDCWD, Folder.empty() ? "." : Folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 bool WriteAtomically(const std::string& Target, const std::function<bool(const std::string& Temp)>& Write)

@@ -6,6 +6,8 @@
 #include <qvgeo/gdalio/raster_internal.h>
 #include <qvgeo/platform/image_files.h>
 
+#include <cpl_conv.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -61,6 +63,9 @@ public:
         if (part.IsEmpty())
             return out;
         TGdalErrorTrap trap;
+        // A JPEG cut short only makes libjpeg warn and fill the rest with grey: half a map shown as if
+        // whole. Its warnings count as failures here.
+        CPLConfigOptionSetter strictJpeg("GDAL_ERROR_ON_LIBJPEG_WARNING", "TRUE", true);
         if (FPlain) {
             ReadPlain(Level, part, Window, out, trap);
             return out;
