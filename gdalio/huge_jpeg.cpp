@@ -69,11 +69,17 @@ public:
         OpenTiled();
         if (FTiles)
             return;
-        if (!FOptions.BuildOverviews)
-            FDirect = MakeGdalSource(FFile, std::move(Data), {}, "JPEG");
+        // libjpeg converts only YCbCr and grey to RGB; GDAL turns CMYK and YCCK into RGB itself, and its
+        // JPEG reader has the same 1/8 scaled decode as its third reduced level.
+        const char* space = Data->GetMetadataItem("SOURCE_COLOR_SPACE", "IMAGE_STRUCTURE");
+        const bool inks = space && (std::string(space) == "CMYK" || std::string(space) == "YCbCrK");
+        auto direct = MakeGdalSource(FFile, std::move(Data), {}, "JPEG");
+        if (inks)
+            PreviewFrom(*direct);
         else
-            Data.reset();
-        DecodePreview();
+            DecodePreview();
+        if (!FOptions.BuildOverviews)
+            FDirect = std::move(direct);
     }
 
     TSize Size() const override { return FLevels[0]; }
@@ -84,7 +90,7 @@ public:
     TBitmap ReadWindow(int Level, TRect Window) const override
     {
         const TSize size = LevelSize(Level);
-        if (!FTiles && Level >= kPreviewLevel) {
+        if (!FPreview.empty() && Level >= kPreviewLevel) {
             const TBitmap& level = FPreview[static_cast<std::size_t>(Level - kPreviewLevel)];
             TBitmap out(std::max(Window.Width(), 0), std::max(Window.Height(), 0));
             out.CopyRect(-Window.Left, -Window.Top, level, {0, 0, size.cx, size.cy});
@@ -128,7 +134,23 @@ private:
         const TSize want = LevelSize(kPreviewLevel);
         if (preview.Width() != want.cx || preview.Height() != want.cy)
             RasterFail(FFile, "the scaled decode does not have the expected size");
-        FPreview.push_back(std::move(preview));
+        KeepPreview(std::move(preview));
+    }
+
+    void PreviewFrom(const TImageSource& Direct)
+    {
+        const TSize want = LevelSize(kPreviewLevel);
+        if (Direct.LevelCount() <= kPreviewLevel || Direct.LevelSize(kPreviewLevel).cx != want.cx ||
+            Direct.LevelSize(kPreviewLevel).cy != want.cy)
+            RasterFail(FFile, "GDAL gives no 1/8 scaled decode of it");
+        KeepPreview(ReadWholeLevel(Direct, kPreviewLevel));
+    }
+
+    // The 1/8 picture and its halvings are kept for the source's life, also once the tiled copy exists, so
+    // that a level never changes its pixels while it is shown.
+    void KeepPreview(TBitmap Preview)
+    {
+        FPreview.push_back(std::move(Preview));
         for (std::size_t l = kPreviewLevel + 1; l < FLevels.size(); ++l)
             FPreview.push_back(Halve(FPreview.back()));
     }
@@ -191,7 +213,7 @@ private:
     TRasterOpenOptions FOptions;
     std::vector<TSize> FLevels;
     std::string FTiledName;
-    std::vector<TBitmap> FPreview;                  // levels kPreviewLevel .. LevelCount() - 1
+    std::vector<TBitmap> FPreview;                  // levels kPreviewLevel .. LevelCount() - 1, or none
     mutable std::unique_ptr<TImageSource> FTiles;   // the tiled copy, once made or found
     std::unique_ptr<TImageSource> FDirect;          // without side files: GDAL's own JPEG reader
 };

@@ -1,10 +1,13 @@
 // A JPEG served as a huge scan (every JPEG is one here: the size limit is set to 0): the levels reduced by
 // 8 and more from the 1/8 decode at open, the others from a tiled copy in the cache folder made at the
 // first read that needs one, reused by later opens, never left half-written.
+#include <qvgeo/gdalio/gdal_session.h>
 #include <qvgeo/gdalio/raster_source.h>
 #include <qvgeo/platform/image_files.h>
 
 #include <gtest/gtest.h>
+
+#include <gdal_priv.h>
 
 #include <unistd.h>
 
@@ -168,4 +171,37 @@ TEST_F(HugeJpeg, WithoutSideFilesFullResolutionComesFromTheFileItself)
     // The same decoder with the same settings: the same pixels, give or take a rounding.
     EXPECT_LE(Difference(window, Full, 1000, 500).first, 1);
     EXPECT_EQ(CacheFiles(), 0u);
+}
+
+// Grey and CMYK scans (libjpeg's scaled decode cannot turn CMYK into RGB; GDAL's can) through every
+// level: one flat colour, so that JPEG loss stays within a level or two of it.
+TEST_F(HugeJpeg, GreyAndCmykScans)
+{
+    qv::GdalSession();
+    const struct {
+        const char* Leaf;
+        std::vector<int> Values;  // one per band
+        std::uint32_t Want;
+    } cases[] = {
+        {"grey.jpg", {77}, 0xFF4D4D4Du},
+        // Adobe's inverted inks, as GDAL reads them: red = C K / 255 and so on.
+        {"cmyk.jpg", {250, 100, 160, 200}, 0xFFC44E7Du},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.Leaf);
+        const int bands = static_cast<int>(c.Values.size());
+        GDALDataset* mem = GetGDALDriverManager()->GetDriverByName("MEM")->Create("", 2100, 1100, bands, GDT_Byte, nullptr);
+        for (int b = 0; b < bands; ++b)
+            mem->GetRasterBand(b + 1)->Fill(c.Values[std::size_t(b)]);
+        const std::string name = (Dir / c.Leaf).string();
+        GDALClose(GetGDALDriverManager()->GetDriverByName("JPEG")->CreateCopy(name.c_str(), mem, FALSE, nullptr, nullptr, nullptr));
+        GDALClose(mem);
+        const auto source = qv::OpenRasterSource(name, Options());
+        ASSERT_EQ(source->LevelCount(), 4);
+        for (const int level : {3, 0, 1}) {
+            const std::uint32_t got = source->ReadWindow(level, {100, 100, 101, 101}).ScanLine(0)[0];
+            for (int s = 0; s < 24; s += 8)
+                EXPECT_NEAR(int(got >> s & 255), int(c.Want >> s & 255), 2) << "level " << level << std::hex << " " << got;
+        }
+    }
 }
