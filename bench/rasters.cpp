@@ -6,7 +6,8 @@
 // - first picture: open plus the whole of the largest level that fits 1920 x 1080. For the JPEG both the
 //   first open (1/8 decode, no tiled copy yet) and a later one (the tiled copy found in the cache);
 // - pan: 1920 x 1080 windows at level 0 and at level 1, each 300 pixels right of the last (wrapping),
-//   through the tiled copy of the JPEG and through the TIFF;
+//   through the tiled copy of the JPEG and through the TIFF; and jumps: level-0 windows none of whose
+//   tiles were read before;
 // - the one-time tiled copy of the JPEG;
 // - peers as child processes: vipsthumbnail FILE -s 1920x1080 and gdal_translate -outsize 1920 0.
 // Resident memory: the counter VmHWM_MB is the process's peak so far (run one benchmark per process,
@@ -74,14 +75,24 @@ void SyntheticRows(int Y0, int N, std::vector<GByte>& Out)
     }
 }
 
+void WritePictures();
+
 void MakeFiles()
 {
     fs::create_directories(kFolder);
     fs::create_directories(WarmCache());
     fs::remove_all(ColdCache());
     fs::create_directories(ColdCache());
-    if (fs::exists(TiffName()) && fs::exists(JpegName()))
-        return;
+    if (!fs::exists(TiffName()) || !fs::exists(JpegName()))
+        WritePictures();
+    // The JPEG's tiled copy in the warm cache, made once (its making is measured by BM_TiledCopyOfJpeg).
+    TRasterOpenOptions options;
+    options.CacheFolder = WarmCache();
+    (void)OpenRasterSource(JpegName(), options)->ReadWindow(0, {0, 0, 1, 1});
+}
+
+void WritePictures()
+{
     GdalSession();
     std::fprintf(stderr, "writing the 300-megapixel files in %s (once)...\n", kFolder.c_str());
     const std::string tiffPart = TiffName() + ".part";
@@ -181,6 +192,28 @@ void Pan(benchmark::State& State, const std::string& File)
 void BM_Pan_JpegTiledCopy(benchmark::State& State) { Pan(State, JpegName()); }
 void BM_Pan_TiledTiff(benchmark::State& State) { Pan(State, TiffName()); }
 
+// The worst case of a view: a 1920 x 1080 window at level 0 none of whose tiles were read before (a jump
+// to another part of the map), every tile decoded.
+void Jump(benchmark::State& State, const std::string& File)
+{
+    TRasterOpenOptions options;
+    options.CacheFolder = WarmCache();
+    const auto source = OpenRasterSource(File, options);
+    const TSize size = source->Size();
+    int i = 0;
+    for (auto _ : State) {
+        // Windows on a grid of 2048 x 1280 cells, visited in an order that never returns to a cell.
+        const int cols = size.cx / 2048, rows = size.cy / 1280;
+        const int cell = (i++ * 7) % (cols * rows);
+        const int x = cell % cols * 2048, y = cell / cols * 1280;
+        const TBitmap b = source->ReadWindow(0, {x, y, x + 1920, y + 1080});
+        benchmark::DoNotOptimize(b.ScanLine(0));
+    }
+    State.counters["VmHWM_MB"] = PeakResidentMB();
+}
+void BM_Jump_JpegTiledCopy(benchmark::State& State) { Jump(State, JpegName()); }
+void BM_Jump_TiledTiff(benchmark::State& State) { Jump(State, TiffName()); }
+
 void BM_TiledCopyOfJpeg(benchmark::State& State)
 {
     const std::string folder = (kFolder / "convert").string();
@@ -225,6 +258,9 @@ BENCHMARK(BM_FirstPicture_JpegLaterOpen)->Unit(benchmark::kMillisecond)->UseReal
 BENCHMARK(BM_FirstPicture_TiledTiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_Pan_JpegTiledCopy)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Pan_TiledTiff)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+// 9 x 11 = 99 cells: each of the 60 iterations reads a cell no earlier one read.
+BENCHMARK(BM_Jump_JpegTiledCopy)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(60);
+BENCHMARK(BM_Jump_TiledTiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(60);
 BENCHMARK(BM_TiledCopyOfJpeg)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 BENCHMARK(BM_Peer_Vipsthumbnail_Jpeg)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_Peer_Vipsthumbnail_Tiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);

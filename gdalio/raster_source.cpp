@@ -127,8 +127,10 @@ private:
                 for (int i = 0; i < std::min(table->GetColorEntryCount(), 256); ++i) {
                     GDALColorEntry e{};
                     table->GetColorEntryAsRGB(i, &e);
-                    FPalette[static_cast<std::size_t>(i)] = 0xFF000000u | std::uint32_t(e.c1 & 0xFF) << 16 |
-                                                            std::uint32_t(e.c2 & 0xFF) << 8 | (e.c3 & 0xFF);
+                    // An entry's own alpha (a PNG's transparent colours) is laid over white as well.
+                    const int a = std::clamp<int>(e.c4, 0, 255);
+                    auto over = [a](short c) { return std::uint32_t(((c & 0xFF) * a + 255 * (255 - a) + 127) / 255); };
+                    FPalette[static_cast<std::size_t>(i)] = 0xFF000000u | over(e.c1) << 16 | over(e.c2) << 8 | over(e.c3);
                 }
             }
         }

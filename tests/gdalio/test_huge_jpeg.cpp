@@ -25,11 +25,11 @@ protected:
         Dir = fs::temp_directory_path() / ("qvgeo-huge-jpeg-" + std::to_string(::getpid()));
         fs::remove_all(Dir);
         fs::create_directories(Dir);
-        // 2100 x 1100: levels by 2, 4 and 8 (263 x 138), the last one at least 256 pixels long.
-        qv::TBitmap b(2100, 1100);
+        // 4200 x 1100: levels by 2, 4, 8 and 16 (263 x 69), the last one at least 256 pixels long.
+        qv::TBitmap b(4200, 1100);
         for (int y = 0; y < 1100; ++y)
-            for (int x = 0; x < 2100; ++x)
-                b.ScanLine(y)[x] = 0xFF000000u | std::uint32_t(x / 9 % 256) << 16 | std::uint32_t(y / 5 % 256) << 8 |
+            for (int x = 0; x < 4200; ++x)
+                b.ScanLine(y)[x] = 0xFF000000u | std::uint32_t(x / 17 % 256) << 16 | std::uint32_t(y / 5 % 256) << 8 |
                                    std::uint32_t(128 + 100 * std::sin(x * 0.01 + y * 0.02));
         File = (Dir / "scan.jpg").string();
         qv::SaveJPEG(b, File, 90);
@@ -89,15 +89,27 @@ TEST_F(HugeJpeg, OpenGivesTheEighthAtOnceAndTheTiledCopyTheRest)
     const auto source = qv::OpenRasterSource(File, Options(&calls));
     EXPECT_GT(calls, 0);  // the 1/8 decode reports its rows
     EXPECT_EQ(source->FormatName(), "JPEG");
-    ASSERT_EQ(source->LevelCount(), 4);
-    const int widths[4] = {2100, 1050, 525, 263}, heights[4] = {1100, 550, 275, 138};
-    for (int l = 0; l < 4; ++l) {
+    ASSERT_EQ(source->LevelCount(), 5);
+    const int widths[5] = {4200, 2100, 1050, 525, 263}, heights[5] = {1100, 550, 275, 138, 69};
+    for (int l = 0; l < 5; ++l) {
         EXPECT_EQ(source->LevelSize(l).cx, widths[l]);
         EXPECT_EQ(source->LevelSize(l).cy, heights[l]);
     }
     // Level 3 is the scaled decode itself, and reading it writes nothing.
     const qv::TBitmap eighth = qv::ReadWholeLevel(*source, 3);
     EXPECT_EQ(Difference(eighth, Eighth, 0, 0).first, 0);
+    // Level 4 halves it: each pixel the rounded mean of a 2 x 2 block, of the 1 x 2 blocks at the odd
+    // right edge (525 columns).
+    const qv::TBitmap sixteenth = qv::ReadWholeLevel(*source, 4);
+    for (int y = 0; y < 69; ++y)
+        for (int x = 0; x < 263; ++x)
+            for (int s = 0; s < 24; s += 8) {
+                int sum = 0, n = 0;
+                for (int dy = 0; dy < 2; ++dy)
+                    for (int dx = 0; dx < 2 && 2 * x + dx < 525; ++dx, ++n)
+                        sum += int(Eighth.ScanLine(2 * y + dy)[2 * x + dx] >> s & 255);
+                ASSERT_EQ(int(sixteenth.ScanLine(y)[x] >> s & 255), (sum + n / 2) / n) << x << "," << y;
+            }
     EXPECT_EQ(CacheFiles(), 0u);
 
     // The first full-resolution read makes the tiled copy. Its tiles are the decoded picture coded again
@@ -105,14 +117,14 @@ TEST_F(HugeJpeg, OpenGivesTheEighthAtOnceAndTheTiledCopyTheRest)
     // picture's last 4 columns and rows share their 16-pixel coding blocks with the padding of the
     // partial edge tiles and ring more (up to about 80 levels at the corner): only their mean counts.
     calls = 0;
-    const qv::TBitmap window = source->ReadWindow(0, {1500, 700, 2200, 1200});  // past the right and bottom
+    const qv::TBitmap window = source->ReadWindow(0, {3600, 700, 4300, 1200});  // past the right and bottom
     EXPECT_GT(calls, 0);
     EXPECT_EQ(CacheFiles(), 1u);
     ASSERT_EQ(window.Width(), 700);
     const qv::TBitmap inside(window.Image().copy(0, 0, 596, 396));
-    EXPECT_LE(Difference(inside, Full, 1500, 700).first, 40);
+    EXPECT_LE(Difference(inside, Full, 3600, 700).first, 40);
     const qv::TBitmap all(window.Image().copy(0, 0, 600, 400));
-    EXPECT_LE(Difference(all, Full, 1500, 700).second, 2.0);
+    EXPECT_LE(Difference(all, Full, 3600, 700).second, 2.0);
     EXPECT_EQ(window.ScanLine(450)[650], 0xFFFFFFFFu);  // beyond the picture: white
     EXPECT_EQ(window.ScanLine(10)[650], 0xFFFFFFFFu);
 }
@@ -129,8 +141,8 @@ TEST_F(HugeJpeg, LaterOpensUseTheTiledCopyWithoutDecodingAgain)
     const qv::TBitmap level3 = qv::ReadWholeLevel(*source, 3);
     EXPECT_EQ(calls, 0);
     // Level 1 against the full decode reduced by StretchRect's averaging; level 3 against the 1/8 decode.
-    qv::TBitmap half(1050, 550);
-    half.StretchRect({0, 0, 1050, 550}, Full, {0, 0, 2100, 1100}, qv::smHalftone);
+    qv::TBitmap half(2100, 550);
+    half.StretchRect({0, 0, 2100, 550}, Full, {0, 0, 4200, 1100}, qv::smHalftone);
     EXPECT_LE(Difference(level1, half, 100, 100).second, 2.5);
     EXPECT_LE(Difference(level3, Eighth, 0, 0).second, 2.5);
 }
@@ -166,7 +178,7 @@ TEST_F(HugeJpeg, WithoutSideFilesFullResolutionComesFromTheFileItself)
     qv::TRasterOpenOptions off = Options();
     off.BuildOverviews = false;
     const auto source = qv::OpenRasterSource(File, off);
-    ASSERT_EQ(source->LevelCount(), 4);
+    ASSERT_EQ(source->LevelCount(), 5);
     const qv::TBitmap window = source->ReadWindow(0, {1000, 500, 1300, 700});
     // The same decoder with the same settings: the same pixels, give or take a rounding.
     EXPECT_LE(Difference(window, Full, 1000, 500).first, 1);

@@ -156,6 +156,15 @@ TEST(RasterFormats, PaletteFilesThroughTheirTable)
     };
     ExpectPixels(Copy(*ds, "PNG", "palette.png"), want);
     ExpectPixels(Copy(*ds, "GIF", "palette.gif"), want);
+    // A PNG palette with transparent entries: each laid over white by its own alpha.
+    const GDALColorEntry clear = {0, 0, 0, 0}, half = {0, 100, 200, 128};
+    table.SetColorEntry(1, &clear);
+    table.SetColorEntry(3, &half);
+    ds->GetRasterBand(1)->SetColorTable(&table);
+    ExpectPixels(Copy(*ds, "PNG", "palette-alpha.png"), [&](int x, int y) {
+        const int i = (x / 3 + y) % 5;
+        return i == 1 ? 0xFFFFFFFFu : i == 3 ? Rgb(127, 177, 227) : want(x, y);
+    });
 }
 
 TEST(RasterFormats, AlphaIsLaidOverWhite)
