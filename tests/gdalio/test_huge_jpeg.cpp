@@ -158,18 +158,27 @@ TEST_F(HugeJpeg, CancelledCopyLeavesNothingAndCanBeMadeLater)
     } catch (const qv::EXELImageError& e) {
         EXPECT_EQ(std::string(e.what()), "\"" + File + "\": cancelled");
     }
-    // A source opened without cancelling, whose copy is then cancelled: a source that cancels only after
-    // its open has finished.
-    bool open = true;
-    qv::TRasterOpenOptions late = Options();
-    late.Progress = [&open](std::int64_t Done, std::int64_t) { return open || Done < 100; };
-    const auto source = qv::OpenRasterSource(File, late);
-    open = false;
-    EXPECT_THROW((void)source->ReadWindow(0, {0, 0, 10, 10}), qv::EXELImageError);
-    EXPECT_EQ(CacheFiles(), 0u);
-    open = true;
-    EXPECT_EQ(source->ReadWindow(0, {0, 0, 10, 10}).Width(), 10);
-    EXPECT_EQ(CacheFiles(), 1u);
+    // A source opened without cancelling whose copy is then cancelled, while copying the tiles (the
+    // first 750 of 1000) and while reducing them.
+    for (const std::int64_t at : {100, 800}) {
+        SCOPED_TRACE(at);
+        bool open = true;
+        qv::TRasterOpenOptions late = Options();
+        late.Progress = [&open, at](std::int64_t Done, std::int64_t) { return open || Done < at; };
+        const auto source = qv::OpenRasterSource(File, late);
+        open = false;
+        try {
+            (void)source->ReadWindow(0, {0, 0, 10, 10});
+            ADD_FAILURE() << "not cancelled";
+        } catch (const qv::EXELImageError& e) {
+            EXPECT_EQ(std::string(e.what()), "\"" + File + "\": cancelled");
+        }
+        EXPECT_EQ(CacheFiles(), 0u);
+        open = true;
+        EXPECT_EQ(source->ReadWindow(0, {0, 0, 10, 10}).Width(), 10);
+        EXPECT_EQ(CacheFiles(), 1u);
+        fs::remove_all(Dir / "cache");
+    }
     (void)cancelling;
 }
 

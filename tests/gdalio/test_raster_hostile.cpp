@@ -131,7 +131,12 @@ TEST(RasterHostile, TruncatedFiles)
 TEST(RasterHostile, TiffClaimingTenGigapixels)
 {
     const std::string file = WriteBytes("huge-claim.tif", LyingTiff(100000, 100000));
-    ExpectRefused(file, InTheTestFolder());       // refused before reduced levels are built from it
+    // Refused before reduced levels are built from it: no progress is shown for it.
+    qv::TRasterOpenOptions options = InTheTestFolder();
+    bool progressed = false;
+    options.Progress = [&progressed](std::int64_t, std::int64_t) { return progressed = true; };
+    ExpectRefused(file, options);
+    EXPECT_FALSE(progressed);
     ExpectRefused(file, InTheTestFolder(false));  // refused at the read of its far corner
     EXPECT_FALSE(fs::exists(file + ".ovr"));
 }
