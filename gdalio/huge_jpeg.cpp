@@ -11,9 +11,6 @@
 #include <qvgeo/gdalio/raster_internal.h>
 #include <qvgeo/platform/image_files.h>
 
-#include <cpl_conv.h>
-#include <cpl_string.h>
-
 #include <algorithm>
 #include <filesystem>
 
@@ -157,52 +154,7 @@ private:
 
     void MakeTiled() const
     {
-        const std::string folder = CacheFolderOf(FOptions);
-        std::error_code ec;
-        std::filesystem::create_directories(folder, ec);
-        const std::vector<int> factors = OverviewFactors(Size().cx, Size().cy);
-        const bool made = WriteAtomically(FTiledName, [&](const std::string& Temp) {
-            TDatasetPtr source = OpenRasterDataset(FFile);
-            const bool colour = source->GetRasterCount() >= 3;
-            GDALDriver* gtiff = GetGDALDriverManager()->GetDriverByName("GTiff");
-            CPLStringList options;
-            options.SetNameValue("TILED", "YES");
-            options.SetNameValue("BLOCKXSIZE", "256");
-            options.SetNameValue("BLOCKYSIZE", "256");
-            options.SetNameValue("COMPRESS", "JPEG");
-            options.SetNameValue("JPEG_QUALITY", "90");
-            options.SetNameValue("BIGTIFF", "IF_SAFER");
-            if (colour)
-                options.SetNameValue("PHOTOMETRIC", "YCBCR");
-            TGdalErrorTrap trap;
-            CPLConfigOptionSetter strictJpeg("GDAL_ERROR_ON_LIBJPEG_WARNING", "TRUE", true);
-            TGdalProgress copying(&FOptions.Progress, 0.0, 0.75);
-            TDatasetPtr out(gtiff->CreateCopy(Temp.c_str(), source.get(), FALSE, options.List(),
-                                              TGdalProgress::Call, &copying));
-            copying.Rethrow();
-            if (copying.Cancelled)
-                return false;
-            if (!out)
-                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
-            CPLConfigOptionSetter compress("COMPRESS_OVERVIEW", "JPEG", true);
-            CPLConfigOptionSetter photometric("PHOTOMETRIC_OVERVIEW", colour ? "YCBCR" : "MINISBLACK", true);
-            CPLConfigOptionSetter quality("JPEG_QUALITY_OVERVIEW", "90", true);
-            CPLConfigOptionSetter interleave("INTERLEAVE_OVERVIEW", "PIXEL", true);
-            TGdalProgress reducing(&FOptions.Progress, 0.75, 1.0);
-            const CPLErr r = out->BuildOverviews("AVERAGE", static_cast<int>(factors.size()), factors.data(), 0,
-                                                 nullptr, TGdalProgress::Call, &reducing, nullptr);
-            reducing.Rethrow();
-            if (reducing.Cancelled)
-                return false;
-            if (r != CE_None)
-                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
-            out->FlushCache(true);
-            out.reset();
-            if (!trap.LastError().empty())
-                RasterFail(FFile, trap.Message("cannot write its tiled copy \"" + Temp + "\""));
-            return true;
-        });
-        if (!made)
+        if (!WriteTiledCopy(FFile, FTiledName, true, FOptions))
             RasterFail(FFile, "cancelled");
         OpenTiled();
         if (!FTiles)

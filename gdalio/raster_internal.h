@@ -72,6 +72,14 @@ bool BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::st
 std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data, TDatasetPtr Overviews = {},
                                              std::string Format = {});
 
+// Copies File into a tiled GeoTIFF Target with AVERAGE reduced levels (JPEG tiles when Lossy, else
+// Deflate), atomically, reporting to Options.Progress. Returns false when cancelled; raises on failure.
+bool WriteTiledCopy(const std::string& File, const std::string& Target, bool Lossy, const TRasterOpenOptions& Options);
+// Formats that GDAL reads only from the start (PNG, GIF) or whole (WebP).
+bool ReadsOnlyInSequence(const GDALDataset& Data);
+// A large picture of such a format through its tiled copy in the cache folder, made on first open.
+std::unique_ptr<TImageSource> OpenTiledCopy(const std::string& File, TDatasetPtr Data, const TRasterOpenOptions& Options);
+
 // The source of a JPEG too large to decode whole (over Options.LargePixels).
 std::unique_ptr<TImageSource> OpenHugeJpeg(const std::string& File, TDatasetPtr Data,
                                            const TRasterOpenOptions& Options);

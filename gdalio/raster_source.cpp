@@ -335,6 +335,8 @@ std::unique_ptr<TImageSource> OpenRasterSource(const std::string& FileName, cons
         return OpenHugeJpeg(FileName, std::move(data), Options);
     if (pixels <= Options.LargePixels || data->GetRasterBand(1)->GetOverviewCount() > 0)
         return MakeGdalSource(FileName, std::move(data));
+    if (Options.BuildOverviews && ReadsOnlyInSequence(*data))
+        return OpenTiledCopy(FileName, std::move(data), Options);
 
     const std::string cacheFolder = CacheFolderOf(Options);
     const std::string cached = CacheFileName(cacheFolder, FileName, ".ovr");

@@ -207,3 +207,41 @@ TEST_F(RasterOverviews, NotBuiltWhenSwitchedOffOrForASmallPicture)
     EXPECT_EQ(qv::OpenRasterSource(pic, small)->LevelCount(), 1);
     EXPECT_EQ(Files(Dir), (std::set<std::string>{"pic.tif"}));
 }
+
+// A large PNG is one compressed stream: it gets a tiled copy in the cache folder on first open, exact
+// (lossless tiles), which later opens find; nothing is written beside it.
+TEST_F(RasterOverviews, LargePngReadThroughAnExactTiledCopy)
+{
+    const std::string tif = WriteGrey(Dir / "grey.tif");
+    const std::string png = (Dir / "pic.png").string();
+    {
+        GDALDataset* src = GDALDataset::Open(tif.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY);
+        GDALClose(GetGDALDriverManager()->GetDriverByName("PNG")->CreateCopy(png.c_str(), src, FALSE, nullptr, nullptr, nullptr));
+        GDALClose(src);
+        fs::remove(tif);
+    }
+    std::vector<std::int64_t> calls;
+    {
+        const auto source = qv::OpenRasterSource(png, Options(&calls));
+        EXPECT_EQ(source->FormatName(), "PNG");
+        ExpectLevelOne(*source);
+        const qv::TBitmap b = source->ReadWindow(0, {1000, 500, 1100, 600});
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 100; ++x)
+                ASSERT_EQ(b.ScanLine(y)[x] & 255, std::uint32_t(Block(1000 + x, 500 + y)));
+    }
+    EXPECT_FALSE(calls.empty());
+    EXPECT_EQ(Files(Dir / "cache").size(), 1u);
+    EXPECT_EQ(Files(Dir).count("pic.png.ovr"), 0u);
+    calls.clear();
+    ExpectLevelOne(*qv::OpenRasterSource(png, Options(&calls)));
+    EXPECT_TRUE(calls.empty());
+    try {
+        fs::remove_all(Dir / "cache");
+        qv::OpenRasterSource(png, Options(nullptr, 500));
+        ADD_FAILURE() << "not cancelled";
+    } catch (const qv::EXELImageError& e) {
+        EXPECT_EQ(std::string(e.what()), "\"" + png + "\": cancelled");
+    }
+    EXPECT_EQ(Files(Dir / "cache").size(), 0u);
+}
