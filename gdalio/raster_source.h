@@ -11,12 +11,14 @@
 // What OpenRasterSource does by file:
 // - a picture of at most 4096 x 4096 pixels, or one with reduced levels of its own (a tiled TIFF with
 //   overviews, a JPEG 2000, a "<file>.ovr" beside it): opened straight through GDAL;
-// - a larger picture without reduced levels (a 300-megapixel TIFF in strips or tiles, a big PNG): on
-//   first open, AVERAGE levels reduced by 2, 4, 8, ... down to about 256 pixels are built into GDAL's
-//   "<file>.ovr" beside it when its folder is writable, else into the cache folder (below), with
-//   Progress. Later opens find them there. The picture's own file is never written;
+// - a larger picture without reduced levels (a 300-megapixel TIFF in strips or tiles): on first open,
+//   AVERAGE levels reduced by 2, 4, 8, ... down to about 256 pixels are built into GDAL's "<file>.ovr"
+//   beside it when its folder is writable, else into the cache folder (below), with Progress. Later
+//   opens find them there. The picture's own file is never written;
+// - a larger PNG, GIF or WebP (one compressed stream, or decoded whole): on first open, an exact tiled
+//   copy (Deflate) with reduced levels in the cache folder, with Progress; later opens use it;
 // - a JPEG larger than 4096 x 4096 (a scan of hundreds of megapixels, which has no random access): the
-//   open decodes it at 1/8 scale (about a second for 300 megapixels) and serves the levels reduced by 8
+//   open decodes it at 1/8 scale (0.7 s for 300 megapixels here) and serves the levels reduced by 8
 //   and more from that at once. The first read of a level reduced by less (1, 2 or 4) converts the
 //   file, once, into a tiled JPEG-compressed TIFF with reduced levels in the cache folder, blocking with
 //   Progress (the one kept from the open); later reads and later opens use that copy, where a
