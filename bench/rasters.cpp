@@ -8,7 +8,8 @@
 // - pan: 1920 x 1080 windows at level 0 and at level 1, each 300 pixels right of the last (wrapping),
 //   through the tiled copy of the JPEG and through the TIFF; and jumps: level-0 windows none of whose
 //   tiles were read before;
-// - the one-time tiled copy of the JPEG;
+// - the one-time tiled copy of the JPEG, and the reduced levels built on the first open of the same
+//   picture as a tiled TIFF without them;
 // - peers as child processes: vipsthumbnail FILE -s 1920x1080 and gdal_translate -outsize 1920 0.
 // Resident memory: the counter VmHWM_MB is the process's peak so far (run one benchmark per process,
 // with --benchmark_filter, to read it per case).
@@ -43,6 +44,7 @@ const fs::path kFolder = "/tmp/qvgeo-bench-rasters";
 
 std::string JpegName() { return (kFolder / "scan300.jpg").string(); }
 std::string TiffName() { return (kFolder / "scan300.tif").string(); }
+std::string BareTiffName() { return (kFolder / "scan300-bare.tif").string(); }  // tiled, no overviews
 std::string WarmCache() { return (kFolder / "cache").string(); }   // holds the JPEG's tiled copy
 std::string ColdCache() { return (kFolder / "cold").string(); }    // always empty
 
@@ -83,8 +85,21 @@ void MakeFiles()
     fs::create_directories(WarmCache());
     fs::remove_all(ColdCache());
     fs::create_directories(ColdCache());
+    GdalSession();
     if (!fs::exists(TiffName()) || !fs::exists(JpegName()))
         WritePictures();
+    if (!fs::exists(BareTiffName())) {
+        GDALDataset* src = GDALDataset::Open(TiffName().c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY);
+        CPLStringList options;
+        options.SetNameValue("TILED", "YES");
+        options.SetNameValue("COMPRESS", "JPEG");
+        options.SetNameValue("PHOTOMETRIC", "YCBCR");
+        options.SetNameValue("JPEG_QUALITY", "90");
+        const std::string part = BareTiffName() + ".part";
+        GDALClose(GetGDALDriverManager()->GetDriverByName("GTiff")->CreateCopy(part.c_str(), src, FALSE, options.List(), nullptr, nullptr));
+        GDALClose(src);
+        fs::rename(part, BareTiffName());
+    }
     // The JPEG's tiled copy in the warm cache, made once (its making is measured by BM_TiledCopyOfJpeg).
     TRasterOpenOptions options;
     options.CacheFolder = WarmCache();
@@ -230,6 +245,21 @@ void BM_TiledCopyOfJpeg(benchmark::State& State)
     State.counters["VmHWM_MB"] = PeakResidentMB();
 }
 
+// A tiled TIFF without reduced levels: its first open builds them into "<file>.ovr" beside it.
+void BM_FirstOpenBuildingOverviews(benchmark::State& State)
+{
+    for (auto _ : State) {
+        State.PauseTiming();
+        fs::remove(BareTiffName() + ".ovr");
+        State.ResumeTiming();
+        const auto source = OpenRasterSource(BareTiffName());
+        const TBitmap b = ReadWholeLevel(*source, FittingLevel(*source));
+        benchmark::DoNotOptimize(b.ScanLine(0));
+    }
+    State.counters["VmHWM_MB"] = PeakResidentMB();
+    State.counters["ovr_MB"] = static_cast<double>(fs::file_size(BareTiffName() + ".ovr")) / (1 << 20);
+}
+
 void Peer(benchmark::State& State, const std::string& Command)
 {
     for (auto _ : State)
@@ -262,6 +292,7 @@ BENCHMARK(BM_Pan_TiledTiff)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseR
 BENCHMARK(BM_Jump_JpegTiledCopy)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(60);
 BENCHMARK(BM_Jump_TiledTiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(60);
 BENCHMARK(BM_TiledCopyOfJpeg)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
+BENCHMARK(BM_FirstOpenBuildingOverviews)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 BENCHMARK(BM_Peer_Vipsthumbnail_Jpeg)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_Peer_Vipsthumbnail_Tiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_Peer_GdalTranslate_Jpeg)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
