@@ -226,3 +226,13 @@ TEST_F(HugeJpeg, GreyAndCmykScans)
         }
     }
 }
+
+// Resident memory stays bounded while huge pictures are read: GDAL's block cache, 5% of the machine's
+// memory by default, is held to 256 MB unless the user chose its size.
+TEST(GdalBlockCache, HeldTo256MegabytesUnlessChosen)
+{
+    if (std::getenv("GDAL_CACHEMAX"))
+        GTEST_SKIP() << "GDAL_CACHEMAX is set";
+    qv::GdalSession();
+    EXPECT_LE(GDALGetCacheMax64(), GIntBig(256) << 20);
+}
