@@ -93,11 +93,9 @@ public:
             out.CopyRect(-Window.Left, -Window.Top, level, {0, 0, size.cx, size.cy});
             return out;
         }
-        if (FDirect)
-            return FDirect->ReadWindow(Level, Window);
-        if (!FTiles)
-            MakeTiled();
-        return FTiles->ReadWindow(Level, Window);
+        if (!FTiles && !FDirect)
+            MakeTiled();  // sets one of them or raises
+        return FTiles ? FTiles->ReadWindow(Level, Window) : FDirect->ReadWindow(Level, Window);
     }
 
 private:
@@ -154,8 +152,13 @@ private:
 
     void MakeTiled() const
     {
-        if (!WriteTiledCopy(FFile, FTiledName, true, FOptions))
-            RasterFail(FFile, "cancelled");
+        switch (WriteTiledCopy(FFile, FTiledName, true, FOptions)) {
+        case sfMade: break;
+        case sfCancelled: RasterFail(FFile, "cancelled");
+        case sfUnwritable:  // no cache to write to: every window decoded from the file's start
+            FDirect = MakeGdalSource(FFile, OpenRasterDataset(FFile), {}, "JPEG");
+            return;
+        }
         OpenTiled();
         if (!FTiles)
             RasterFail(FFile, "its tiled copy \"" + FTiledName + "\" cannot be read");
@@ -167,7 +170,7 @@ private:
     std::string FTiledName;
     std::vector<TBitmap> FPreview;                  // levels kPreviewLevel .. LevelCount() - 1, or none
     mutable std::unique_ptr<TImageSource> FTiles;   // the tiled copy, once made or found
-    std::unique_ptr<TImageSource> FDirect;          // without side files: GDAL's own JPEG reader
+    mutable std::unique_ptr<TImageSource> FDirect;  // without side files: GDAL's own JPEG reader
 };
 
 }  // namespace

@@ -17,11 +17,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 namespace qv {
 
 namespace fs = std::filesystem;
+
+void TDatasetCloser::operator()(GDALDataset* D) const noexcept
+{
+    TGdalErrorTrap quiet;
+    GDALClose(D);
+}
 
 void RasterFail(const std::string& File, const std::string& Text)
 {
@@ -111,9 +118,16 @@ bool FolderIsWritable(const std::string& Folder)
     return ::faccessat(AT_FDCWD, Folder.empty() ? "." : Folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
-bool WriteAtomically(const std::string& Target, const std::function<bool(const std::string& Temp)>& Write)
+TSideFile WriteAtomically(const std::string& Target, const std::function<bool(const std::string& Temp)>& Write)
 {
     const std::string temp = Target + ".part-" + std::to_string(::getpid());
+    std::error_code ec;
+    fs::create_directories(fs::path(temp).parent_path(), ec);
+    // Root passes every permission check, so writability is tried, not asked; the writers below want to
+    // create the file themselves (an existing one would be taken for a side file to add to).
+    if (!std::ofstream(temp, std::ios::binary))
+        return sfUnwritable;
+    fs::remove(temp, ec);
     struct TRemover {
         const std::string& Name;
         ~TRemover()
@@ -123,15 +137,14 @@ bool WriteAtomically(const std::string& Target, const std::function<bool(const s
         }
     } remover{temp};
     if (!Write(temp))
-        return false;
-    std::error_code ec;
+        return sfCancelled;
     fs::rename(temp, Target, ec);
     if (ec)
         RasterFail(Target, "cannot rename the side file into place: " + ec.message());
-    return true;
+    return sfMade;
 }
 
-bool BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::string& Target,
+TSideFile BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::string& Target,
                        const std::vector<int>& Factors, const TSourceProgress& Progress)
 {
     return WriteAtomically(Target, [&](const std::string& Temp) {

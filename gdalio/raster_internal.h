@@ -14,8 +14,9 @@
 
 namespace qv {
 
+// Closing may flush and warn: quietly.
 struct TDatasetCloser {
-    void operator()(GDALDataset* D) const noexcept { GDALClose(D); }
+    void operator()(GDALDataset* D) const noexcept;
 };
 using TDatasetPtr = std::unique_ptr<GDALDataset, TDatasetCloser>;
 
@@ -57,14 +58,18 @@ std::string CacheFolderOf(const TRasterOpenOptions& Options);
 std::string CacheFileName(const std::string& Folder, const std::string& File, const std::string& Suffix);
 bool FolderIsWritable(const std::string& Folder);
 
+// What became of a side file: written, cancelled by the progress callback, or not even begun because its
+// folder cannot be written (then the picture is read without it).
+enum TSideFile : std::uint8_t { sfMade, sfCancelled, sfUnwritable };
+
 // Writes Target through Write(temporary name) and renames it into place only when Write returns true,
-// so that an interrupted or cancelled write never leaves a file under Target's name. Returns Write's
-// result; removes the temporary on every path.
-bool WriteAtomically(const std::string& Target, const std::function<bool(const std::string& Temp)>& Write);
+// so that an interrupted or cancelled write never leaves a file under Target's name. Removes the
+// temporary on every path.
+TSideFile WriteAtomically(const std::string& Target, const std::function<bool(const std::string& Temp)>& Write);
 
 // Builds AVERAGE overviews of every band of Data into an external overview file Target (GDAL's ".ovr"
-// layout), atomically. Returns false when Progress cancelled; raises on failure.
-bool BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::string& Target,
+// layout), atomically. Raises when GDAL fails.
+TSideFile BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::string& Target,
                        const std::vector<int>& Factors, const TSourceProgress& Progress);
 
 // The GDAL source over an open dataset; Overviews, when given, is an external overview file whose first
@@ -73,8 +78,8 @@ std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data,
                                              std::string Format = {});
 
 // Copies File into a tiled GeoTIFF Target with AVERAGE reduced levels (JPEG tiles when Lossy, else
-// Deflate), atomically, reporting to Options.Progress. Returns false when cancelled; raises on failure.
-bool WriteTiledCopy(const std::string& File, const std::string& Target, bool Lossy, const TRasterOpenOptions& Options);
+// Deflate), atomically, reporting to Options.Progress. Raises when GDAL fails.
+TSideFile WriteTiledCopy(const std::string& File, const std::string& Target, bool Lossy, const TRasterOpenOptions& Options);
 // Formats that GDAL reads only from the start (PNG, GIF) or whole (WebP).
 bool ReadsOnlyInSequence(const GDALDataset& Data);
 // A large picture of such a format through its tiled copy in the cache folder, made on first open.

@@ -35,6 +35,7 @@ public:
     TGdalRaster(std::string File, TDatasetPtr Data, TDatasetPtr Overviews, std::string Format)
         : FFile(std::move(File)), FData(std::move(Data)), FOvr(std::move(Overviews)), FFormat(std::move(Format))
     {
+        TGdalErrorTrap quiet;  // GDAL reads directories and reduced levels lazily, and warns then
         ChooseBands();
         FLevels.push_back({FData->GetRasterXSize(), FData->GetRasterYSize()});
         for (int level = 1;; ++level) {
@@ -326,6 +327,7 @@ std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data,
 
 std::unique_ptr<TImageSource> OpenRasterSource(const std::string& FileName, const TRasterOpenOptions& Options)
 {
+    TGdalErrorTrap quiet;  // the inner traps report failures; warnings on the way are not printed
     TDatasetPtr data = OpenRasterDataset(FileName);
     const std::int64_t pixels = std::int64_t(data->GetRasterXSize()) * data->GetRasterYSize();
     const bool jpeg = std::string(GDALGetDriverShortName(data->GetDriver())) == "JPEG";
@@ -349,15 +351,19 @@ std::unique_ptr<TImageSource> OpenRasterSource(const std::string& FileName, cons
     ProbeFarCorner(*data, FileName);
     const std::filesystem::path absolute = std::filesystem::absolute(FileName);
     if (FolderIsWritable(absolute.parent_path().string())) {
-        if (!BuildOverviewFile(*data, FileName, FileName + ".ovr", factors, Options.Progress))
+        const TSideFile beside = BuildOverviewFile(*data, FileName, FileName + ".ovr", factors, Options.Progress);
+        if (beside == sfCancelled)
             RasterFail(FileName, "cancelled");
-        data = OpenRasterDataset(FileName);  // GDAL looks for "<file>.ovr" when it opens the file
-        return MakeGdalSource(FileName, std::move(data));
+        if (beside == sfMade) {
+            data = OpenRasterDataset(FileName);  // GDAL looks for "<file>.ovr" when it opens the file
+            return MakeGdalSource(FileName, std::move(data));
+        }
     }
-    std::error_code ec;
-    std::filesystem::create_directories(cacheFolder, ec);
-    if (!BuildOverviewFile(*data, FileName, cached, factors, Options.Progress))
-        RasterFail(FileName, "cancelled");
+    switch (BuildOverviewFile(*data, FileName, cached, factors, Options.Progress)) {
+    case sfMade: break;
+    case sfCancelled: RasterFail(FileName, "cancelled");
+    case sfUnwritable: return MakeGdalSource(FileName, std::move(data));  // readable at its own size only
+    }
     TDatasetPtr ovr = OpenOverviewFile(cached, *data);
     if (!ovr)
         RasterFail(FileName, "cannot read its reduced levels in \"" + cached + "\"");

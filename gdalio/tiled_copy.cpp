@@ -12,10 +12,8 @@
 
 namespace qv {
 
-bool WriteTiledCopy(const std::string& File, const std::string& Target, bool Lossy, const TRasterOpenOptions& Options)
+TSideFile WriteTiledCopy(const std::string& File, const std::string& Target, bool Lossy, const TRasterOpenOptions& Options)
 {
-    std::error_code ec;
-    std::filesystem::create_directories(std::filesystem::path(Target).parent_path(), ec);
     return WriteAtomically(Target, [&](const std::string& Temp) {
         TDatasetPtr source = OpenRasterDataset(File);
         const std::vector<int> factors = OverviewFactors(source->GetRasterXSize(), source->GetRasterYSize());
@@ -87,8 +85,11 @@ std::unique_ptr<TImageSource> OpenTiledCopy(const std::string& File, TDatasetPtr
         if (fits(*copy))
             return MakeGdalSource(File, std::move(copy), {}, format);
     }
-    if (!WriteTiledCopy(File, target, false, Options))
-        RasterFail(File, "cancelled");
+    switch (WriteTiledCopy(File, target, false, Options)) {
+    case sfMade: break;
+    case sfCancelled: RasterFail(File, "cancelled");
+    case sfUnwritable: return MakeGdalSource(File, std::move(Data));  // slow windows, but readable
+    }
     TDatasetPtr copy = OpenRasterDataset(target);
     if (!fits(*copy))
         RasterFail(File, "its tiled copy \"" + target + "\" does not fit it");

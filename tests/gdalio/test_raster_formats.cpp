@@ -270,7 +270,7 @@ TEST(RasterFormats, CmykTiffAndCmykJpeg)
     const int ink[4] = {10, 200, 150, 40};
     const TData ds = MemoryDataset(4, GDT_Byte, [&](int b, int, int) { return ink[b - 1]; },
                                    {GCI_CyanBand, GCI_MagentaBand, GCI_YellowBand, GCI_BlackBand});
-    ExpectPixels(Copy(*ds, "GTiff", "cmyk.tif", {"PHOTOMETRIC=SEPARATED"}), [&](int, int) {
+    ExpectPixels(Copy(*ds, "GTiff", "cmyk.tif", {"PHOTOMETRIC=CMYK"}), [&](int, int) {
         auto rgb = [&](int c) { return (255 - c) * (255 - ink[3]) / 255; };
         return Rgb(rgb(ink[0]), rgb(ink[1]), rgb(ink[2]));
     });

@@ -273,3 +273,30 @@ TEST_F(RasterOverviews, LargePngReadThroughAnExactTiledCopy)
     }
     EXPECT_EQ(Files(Dir / "cache").size(), 0u);
 }
+
+// No folder to write to at all: the picture is still read, at its own size only (the JPEG scan decodes
+// its full-resolution windows from the file itself).
+TEST_F(RasterOverviews, NowhereToWriteStillReads)
+{
+    fs::create_directories(Dir / "ro");
+    const std::string pic = WriteGrey(Dir / "ro" / "pic.tif");
+    qv::TBitmap scan(2100, 1100);
+    scan.Fill(0x336699);
+    const std::string jpg = (Dir / "ro" / "scan.jpg").string();
+    qv::SaveJPEG(scan, jpg, 90);
+    qv::TRasterOpenOptions options = Options();
+    options.CacheFolder = (Dir / "ro" / "cache").string();
+    fs::create_directories(options.CacheFolder);
+    for (const fs::path& d : {Dir / "ro", Dir / "ro" / "cache"})
+        fs::permissions(d, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write, fs::perm_options::remove);
+    TUnprivileged user;
+    const auto grey = qv::OpenRasterSource(pic, options);
+    EXPECT_EQ(grey->LevelCount(), 1);
+    EXPECT_EQ(grey->ReadWindow(0, {1098, 598, 1100, 600}).ScanLine(1)[1] & 255, std::uint32_t(Block(1099, 599)));
+    const auto jpeg = qv::OpenRasterSource(jpg, options);
+    ASSERT_EQ(jpeg->LevelCount(), 4);
+    const std::uint32_t p = jpeg->ReadWindow(0, {2000, 1000, 2001, 1001}).ScanLine(0)[0];
+    EXPECT_NEAR(int(p >> 16 & 255), 0x99, 2);  // TColor 0x336699: red 0x99, green 0x66, blue 0x33
+    EXPECT_NEAR(int(p & 255), 0x33, 2);
+    EXPECT_EQ(Files(Dir / "ro"), (std::set<std::string>{"pic.tif", "scan.jpg"}));
+}
