@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -128,9 +129,44 @@ TEST(RasterHostile, TruncatedFiles)
     ExpectRefused(Truncated("cut-scan.jpg", "JPEG", 2100, 1100, 0.5), InTheTestFolder(true, 0));
 }
 
+// What is written to the process's standard error while it lives (GDAL prints its warnings there unless
+// a handler keeps them).
+class TStderrCapture {
+public:
+    TStderrCapture() : FName((Folder() / "stderr.txt").string())
+    {
+        std::fflush(stderr);
+        FSaved = ::dup(2);
+        FILE* f = std::fopen(FName.c_str(), "w");
+        ::dup2(::fileno(f), 2);
+        std::fclose(f);
+    }
+    ~TStderrCapture() { Restore(); }
+    std::string Text()
+    {
+        Restore();
+        std::ifstream in(FName);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+
+private:
+    void Restore()
+    {
+        if (FSaved < 0)
+            return;
+        std::fflush(stderr);
+        ::dup2(FSaved, 2);
+        ::close(FSaved);
+        FSaved = -1;
+    }
+    std::string FName;
+    int FSaved = -1;
+};
+
 TEST(RasterHostile, TiffClaimingTenGigapixels)
 {
     const std::string file = WriteBytes("huge-claim.tif", LyingTiff(100000, 100000));
+    TStderrCapture terminal;
     // Refused before reduced levels are built from it: no progress is shown for it.
     qv::TRasterOpenOptions options = InTheTestFolder();
     bool progressed = false;
@@ -139,6 +175,7 @@ TEST(RasterHostile, TiffClaimingTenGigapixels)
     EXPECT_FALSE(progressed);
     ExpectRefused(file, InTheTestFolder(false));  // refused at the read of its far corner
     EXPECT_FALSE(fs::exists(file + ".ovr"));
+    EXPECT_EQ(terminal.Text(), "");  // libtiff's complaints went to the exception, not the terminal
 }
 
 TEST(RasterHostile, NotPicturesAtAll)
