@@ -263,17 +263,20 @@ TEST(RasterFormats, ColourNodataNeedsEveryBand)
     });
 }
 
-// CMYK: a TIFF holds ink amounts (0 none .. 255 full); GDAL turns a CMYK JPEG (Adobe's inverted inks)
-// into RGB itself.
+// CMYK: a TIFF holds ink amounts (0 none .. 255 full); a CMYK JPEG holds Adobe's inverted inks.
 TEST(RasterFormats, CmykTiffAndCmykJpeg)
 {
     const int ink[4] = {10, 200, 150, 40};
     const TData ds = MemoryDataset(4, GDT_Byte, [&](int b, int, int) { return ink[b - 1]; },
                                    {GCI_CyanBand, GCI_MagentaBand, GCI_YellowBand, GCI_BlackBand});
-    ExpectPixels(Copy(*ds, "GTiff", "cmyk.tif", {"PHOTOMETRIC=CMYK"}), [&](int, int) {
+    const auto inks = [&](int, int) {
         auto rgb = [&](int c) { return (255 - c) * (255 - ink[3]) / 255; };
         return Rgb(rgb(ink[0]), rgb(ink[1]), rgb(ink[2]));
-    });
+    };
+    // GDAL turns a CMYK TIFF into RGBA itself; four bands that only call themselves cyan, magenta,
+    // yellow and black are turned into RGB here.
+    ExpectPixels(Copy(*ds, "GTiff", "cmyk.tif", {"PHOTOMETRIC=CMYK"}), inks);
+    ExpectPixels(Copy(*ds, "GTiff", "cmyk-bands.tif"), inks);
     ExpectPixels(Copy(*ds, "JPEG", "cmyk.jpg", {"QUALITY=100"}), [&](int, int) {
         auto rgb = [&](int c) { return c * ink[3] / 255; };
         return Rgb(rgb(ink[0]), rgb(ink[1]), rgb(ink[2]));
