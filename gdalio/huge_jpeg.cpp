@@ -89,7 +89,7 @@ public:
         const TSize size = LevelSize(Level);
         if (!FPreview.empty() && Level >= kPreviewLevel) {
             const TBitmap& level = FPreview[static_cast<std::size_t>(Level - kPreviewLevel)];
-            TBitmap out(std::max(Window.Width(), 0), std::max(Window.Height(), 0));
+            TBitmap out = WindowBitmap(FFile, Window);
             out.CopyRect(-Window.Left, -Window.Top, level, {0, 0, size.cx, size.cy});
             return out;
         }
@@ -152,6 +152,9 @@ private:
 
     void MakeTiled() const
     {
+        OpenTiled();  // another source of the same file may have made it since this one opened
+        if (FTiles)
+            return;
         switch (WriteTiledCopy(FFile, FTiledName, true, FOptions)) {
         case sfMade: break;
         case sfCancelled: RasterFail(FFile, "cancelled");

@@ -72,6 +72,10 @@ TSideFile WriteAtomically(const std::string& Target, const std::function<bool(co
 TSideFile BuildOverviewFile(GDALDataset& Data, const std::string& File, const std::string& Target,
                        const std::vector<int>& Factors, const TSourceProgress& Progress);
 
+// A white bitmap of Window's size; raises "\"<file>\": a window of W x H pixels is too large" when it
+// cannot be had.
+TBitmap WindowBitmap(const std::string& File, TRect Window);
+
 // The GDAL source over an open dataset; Overviews, when given, is an external overview file whose first
 // page is level 1. Format is what FormatName() reports (empty: the driver's short name).
 std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data, TDatasetPtr Overviews = {},

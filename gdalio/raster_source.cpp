@@ -58,7 +58,7 @@ public:
     TBitmap ReadWindow(int Level, TRect Window) const override
     {
         const TSize size = LevelSize(Level);
-        TBitmap out(std::max(Window.Width(), 0), std::max(Window.Height(), 0));
+        TBitmap out = WindowBitmap(FFile, Window);
         const TRect part{std::max(Window.Left, 0), std::max(Window.Top, 0), std::min(Window.Right, size.cx),
                          std::min(Window.Bottom, size.cy)};
         if (part.IsEmpty())
@@ -318,6 +318,15 @@ TDatasetPtr OpenOverviewFile(const std::string& Name, GDALDataset& Data)
 }
 
 }  // namespace
+
+TBitmap WindowBitmap(const std::string& File, TRect Window)
+{
+    const std::int32_t w = std::max(Window.Width(), 0), h = std::max(Window.Height(), 0);
+    TBitmap out(w, h);
+    if (out.Width() != w || out.Height() != h)
+        RasterFail(File, "a window of " + std::to_string(w) + " x " + std::to_string(h) + " pixels is too large");
+    return out;
+}
 
 std::unique_ptr<TImageSource> MakeGdalSource(std::string File, TDatasetPtr Data, TDatasetPtr Overviews,
                                              std::string Format)

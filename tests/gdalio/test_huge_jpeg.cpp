@@ -147,6 +147,17 @@ TEST_F(HugeJpeg, LaterOpensUseTheTiledCopyWithoutDecodingAgain)
     EXPECT_LE(Difference(level3, Eighth, 0, 0).second, 2.5);
 }
 
+TEST_F(HugeJpeg, TwoSourcesOfOneFileMakeOneCopy)
+{
+    std::int64_t calls = 0;
+    const auto first = qv::OpenRasterSource(File, Options());
+    const auto second = qv::OpenRasterSource(File, Options(&calls));
+    (void)first->ReadWindow(0, {0, 0, 10, 10});
+    calls = 0;
+    (void)second->ReadWindow(0, {0, 0, 10, 10});
+    EXPECT_EQ(calls, 0);  // found the first one's copy
+}
+
 TEST_F(HugeJpeg, CancelledCopyLeavesNothingAndCanBeMadeLater)
 {
     const auto cancelling = qv::OpenRasterSource(File, Options(nullptr, false));

@@ -175,6 +175,12 @@ TEST(RasterHostile, TiffClaimingTenGigapixels)
     EXPECT_FALSE(progressed);
     ExpectRefused(file, InTheTestFolder(false));  // refused at the read of its far corner
     EXPECT_FALSE(fs::exists(file + ".ovr"));
+    // Asked for all of it at once: a bitmap of 40 GB cannot be had, and that is said, not crashed on
+    // (here and around a picture that is all there).
+    const auto source = qv::OpenRasterSource(file, InTheTestFolder(false));
+    EXPECT_THROW((void)qv::ReadWholeLevel(*source), qv::EXELImageError);
+    const auto small = qv::OpenRasterSource(Truncated("whole.tif", "GTiff", 30, 20, 1.0));
+    EXPECT_THROW((void)small->ReadWindow(0, {-100000, -100000, 100000, 100000}), qv::EXELImageError);
     EXPECT_EQ(terminal.Text(), "");  // libtiff's complaints went to the exception, not the terminal
 }
 
