@@ -18,7 +18,7 @@
 // - a larger PNG, GIF or WebP (one compressed stream, or decoded whole): on first open, an exact tiled
 //   copy (Deflate) with reduced levels in the cache folder, with Progress; later opens use it;
 // - a JPEG larger than 4096 x 4096 (a scan of hundreds of megapixels, which has no random access): the
-//   open decodes it at 1/8 scale (0.7 s for 300 megapixels here) and serves the levels reduced by 8
+//   open decodes it at 1/8 scale (0.63 s for 300 megapixels here) and serves the levels reduced by 8
 //   and more from that at once. The first read of a level reduced by less (1, 2 or 4) converts the
 //   file, once, into a tiled JPEG-compressed TIFF with reduced levels in the cache folder, blocking with
 //   Progress (the one kept from the open); later reads and later opens use that copy, where a
