@@ -65,6 +65,7 @@ void TMapImage::Replace(TBitmap Picture)
 {
     FBitmap = std::move(Picture);
     FTiled.reset();
+    FRelay.reset();
     FPyramidStale = true;
     ++FGeneration;
 }
@@ -221,12 +222,24 @@ TMapImage::TLoadResult TMapImage::OpenRaster([[maybe_unused]] const std::string&
     std::int32_t percent = 0;
     std::shared_ptr<const TImageSource> source;
     TBitmap whole;
+    // The source keeps its progress callback for later steps (see SetLaterProgress): it reaches this
+    // call's locals only through the relay's During, which is cleared on every way out of this function.
+    auto relay = std::make_shared<TProgressRelay>();
+    relay->During = [&](std::int64_t Done, std::int64_t Total) {
+        percent = Total > 0 ? static_cast<std::int32_t>(std::clamp<std::int64_t>(Done * 100 / Total, 0, 100)) : 0;
+        report(pgRunning, percent);
+        return !FCancel;
+    };
+    struct TEndOfOpen {
+        TProgressRelay& Relay;
+        ~TEndOfOpen() { Relay.During = nullptr; }
+    } endOfOpen{*relay};
     try {
         TRasterOpenOptions options;
-        options.Progress = [&](std::int64_t Done, std::int64_t Total) {
-            percent = Total > 0 ? static_cast<std::int32_t>(std::clamp<std::int64_t>(Done * 100 / Total, 0, 100)) : 0;
-            report(pgRunning, percent);
-            return !FCancel;
+        options.Progress = [relay](std::int64_t Done, std::int64_t Total) {
+            if (relay->During)
+                return relay->During(Done, Total);
+            return relay->Later ? relay->Later(Done, Total) : true;
         };
         source = OpenRasterSource(File, options);
         const TSize size = source->Size();
@@ -261,6 +274,7 @@ TMapImage::TLoadResult TMapImage::OpenRaster([[maybe_unused]] const std::string&
         return lrTaken;
     }
     TakeSource(std::move(source), Name);
+    FRelay = std::move(relay);
     return lrTaken;
 #else
     return lrMissing;
@@ -279,9 +293,26 @@ void TMapImage::TakeSource(std::shared_ptr<const TImageSource> Source, const std
         return;
     }
     FTiled = std::make_shared<TTileCache>(std::move(Source));
+    FRelay.reset();
     FName = Name;
     FWidth = size.cx;
     FHeight = size.cy;
+}
+
+void TMapImage::SetLaterProgress(const void* Owner, TLaterProgress Later)
+{
+    if (!FRelay)
+        return;
+    FRelay->Later = std::move(Later);
+    FRelay->Owner = Owner;
+}
+
+void TMapImage::DropLaterProgress(const void* Owner)
+{
+    if (FRelay && FRelay->Owner == Owner) {
+        FRelay->Later = nullptr;
+        FRelay->Owner = nullptr;
+    }
 }
 
 std::shared_ptr<const TImageSource> TMapImage::Levels() const

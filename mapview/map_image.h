@@ -104,6 +104,16 @@ public:
     // Asks the JPEG decode in progress to stop after its current batch of rows (from a progress event).
     // Each load starts uncancelled.
     void CancelLoading() { FCancel = true; }
+    bool LoadingCancelled() const { return FCancel; }
+    void ResetCancel() { FCancel = false; }
+
+    // A tiled picture may have a long step long after its open: a huge JPEG makes its tiled copy at the
+    // first full-resolution read, inside a paint. The source then reports to Later, which the owner sets
+    // (Owner names it, so that only it clears it again: copies of this image share the source). Later
+    // returns false to cancel. Without one the step runs without reports.
+    using TLaterProgress = std::function<bool(std::int64_t Done, std::int64_t Total)>;
+    void SetLaterProgress(const void* Owner, TLaterProgress Later);
+    void DropLaterProgress(const void* Owner);
     // Name and size emptied; the picture stays (an empty map shows none of it).
     void Drop();
     // A copy of Bitmap under the name "$unknown$"; raises the size error (the copy then stays, as above).
@@ -143,6 +153,13 @@ private:
     std::array<TBitmap, 4> FPyramid;  // FBitmap halved 1..4 times; empty when unused
     bool FPyramidStale = true;        // FBitmap replaced since the pyramid was made
     std::shared_ptr<TTileCache> FTiled;  // the tiled picture (shared by copies of this image)
+    // Where the tiled source's progress goes: the open's own report while it runs, the owner's after.
+    struct TProgressRelay {
+        std::function<bool(std::int64_t, std::int64_t)> During;
+        TLaterProgress Later;
+        const void* Owner = nullptr;
+    };
+    std::shared_ptr<TProgressRelay> FRelay;  // with FTiled
     std::uint64_t FGeneration = 0;
     std::int64_t FMaxPixels = LargeMapPixels;
     bool FCancel = false;

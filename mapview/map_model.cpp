@@ -26,7 +26,47 @@ TMapModel::TMapModel() : FRenderCaches(MakeMapRenderCaches())
     TakeAnnounced();
 }
 
-TMapModel::~TMapModel() = default;
+TMapModel::~TMapModel() { FImage.DropLaterProgress(this); }
+
+bool TMapModel::LaterProgress(std::int64_t Done, std::int64_t Total)
+{
+    // A step of the picture's source inside a paint (a huge scan's tiled copy): the load events report it
+    // as a load, and CancelLoading stops it. Once cancelled at one magnification it is not started again
+    // by the next paint there: the view shows the background where the finer level would be.
+    if (!FLaterLoading) {
+        if (FLaterDeclinedAt == Magnification())
+            return false;
+        FLaterLoading = true;
+        FImage.ResetCancel();
+        LoadProgress(pgStarting, 0);
+    }
+    const std::int32_t percent =
+        Total > 0 ? static_cast<std::int32_t>(std::clamp<std::int64_t>(Done * 100 / Total, 0, 100)) : 0;
+    LoadProgress(pgRunning, percent);
+    const bool go = !FImage.LoadingCancelled();
+    if (!go) {
+        FLaterDeclinedAt = Magnification();
+        EndLaterLoading();
+    }
+    return go;
+}
+
+TMapModel::TLaterStepScope::~TLaterStepScope()
+{
+    // A step may report in several stages, each from 0 to all: it ends with the drawing that needed it.
+    try {
+        FModel.EndLaterLoading();
+    } catch (...) {  // the handler's failure was the load events' to report; nothing may leave a destructor
+    }
+}
+
+void TMapModel::EndLaterLoading()
+{
+    if (!FLaterLoading)
+        return;
+    FLaterLoading = false;
+    LoadProgress(pgEnding, 100);
+}
 
 void TMapModel::CalibrationChanged(unsigned What)
 {
@@ -296,6 +336,8 @@ void TMapModel::LoadImage(const std::string& Name, bool AnyType, bool Explicit)
         return;
     case TMapImage::lrTaken:
         FCache.Invalidate();
+        FLaterDeclinedAt = -1.0;
+        FImage.SetLaterProgress(this, [this](std::int64_t Done, std::int64_t Total) { return LaterProgress(Done, Total); });
         TakeNewImage();
         return;
     }
@@ -321,6 +363,10 @@ void TMapModel::TakeNewImage()
     }
     FView.SetMapSize({w, h});
     FView.SetTopLeft({0, 0});
+    // A tiled picture (a scan too large to hold) is first shown whole: its reduced levels are at hand,
+    // while its own pixels at the old magnification may first need a long step (a huge JPEG's tiled copy).
+    if (FImage.Tiled())
+        SizedView().FitPage();
     Paint();
     AnnounceMapChange();
 }

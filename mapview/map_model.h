@@ -441,6 +441,17 @@ protected:
     virtual bool AsksImageName() const { return false; }
     virtual void AskImageName(std::string&) {}
     virtual void LoadProgress(TProgressStage, std::int32_t) {}
+    // The picture source's later long step (TMapImage::SetLaterProgress), reported as a load.
+    bool LaterProgress(std::int64_t Done, std::int64_t Total);
+    void EndLaterLoading();
+    // Ends such a step (pgEnding) when the drawing that started it is done.
+    struct TLaterStepScope {
+        TMapModel& FModel;
+        explicit TLaterStepScope(TMapModel& Model) : FModel(Model) {}
+        ~TLaterStepScope();
+        TLaterStepScope(const TLaterStepScope&) = delete;
+        TLaterStepScope& operator=(const TLaterStepScope&) = delete;
+    };
     // The question before a landmark is added or removed.
     virtual void AskLandMark(bool&, TLandMarkAction, const TLandMark&) {}
     virtual TMapRenderEvents RenderEvents() { return {}; }
@@ -498,6 +509,8 @@ protected:
     bool FConfinePan = true;
     TMapCalibration FCalib;      // FCalibData, FCalibModel, the fitted sets, FCalDatName
     TLandMarkStore FLandMarks;   // FNumLandMarks, FLandMarks, FDefaultLM, FLMClassVisible, FHighLM...
+    bool FLaterLoading = false;      // a later step of the picture's source is under way
+    double FLaterDeclinedAt = -1.0;  // the magnification at which the user cancelled one; -1: none
     TMapImage FImage;  // GrafBmp, FMapImgName, the image size; the pyramid; the size limit
     int FHoldPaint = 0;         // > 0 while an operation repaints once at its end
     // The mouse's state machine works on FView; its state (mode, drags, rubber band, boxes, figures) is the

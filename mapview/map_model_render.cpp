@@ -79,9 +79,13 @@ void TMapModel::Paint()
 {
     if (FHoldPaint == 0)
         NoteViewChange();
-    if (FSuppressPaint || FHoldPaint > 0)
+    // No paint inside a paint's own long step (its progress events may run the event loop).
+    if (FSuppressPaint || FHoldPaint > 0 || FLaterLoading)
         return;
-    ConstructInternalMapImg();
+    {
+        TLaterStepScope step(*this);
+        ConstructInternalMapImg();
+    }
     RequestPaint();
 }
 
@@ -123,6 +127,7 @@ void TMapModel::RenderOutput(TBitmap& Bitmap, TBitmap* BareMap, TPoint Position,
     // The render handlers see the output as the view; paints are held meanwhile.
     THoldPaint hold(*this);
     TOutputViewScope outputView(FView, FRenderingOutput, TMapPixel(Position), Scale, Size);
+    TLaterStepScope step(*this);
     RenderMapOutput(Bitmap, BareMap, FView, s, FLook, FCache, FRenderCaches.get(), RenderEvents());
 }
 

@@ -70,6 +70,7 @@ struct TTwoMaps {
         Whole.SetMaxMapPixels(10000000);
         Whole.SetMapBitMap(Source->Level(0));
         Tiled.SetMapSource(Source, "formula");
+        Tiled.SetMagnification(1.0);  // a tiled picture is first shown whole
     }
     void Show(double Mag, TPoint TopLeft)
     {
@@ -339,6 +340,7 @@ TEST(TiledMap, CalibrationsSwitchesAndRenamesOfTiledMaps)
 
     ASSERT_TRUE(fs::exists(dir / "scan.tif.ovr"));
     EXPECT_TRUE(m.RenameMapImg("moved"));
+    m.SetMagnification(1.0);
     EXPECT_EQ(m.MapImgName(), dir / "moved.tif");
     EXPECT_TRUE(fs::exists(dir / "moved.tif.ovr"));
     EXPECT_FALSE(fs::exists(dir / "scan.tif.ovr"));
