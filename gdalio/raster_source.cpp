@@ -322,6 +322,11 @@ TDatasetPtr OpenOverviewFile(const std::string& Name, GDALDataset& Data)
 TBitmap WindowBitmap(const std::string& File, TRect Window)
 {
     const std::int32_t w = std::max(Window.Width(), 0), h = std::max(Window.Height(), 0);
+    // Refused before asking for the memory: an allocator may end the process instead of failing (a
+    // sanitizer's does), and 2^28 pixels (1 GiB) is far beyond any window a view or an output reads.
+    constexpr std::int64_t MaxWindowPixels = std::int64_t{1} << 28;
+    if (std::int64_t{w} * h > MaxWindowPixels)
+        RasterFail(File, "a window of " + std::to_string(w) + " x " + std::to_string(h) + " pixels is too large");
     TBitmap out(w, h);
     if (out.Width() != w || out.Height() != h)
         RasterFail(File, "a window of " + std::to_string(w) + " x " + std::to_string(h) + " pixels is too large");
