@@ -13,6 +13,7 @@
 #include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
+#include <qvgeo/mapview/map_furniture.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
@@ -69,6 +70,8 @@ struct TMapAppearance {
     bool AntiAlias = true;
     double CacheMagLimit = 2.0 / 3.0;
     std::int32_t LMRandSampleLimit = 20000;
+    // Grid labels at the view's edges, scale bar, north arrow: drawn after the landmarks, under the frame.
+    TFurnitureOptions Furniture;
 };
 
 // What a view shows: the map image and its pyramid, the calibration, the landmarks. The pointers must stay
