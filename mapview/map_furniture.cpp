@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <limits>
 #include <numbers>
+#include <tuple>
 
 namespace qv {
 
@@ -71,7 +72,10 @@ bool Touch(const TRect& A, const TRect& B, std::int32_t Gap)
     return A.Left < B.Right + Gap && B.Left < A.Right + Gap && A.Top < B.Bottom + Gap && B.Top < A.Bottom + Gap;
 }
 
-// The crossings of each traced line with the four edges of Area (control pixels).
+// The crossings of each traced line with the four edges of Area (control pixels). A point exactly on an
+// edge counts as outside, so a line clipped to the map's border (which begins on it) crosses there once.
+// A run of points that stops just short of an edge (the parabolas are traced over the visible pixels
+// only, up to the last one, a map pixel apart) ends on it: within Near pixels, it is taken to cross there.
 class TCrossingSink final : public render_detail::TGridLineSink {
 public:
     struct TCrossing {
@@ -80,45 +84,72 @@ public:
         render_detail::TGridFamily Family;
         double Value;
     };
-    TCrossingSink(double L, double T, double R, double B) : FL(L), FT(T), FR(R), FB(B) {}
+    TCrossingSink(double L, double T, double R, double B, double Near) : FL(L), FT(T), FR(R), FB(B), FNear(Near) {}
     void Begin(render_detail::TGridFamily Family, double Value) override
     {
-        FFamily = Family, FValue = Value, FHavePrev = false;
+        EndRun();
+        FFamily = Family, FValue = Value;
     }
     void Point(bool Valid, TPoint P) override
     {
         if (!Valid) {
-            FHavePrev = false;
+            EndRun();
             return;
         }
-        if (FHavePrev && std::isfinite(FValue))
+        if (FRun == 0)
+            FFirst = P;
+        else if (std::isfinite(FValue))
             Segment(FPrev, P);
-        FPrev = P, FHavePrev = true;
+        FPrev = P, ++FRun;
     }
+    // Ends the last line; call once the tracing is done.
+    void Finish() { EndRun(); }
     std::vector<TCrossing> Crossings;
 
 private:
-    double FL, FT, FR, FB;
+    double FL, FT, FR, FB, FNear;
     render_detail::TGridFamily FFamily = render_detail::gfLatitude;
     double FValue = 0.0;
-    TPoint FPrev;
-    bool FHavePrev = false;
+    TPoint FPrev, FFirst;
+    int FRun = 0;  // points in the current run
 
-    // Half-open sides: a point exactly on an edge counts as inside, so a line through a vertex on the edge
-    // is one crossing, not two.
+    void EndRun()
+    {
+        if (FRun > 1 && std::isfinite(FValue)) {
+            NearEdge(FFirst);
+            NearEdge(FPrev);
+        }
+        FRun = 0;
+    }
+    void NearEdge(TPoint P)
+    {
+        const double x = P.X, y = P.Y;
+        if (!(x > FL && x < FR && y > FT && y < FB))
+            return;  // outside, or on an edge, where a segment crossed already
+        if (y - FT < FNear)
+            Crossings.push_back({meTop, x, FT, FFamily, FValue});
+        if (FB - y < FNear)
+            Crossings.push_back({meBottom, x, FB, FFamily, FValue});
+        if (x - FL < FNear)
+            Crossings.push_back({meLeft, FL, y, FFamily, FValue});
+        if (FR - x < FNear)
+            Crossings.push_back({meRight, FR, y, FFamily, FValue});
+    }
     void Segment(TPoint A, TPoint B)
     {
         const double ax = A.X, ay = A.Y, bx = B.X, by = B.Y;
-        auto across = [&](double a, double b, double e) { return (a < e) != (b < e); };
-        for (const auto& [edge, e] : {std::pair{meTop, FT}, std::pair{meBottom, FB}}) {
-            if (!across(ay, by, e))
+        // Top and left: outside at or below the edge's coordinate; bottom and right: at or above it.
+        const auto rows = {std::tuple{meTop, FT, true}, std::tuple{meBottom, FB, false}};
+        for (const auto& [edge, e, low] : rows) {
+            if (((low ? ay <= e : ay >= e)) == ((low ? by <= e : by >= e)))
                 continue;
             const double x = ax + (e - ay) * (bx - ax) / (by - ay);
             if (x >= FL && x <= FR)
                 Crossings.push_back({edge, x, e, FFamily, FValue});
         }
-        for (const auto& [edge, e] : {std::pair{meLeft, FL}, std::pair{meRight, FR}}) {
-            if (!across(ax, bx, e))
+        const auto cols = {std::tuple{meLeft, FL, true}, std::tuple{meRight, FR, false}};
+        for (const auto& [edge, e, low] : cols) {
+            if (((low ? ax <= e : ax >= e)) == ((low ? bx <= e : bx >= e)))
                 continue;
             const double y = ay + (e - ax) * (by - ay) / (bx - ax);
             if (y >= FT && y <= FB)
@@ -303,12 +334,16 @@ std::vector<TEdgeLabel> PlaceGridLabels(TCanvas& Canvas, const TMapViewport& Vie
     const double B = std::min<double>(H, (mapSize.cy - View.TopLeft().Y) * mag);
     if (!(R > L && B > T))
         return placed;
-    TCrossingSink sink(L, T, R, B);
+    // A traced point every map pixel, or every control pixel when reduced: a run's end may stop short of
+    // the edge by that much.
+    TCrossingSink sink(L, T, R, B, std::max(1.0, mag) + 0.5);
     render_detail::TraceGridLines(sink, View, Sources, Look);
+    sink.Finish();
     SetFont(Canvas, F);
     const std::int32_t margin = std::max(3, Px(3 * Clamped(F.Scale)));
     const std::int32_t l = Px(std::ceil(L)) + margin, t = Px(std::ceil(T)) + margin;
     const std::int32_t r = Px(std::floor(R)) - margin, b = Px(std::floor(B)) - margin;
+    const std::int32_t beside = std::max(2, Px(2 * Clamped(F.Scale)));
     for (const TCrossingSink::TCrossing& c : sink.Crossings) {
         TEdgeLabel label;
         label.Edge = c.Edge, label.X = c.X, label.Y = c.Y, label.Kind = ValueKind(c.Family), label.Value = c.Value;
@@ -317,11 +352,13 @@ std::vector<TEdgeLabel> PlaceGridLabels(TCanvas& Canvas, const TMapViewport& Vie
         if (ext.cx > r - l || ext.cy > b - t)
             continue;
         std::int32_t x = 0, y = 0;
+        // Beside the line rather than over it: right of a line leaving at the top or bottom, above a line
+        // leaving at the left or right, so that the line stays visible up to the edge.
         switch (c.Edge) {
-        case meTop: x = Px(c.X - ext.cx / 2.0), y = t; break;
-        case meBottom: x = Px(c.X - ext.cx / 2.0), y = b - ext.cy; break;
-        case meLeft: x = l, y = Px(c.Y - ext.cy / 2.0); break;
-        case meRight: x = r - ext.cx, y = Px(c.Y - ext.cy / 2.0); break;
+        case meTop: x = Px(std::floor(c.X)) + beside, y = t; break;
+        case meBottom: x = Px(std::floor(c.X)) + beside, y = b - ext.cy; break;
+        case meLeft: x = l, y = Px(std::floor(c.Y)) - beside - ext.cy + 1; break;
+        case meRight: x = r - ext.cx, y = Px(std::floor(c.Y)) - beside - ext.cy + 1; break;
         }
         x = std::clamp(x, l, r - ext.cx), y = std::clamp(y, t, b - ext.cy);
         label.Box = {x, y, x + ext.cx, y + ext.cy};

@@ -59,7 +59,8 @@ struct TEdgeLabel {
 };
 
 // The labels that fit: one per crossing of a drawn line with an edge (see TEdgeLabel), in the order the lines are drawn,
-// each placed inside the view against its edge and centred on the crossing where the view allows; a label
+// each placed inside the view against its edge, beside its line (right of it on the top and bottom edges,
+// above it on the left and right ones) where the view allows; a label
 // whose box would come within 2 pixels of a box already placed or of one of Reserved is left out.
 // Canvas measures the text (its font is set and left changed).
 std::vector<TEdgeLabel> PlaceGridLabels(TCanvas& Canvas, const TMapViewport& View, const TMapSources& Sources,

@@ -1,0 +1,415 @@
+// Map furniture over the bundled Vienna map under four models: the grid labels read the calibration's
+// values where their lines leave the view, never overlap and stay inside it; the scale bar's drawn length
+// is its text's length on the ellipsoid; the north arrow follows the meridian; with everything off the
+// picture does not change.
+#include <qvgeo/geobasics/transverse_mercator.h>
+#include <qvgeo/geomap/calibration.h>
+#include <qvgeo/mapview/map_furniture.h>
+#include <qvgeo/mapview/map_output.h>
+#include <qvgeo/mapview/map_render.h>
+#include <qvgeo/platform/image_files.h>
+
+#if __has_include(<GeographicLib/Geodesic.hpp>)
+#include <GeographicLib/Geodesic.hpp>
+#define QVGEO_TEST_GEODESIC 1
+#endif
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace qv {
+namespace {
+
+const std::string Samples = std::string(QVGEO_SOURCE_DIR) + "/data/samples/";
+
+// The Vienna map under one calibration of the sample file, optionally refitted to another model.
+struct TVienna {
+    TMapCalibration Calib;
+    TBitmap Image;
+    std::string Name;
+
+    explicit TVienna(const std::string& Id, TCalibModel Model = cmUndefined)
+    {
+        std::ifstream f(Samples + "calib-vienna.xml", std::ios::binary);
+        EXPECT_TRUE(Calib.ReadCalibrationRecord(f, Id).Found);
+        Name = Calib.CalibData().MapFName;
+        LoadBMP(Image, Samples + Name);
+        Calib.SetImageName(Name);
+        Calib.SetImageSize(Image.Width(), Image.Height());
+        Calib.FinishReading();
+        if (Model != cmUndefined)
+            Calib.SetCalibModel(Model);
+    }
+    TMapSources Sources() const
+    {
+        TMapSources s;
+        s.MapImgName = Name;
+        s.GrafBmp = &Image;
+        s.CalibData = &Calib.CalibData();
+        s.Fit = &Calib.Fit();
+        return s;
+    }
+};
+
+struct TModelCase {
+    const char* Id;
+    TCalibModel Refit;  // cmUndefined: the file's own model
+    TShowGrat Grat;
+};
+const TModelCase Models[] = {
+    {"geo", cmUndefined, sgLines},            // equirect
+    {"utm", cmUndefined, sgUTMGrid},          // UTM grid in kilometres
+    {"grat", cmParabolicIp, sgLines},         // parabolic: curved lines through the calibration lines
+    {"geo", cmConicConformal, sgLines},       // conic: converging meridians
+};
+
+TMapViewport MakeView(int W, int H, double Mag, TMapPixel TopLeft)
+{
+    TMapViewport v;
+    v.SetControlSize({W, H});
+    v.SetMagnify(Mag);
+    v.SetTopLeft(TopLeft);
+    return v;
+}
+
+TBitmap Draw(const TMapViewport& View, const TMapSources& S, const TMapAppearance& Look)
+{
+    TBitmap aux;
+    TMapImageCache cache;
+    RenderMapView(View, S, Look, aux, cache);
+    return aux;
+}
+
+// A label's text back to a number: degrees from "48°12'30.5" N" in any of the formats (S and W negative),
+// kilometres as metres.
+double ParseLabel(const std::string& Text, TGridValue Kind)
+{
+    if (Kind == gvEasting || Kind == gvNorthing)
+        return std::strtod(Text.c_str(), nullptr) * 1000.0;
+    double value = 0, unit = 1;
+    const char* p = Text.c_str();
+    while (*p) {
+        if ((*p >= '0' && *p <= '9') || *p == '.') {
+            char* end = nullptr;
+            value += std::strtod(p, &end) * unit;
+            unit /= 60;
+            p = end;
+        } else {
+            if (*p == 'S' || *p == 'W')
+                value = -value;
+            ++p;
+        }
+    }
+    return value;
+}
+
+// The coordinate a label names, from the calibration at a map pixel: latitude, longitude, or the UTM
+// northing or easting of the fit's position.
+double CoordinateAt(const TCalibFit& Fit, TGridValue Kind, TPoint P)
+{
+    TCoords c;
+    EXPECT_TRUE(Fit.CalcPosition(P, c));
+    if (Kind == gvLatitude)
+        return c.Latit;
+    if (Kind == gvLongitude)
+        return c.Longit;
+    int zone = 0;
+    double e = 0, n = 0;
+    LatLongToUTM(c.Latit, c.Longit, Fit.Ellipsoid(), zone, e, n);
+    return Kind == gvEasting ? e : n;
+}
+
+bool Overlap(const TRect& A, const TRect& B)
+{
+    return A.Left < B.Right && B.Left < A.Right && A.Top < B.Bottom && B.Top < A.Bottom;
+}
+
+TEST(MapFurniture, EdgeLabelsReadTheCalibrationWhereTheirLinesLeaveTheView)
+{
+    const struct {
+        double Mag;
+        TMapPixel TopLeft;
+    } views[] = {{1.0, {120, 80}}, {2.5, {200, 100}}, {0.5, {-40, -30}}};  // the last shows the whole map
+    for (const TModelCase& m : Models) {
+        TVienna map(m.Id, m.Refit);
+        const TMapSources src = map.Sources();
+        TMapAppearance look;
+        look.ShowGraticule = m.Grat;
+        look.Furniture.GridLabels = true;
+        look.Furniture.DegreeFormat = dfDegMin;
+        if (m.Grat == sgLines)
+            look.GratLineDist = 0.01;  // the parabolic model draws its calibration lines instead
+        for (const auto& v : views) {
+            SCOPED_TRACE(std::string(m.Id) + " refit " + std::to_string(m.Refit) + " mag " + std::to_string(v.Mag));
+            const TMapViewport view = MakeView(480, 360, v.Mag, v.TopLeft);
+            TBitmap scratch(8, 8);
+            const std::vector<TEdgeLabel> labels = PlaceGridLabels(scratch.Canvas(), view, src, look);
+            ASSERT_GE(labels.size(), 4u);
+            std::array<int, 4> perEdge{};
+            for (const TEdgeLabel& l : labels) {
+                ++perEdge[l.Edge];
+                const double read = ParseLabel(l.Text, l.Kind);
+                EXPECT_NEAR(read, l.Value, 1e-9 + std::fabs(l.Value) * 1e-12) << l.Text;
+                // The map pixel under the crossing and the coordinate's change over a few pixels there:
+                // the drawn line runs through integer pixels, within about 1.5 map pixels of the exact one.
+                const double mx = view.MapXAt(l.X), my = view.MapYAt(l.Y);
+                const TPoint p{int(std::lround(mx)), int(std::lround(my))};
+                const double dx = CoordinateAt(*src.Fit, l.Kind, {p.X + 1, p.Y}) - CoordinateAt(*src.Fit, l.Kind, {p.X - 1, p.Y});
+                const double dy = CoordinateAt(*src.Fit, l.Kind, {p.X, p.Y + 1}) - CoordinateAt(*src.Fit, l.Kind, {p.X, p.Y - 1});
+                const double perPixel = std::hypot(dx, dy) / 2;
+                EXPECT_NEAR(read, CoordinateAt(*src.Fit, l.Kind, p), 2.5 * perPixel) << l.Text << " at " << l.X << "," << l.Y;
+                // The crossing lies on its edge of the map's part of the view; the text inside, by it.
+                const double L = std::max(0.0, -v.TopLeft.X * v.Mag), T = std::max(0.0, -v.TopLeft.Y * v.Mag);
+                const double R = std::min(480.0, (map.Image.Width() - v.TopLeft.X) * v.Mag);
+                const double B = std::min(360.0, (map.Image.Height() - v.TopLeft.Y) * v.Mag);
+                const double edgeAt[] = {T, B, L, R};
+                EXPECT_DOUBLE_EQ(l.Edge <= meBottom ? l.Y : l.X, edgeAt[l.Edge]);
+                EXPECT_TRUE(l.Box.Left >= L && l.Box.Right <= R && l.Box.Top >= T && l.Box.Bottom <= B);
+                const double gap = l.Edge == meTop ? l.Box.Top - T : l.Edge == meBottom ? B - l.Box.Bottom
+                                 : l.Edge == meLeft ? l.Box.Left - L : R - l.Box.Right;
+                EXPECT_GE(gap, 2.0);
+                EXPECT_LE(gap, 5.0);
+            }
+            if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG")) {  // to look at
+                TMapAppearance all = look;
+                all.Furniture.ScaleBar = all.Furniture.NorthArrow = true;
+                SavePNG(Draw(view, src, all), std::string(dir) + "/labels-" + m.Id + "-" + std::to_string(m.Refit) +
+                                                  "-" + std::to_string(v.Mag) + ".png");
+            }
+            // Lines run both ways, so every edge has a label at this spacing.
+            for (int e = 0; e < 4; ++e)
+                EXPECT_GE(perEdge[static_cast<std::size_t>(e)], 1) << "edge " << e;
+        }
+    }
+}
+
+TEST(MapFurniture, LabelsNeverOverlapEachOtherOrTheCornerPieces)
+{
+    std::mt19937 rng(20);
+    std::uniform_real_distribution<double> mag(0.3, 4.0), pos(-200, 700), size(120, 700);
+    for (const TModelCase& m : Models) {
+        TVienna map(m.Id, m.Refit);
+        const TMapSources src = map.Sources();
+        TMapAppearance look;
+        look.ShowGraticule = m.Grat;
+        look.Furniture.GridLabels = look.Furniture.ScaleBar = look.Furniture.NorthArrow = true;
+        look.Furniture.DegreeFormat = dfDegMinSec;
+        for (int i = 0; i < 40; ++i) {
+            const int W = int(size(rng)), H = int(size(rng));
+            const TMapViewport view = MakeView(W, H, mag(rng), {int(pos(rng)), int(pos(rng))});
+            look.GratLineDist = i % 2 ? 0.01 : 0;
+            TBitmap scratch(8, 8);
+            const std::vector<TRect> reserved = {{W - 60, H - 40, W, H}};
+            const std::vector<TEdgeLabel> labels = PlaceGridLabels(scratch.Canvas(), view, src, look, reserved);
+            for (std::size_t a = 0; a < labels.size(); ++a) {
+                EXPECT_FALSE(Overlap(labels[a].Box, reserved[0])) << labels[a].Text;
+                EXPECT_TRUE(labels[a].Box.Left >= 0 && labels[a].Box.Top >= 0 && labels[a].Box.Right <= W &&
+                            labels[a].Box.Bottom <= H);
+                for (std::size_t b = a + 1; b < labels.size(); ++b)
+                    EXPECT_FALSE(Overlap(labels[a].Box, labels[b].Box)) << labels[a].Text << " / " << labels[b].Text;
+            }
+            // The whole drawing runs on every such view.
+            const TBitmap pic = Draw(view, src, look);
+            EXPECT_EQ(pic.Width(), W);
+        }
+    }
+}
+
+TEST(MapFurniture, ValueTexts)
+{
+    const struct {
+        TGridValue Kind;
+        double Value;
+        TDegreeFormat Format;
+        const char* Text;
+    } cases[] = {
+        {gvLatitude, 48.25, dfDegMinSec, "48°15'00\" N"},
+        {gvLatitude, -33.5, dfDegMin, "33°30' S"},
+        {gvLatitude, 48.21, dfDegMin, "48°12.6' N"},
+        {gvLatitude, 0.0, dfDecimal, "0°"},
+        {gvLongitude, 16.35, dfDecimal, "16.35° E"},
+        {gvLongitude, -0.125, dfDecimalPlain, "0.125 W"},
+        {gvLongitude, 190.0, dfDecimal, "170° W"},
+        {gvLongitude, -180.0, dfDegMin, "180°00'"},
+        {gvLongitude, 16.0 + 1.0 / 3600, dfDegMinSec, "16°00'01\" E"},
+        {gvEasting, 596000, dfDecimal, "596"},
+        {gvNorthing, 5344500, dfDecimal, "5344.5"},
+        {gvEasting, 600250, dfDecimal, "600.25"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(GridValueText(c.Kind, c.Value, c.Format), c.Text) << c.Value;
+}
+
+#ifdef QVGEO_TEST_GEODESIC
+// The geodesic between the positions of two map pixels on one row, by the peer.
+double PeerDistance(const TCalibFit& Fit, TPoint A, TPoint B)
+{
+    TCoords p, q;
+    EXPECT_TRUE(Fit.CalcPosition(A, p));
+    EXPECT_TRUE(Fit.CalcPosition(B, q));
+    double s = 0;
+    GeographicLib::Geodesic::WGS84().Inverse(p.Latit, p.Longit, q.Latit, q.Longit, s);
+    return s;
+}
+
+TEST(MapFurniture, ScaleBarIsItsTextsLengthOnTheEllipsoid)
+{
+    const TColor Ink = 0x2A1B3C;  // a colour the map does not have
+    for (const TModelCase& m : Models) {
+        TVienna map(m.Id, m.Refit);
+        const TMapSources src = map.Sources();
+        for (const double mag : {0.3, 1.0, 3.0, 7.0}) {
+            SCOPED_TRACE(std::string(m.Id) + " mag " + std::to_string(mag));
+            const TMapViewport view = MakeView(600, 400, mag, {100, 60});
+            TMapAppearance look;
+            look.Furniture.ScaleBar = true;
+            look.Furniture.Color = Ink;
+            const TScaleBar bar = MeasureScaleBar(view, src, 150);
+            ASSERT_TRUE(bar.Valid);
+            // A round length, the longest that fits.
+            const double mantissa = bar.Metres / std::pow(10.0, std::floor(std::log10(bar.Metres) + 1e-9));
+            EXPECT_TRUE(std::fabs(mantissa - 1) < 1e-9 || std::fabs(mantissa - 2) < 1e-9 || std::fabs(mantissa - 5) < 1e-9)
+                << bar.Metres;
+            EXPECT_LE(bar.Pixels, 150.0);
+            EXPECT_GT(bar.Pixels * (mantissa == 2 ? 2.5 : 2.0), 150.0);
+            const double textMetres = std::strtod(bar.Text.c_str(), nullptr) *
+                                      (bar.Text.find(" km") != std::string::npos ? 1000.0 : 1.0);
+            EXPECT_DOUBLE_EQ(textMetres, bar.Metres) << bar.Text;
+            // The drawn bar: the longest run of its colour in the bottom-left corner is its outline's top row.
+            const TBitmap pic = Draw(view, src, look);
+            int best = 0;
+            for (int y = 300; y < 398; ++y) {
+                int run = 0;
+                for (int x = 2; x < 300; ++x) {
+                    run = (pic.Pixel(x, y) & 0xFFFFFF) == Ink ? run + 1 : 0;
+                    best = std::max(best, run);
+                }
+            }
+            const double drawn = best - 1;  // pixels between the end columns
+            EXPECT_NEAR(drawn, bar.Pixels, 0.5 + 1e-9);
+            // Independently: that many control pixels across the centre, measured by the peer.
+            const double half = drawn / 2 / mag;
+            const double cx = view.MapXAt(300), cy = view.MapYAt(200);
+            const TPoint a{int(std::lround(cx - half)), int(std::lround(cy))};
+            const TPoint b{int(std::lround(cx + half)), int(std::lround(cy))};
+            const double metresPerControl = PeerDistance(*src.Fit, a, b) / ((b.X - a.X) * mag);
+            EXPECT_NEAR(drawn * metresPerControl, textMetres, 0.01 * textMetres);
+        }
+    }
+}
+#endif
+
+TEST(MapFurniture, NorthArrowFollowsTheMeridianThroughTheCentre)
+{
+    for (const TModelCase& m : Models) {
+        TVienna map(m.Id, m.Refit);
+        const TMapSources src = map.Sources();
+        SCOPED_TRACE(std::string(m.Id) + " refit " + std::to_string(m.Refit));
+        const TMapViewport view = MakeView(400, 300, 1.0, {200, 150});
+        double dx = 0, dy = 0;
+        ASSERT_TRUE(NorthDirection(view, src, dx, dy));
+        EXPECT_NEAR(std::hypot(dx, dy), 1.0, 1e-12);
+        // From the pixel-to-position transform: north is across the longitude's gradient, the way latitude
+        // grows.
+        const TCalibFit& fit = *src.Fit;
+        const int cx = 400, cy = 300, k = 40;
+        auto at = [&](int x, int y) {
+            TCoords c;
+            EXPECT_TRUE(fit.CalcPosition({x, y}, c));
+            return c;
+        };
+        const double gx = at(cx + k, cy).Longit - at(cx - k, cy).Longit, gy = at(cx, cy + k).Longit - at(cx, cy - k).Longit;
+        const double lx = at(cx + k, cy).Latit - at(cx - k, cy).Latit, ly = at(cx, cy + k).Latit - at(cx, cy - k).Latit;
+        double nx = gy, ny = -gx;
+        if (nx * lx + ny * ly < 0)
+            nx = -nx, ny = -ny;
+        const double angle = std::atan2(dx * ny - dy * nx, dx * nx + dy * ny) * 180 / std::numbers::pi;
+        EXPECT_NEAR(angle, 0.0, 0.3);
+        // Up the map, not exactly: the grid of a UTM map is turned against the meridians east of the
+        // zone's centre, so its arrow leans west of grid north.
+        EXPECT_LT(dy, -0.99);
+        if (m.Refit == cmUndefined && std::string(m.Id) == "utm") {
+            EXPECT_LT(dx, -0.01);
+        }
+
+        // Drawn in the top-right corner: the north half filled, the south half in the halo colour.
+        TMapAppearance look;
+        look.Furniture.NorthArrow = true;
+        const TBitmap pic = Draw(view, src, look), bare = Draw(view, src, TMapAppearance{});
+        int changedTR = 0, changedElsewhere = 0;
+        for (int y = 0; y < 300; ++y)
+            for (int x = 0; x < 400; ++x)
+                if (pic.Pixel(x, y) != bare.Pixel(x, y))
+                    ++(x >= 300 && y < 100 ? changedTR : changedElsewhere);
+        EXPECT_GT(changedTR, 100);
+        EXPECT_EQ(changedElsewhere, 0);
+    }
+}
+
+TEST(MapFurniture, ArrowHeadPointsNorthInThePicture)
+{
+    TVienna map("geo", cmConicConformal);
+    const TMapSources src = map.Sources();
+    const TMapViewport view = MakeView(400, 300, 1.0, {200, 150});
+    TMapAppearance look;
+    look.Furniture.NorthArrow = true;
+    look.Furniture.NorthArrowCorner = fcBottomLeft;
+    const TBitmap pic = Draw(view, src, look);
+    double dx = 0, dy = 0;
+    ASSERT_TRUE(NorthDirection(view, src, dx, dy));
+    // The box of the arrow: 2 (14 + text height + 2) pixels square, 8 pixels from the corner.
+    TBitmap scratch(8, 8);
+    scratch.Canvas().Font = TFont{};
+    const int th = scratch.Canvas().TextHeight("N"), side = 2 * (14 + th + 2);
+    const double cx = 8 + side / 2.0, cy = 300 - 8 - side / 2.0;
+    for (const double along : {4.0, 8.0, 11.0}) {
+        EXPECT_EQ(pic.Pixel(int(std::lround(cx + dx * along)), int(std::lround(cy + dy * along))) & 0xFFFFFF, 0x000000u) << along;
+        EXPECT_EQ(pic.Pixel(int(std::lround(cx - dx * along)), int(std::lround(cy - dy * along))) & 0xFFFFFF, 0xFFFFFFu) << along;
+    }
+}
+
+TEST(MapFurniture, OffDrawsTheSamePixelsAndOutputsCarryIt)
+{
+    TVienna map("utm");
+    const TMapSources src = map.Sources();
+    const TMapViewport view = MakeView(500, 400, 1.25, {300, 200});
+    TMapAppearance plain;
+    plain.ShowGraticule = sgPointsAndUTMGrid;
+    TMapAppearance off = plain;  // every furniture setting but the switches changed
+    off.Furniture.Scale = 3, off.Furniture.Color = 0x00FF00, off.Furniture.FontSize = 20;
+    off.Furniture.DegreeFormat = dfDecimal, off.Furniture.ScaleBarCorner = fcTopLeft;
+    const TBitmap a = Draw(view, src, plain), b = Draw(view, src, off);
+    for (int y = 0; y < 400; ++y)
+        for (int x = 0; x < 500; ++x)
+            ASSERT_EQ(a.Pixel(x, y), b.Pixel(x, y)) << x << "," << y;
+
+    // The copy to a bitmap at a scale of its own carries labels and bar, at the output's scale.
+    TMapAppearance on = plain;
+    on.Furniture.GridLabels = on.Furniture.ScaleBar = on.Furniture.NorthArrow = true;
+    TMapImageCache cache;
+    for (const double scale : {0.5, 2.0}) {
+        const TMapViewport out = MakeView(300, 240, scale, {350, 250});
+        TBitmap with, without;
+        RenderMapOutput(with, nullptr, out, src, on, cache, nullptr, {});
+        RenderMapOutput(without, nullptr, out, src, plain, cache, nullptr, {});
+        int changed = 0;
+        for (int y = 0; y < 240; ++y)
+            for (int x = 0; x < 300; ++x)
+                changed += with.Pixel(x, y) != without.Pixel(x, y);
+        EXPECT_GT(changed, 500) << scale;
+        TBitmap scratch(8, 8);
+        EXPECT_FALSE(PlaceGridLabels(scratch.Canvas(), out, src, on).empty());
+        if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG"))
+            SavePNG(with, std::string(dir) + "/furniture-utm-" + std::to_string(scale) + ".png");
+    }
+}
+
+}  // namespace
+}  // namespace qv
