@@ -4,6 +4,7 @@
 // picture does not change.
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/calibration.h>
+#include <qvgeo/mapview/geo_map.h>
 #include <qvgeo/mapview/map_furniture.h>
 #include <qvgeo/mapview/map_output.h>
 #include <qvgeo/mapview/map_render.h>
@@ -409,6 +410,64 @@ TEST(MapFurniture, OffDrawsTheSamePixelsAndOutputsCarryIt)
         if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG"))
             SavePNG(with, std::string(dir) + "/furniture-utm-" + std::to_string(scale) + ".png");
     }
+}
+
+int Differing(const TBitmap& A, const TBitmap& B)
+{
+    int n = 0;
+    for (int y = 0; y < std::min(A.Height(), B.Height()); ++y)
+        for (int x = 0; x < std::min(A.Width(), B.Width()); ++x)
+            n += (A.Pixel(x, y) & 0xFFFFFF) != (B.Pixel(x, y) & 0xFFFFFF);
+    return n;
+}
+
+TEST(MapFurniture, TheControlDrawsItAtEveryPaintAndInItsCopies)
+{
+    TGeoMap m, plain;
+    for (TGeoMap* g : {&m, &plain}) {
+        g->resize(360, 260);
+        g->OnMapImageRequest = [](TGeoMap&, std::string& Name) { Name = Samples + Name; };
+        g->LoadCalDataFromXML(Samples + "calib-vienna.xml", "utm");
+        g->SetShowGraticule(sgUTMGrid);
+        g->SetMagnification(1.5);
+        g->SetTopLeft({250, 150});
+    }
+    TFurnitureOptions f;
+    f.GridLabels = true;  // alone: no corner piece takes a label's place
+    m.SetFurniture(f);
+    EXPECT_TRUE(m.Furniture().GridLabels);
+    for (const TPoint topLeft : {TPoint{250, 150}, TPoint{287, 121}}) {  // panned: the labels follow
+        m.SetTopLeft(topLeft);
+        plain.SetTopLeft(topLeft);
+        TBitmap drawn;
+        TMapImageCache cache;
+        RenderMapView(m.Viewport(), m.RenderSources(), m.Appearance(), drawn, cache);
+        EXPECT_EQ(Differing(m.AuxBmp(), drawn), 0);
+        EXPECT_GT(Differing(m.AuxBmp(), plain.AuxBmp()), 300);
+        // The labels' text is drawn over each label's box.
+        TBitmap scratch(8, 8);
+        const auto labels = PlaceGridLabels(scratch.Canvas(), m.Viewport(), m.RenderSources(), m.Appearance());
+        ASSERT_GE(labels.size(), 4u);
+        for (const TEdgeLabel& l : labels) {
+            int ink = 0;
+            for (int y = l.Box.Top; y < l.Box.Bottom; ++y)
+                for (int x = l.Box.Left; x < l.Box.Right; ++x)
+                    ink += (m.AuxBmp().Pixel(x, y) & 0xFFFFFF) == m.ColorGraticule();
+            EXPECT_GT(ink, 5) << l.Text;
+        }
+        if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG"))
+            SavePNG(m.AuxBmp(), std::string(dir) + "/control-" + std::to_string(topLeft.X) + ".png");
+    }
+    // A copy at a scale of its own carries it too; the plain map's copy is its own picture.
+    f.ScaleBar = f.NorthArrow = true;
+    m.SetFurniture(f);
+    TBitmap a, b;
+    m.CopyToBMP(a, {100, 100}, 0.75, {200, 150});
+    plain.CopyToBMP(b, {100, 100}, 0.75, {200, 150});
+    EXPECT_GT(Differing(a, b), 300);
+    m.SetFurniture({});
+    m.CopyToBMP(a, {100, 100}, 0.75, {200, 150});
+    EXPECT_EQ(Differing(a, b), 0);
 }
 
 }  // namespace
