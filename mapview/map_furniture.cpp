@@ -341,8 +341,9 @@ std::vector<TEdgeLabel> PlaceGridLabels(TCanvas& Canvas, const TMapViewport& Vie
     sink.Finish();
     SetFont(Canvas, F);
     const std::int32_t margin = std::max(3, Px(3 * Clamped(F.Scale)));
-    const std::int32_t l = Px(std::ceil(L)) + margin, t = Px(std::ceil(T)) + margin;
-    const std::int32_t r = Px(std::floor(R)) - margin, b = Px(std::floor(B)) - margin;
+    // Whole pixels inside the area; an edge a rounding error off a whole pixel (540 x 0.7) is on it.
+    const std::int32_t l = Px(std::ceil(L - 1e-6)) + margin, t = Px(std::ceil(T - 1e-6)) + margin;
+    const std::int32_t r = Px(std::floor(R + 1e-6)) - margin, b = Px(std::floor(B + 1e-6)) - margin;
     const std::int32_t beside = std::max(2, Px(2 * Clamped(F.Scale)));
     for (const TCrossingSink::TCrossing& c : sink.Crossings) {
         TEdgeLabel label;

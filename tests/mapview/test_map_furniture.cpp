@@ -132,6 +132,57 @@ bool Overlap(const TRect& A, const TRect& B)
     return A.Left < B.Right && B.Left < A.Right && A.Top < B.Bottom && B.Top < A.Bottom;
 }
 
+// The labels of one view: each reads its line's value, which the calibration gives where the line meets
+// the edge; each sits inside the map's part of the view, against its edge, beside its line.
+void CheckEdgeLabels(const TMapViewport& View, const TMapSources& Src, const TMapAppearance& Look, TSize MapSize,
+                     const std::string& PngName)
+{
+    TBitmap scratch(8, 8);
+    const std::vector<TEdgeLabel> labels = PlaceGridLabels(scratch.Canvas(), View, Src, Look);
+    ASSERT_GE(labels.size(), 4u);
+    const double mag = View.Magnify();
+    const TMapPixel tl = View.TopLeft();
+    const double W = View.ControlSize().cx, H = View.ControlSize().cy;
+    const double L = std::max(0.0, -tl.X * mag), T = std::max(0.0, -tl.Y * mag);
+    const double R = std::min(W, (MapSize.cx - tl.X) * mag), B = std::min(H, (MapSize.cy - tl.Y) * mag);
+    std::array<int, 4> perEdge{};
+    for (const TEdgeLabel& l : labels) {
+        ++perEdge[l.Edge];
+        const double read = ParseLabel(l.Text, l.Kind);
+        EXPECT_NEAR(read, l.Value, 1e-9 + std::fabs(l.Value) * 1e-12) << l.Text;
+        // The map pixel under the crossing and the coordinate's change over a pixel there: the drawn line
+        // runs through integer pixels, within about 1.5 map pixels of the exact one.
+        const TPoint p{int(std::lround(View.MapXAt(l.X))), int(std::lround(View.MapYAt(l.Y)))};
+        const double dx = CoordinateAt(*Src.Fit, l.Kind, {p.X + 1, p.Y}) - CoordinateAt(*Src.Fit, l.Kind, {p.X - 1, p.Y});
+        const double dy = CoordinateAt(*Src.Fit, l.Kind, {p.X, p.Y + 1}) - CoordinateAt(*Src.Fit, l.Kind, {p.X, p.Y - 1});
+        const double perPixel = std::hypot(dx, dy) / 2;
+        EXPECT_NEAR(read, CoordinateAt(*Src.Fit, l.Kind, p), 2.5 * perPixel) << l.Text << " at " << l.X << "," << l.Y;
+        // The crossing lies on its edge; the text inside, 3 pixels from that edge.
+        const double edgeAt[] = {T, B, L, R};
+        EXPECT_DOUBLE_EQ(l.Edge <= meBottom ? l.Y : l.X, edgeAt[l.Edge]);
+        EXPECT_TRUE(l.Box.Left >= L && l.Box.Right <= R && l.Box.Top >= T && l.Box.Bottom <= B);
+        const double gap = l.Edge == meTop ? l.Box.Top - T : l.Edge == meBottom ? B - l.Box.Bottom
+                         : l.Edge == meLeft ? l.Box.Left - L : R - l.Box.Right;
+        EXPECT_NEAR(gap, 3.0, 0.99);  // 3, and up to a pixel more when the edge falls inside a pixel
+        // Beside the line: right of it at the top and bottom, above it at the sides (unless pushed back
+        // into the view by a corner).
+        if (l.Edge <= meBottom && l.Box.Right < R - 3) {
+            EXPECT_GT(l.Box.Left, l.X) << l.Text;
+        }
+        if (l.Edge >= meLeft && l.Box.Top > T + 3) {
+            EXPECT_LE(l.Box.Bottom, l.Y + 1) << l.Text;
+        }
+    }
+    if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG")) {  // to look at
+        TMapAppearance all = Look;
+        all.Furniture.ScaleBar = all.Furniture.NorthArrow = true;
+        SavePNG(Draw(View, Src, all), std::string(dir) + "/" + PngName + ".png");
+    }
+    // Lines run both ways, so every edge has a label at these spacings.
+    for (int e = 0; e < 4; ++e)
+        EXPECT_GE(perEdge[static_cast<std::size_t>(e)], 1) << "edge " << e;
+}
+
 TEST(MapFurniture, EdgeLabelsReadTheCalibrationWhereTheirLinesLeaveTheView)
 {
     const struct {
@@ -140,7 +191,6 @@ TEST(MapFurniture, EdgeLabelsReadTheCalibrationWhereTheirLinesLeaveTheView)
     } views[] = {{1.0, {120, 80}}, {2.5, {200, 100}}, {0.5, {-40, -30}}};  // the last shows the whole map
     for (const TModelCase& m : Models) {
         TVienna map(m.Id, m.Refit);
-        const TMapSources src = map.Sources();
         TMapAppearance look;
         look.ShowGraticule = m.Grat;
         look.Furniture.GridLabels = true;
@@ -148,45 +198,49 @@ TEST(MapFurniture, EdgeLabelsReadTheCalibrationWhereTheirLinesLeaveTheView)
         if (m.Grat == sgLines)
             look.GratLineDist = 0.01;  // the parabolic model draws its calibration lines instead
         for (const auto& v : views) {
-            SCOPED_TRACE(std::string(m.Id) + " refit " + std::to_string(m.Refit) + " mag " + std::to_string(v.Mag));
-            const TMapViewport view = MakeView(480, 360, v.Mag, v.TopLeft);
-            TBitmap scratch(8, 8);
-            const std::vector<TEdgeLabel> labels = PlaceGridLabels(scratch.Canvas(), view, src, look);
-            ASSERT_GE(labels.size(), 4u);
-            std::array<int, 4> perEdge{};
-            for (const TEdgeLabel& l : labels) {
-                ++perEdge[l.Edge];
-                const double read = ParseLabel(l.Text, l.Kind);
-                EXPECT_NEAR(read, l.Value, 1e-9 + std::fabs(l.Value) * 1e-12) << l.Text;
-                // The map pixel under the crossing and the coordinate's change over a few pixels there:
-                // the drawn line runs through integer pixels, within about 1.5 map pixels of the exact one.
-                const double mx = view.MapXAt(l.X), my = view.MapYAt(l.Y);
-                const TPoint p{int(std::lround(mx)), int(std::lround(my))};
-                const double dx = CoordinateAt(*src.Fit, l.Kind, {p.X + 1, p.Y}) - CoordinateAt(*src.Fit, l.Kind, {p.X - 1, p.Y});
-                const double dy = CoordinateAt(*src.Fit, l.Kind, {p.X, p.Y + 1}) - CoordinateAt(*src.Fit, l.Kind, {p.X, p.Y - 1});
-                const double perPixel = std::hypot(dx, dy) / 2;
-                EXPECT_NEAR(read, CoordinateAt(*src.Fit, l.Kind, p), 2.5 * perPixel) << l.Text << " at " << l.X << "," << l.Y;
-                // The crossing lies on its edge of the map's part of the view; the text inside, by it.
-                const double L = std::max(0.0, -v.TopLeft.X * v.Mag), T = std::max(0.0, -v.TopLeft.Y * v.Mag);
-                const double R = std::min(480.0, (map.Image.Width() - v.TopLeft.X) * v.Mag);
-                const double B = std::min(360.0, (map.Image.Height() - v.TopLeft.Y) * v.Mag);
-                const double edgeAt[] = {T, B, L, R};
-                EXPECT_DOUBLE_EQ(l.Edge <= meBottom ? l.Y : l.X, edgeAt[l.Edge]);
-                EXPECT_TRUE(l.Box.Left >= L && l.Box.Right <= R && l.Box.Top >= T && l.Box.Bottom <= B);
-                const double gap = l.Edge == meTop ? l.Box.Top - T : l.Edge == meBottom ? B - l.Box.Bottom
-                                 : l.Edge == meLeft ? l.Box.Left - L : R - l.Box.Right;
-                EXPECT_GE(gap, 2.0);
-                EXPECT_LE(gap, 5.0);
-            }
-            if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG")) {  // to look at
-                TMapAppearance all = look;
-                all.Furniture.ScaleBar = all.Furniture.NorthArrow = true;
-                SavePNG(Draw(view, src, all), std::string(dir) + "/labels-" + m.Id + "-" + std::to_string(m.Refit) +
-                                                  "-" + std::to_string(v.Mag) + ".png");
-            }
-            // Lines run both ways, so every edge has a label at this spacing.
-            for (int e = 0; e < 4; ++e)
-                EXPECT_GE(perEdge[static_cast<std::size_t>(e)], 1) << "edge " << e;
+            const std::string name = std::string(m.Id) + "-" + std::to_string(m.Refit) + "-" + std::to_string(v.Mag);
+            SCOPED_TRACE(name);
+            CheckEdgeLabels(MakeView(480, 360, v.Mag, v.TopLeft), map.Sources(), look,
+                            {map.Image.Width(), map.Image.Height()}, "labels-" + name);
+        }
+    }
+}
+
+TEST(MapFurniture, EdgeLabelsOfAMapTurnedAgainstTheGraticule)
+{
+    // A 600 x 400 map turned by 30 degrees: its lines meet the edges slanted, well away from the points the
+    // graticule step traces, and the UTM grid of the same turn.
+    for (const TCalibModel model : {cmEquiRect, cmUTM}) {
+        TBitmap img(600, 400);
+        img.Fill(0xFFFFFF);
+        TCalibData cal;
+        const double a = 30 * std::numbers::pi / 180, k = model == cmUTM ? 20.0 : 1e-4;  // units per pixel
+        const double n0 = model == cmUTM ? 5340000 : 48.2, e0 = model == cmUTM ? 600000 : 16.3;
+        const int px[4][2] = {{0, 0}, {0, 400}, {600, 400}, {600, 0}};
+        for (const auto& p : px) {
+            const double north = n0 - k * (p[1] * std::cos(a) - p[0] * std::sin(a));
+            const double east = e0 + k * (p[0] * std::cos(a) + p[1] * std::sin(a));
+            cal.CalQuads[static_cast<std::size_t>(cal.NumCalQuads++)] = {north, east, p[0], p[1]};
+        }
+        cal.UTMZone = 33;
+        TCalibFit fit;
+        fit.SetModel(model);
+        fit.SetProjection(cal);
+        fit.FitEquiRect(cal);
+        for (std::size_t i = 0; i < 4; ++i)
+            fit.CalcPosition({px[i][0], px[i][1]}, cal.Corners[i]);
+        TMapSources src;
+        src.MapImgName = "turned.bmp", src.GrafBmp = &img, src.CalibData = &cal, src.Fit = &fit;
+        TMapAppearance look;
+        look.ShowGraticule = model == cmUTM ? sgUTMGrid : sgLines;
+        look.GratLineDist = 0.005;
+        look.UTMGridDist = 1000;
+        look.Furniture.GridLabels = true;
+        look.Furniture.DegreeFormat = dfDecimal;
+        for (const double mag : {1.0, 0.7}) {
+            SCOPED_TRACE(std::to_string(model) + " mag " + std::to_string(mag));
+            CheckEdgeLabels(MakeView(420, 300, mag, {60, 40}), src, look, {600, 400},
+                            "turned-" + std::to_string(model) + "-" + std::to_string(mag));
         }
     }
 }
