@@ -15,6 +15,9 @@
 #define QVGEO_TEST_GEODESIC 1
 #endif
 
+#include <QImage>
+#include <QPainter>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -522,6 +525,48 @@ TEST(MapFurniture, TheControlDrawsItAtEveryPaintAndInItsCopies)
     m.SetFurniture({});
     m.CopyToBMP(a, {100, 100}, 0.75, {200, 150});
     EXPECT_EQ(Differing(a, b), 0);
+}
+
+TEST(MapFurniture, PrintedAtThePrintersResolutionTheSizeItHasOnScreen)
+{
+    // A 300 dpi page: the map goes down at the device's resolution, what is drawn over it in 1/96-inch
+    // pixels, so the arrow and the bar keep their size on paper.
+    TVienna map("utm");
+    const TMapSources src = map.Sources();
+    TMapAppearance on, off;
+    on.Furniture.ScaleBar = on.Furniture.NorthArrow = true;
+    const TColor Ink = 0x2A1B3C;
+    on.Furniture.Color = Ink;
+    auto print = [&](const TMapAppearance& Look) {
+        QImage page(1000, 800, QImage::Format_RGB32);
+        page.setDotsPerMeterX(11811), page.setDotsPerMeterY(11811);  // 300 dpi
+        page.fill(Qt::white);
+        QPainter painter(&page);
+        TMapImageCache cache;
+        const double scale = DrawEntireMap(painter, {0, 0, 1000, 800}, 1.0, {map.Image.Width(), map.Image.Height()},
+                                           src, [&](TBitmap& Out, TBitmap* Bare, TMapPixel Pos, double Scale, TSize Size) {
+                                               RenderMapOutput(Out, Bare, MakeView(Size.cx, Size.cy, Scale, Pos), src,
+                                                               Look, cache, nullptr, {});
+                                           });
+        EXPECT_DOUBLE_EQ(scale, 0.4);  // 800 x 600 map pixels onto 1000 x 800 at 300/96 device per pixel
+        return page;
+    };
+    const QImage with = print(on), without = print(off);
+    int changed = 0, longest = 0;
+    const QRgb ink = qRgb(Ink & 0xFF, (Ink >> 8) & 0xFF, (Ink >> 16) & 0xFF);
+    for (int y = 0; y < 800; ++y) {
+        int run = 0;
+        for (int x = 0; x < 1000; ++x) {
+            changed += with.pixel(x, y) != without.pixel(x, y);
+            run = with.pixel(x, y) == ink ? run + 1 : 0;
+            longest = std::max(longest, run);
+        }
+    }
+    EXPECT_GT(changed, 2000);
+    // The bar's outline: its rendered pixels (the bar of the 320 x 240 rendering) at 300/96 device each.
+    const TScaleBar bar = MeasureScaleBar(MakeView(320, 240, 0.4, {0, 0}), src, 320 / 3.0);  // a third of the width
+    ASSERT_TRUE(bar.Valid);
+    EXPECT_NEAR(longest, (std::lround(bar.Pixels) + 1) * 300.0 / 96, 2.0);
 }
 
 }  // namespace
