@@ -433,7 +433,7 @@ TEST(MapFurniture, ArrowHeadPointsNorthInThePicture)
     }
 }
 
-TEST(MapFurniture, OffDrawsTheSamePixelsAndOutputsCarryIt)
+TEST(MapFurniture, OffDrawsTheSamePixels)
 {
     TVienna map("utm");
     const TMapSources src = map.Sources();
@@ -447,26 +447,6 @@ TEST(MapFurniture, OffDrawsTheSamePixelsAndOutputsCarryIt)
     for (int y = 0; y < 400; ++y)
         for (int x = 0; x < 500; ++x)
             ASSERT_EQ(a.Pixel(x, y), b.Pixel(x, y)) << x << "," << y;
-
-    // The copy to a bitmap at a scale of its own carries labels and bar, at the output's scale.
-    TMapAppearance on = plain;
-    on.Furniture.GridLabels = on.Furniture.ScaleBar = on.Furniture.NorthArrow = true;
-    TMapImageCache cache;
-    for (const double scale : {0.5, 2.0}) {
-        const TMapViewport out = MakeView(300, 240, scale, {350, 250});
-        TBitmap with, without;
-        RenderMapOutput(with, nullptr, out, src, on, cache, nullptr, {});
-        RenderMapOutput(without, nullptr, out, src, plain, cache, nullptr, {});
-        int changed = 0;
-        for (int y = 0; y < 240; ++y)
-            for (int x = 0; x < 300; ++x)
-                changed += with.Pixel(x, y) != without.Pixel(x, y);
-        EXPECT_GT(changed, 500) << scale;
-        TBitmap scratch(8, 8);
-        EXPECT_FALSE(PlaceGridLabels(scratch.Canvas(), out, src, on).empty());
-        if (const char* dir = std::getenv("QVGEO_FURNITURE_PNG"))
-            SavePNG(with, std::string(dir) + "/furniture-utm-" + std::to_string(scale) + ".png");
-    }
 }
 
 int Differing(const TBitmap& A, const TBitmap& B)
