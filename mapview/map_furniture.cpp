@@ -255,8 +255,8 @@ double MetresPerControlPixel(const TMapViewport& View, const TMapSources& Source
     const double half = std::max(1.0, std::nearbyint(50.0 / mag));
     const double cx = View.MapXAt(View.ControlSize().cx / 2.0), cy = View.MapYAt(View.ControlSize().cy / 2.0);
     const double x0 = std::nearbyint(cx - half), y = std::nearbyint(cy);
-    if (!(std::fabs(x0) < 1e9 && std::fabs(y) < 1e9))
-        return NaN;
+    if (!(std::fabs(x0) < 1e9 && std::fabs(x0 + 2 * half) < 1e9 && std::fabs(y) < 1e9))
+        return NaN;  // beyond any map, and beyond the pixel type
     TCoords p, q;
     if (!fit->CalcPosition({Px(x0), Px(y)}, p) || !fit->CalcPosition({Px(x0 + 2 * half), Px(y)}, q))
         return NaN;

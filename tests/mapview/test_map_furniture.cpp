@@ -23,6 +23,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <numbers>
 #include <random>
 #include <string>
@@ -447,6 +448,40 @@ TEST(MapFurniture, OffDrawsTheSamePixels)
     for (int y = 0; y < 400; ++y)
         for (int x = 0; x < 500; ++x)
             ASSERT_EQ(a.Pixel(x, y), b.Pixel(x, y)) << x << "," << y;
+}
+
+TEST(MapFurniture, HostileSettingsAndViewsDrawNothingWrong)
+{
+    TVienna map("geo");
+    const TMapSources src = map.Sources();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        int W, H;
+        double Mag;
+        TMapPixel TopLeft;
+        double Scale;
+        int FontSize;
+    } cases[] = {
+        {5, 4, 1.0, {0, 0}, 1.0, 8},              // too small for anything
+        {300, 200, 1.0, {100, 100}, nan, 8},      // a scale that is no number: the normal size
+        {300, 200, 1.0, {100, 100}, 1e9, -3},     // huge scale, negative font
+        {300, 200, 1e-6, {0, 0}, 1.0, 8},         // the map a dot
+        {300, 200, 64.0, {1000000000, -1000000000}, 1.0, 8},  // far off the map
+    };
+    for (const auto& c : cases) {
+        TMapAppearance look;
+        look.ShowGraticule = sgLines;
+        look.Furniture.GridLabels = look.Furniture.ScaleBar = look.Furniture.NorthArrow = true;
+        look.Furniture.Scale = c.Scale, look.Furniture.FontSize = c.FontSize;
+        const TMapViewport view = MakeView(c.W, c.H, c.Mag, c.TopLeft);
+        const TBitmap pic = Draw(view, src, look);
+        EXPECT_GE(pic.Width(), c.W);
+        TBitmap scratch(8, 8);
+        for (const TEdgeLabel& l : PlaceGridLabels(scratch.Canvas(), view, src, look))
+            EXPECT_TRUE(l.Box.Left >= 0 && l.Box.Right <= c.W && l.Box.Top >= 0 && l.Box.Bottom <= c.H);
+        const TScaleBar bar = MeasureScaleBar(view, src, c.W / 3.0);
+        EXPECT_TRUE(!bar.Valid || (bar.Pixels >= 1 && bar.Pixels <= c.W / 3.0 && std::isfinite(bar.Metres)));
+    }
 }
 
 int Differing(const TBitmap& A, const TBitmap& B)
