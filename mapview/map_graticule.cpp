@@ -35,27 +35,41 @@ namespace {
 
 constexpr double MaxLinesPerFamily = 1000.0;
 
-// A polyline through map pixels that lifts the pen at points that could not be converted.
+// Hands a line's map pixels to the sink as canvas pixels; a point the fit could not convert lifts the pen.
 class TMapPolyline {
 public:
-    TMapPolyline(TCanvas& Canvas, const TMapViewport& View) : FCanvas(Canvas), FView(View) {}
-    void Add(bool Valid, TMapPixel MapPixel)
+    TMapPolyline(TGridLineSink& Sink, const TMapViewport& View, TGridFamily Family, double Value)
+        : FSink(Sink), FView(View)
+    {
+        FSink.Begin(Family, Value);
+    }
+    void Add(bool Valid, TMapPixel MapPixel) { FSink.Point(Valid, Valid ? CanvasPixel(FView, MapPixel) : TPoint{}); }
+
+private:
+    TGridLineSink& FSink;
+    const TMapViewport& FView;
+};
+
+// The drawing sink: a polyline per line, the pen lifted at invalid points.
+class TCanvasLineSink final : public TGridLineSink {
+public:
+    explicit TCanvasLineSink(TCanvas& Canvas) : FCanvas(Canvas) {}
+    void Begin(TGridFamily, double) override { FDown = false; }
+    void Point(bool Valid, TPoint P) override
     {
         if (!Valid) {
             FDown = false;
             return;
         }
-        const TPoint c = CanvasPixel(FView, MapPixel);
         if (FDown)
-            FCanvas.LineTo(c.X, c.Y);
+            FCanvas.LineTo(P.X, P.Y);
         else
-            FCanvas.MoveTo(c.X, c.Y);
+            FCanvas.MoveTo(P.X, P.Y);
         FDown = true;
     }
 
 private:
     TCanvas& FCanvas;
-    const TMapViewport& FView;
     bool FDown = false;
 };
 
@@ -64,7 +78,7 @@ std::int32_t MapHeight(const TMapSources& S) { return MapPictureSize(S).cy; }
 
 // cmParabolicIp: each calibration line as the parabola through its points, one point per visible map
 // column (parallels) or row (meridians), or per control pixel where a column is narrower than that.
-void DrawParabolas(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S)
+void DrawParabolas(TGridLineSink& Sink, const TMapViewport& View, const TMapSources& S)
 {
     const double mag = View.Magnify();
     const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
@@ -74,12 +88,18 @@ void DrawParabolas(TCanvas& Canvas, const TMapViewport& View, const TMapSources&
     // unrepresentable request reaches.
     const double MaxParabolaPoints = 2.0 * 65536.0 + 2.0;
     // The parabolas come with the fit, made when the calibration was refitted, not on every paint.
-    for (const TLineParabola& line : S.Fit->LineParabolas()) {
+    const auto& lines = S.Fit->LineParabolas();
+    for (std::size_t n = 0; n < lines.size(); ++n) {
+        const TLineParabola& line = lines[n];
         if (!line.Drawn)
             continue;
         const bool parallel = line.Parallel;
         const double c0 = line.K0, c1 = line.K1, c2 = line.K2;
-        TMapPolyline poly(Canvas, View);
+        // The parabolas follow the record's lines in order; a line beyond the record has no known value.
+        const double value = n < static_cast<std::size_t>(ValidCalLines(*S.CalibData))
+                                 ? S.CalibData->CalLines[n].LineValue
+                                 : std::numeric_limits<double>::quiet_NaN();
+        TMapPolyline poly(Sink, View, parallel ? gfLatitude : gfLongitude, value);
         const double start = parallel ? View.TopLeft().X : View.TopLeft().Y;
         const double span = (parallel ? W : H) / mag;  // visible map columns (rows)
         // One point per map column while a column is wider than half a control pixel; on a view reduced
@@ -96,7 +116,7 @@ void DrawParabolas(TCanvas& Canvas, const TMapViewport& View, const TMapSources&
     }
 }
 
-void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S, double GratLineDist)
+void DrawMeridiansAndParallels(TGridLineSink& Sink, const TMapViewport& View, const TMapSources& S, double GratLineDist)
 {
     const TCornerArray& c = S.CalibData->Corners;
     double latMin = c[0].Latit, latMax = c[0].Latit, lonMin = c[0].Longit, lonMax = c[0].Longit;
@@ -124,7 +144,7 @@ void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapViewport& View, const 
             const double v = (first + k) / f;
             if (!(v < vMax))
                 break;
-            TMapPolyline poly(Canvas, View);
+            TMapPolyline poly(Sink, View, meridians ? gfLongitude : gfLatitude, v);
             for (int i = 0; i <= 100; ++i) {
                 const double o = oMin + (oMax - oMin) * i / 100.0;
                 TMapPixel p;
@@ -137,9 +157,10 @@ void DrawMeridiansAndParallels(TCanvas& Canvas, const TMapViewport& View, const 
 }
 
 // One clipped straight grid line through two map positions.
-void DrawClippedLine(TCanvas& Canvas, const TMapViewport& View, double x1, double y1, double x2, double y2,
-                     double W, double H)
+void DrawClippedLine(TGridLineSink& Sink, TGridFamily Family, double Value, const TMapViewport& View, double x1,
+                     double y1, double x2, double y2, double W, double H)
 {
+    Sink.Begin(Family, Value);
     TSLine line;
     if (!line.LineFrom2Points(x1, y1, x2, y2))
         return;
@@ -148,11 +169,11 @@ void DrawClippedLine(TCanvas& Canvas, const TMapViewport& View, double x1, doubl
         return;
     const TPoint p = CanvasPixel(View, {RoundSaturated(a), RoundSaturated(b)});
     const TPoint q = CanvasPixel(View, {RoundSaturated(e), RoundSaturated(f)});
-    Canvas.MoveTo(p.X, p.Y);
-    Canvas.LineTo(q.X, q.Y);
+    Sink.Point(true, p);
+    Sink.Point(true, q);
 }
 
-void DrawUTMGrid(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S, std::int32_t UTMGridDist)
+void DrawUTMGrid(TGridLineSink& Sink, const TMapViewport& View, const TMapSources& S, std::int32_t UTMGridDist)
 {
     const TCalibFit& fit = *S.Fit;
     const std::int32_t W = MapWidth(S), H = MapHeight(S);
@@ -183,11 +204,11 @@ void DrawUTMGrid(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S
         d *= 10.0;
     for (double k = std::ceil(*eMin / d); k * d <= *eMax; k += 1.0) {
         const double e = k * d;
-        DrawClippedLine(Canvas, View, fit.CalcUTMxFromEastingY(e, 0), 0, fit.CalcUTMxFromEastingY(e, H), H, W, H);
+        DrawClippedLine(Sink, gfEasting, e, View, fit.CalcUTMxFromEastingY(e, 0), 0, fit.CalcUTMxFromEastingY(e, H), H, W, H);
     }
     for (double k = std::ceil(*nMin / d); k * d <= *nMax; k += 1.0) {
         const double n = k * d;
-        DrawClippedLine(Canvas, View, 0, fit.CalcUTMyFromNorthingX(n, 0), W, fit.CalcUTMyFromNorthingX(n, W), W, H);
+        DrawClippedLine(Sink, gfNorthing, n, View, 0, fit.CalcUTMyFromNorthingX(n, 0), W, fit.CalcUTMyFromNorthingX(n, W), W, H);
     }
 }
 
@@ -219,6 +240,23 @@ void DrawCalibPoints(TCanvas& Canvas, const TMapViewport& View, const TCalibData
 
 }  // namespace
 
+void TraceGridLines(TGridLineSink& Sink, const TMapViewport& View, const TMapSources& S, const TMapAppearance& Look)
+{
+    if (Look.ShowGraticule == sgNone || !S.Fit || !S.CalibData)
+        return;
+    const TCalibModel model = S.Fit->Model();
+    const TShowGrat g = Look.ShowGraticule;
+    if (model == cmUTM) {
+        if (g == sgUTMGrid || g == sgPointsAndUTMGrid)
+            DrawUTMGrid(Sink, View, S, Look.UTMGridDist);
+    } else if (model != cmUndefined && (g == sgLines || g == sgPointsAndLines)) {
+        if (model == cmParabolicIp)
+            DrawParabolas(Sink, View, S);
+        else
+            DrawMeridiansAndParallels(Sink, View, S, Look.GratLineDist);
+    }
+}
+
 void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapViewport& View, const TMapSources& S,
                             const TMapAppearance& Look)
 {
@@ -229,15 +267,8 @@ void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapViewport& View, const TMa
         return;
     const TShowGrat g = Look.ShowGraticule;
     Canvas.Pen.Color = Look.ColorGraticule;
-    if (model == cmUTM) {
-        if (g == sgUTMGrid || g == sgPointsAndUTMGrid)
-            DrawUTMGrid(Canvas, View, S, Look.UTMGridDist);
-    } else if (g == sgLines || g == sgPointsAndLines) {
-        if (model == cmParabolicIp)
-            DrawParabolas(Canvas, View, S);
-        else
-            DrawMeridiansAndParallels(Canvas, View, S, Look.GratLineDist);
-    }
+    TCanvasLineSink lines(Canvas);
+    TraceGridLines(lines, View, S, Look);
     if (g == sgPoints || g == sgPointsAndLines || g == sgPointsAndUTMGrid)
         DrawCalibPoints(Canvas, View, *S.CalibData, Look.ColorCalibPoints, model);
 }

@@ -228,6 +228,12 @@ void TMapModel::SetUTMGridDist(std::int32_t Value)
     StoreAndPaint(FLook.UTMGridDist, std::clamp<std::int32_t>(Value, 0, 10000000), mpUTMGridDist);
 }
 
+void TMapModel::SetFurniture(const TFurnitureOptions& Value)
+{
+    FLook.Furniture = Value;
+    Paint();
+}
+
 void TMapModel::SetShowGraticule(TShowGrat Value)
 {
     if (Value == FLook.ShowGraticule)

@@ -107,6 +107,9 @@ public:
     void SetUTMHemisphere(THemisphere Value) { FCalib.SetUTMHemisphere(Value); }
     TShowGrat ShowGraticule() const { return FLook.ShowGraticule; }
     void SetShowGraticule(TShowGrat Value);
+    // Grid labels at the view's edges, scale bar, north arrow (all off by default); repaints.
+    const TFurnitureOptions& Furniture() const { return FLook.Furniture; }
+    void SetFurniture(const TFurnitureOptions& Value);
     // Image size limit in pixels (width x height); at least 1, at most 2^31 - 1.
     std::int64_t MaxMapPixels() const { return FImage.MaxPixels(); }
     void SetMaxMapPixels(std::int64_t Value);

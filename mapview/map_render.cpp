@@ -343,6 +343,8 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
         // 9. Landmarks, OnDataRendered, the highlighted landmark.
         canvas.Pen = TPen{};
         DrawLandMarks(View, Sources, Look.LMRandSampleLimit, Events, canvas, Caches);
+        // 9b. Map furniture (none by default).
+        DrawMapFurniture(canvas, View, Sources, Look);
     }
     // 10. The frame, for every picture.
     canvas.Pen = TPen{};

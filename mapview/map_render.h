@@ -1,9 +1,10 @@
 // The map view's picture: RenderMapView draws one frame of a map view into its screen bitmap (AuxBmp),
 // in the fixed order the map control documents — background, the visible part of the map image (through
 // the scaled-image cache), the application's data, graticule or UTM grid, calibration points, landmarks
-// with symbols and captions, the highlighted landmark, the frame. It reads a TMapViewport (what is seen),
-// the sources (image, calibration, landmarks) and the appearance; TGeoMap owns them and calls it from
-// Paint, its output functions (map_output.h), geotool, tests and benchmarks call it without a widget.
+// with symbols and captions, the highlighted landmark, the map furniture when asked for (map_furniture.h),
+// the frame. It reads a TMapViewport (what is seen), the sources (image, calibration, landmarks) and the
+// appearance; TGeoMap owns them and calls it from Paint, its output functions (map_output.h), geotool,
+// tests and benchmarks call it without a widget.
 //
 // Units: control pixels (origin top-left, y down) for the view; map-image pixels for TopLeft; degrees for
 // positions; Magnify is control pixels per map pixel.
@@ -13,6 +14,7 @@
 #include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
+#include <qvgeo/mapview/map_furniture.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
@@ -69,6 +71,8 @@ struct TMapAppearance {
     bool AntiAlias = true;
     double CacheMagLimit = 2.0 / 3.0;
     std::int32_t LMRandSampleLimit = 20000;
+    // Grid labels at the view's edges, scale bar, north arrow: drawn after the landmarks, under the frame.
+    TFurnitureOptions Furniture;
 };
 
 // What a view shows: the map image and its pyramid, the calibration, the landmarks. The pointers must stay

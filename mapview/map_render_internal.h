@@ -56,6 +56,24 @@ TBitmap ReadLevelWindow(const TMapPicture& Picture, int Level, TRect Window);
 void StretchLevelWindow(TBitmap& Target, TRect Onto, const TMapPicture& Picture, int Level, TRect From,
                         TStretchMode Mode);
 
+// The families of the graticule step's lines: a parallel's value is its latitude, a meridian's its
+// longitude (degrees), a UTM grid line's its northing or easting (metres).
+enum TGridFamily : std::uint8_t { gfLatitude, gfLongitude, gfNorthing, gfEasting };
+
+// Receives the graticule step's lines as they are drawn: Begin for each line, then its points in canvas
+// pixels in drawing order, Valid false where the pen lifts (P is then meaningless).
+class TGridLineSink {
+public:
+    virtual ~TGridLineSink() = default;
+    virtual void Begin(TGridFamily Family, double Value) = 0;
+    virtual void Point(bool Valid, TPoint P) = 0;
+};
+
+// The lines the graticule step draws for Look.ShowGraticule and the fit's model, handed to Sink (a
+// parabolic line's value is NaN when the fit has more lines than the record).
+void TraceGridLines(TGridLineSink& Sink, const TMapViewport& View, const TMapSources& Sources,
+                    const TMapAppearance& Look);
+
 // Step 8: graticule or UTM grid in ColorGraticule and the calibration points, as ShowGraticule and the
 // fit's model select. Uses and changes the canvas's pen colour only.
 void DrawGraticuleAndPoints(TCanvas& Canvas, const TMapViewport& View, const TMapSources& Sources,
