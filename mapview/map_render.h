@@ -13,6 +13,7 @@
 #include <qvgeo/geomap/calib_types.h>
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
+#include <qvgeo/mapview/map_labels.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
@@ -69,6 +70,9 @@ struct TMapAppearance {
     bool AntiAlias = true;
     double CacheMagLimit = 2.0 / 3.0;
     std::int32_t LMRandSampleLimit = 20000;
+    // Collision-free captions, declutter by scale, halos, symbol and caption scale (map_labels.h); all off
+    // by default, and then landmarks are drawn as documented.
+    TLabelOptions Labels;
 };
 
 // What a view shows: the map image and its pyramid, the calibration, the landmarks. The pointers must stay
