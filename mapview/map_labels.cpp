@@ -18,7 +18,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <numeric>
 #include <string>
 #include <unordered_map>
 
@@ -136,6 +135,9 @@ struct TLabelCache::TImpl {
     std::uint64_t Placements = 0;
 
     TTextMetrics Metrics;
+    std::string HeightFont;  // LineHeight's font
+    std::int32_t HeightSize = -1, Height = 0;
+    std::uint8_t HeightStyles = 0;
     std::unordered_map<std::string, THaloSprite> Halos;
     std::size_t HaloBytes = 0;
     TBitmap Scratch;
@@ -147,48 +149,88 @@ std::uint64_t TLabelCache::Placements() const { return FImpl->Placements; }
 
 namespace {
 
-constexpr std::int32_t CellBits = 6;  // 64-pixel cells
+// Cells of 16 pixels (about a symbol: a probe then reads few boxes that miss it), larger on a large domain
+// so that the index stays within a million cells.
+std::int32_t CellBitsFor(std::int64_t W, std::int64_t H)
+{
+    const std::int64_t m = std::max(W, H);
+    return m <= 16384 ? 4 : m <= 32768 ? 5 : 6;
+}
 
+// Boxes by 64-pixel cells. Symbols come first and all at once: they are kept per cell in one array
+// (counted, then filled), so a query reads each cell's symbols from consecutive memory; captions, far
+// fewer, are added one by one to per-cell lists. Coordinates are kept relative to the domain's corner.
 class TGridIndex {
 public:
     TGridIndex(std::int64_t X0, std::int64_t Y0, std::int64_t W, std::int64_t H)
-        : FX0(X0), FY0(Y0), FCols(static_cast<std::int32_t>((W >> CellBits) + 1)),
-          FRows(static_cast<std::int32_t>((H >> CellBits) + 1)),
+        : FX0(X0), FY0(Y0), FBits(CellBitsFor(W, H)), FCols(static_cast<std::int32_t>((W >> FBits) + 1)),
+          FRows(static_cast<std::int32_t>((H >> FBits) + 1)),
           FHead(static_cast<std::size_t>(FCols) * static_cast<std::size_t>(FRows), -1)
     {
     }
+    void AddSymbols(const std::vector<TBox>& Boxes)
+    {
+        FStart.assign(FHead.size() + 1, 0);
+        for (const TBox& b : Boxes)
+            ForCells(b, [&](std::size_t Cell) { return ++FStart[Cell + 1], false; });
+        for (std::size_t c = 1; c < FStart.size(); ++c)
+            FStart[c] += FStart[c - 1];
+        FSymbols.resize(static_cast<std::size_t>(FStart.back()));
+        std::vector<std::int32_t> fill(FStart.begin(), FStart.end() - 1);
+        for (const TBox& b : Boxes) {
+            const TCellBox cb = Rel(b);
+            ForCells(b, [&](std::size_t Cell) { return FSymbols[static_cast<std::size_t>(fill[Cell]++)] = cb, false; });
+        }
+    }
     void Add(const TBox& B)
     {
-        const std::int32_t id = static_cast<std::int32_t>(FBoxes.size());
-        FBoxes.push_back(B);
+        const TCellBox cb = Rel(B);
         ForCells(B, [&](std::size_t Cell) {
-            FNext.push_back(FHead[Cell]);
-            FEntry.push_back(id);
-            FHead[Cell] = static_cast<std::int32_t>(FEntry.size() - 1);
+            FCaptions.push_back({cb, FHead[Cell]});
+            FHead[Cell] = static_cast<std::int32_t>(FCaptions.size() - 1);
             return false;
         });
     }
-    // Whether B meets a box other than its owner's symbol.
+    // Whether B meets a caption or a symbol other than its owner's.
     bool Blocked(const TBox& B) const
     {
+        const TCellBox q = Rel(B);
+        auto meets = [&](const TCellBox& O) { return O.L < q.R && q.L < O.R && O.T < q.B && q.T < O.B; };
         return ForCells(B, [&](std::size_t Cell) {
-            for (std::int32_t e = FHead[Cell]; e >= 0; e = FNext[static_cast<std::size_t>(e)]) {
-                const TBox& o = FBoxes[static_cast<std::size_t>(FEntry[static_cast<std::size_t>(e)])];
-                if (o.Symbol && o.Owner == B.Owner)
-                    continue;
-                if (o.L < B.R && B.L < o.R && o.T < B.B && B.T < o.B)
-                    return true;
+            if (!FStart.empty()) {
+                for (std::int32_t e = FStart[Cell], end = FStart[Cell + 1]; e < end; ++e) {
+                    const TCellBox& o = FSymbols[static_cast<std::size_t>(e)];
+                    if (meets(o) && o.Owner != q.Owner)
+                        return true;
+                }
             }
+            for (std::int32_t e = FHead[Cell]; e >= 0; e = FCaptions[static_cast<std::size_t>(e)].Next)
+                if (meets(FCaptions[static_cast<std::size_t>(e)].Box))
+                    return true;
             return false;
         });
     }
 
 private:
+    struct TCellBox {
+        std::int32_t L, T, R, B, Owner;
+    };
+    struct TCaptionEntry {
+        TCellBox Box;
+        std::int32_t Next;
+    };
+    TCellBox Rel(const TBox& B) const
+    {
+        auto rel = [](std::int64_t V, std::int64_t Origin) {
+            return static_cast<std::int32_t>(std::clamp<std::int64_t>(V - Origin, -(std::int64_t{1} << 30), std::int64_t{1} << 30));
+        };
+        return {rel(B.L, FX0), rel(B.T, FY0), rel(B.R, FX0), rel(B.B, FY0), B.Owner};
+    }
     template <class F>
     bool ForCells(const TBox& B, F&& Visit) const
     {
-        auto cell = [](std::int64_t V, std::int64_t Origin, std::int32_t N) {
-            return static_cast<std::int32_t>(std::clamp<std::int64_t>((V - Origin) >> CellBits, 0, N - 1));
+        auto cell = [this](std::int64_t V, std::int64_t Origin, std::int32_t N) {
+            return static_cast<std::int32_t>(std::clamp<std::int64_t>((V - Origin) >> FBits, 0, N - 1));
         };
         const std::int32_t c0 = cell(B.L, FX0, FCols), c1 = cell(B.R - 1, FX0, FCols);
         const std::int32_t r0 = cell(B.T, FY0, FRows), r1 = cell(B.B - 1, FY0, FRows);
@@ -199,9 +241,11 @@ private:
         return false;
     }
     std::int64_t FX0, FY0;
-    std::int32_t FCols, FRows;
-    std::vector<std::int32_t> FHead, FNext, FEntry;
-    std::vector<TBox> FBoxes;
+    std::int32_t FBits, FCols, FRows;
+    std::vector<std::int32_t> FStart;  // symbols of cell c: FSymbols[FStart[c] .. FStart[c + 1])
+    std::vector<TCellBox> FSymbols;
+    std::vector<std::int32_t> FHead;   // captions of a cell: a list through FCaptions
+    std::vector<TCaptionEntry> FCaptions;
 };
 
 // Rebuilds the items when the store, the fit, the scale or the priorities changed.
@@ -229,20 +273,30 @@ void SyncItems(TLabelCache::TImpl& C, const TLandMarkStore& Store, const TCalibF
         it.Valid = Fit.CalcPixelCoords(all[i].Latitude, all[i].Longitude, it.MX, it.MY);
         it.SymRel = SymbolBox({0, 0}, ScaledSymbol(all[i].SymbolProps, scale));
     }
+    // Sorted by a key of plain numbers rather than by comparing the landmarks themselves (200 000 records
+    // of a few hundred bytes each would be visited at random many times over).
+    struct TRank {
+        std::int64_t Class;  // priority descending, then class number ascending
+        std::int64_t Tag;    // descending when Tag ranks, else 0
+        std::int32_t Index;
+        bool operator<(const TRank& R) const
+        {
+            return Class != R.Class ? Class < R.Class : Tag != R.Tag ? Tag < R.Tag : Index < R.Index;
+        }
+    };
+    std::vector<TRank> ranks(all.size());
+    bool ordered = true;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const TLandMark& lm = all[i];
+        ranks[i] = {-std::int64_t{O.ClassPriority[lm.ClassFlag]} * 256 + lm.ClassFlag,
+                    O.TagIsPriority ? -std::int64_t{lm.Tag} : 0, static_cast<std::int32_t>(i)};
+        ordered = ordered && (i == 0 || !(ranks[i] < ranks[i - 1]));
+    }
+    if (!ordered)
+        std::sort(ranks.begin(), ranks.end());
     C.Order.resize(all.size());
-    std::iota(C.Order.begin(), C.Order.end(), 0);
-    std::stable_sort(C.Order.begin(), C.Order.end(), [&](std::int32_t A, std::int32_t B) {
-        const TLandMark& a = all[static_cast<std::size_t>(A)];
-        const TLandMark& b = all[static_cast<std::size_t>(B)];
-        const std::int32_t pa = O.ClassPriority[a.ClassFlag], pb = O.ClassPriority[b.ClassFlag];
-        if (pa != pb)
-            return pa > pb;
-        if (a.ClassFlag != b.ClassFlag)
-            return a.ClassFlag < b.ClassFlag;
-        if (O.TagIsPriority && a.Tag != b.Tag)
-            return a.Tag > b.Tag;
-        return false;  // stable: the store's order
-    });
+    for (std::size_t i = 0; i < all.size(); ++i)
+        C.Order[i] = ranks[i].Index;
 }
 
 // Candidate text origins relative to the control point, and whether the first (the caption's own anchor)
@@ -270,6 +324,8 @@ std::int32_t Candidates(const TLMTextProperties& Cap, std::int32_t W, std::int32
 TRect CaptionBoxRel(TPoint O, const TLMTextProperties& Cap, std::int32_t W, std::int32_t H, std::int32_t Halo)
 {
     const std::int32_t o = CaptionOrientation(Cap.Direction);
+    if (o == 0)
+        return {O.X - Halo, O.Y - Halo, O.X + W + Halo, O.Y + H + Halo};
     double minX = 0, maxX = 0, minY = 0, maxY = 0;
     const double a = o / 10.0 * 3.141592653589793 / 180.0;
     const double s = o == 0 ? 0 : o == 900 ? 1 : o == 1800 ? 0 : o == 2700 ? -1 : std::sin(a);
@@ -302,6 +358,50 @@ std::int64_t Scaled(std::int32_t MapPixel, double Mag)
 bool Shows(const TLandMarkStore& Store, const TLandMark& Lm, const TLabelOptions& O, double Mag)
 {
     return Store.GetClassVisibility(Lm.ClassFlag) && O.ClassRange[Lm.ClassFlag].Holds(Mag);
+}
+
+// Measuring a caption's text is the costly part of placing it, and in a crowded map most captions fit
+// nowhere. A probe is a one-pixel-wide column of a candidate box (with the halo) that lies inside that
+// candidate's box for every text width of at least one pixel, so when every probe is blocked the caption
+// fits nowhere, and it is known without measuring. Captions read left to right only (H: the font's line
+// height).
+bool AllProbesBlocked(const TGridIndex& Grid, const TLMTextProperties& Cap, std::int32_t H, const TRect& Sym,
+                      std::int32_t Halo, std::int64_t GX, std::int64_t GY, std::int32_t Owner)
+{
+    auto blocked = [&](const TRect& R) {
+        return Grid.Blocked({GX + R.Left, GY + R.Top, GX + R.Right + 1, GY + R.Bottom + 1, Owner, false});
+    };
+    // The own anchor: the anchor's column lies in the box whatever the width (the right end of a right-
+    // justified caption is just left of it); the height's rounding is within the box's extra pixel, which
+    // the probe leaves out.
+    const TPoint o = CaptionOrigin({0, 0}, Cap, 1, H);
+    const std::int32_t px = Cap.HAlignment == haRightJustify ? Cap.dx - 1 : Cap.dx;
+    if (!blocked({px - Halo, o.Y - Halo, px + 1 + Halo, o.Y + H + Halo}))
+        return false;
+    // The others: with a width of one pixel each box is a column of every wider one.
+    std::array<TPoint, 9> cand;
+    const std::int32_t n = Candidates(Cap, 1, H, Sym, true, cand);
+    for (std::int32_t k = 1; k < n; ++k)
+        if (!blocked(CaptionBoxRel(cand[static_cast<std::size_t>(k)], Cap, 1, H, Halo)))
+            return false;
+    return true;
+}
+
+// The line height of Caption's font at Size points (the height of every text in it), remembered for the
+// font asked last.
+std::int32_t LineHeight(TLabelCache::TImpl& C, const TLMTextProperties& Caption, std::int32_t Size)
+{
+    if (C.HeightSize != Size || C.HeightStyles != Caption.FontStyles.Bits || C.HeightFont != Caption.FontName) {
+        TFont f;
+        f.Name = Caption.FontName;
+        f.Size = Size;
+        f.Style = Caption.FontStyles;
+        C.Height = C.Metrics.Extent(f, {}).cy;
+        C.HeightFont = Caption.FontName;
+        C.HeightSize = Size;
+        C.HeightStyles = Caption.FontStyles.Bits;
+    }
+    return C.Height;
 }
 
 void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore& Store, const TLabelOptions& O)
@@ -343,6 +443,7 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
     C.OriginRel.assign(C.Items.size(), TPoint{});
     // Boxes reach beyond the domain by their size: the index's edge cells take them.
     TGridIndex grid(dx, dy, dw, dh);
+    std::vector<TBox> symbols;
     std::vector<std::uint8_t> inDomain(C.Items.size(), 0);
     for (const TItem& it : C.Items) {
         if (!it.Valid || !Shows(Store, all[static_cast<std::size_t>(it.Index)], O, mag))
@@ -352,10 +453,12 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
             continue;
         inDomain[static_cast<std::size_t>(it.Index)] = 1;
         C.Shown.push_back(it.Index);
-        grid.Add({gx + it.SymRel.Left, gy + it.SymRel.Top, gx + it.SymRel.Right + 1, gy + it.SymRel.Bottom + 1,
-                  it.Index, true});
+        symbols.push_back({gx + it.SymRel.Left, gy + it.SymRel.Top, gx + it.SymRel.Right + 1,
+                           gy + it.SymRel.Bottom + 1, it.Index, true});
     }
+    grid.AddSymbols(symbols);
     const std::int32_t halo = O.EffectiveHalo();
+    TLMTextProperties cap;
     for (const std::int32_t i : C.Order) {
         if (!inDomain[static_cast<std::size_t>(i)])
             continue;
@@ -363,15 +466,31 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
         const TLandMark& lm = all[static_cast<std::size_t>(i)];
         if (lm.Caption.Text.empty())
             continue;
-        const TLMTextProperties cap = ScaledCaption(lm.Caption, C.Scale);
+        // The caption's placement needs its scaled size, offsets, alignments and direction; its text and
+        // font name only once it is measured (copying them for every landmark would cost more than the
+        // probes).
+        cap.Size = lm.Caption.Size, cap.dx = lm.Caption.dx, cap.dy = lm.Caption.dy;
+        cap.Direction = lm.Caption.Direction;
+        cap.HAlignment = lm.Caption.HAlignment, cap.VAlignment = lm.Caption.VAlignment;
+        if (C.Scale != 1.0) {
+            cap.Size = static_cast<std::int32_t>(std::lround(lm.Caption.Size * C.Scale));
+            cap.dx = static_cast<std::int32_t>(std::lround(lm.Caption.dx * C.Scale));
+            cap.dy = static_cast<std::int32_t>(std::lround(lm.Caption.dy * C.Scale));
+        }
+        const std::int64_t gx = Scaled(it.MX, mag), gy = Scaled(it.MY, mag);
+        if (it.W < 0 && O.Placement && CaptionOrientation(cap.Direction) == 0 &&
+            AllProbesBlocked(grid, cap, LineHeight(C, lm.Caption, cap.Size), it.SymRel, halo, gx, gy, i))
+            continue;  // blocked whatever its width: not worth measuring
         if (it.W < 0) {
+            cap.Text = lm.Caption.Text;
+            cap.FontName = lm.Caption.FontName;
+            cap.FontStyles = lm.Caption.FontStyles;
             const TSize e = C.Metrics.Extent(CaptionFont(cap), cap.Text);
             it.W = e.cx;
             it.H = e.cy;
         }
         std::array<TPoint, 9> cand;
         const std::int32_t n = Candidates(cap, it.W, it.H, it.SymRel, O.Placement, cand);
-        const std::int64_t gx = Scaled(it.MX, mag), gy = Scaled(it.MY, mag);
         for (std::int32_t k = 0; k < n; ++k) {
             TRect r = CaptionBoxRel(cand[static_cast<std::size_t>(k)], cap, it.W, it.H, halo);
             if (k == 0)

@@ -5,6 +5,7 @@
 #include <qvgeo/mapview/map_labels.h>
 #include <qvgeo/mapview/map_model.h>
 #include <qvgeo/mapview/map_render_caches.h>
+#include <qvgeo/platform/text_metrics.h>
 
 #include "render_case.h"
 
@@ -377,6 +378,48 @@ TEST(MapLabels, MapScaleAtTheViewCentre)
         EXPECT_NEAR(ScaleDenominator(got, 96), got * 96 / 0.0254, 1e-6 * got);
     }
     EXPECT_EQ(ViewMetresPerPixel(m.View(1, {0, 0}), TCalibFit{}), 0.0);
+}
+
+TEST(MapLabels, TextMetricsAgreeWithTheCanvas)
+{
+    TBitmap b(10, 10);
+    TTextMetrics metrics;
+    for (const char* name : {"DejaVu Sans", "DejaVu Serif", "MS Sans Serif"})
+        for (const std::int32_t size : {6, 8, 9, 13, 24})
+            for (const std::uint8_t styles : {0, 1, 2, 3})
+                for (const char* text : {"Wien", "Saint Peter Port", "Ärø 12", "iiii", "WWWW"}) {
+                    TFont f;
+                    f.Name = name, f.Size = size, f.Style.Bits = styles;
+                    b.Canvas().Font = f;
+                    EXPECT_EQ(metrics.Extent(f, text), b.Canvas().TextExtent(text)) << name << " " << size << " " << text;
+                }
+}
+
+// The model's scale follows its view, and a change of the label options repaints with them.
+TEST(MapLabels, ModelScaleAndOptions)
+{
+    TMapModel model;
+    model.SetControlSize({400, 300});
+    EXPECT_EQ(model.MetresPerPixel(), 0.0);  // no map yet
+    // 46..49 N, 9..17 E over 1200 x 900 pixels.
+    model.CreateEmptyMapInMemory(46, 9, 49, 17, 1, 1, 1200, 900, true);
+    model.SetCalibModel(cmBiquadraticPn);
+    model.SetMagnification(1.0);
+    const double one = model.MetresPerPixel();
+    EXPECT_GT(one, 100.0);
+    model.SetMagnification(2.0);
+    EXPECT_NEAR(model.MetresPerPixel(), one / 2, one * 0.02);
+    EXPECT_NEAR(model.ScaleDenominator(96), model.MetresPerPixel() * 96 / 0.0254, 1e-6 * one);
+    std::int32_t x = 0, y = 0;
+    ASSERT_TRUE(model.CalcPixelCoords(47.5, 13, x, y));
+    model.SetTopLeft({x - 100, y - 75});  // the landmark in the view's middle
+    model.AddLandMark(47.5, 13, 0);
+    const TBitmap before = model.AuxBmp();
+    TLabelOptions o;
+    o.Scale = 3;
+    model.SetLabelOptions(o);
+    EXPECT_EQ(model.LabelOptions().Scale, 3.0);
+    EXPECT_FALSE(before.Image() == model.AuxBmp().Image());
 }
 
 }  // namespace
