@@ -302,21 +302,22 @@ void SyncItems(TLabelCache::TImpl& C, const TLandMarkStore& Store, const TCalibF
 // Candidate text origins relative to the control point, and whether the first (the caption's own anchor)
 // is rounded with the point's parity.
 std::int32_t Candidates(const TLMTextProperties& Cap, std::int32_t W, std::int32_t H, const TRect& Sym,
-                        bool Placement, std::array<TPoint, 9>& Out)
+                        std::int32_t Halo, bool Placement, std::array<TPoint, 9>& Out)
 {
     Out[0] = CaptionOrigin({0, 0}, Cap, W, H);
     if (!Placement || CaptionOrientation(Cap.Direction) != 0)
         return 1;
-    const std::int32_t gap = 2;
+    // Around the symbol box, the halo outside it too: a caption moved away never covers its own symbol.
+    const std::int32_t gap = 2 + Halo, corner = Halo;
     const std::int32_t midY = (Sym.Top + Sym.Bottom) / 2 - H / 2, midX = (Sym.Left + Sym.Right) / 2 - W / 2;
-    Out[1] = {Sym.Right + gap, midY};              // right
-    Out[2] = {Sym.Left - gap - W, midY};           // left
-    Out[3] = {midX, Sym.Top - gap - H};            // above
-    Out[4] = {midX, Sym.Bottom + gap};             // below
-    Out[5] = {Sym.Right, Sym.Top - H};             // above right
-    Out[6] = {Sym.Right, Sym.Bottom};              // below right
-    Out[7] = {Sym.Left - W, Sym.Top - H};          // above left
-    Out[8] = {Sym.Left - W, Sym.Bottom};           // below left
+    Out[1] = {Sym.Right + gap, midY};                         // right
+    Out[2] = {Sym.Left - gap - W, midY};                      // left
+    Out[3] = {midX, Sym.Top - gap - H};                       // above
+    Out[4] = {midX, Sym.Bottom + gap};                        // below
+    Out[5] = {Sym.Right + corner, Sym.Top - corner - H};      // above right
+    Out[6] = {Sym.Right + corner, Sym.Bottom + corner};       // below right
+    Out[7] = {Sym.Left - corner - W, Sym.Top - corner - H};   // above left
+    Out[8] = {Sym.Left - corner - W, Sym.Bottom + corner};    // below left
     return 9;
 }
 
@@ -380,7 +381,7 @@ bool AllProbesBlocked(const TGridIndex& Grid, const TLMTextProperties& Cap, std:
         return false;
     // The others: with a width of one pixel each box is a column of every wider one.
     std::array<TPoint, 9> cand;
-    const std::int32_t n = Candidates(Cap, 1, H, Sym, true, cand);
+    const std::int32_t n = Candidates(Cap, 1, H, Sym, Halo, true, cand);
     for (std::int32_t k = 1; k < n; ++k)
         if (!blocked(CaptionBoxRel(cand[static_cast<std::size_t>(k)], Cap, 1, H, Halo)))
             return false;
@@ -490,7 +491,7 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
             it.H = e.cy;
         }
         std::array<TPoint, 9> cand;
-        const std::int32_t n = Candidates(cap, it.W, it.H, it.SymRel, O.Placement, cand);
+        const std::int32_t n = Candidates(cap, it.W, it.H, it.SymRel, halo, O.Placement, cand);
         for (std::int32_t k = 0; k < n; ++k) {
             TRect r = CaptionBoxRel(cand[static_cast<std::size_t>(k)], cap, it.W, it.H, halo);
             if (k == 0)

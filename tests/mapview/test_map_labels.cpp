@@ -2,6 +2,7 @@
 // and views; the same placement wherever the view is panned; priorities; class ranges at their bounds;
 // halo pixels; the labelled drawing against the plain one; the map's scale.
 #include <qvgeo/mapview/empty_map.h>
+#include <qvgeo/mapview/landmark_symbols.h>
 #include <qvgeo/mapview/map_labels.h>
 #include <qvgeo/mapview/map_model.h>
 #include <qvgeo/mapview/map_render_caches.h>
@@ -113,6 +114,11 @@ TEST(MapLabels, RandomSetsNeverOverlap)
                 continue;
             }
             ++placedTotal;
+            // Only the caption's own anchor may touch its symbol (it is where the caption always sat).
+            if (shown[i].Candidate > 0) {
+                EXPECT_FALSE(Meet(shown[i].CaptionBox, shown[i].SymbolBox))
+                    << "round " << round << ": caption of " << shown[i].Index << " on its own symbol";
+            }
             for (std::size_t j = 0; j < shown.size(); ++j) {
                 if (i == j)
                     continue;
@@ -329,6 +335,31 @@ TEST(MapLabels, LabelledDrawingMatchesThePlainOneWhenNothingIsMoved)
         Render(labelled, b, cb, caches ? c2.get() : nullptr);
         EXPECT_TRUE(a.Image() == b.Image()) << "caches " << caches;
     }
+}
+
+// A symbol box holds every pixel the symbol draws, halo included, for every shape.
+TEST(MapLabels, SymbolBoxHoldsTheSymbol)
+{
+    for (int kind = 0; kind <= 10; ++kind)
+        for (const int size : {0, 1, 4, 7, 12})
+            for (const int direction : {0, 37, 90, 200, 315})
+                for (const bool transparent : {false, true}) {
+                    TSymbolProperties p;
+                    p.Kind = static_cast<TLandMarkElement>(kind), p.Size = size, p.Direction = direction, p.Length = 15;
+                    p.FGColor = 0x0000FF, p.BGColor = 0x00FF00, p.Transparent = transparent;
+                    TBitmap b(120, 120);
+                    b.Fill(0x000000);
+                    DrawLandMarkSymbolOnCanvas(b.Canvas(), 60, 61, p.Kind, p.FGColor, p.BGColor, p.Size, p.Direction,
+                                               p.Length, p.Transparent);
+                    const TRect box = SymbolBox({60, 61}, p);
+                    for (int y = 0; y < 120; ++y)
+                        for (int x = 0; x < 120; ++x)
+                            if (b.Pixel(x, y) != 0) {
+                                ASSERT_TRUE(x >= box.Left && x < box.Right && y >= box.Top && y < box.Bottom)
+                                    << "kind " << kind << " size " << size << " direction " << direction << " pixel "
+                                    << x << "," << y;
+                            }
+                }
 }
 
 TEST(MapLabels, ScaleEnlargesSymbolsAndCaptions)
