@@ -73,15 +73,32 @@ TRect SymbolBox(TPoint P, const TSymbolProperties& Props)
         const double L = std::clamp<double>(Props.Length, -(1 << 20), 1 << 20);
         const std::int32_t tx = P.X + static_cast<std::int32_t>(std::lround(L * std::sin(a)));
         const std::int32_t ty = P.Y + static_cast<std::int32_t>(std::lround(-L * std::cos(a)));
-        return {std::min(P.X, tx) - s - 1, std::min(P.Y, ty) - s - 1, std::max(P.X, tx) + s + 3,
-                std::max(P.Y, ty) + s + 3};
+        return {std::min(P.X, tx) - s - 1, std::min(P.Y, ty) - s - 1, std::max(P.X, tx) + s + 2,
+                std::max(P.Y, ty) + s + 2};
     }
     default:
         if (Props.Kind > lmUserDef)
             return {P.X - 4, P.Y - 4, P.X + 5, P.Y + 5};
         // Plus and cross reach s + 1 beyond the point with their halo, the others s.
-        return {P.X - s - 1, P.Y - s - 1, P.X + s + 3, P.Y + s + 3};
+        return {P.X - s - 1, P.Y - s - 1, P.X + s + 2, P.Y + s + 2};
     }
+}
+
+namespace {
+std::int32_t Candidates(const TLMTextProperties& Cap, std::int32_t W, std::int32_t H, const TRect& Sym,
+                        std::int32_t Halo, bool Placement, std::array<TPoint, 9>& Out);
+TRect CaptionBoxRel(TPoint O, const TLMTextProperties& Cap, std::int32_t W, std::int32_t H, std::int32_t Halo);
+}  // namespace
+
+std::vector<TRect> CaptionCandidateBoxes(const TLMTextProperties& Caption, TSize Extent, const TRect& Sym,
+                                         std::int32_t Halo, bool Placement)
+{
+    std::array<TPoint, 9> cand;
+    const std::int32_t n = Candidates(Caption, Extent.cx, Extent.cy, Sym, Halo, Placement, cand);
+    std::vector<TRect> out;
+    for (std::int32_t k = 0; k < n; ++k)
+        out.push_back(CaptionBoxRel(cand[static_cast<std::size_t>(k)], Caption, Extent.cx, Extent.cy, Halo));
+    return out;
 }
 
 // ---- the cache ----

@@ -106,6 +106,11 @@ std::vector<TPlacedLandMark> PlaceLandMarks(const TMapViewport& View, const TLan
 // The symbol's pixels at P, with its halo, as DrawLandMarkSymbolOnCanvas draws them (right and bottom
 // exclusive).
 TRect SymbolBox(TPoint P, const TSymbolProperties& Props);
+// The caption boxes (halo included) tried for a caption of the given text extent beside a symbol box Sym,
+// both relative to the landmark's control point, in the order they are tried. The first, the caption's
+// own anchor, may lie a pixel off where the point's parity rounds it.
+std::vector<TRect> CaptionCandidateBoxes(const TLMTextProperties& Caption, TSize Extent, const TRect& Sym,
+                                         std::int32_t Halo, bool Placement);
 // Props with sizes multiplied by Scale; a caption's font size and offsets likewise.
 TSymbolProperties ScaledSymbol(const TSymbolProperties& Props, double Scale);
 TLMTextProperties ScaledCaption(const TLMTextProperties& Caption, double Scale);
