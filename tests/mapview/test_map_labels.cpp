@@ -230,6 +230,27 @@ TEST(MapLabels, PlacementDoesNotDependOnThePan)
     EXPECT_EQ(c.Placements(), 3u);
 }
 
+// Captions whose width is not known yet are first tested by width-independent probes, measured only when
+// some place may be free. With the widths known beforehand (measured at a magnification where every caption
+// fits) the outcome is the same.
+TEST(MapLabels, ProbesDecideAsMeasuredWidthsDo)
+{
+    std::mt19937 rng(99);
+    for (int round = 0; round < 12; ++round) {
+        TLabelMap m;
+        m.AddRandom(rng, 300 + 150 * round);
+        const TMapViewport v = m.View(0.6 + 0.2 * round, {static_cast<std::int32_t>(rng() % 400), static_cast<std::int32_t>(rng() % 300)});
+        const TLabelOptions o = Placing(round % 3);
+        TLabelCache fresh, measured;
+        PlaceLandMarks(m.View(50, {0, 0}), m.Store, m.Fit, o, measured);
+        const auto a = PlaceLandMarks(v, m.Store, m.Fit, o, fresh);
+        const auto b = PlaceLandMarks(v, m.Store, m.Fit, o, measured);
+        ASSERT_EQ(a.size(), b.size());
+        for (std::size_t i = 0; i < a.size(); ++i)
+            ASSERT_EQ(a[i].Candidate, b[i].Candidate) << "round " << round << " landmark " << a[i].Index;
+    }
+}
+
 // Twelve landmarks on one point with captions of one width: fewer places than captions, so exactly the
 // highest ranked take them.
 TEST(MapLabels, HigherPriorityIsNeverDroppedForALowerOne)
