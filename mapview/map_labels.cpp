@@ -134,6 +134,7 @@ struct TLabelCache::TImpl {
     const TLandMark* Data = nullptr;
     std::int32_t Count = -1;
     const TCalibFit* Fit = nullptr;
+    std::array<double, 7> FitPrint{};
     double Scale = 0;
     bool TagIsPriority = false;
     std::array<std::int32_t, 256> ClassPriority{};
@@ -270,7 +271,17 @@ void SyncItems(TLabelCache::TImpl& C, const TLandMarkStore& Store, const TCalibF
 {
     const auto all = Store.LandMarks();
     const double scale = O.EffectiveScale();
-    if (C.Store == &Store && C.Revision == Store.Revision() && C.Data == all.data() &&
+    // The fit is refitted in place when calibration points change: the exact pixel positions of three
+    // landmarks (first, middle, last) tell a changed fit from the same one.
+    std::array<double, 7> fitPrint{};
+    fitPrint[6] = Fit.Model();
+    if (!all.empty()) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const TLandMark& lm = all[k * (all.size() - 1) / 2];
+            Fit.CalcPixelPosition(lm.Latitude, lm.Longitude, fitPrint[2 * k], fitPrint[2 * k + 1]);
+        }
+    }
+    if (C.Store == &Store && C.Revision == Store.Revision() && C.Data == all.data() && C.FitPrint == fitPrint &&
         C.Count == static_cast<std::int32_t>(all.size()) && C.Fit == &Fit && C.Scale == scale &&
         C.TagIsPriority == O.TagIsPriority && C.ClassPriority == O.ClassPriority)
         return;
@@ -279,6 +290,7 @@ void SyncItems(TLabelCache::TImpl& C, const TLandMarkStore& Store, const TCalibF
     C.Data = all.data();
     C.Count = static_cast<std::int32_t>(all.size());
     C.Fit = &Fit;
+    C.FitPrint = fitPrint;
     C.Scale = scale;
     C.TagIsPriority = O.TagIsPriority;
     C.ClassPriority = O.ClassPriority;

@@ -228,6 +228,15 @@ TEST(MapLabels, PlacementDoesNotDependOnThePan)
     m.Add(47, 12, "new");  // a change of the store is seen
     PlaceLandMarks(m.View(0.9, {90, 40}), m.Store, m.Fit, Placing(), c);
     EXPECT_EQ(c.Placements(), 3u);
+    m.Fit.SetModel(cmEquiRect);  // and a refit of the calibration in place
+    m.Fit.FitModel(m.Cal, MapW, MapH);
+    const auto after = PlaceLandMarks(m.View(0.9, {90, 40}), m.Store, m.Fit, Placing(), c);
+    EXPECT_EQ(c.Placements(), 4u);
+    TLabelCache fresh;
+    const auto expect = PlaceLandMarks(m.View(0.9, {90, 40}), m.Store, m.Fit, Placing(), fresh);
+    ASSERT_EQ(after.size(), expect.size());
+    for (std::size_t i = 0; i < after.size(); ++i)
+        EXPECT_EQ(after[i].Point, expect[i].Point);
 }
 
 // Captions whose width is not known yet are first tested by width-independent probes, measured only when
