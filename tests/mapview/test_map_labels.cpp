@@ -342,11 +342,11 @@ TEST(MapLabels, HaloSurroundsEveryGlyphPixel)
 {
     TLMTextProperties cap;
     cap.Text = "Wien 1010", cap.Size = 9, cap.FontName = "DejaVu Sans", cap.FGColor = 0x0000FF, cap.Transparent = true;
+    TLabelCache cache;  // one cache for every width: sprites of different halos must not be mixed up
     for (const std::int32_t halo : {1, 2, 3}) {
         TBitmap plain(140, 50), direct(140, 50), sprite(140, 50);
         for (TBitmap* b : {&plain, &direct, &sprite})
             b->Fill(0x000000);
-        TLabelCache cache;
         DrawLandMarkCaption(plain.Canvas(), {20, 15}, cap);  // dx = dy = 0, left/top: origin (20, 15)
         DrawHaloCaption(direct.Canvas(), {20, 15}, cap, halo, 0xFFFFFF, nullptr);
         DrawHaloCaption(sprite.Canvas(), {20, 15}, cap, halo, 0xFFFFFF, &cache);
