@@ -16,6 +16,7 @@
 #include <cmath>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -426,6 +427,32 @@ TEST(MapLabels, SymbolBoxHoldsTheSymbol)
                                     << x << "," << y;
                             }
                 }
+}
+
+// With placement on, OnDrawLandmark is still asked for every landmark shown, and Handled still replaces
+// the built-in drawing.
+TEST(MapLabels, OnDrawLandmarkWithPlacement)
+{
+    TLabelMap m;
+    m.Add(47.5, 13, "mine", 0, 1);
+    m.Add(47.6, 13.5, "built in", 0, 2);
+    TRenderCase rc = m.Case(m.View(1, {300, 200}));
+    rc.Look.Labels = Placing(1);
+    std::vector<std::int32_t> asked;
+    rc.Events.OnDrawLandmark = [&](bool& Handled, TCanvas&, TPoint, const TLandMark& Lm) {
+        asked.push_back(Lm.Tag);
+        Handled = Lm.Tag == 1;
+    };
+    TBitmap aux;
+    TMapImageCache ic;
+    Render(rc, aux, ic, nullptr);
+    EXPECT_EQ(asked, (std::vector<std::int32_t>{1, 2}));
+    for (const auto& [lat, lon, drawn] : {std::tuple{47.5, 13.0, false}, std::tuple{47.6, 13.5, true}}) {
+        std::int32_t x = 0, y = 0;
+        ASSERT_TRUE(m.Fit.CalcPixelCoords(lat, lon, x, y));
+        const TPoint p = rc.View.MapImageToControl(TMapPixel(TPoint{x, y})).Point();
+        EXPECT_EQ(aux.Pixel(p.X, p.Y) == 0xFF0000, drawn) << lat;
+    }
 }
 
 TEST(MapLabels, ScaleEnlargesSymbolsAndCaptions)
