@@ -4,6 +4,7 @@
 #include <qvgeo/support/errors.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -52,9 +53,17 @@ TLandMarkStore& TLandMarkStore::operator=(TLandMarkStore&& Other)
     return *this;
 }
 
+std::uint64_t TLandMarkStore::NextRevision()
+{
+    static std::atomic<std::uint64_t> counter{0};
+    return ++counter;
+}
+
 void TLandMarkStore::SwapWith(TLandMarkStore& Other) noexcept
 {
     using std::swap;
+    FRevision = NextRevision();
+    Other.FRevision = NextRevision();
     swap(LandMarkActionHook, Other.LandMarkActionHook);
     FNotice.SwapListener(Other.FNotice);
     swap(FComponentName, Other.FComponentName);

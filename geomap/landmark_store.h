@@ -68,6 +68,9 @@ public:
     void SetComponentName(std::string Name) { FComponentName = std::move(Name); }
 
     std::int32_t NumLandMarks() const { return FNumLandMarks; }
+    // Changes with every change notice (and with a move): caches of what the landmarks look like compare
+    // it. Unique across stores of the process, so a different store never repeats a value.
+    std::uint64_t Revision() const { return FRevision; }
     // Length of the storage array (see above); the count never exceeds it.
     std::int32_t LandMarkCapacity() const { return static_cast<std::int32_t>(FLandMarks.size()); }
     // Landmarks 1..NumLandMarks() as elements 0..NumLandMarks()-1, for drawing and export. Invalidated by
@@ -166,7 +169,12 @@ public:
 private:
     void SwapWith(TLandMarkStore& Other) noexcept;
     bool Ask(TLandMarkAction Action, const TLandMark& LandMark);
-    void Changed(unsigned What) { FNotice.Changed(What); }
+    void Changed(unsigned What)
+    {
+        FRevision = NextRevision();
+        FNotice.Changed(What);
+    }
+    static std::uint64_t NextRevision();
     std::int32_t Append(const TLandMark& LandMark);  // after the question; returns the new number
     TLandMark TemplateAt(double Lat, double Long, double Alt) const;  // the template at a position
     std::int32_t Offer(const TLandMark& LandMark);  // asks, then appends; 0 when refused or re-entered
@@ -188,6 +196,7 @@ private:
     bool FHighLMTrans = false;
     int FInAction = 0;  // > 0 while LandMarkActionHook runs
     TChangeNotice FNotice;
+    std::uint64_t FRevision = NextRevision();
 };
 
 }  // namespace qv

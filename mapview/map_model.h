@@ -211,6 +211,15 @@ public:
     // change them, with the repaint and the events they document).
     const TMapViewport& Viewport() const { return FView; }
     const TMapAppearance& Appearance() const { return FLook; }
+    // Collision-free captions, declutter by scale, halos and scale of symbols and captions (map_labels.h);
+    // a change repaints.
+    const TLabelOptions& LabelOptions() const { return FLook.Labels; }
+    void SetLabelOptions(const TLabelOptions& Value);
+    // The map's scale at the view's centre, for drawers that choose what to show by it (in
+    // OnBeforeRenderData say): metres of ground per control pixel, and the scale denominator on a screen of
+    // Dpi pixels per inch. 0 without a calibrated map. While CopyToBMP renders they answer for the output.
+    double MetresPerPixel() const;
+    double ScaleDenominator(double Dpi = 96.0) const { return qv::ScaleDenominator(MetresPerPixel(), Dpi); }
     // The map image, its pyramid, the calibration and the landmarks as RenderMapView takes them; valid
     // until the next change of the map.
     virtual TMapSources RenderSources() const;

@@ -179,4 +179,20 @@ double TMapModel::CopyEntireMapToOpenPrinter(QPainter& Painter, TRect Area, doub
     return DrawEntireMap(Painter, Area, MaxScale, FView.MapSize(), RenderSources(), OutputRenderer());
 }
 
+void TMapModel::SetLabelOptions(const TLabelOptions& Value)
+{
+    if (FLook.Labels == Value)
+        return;
+    FLook.Labels = Value;
+    Paint();
+}
+
+double TMapModel::MetresPerPixel() const
+{
+    const TMapSources s = RenderSources();
+    if (!s.Fit || s.Fit->Model() == cmUndefined || !FView.HasMap())
+        return 0.0;
+    return ViewMetresPerPixel(FView, *s.Fit);
+}
+
 }  // namespace qv

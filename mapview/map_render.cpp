@@ -15,6 +15,7 @@
 // - The highlighted landmark is drawn wherever its pixel lies (clipped by the bitmap), without the strict
 //   on-control test and without OnDrawLandmark; only its symbol is drawn again, not its caption.
 #include <qvgeo/geomap/calibration.h>
+#include <qvgeo/mapview/map_labels_internal.h>
 #include <qvgeo/mapview/map_render_caches.h>
 #include <qvgeo/mapview/map_render_internal.h>
 #include <qvgeo/platform/image_files.h>
@@ -247,14 +248,17 @@ void DrawSymbol(TCanvas& Canvas, TMapRenderCaches* Caches, TPoint P, const TSymb
 }
 
 // Step 9: landmarks, OnDataRendered, the highlighted landmark.
-void DrawLandMarks(const TMapViewport& View, const TMapSources& S, std::int32_t SampleLimit,
+void DrawLandMarks(const TMapViewport& View, const TMapSources& S, const TMapAppearance& Look,
                    const TMapRenderEvents& Events, TCanvas& Canvas, TMapRenderCaches* Caches)
 {
     const std::int32_t W = View.ControlSize().cx, H = View.ControlSize().cy;
     const TLandMarkStore* store = S.LandMarks;
     const bool placeable = store && S.Fit && S.Fit->Model() != cmUndefined;
-    if (placeable) {
-        const double p = SampleProbability(View, *S.Fit, SampleLimit, *store);
+    if (placeable && Look.Labels.Active()) {
+        const double p = Look.Labels.Placement ? 1.0 : SampleProbability(View, *S.Fit, Look.LMRandSampleLimit, *store);
+        render_detail::DrawLabelledLandMarks(View, S, Look, Events, Canvas, Caches, p);
+    } else if (placeable) {
+        const double p = SampleProbability(View, *S.Fit, Look.LMRandSampleLimit, *store);
         const auto all = store->LandMarks();
         for (std::size_t i = 0; i < all.size(); ++i) {
             const TLandMark& lm = all[i];
@@ -296,7 +300,7 @@ void DrawLandMarks(const TMapViewport& View, const TMapSources& S, std::int32_t 
     props.FGColor = store->HighLMColFG();
     props.BGColor = store->HighLMColBG();
     props.Transparent = store->HighLMTrans();
-    DrawSymbol(Canvas, Caches, CanvasPixel(View, m), props);
+    DrawSymbol(Canvas, Caches, CanvasPixel(View, m), ScaledSymbol(props, Look.Labels.EffectiveScale()));
 }
 
 }  // namespace
@@ -342,7 +346,7 @@ void RenderMapView(const TMapViewport& View, const TMapSources& Sources, const T
         render_detail::DrawGraticuleAndPoints(canvas, View, Sources, Look);
         // 9. Landmarks, OnDataRendered, the highlighted landmark.
         canvas.Pen = TPen{};
-        DrawLandMarks(View, Sources, Look.LMRandSampleLimit, Events, canvas, Caches);
+        DrawLandMarks(View, Sources, Look, Events, canvas, Caches);
         // 9b. Map furniture (none by default).
         DrawMapFurniture(canvas, View, Sources, Look);
     }

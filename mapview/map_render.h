@@ -15,6 +15,7 @@
 #include <qvgeo/geomap/landmark_store.h>
 #include <qvgeo/geomap/map_viewport.h>
 #include <qvgeo/mapview/map_furniture.h>
+#include <qvgeo/mapview/map_labels.h>
 #include <qvgeo/platform/bitmap.h>
 #include <qvgeo/platform/canvas.h>
 #include <qvgeo/platform/frame.h>
@@ -73,6 +74,9 @@ struct TMapAppearance {
     std::int32_t LMRandSampleLimit = 20000;
     // Grid labels at the view's edges, scale bar, north arrow: drawn after the landmarks, under the frame.
     TFurnitureOptions Furniture;
+    // Collision-free captions, declutter by scale, halos, symbol and caption scale (map_labels.h); all off
+    // by default, and then landmarks are drawn as documented.
+    TLabelOptions Labels;
 };
 
 // What a view shows: the map image and its pyramid, the calibration, the landmarks. The pointers must stay

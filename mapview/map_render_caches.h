@@ -4,6 +4,7 @@
 
 #include <qvgeo/mapview/caption_sprites.h>
 #include <qvgeo/mapview/landmark_symbols.h>
+#include <qvgeo/mapview/map_labels.h>
 #include <qvgeo/mapview/map_render.h>
 
 namespace qv {
@@ -12,6 +13,7 @@ class TMapRenderCaches {
 public:
     TSymbolSpriteCache Symbols;
     TCaptionSpriteCache Captions;
+    TLabelCache Labels;
 };
 
 }  // namespace qv
