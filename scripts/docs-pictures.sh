@@ -22,10 +22,15 @@ cp "$tmp/austria.png" "$out/map-blank.png"
 for f in "$tmp"/tour/tour-*.png; do
   cp "$f" "$out/viewer-$(basename "$f" .png | sed 's/^tour-//').png"
 done
+# The same places with the readable map off (as the map view draws by default): the README's "before".
+"$here/build/apps/viewer/qvgeo-viewer" --data "$tmp/viewer-data" --tour "$tmp/plain" --plain >/dev/null
+for n in 1-world 3-vienna-region 6-europe; do
+  cp "$tmp/plain/tour-$n.png" "$out/plain-$n.png"
+done
 # A GeoTIFF opened in the viewer: the Vienna sample exported with its control points, warped by GDAL to
 # UTM zone 33 (a GeoTIFF with a geotransform), then opened as a user would (its georeferencing shown in
 # the calibration editor). The viewer's settings and cache go to the scratch folder.
 "$G" calib export "$S/calib-vienna.xml" --format vrt --out "$tmp/vienna.vrt" >/dev/null
 gdalwarp -q -overwrite -t_srs EPSG:32633 -r bilinear -co TILED=YES -co COMPRESS=DEFLATE "$tmp/vienna.vrt" "$tmp/vienna-utm.tif"
 HOME="$tmp/home" XDG_CONFIG_HOME="$tmp/home/config" XDG_CACHE_HOME="$tmp/home/cache" QT_QPA_PLATFORM=offscreen \
-  "$here/build/apps/viewer/qvgeo-viewer" --data "$tmp/viewer-data" --screenshot "$out/viewer-6-geotiff.png" "$tmp/vienna-utm.tif"
+  "$here/build/apps/viewer/qvgeo-viewer" --data "$tmp/viewer-data" --screenshot "$out/viewer-7-geotiff.png" "$tmp/vienna-utm.tif"

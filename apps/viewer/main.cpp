@@ -2,7 +2,8 @@
 //   qvgeo-viewer [--data DIR] [--screenshot FILE] [PATH...]   the window (FILE: grab it once shown, then
 //       quit); each PATH (a picture, map, calibration, landmark or waypoint file, a folder of maps) is
 //       opened as if dropped onto the window
-//   qvgeo-viewer --tour DIR [--data DIR]            renders the tour offscreen into DIR
+//   qvgeo-viewer --tour DIR [--data DIR] [--plain]   renders the tour offscreen into DIR (--plain: with the
+//       readable map off, as the map view draws by default)
 #include "guard.h"
 #include "viewer_window.h"
 
@@ -21,18 +22,21 @@ int main(int argc, char** argv)
 {
     std::string tourDir, dataDir, screenshot;
     QStringList paths;
+    bool plain = false;  // the tour with the readable map off
     for (int i = 1; i < argc; ++i) {
         const bool hasValue = i + 1 < argc;
         if (!std::strcmp(argv[i], "--tour") && hasValue)
             tourDir = argv[++i];
         else if (!std::strcmp(argv[i], "--data") && hasValue)
             dataDir = argv[++i];
+        else if (!std::strcmp(argv[i], "--plain"))
+            plain = true;
         else if (!std::strcmp(argv[i], "--screenshot") && hasValue)
             screenshot = argv[++i];
         else if (argv[i][0] != '-')
             paths << QString::fromLocal8Bit(argv[i]);
         else {
-            std::fprintf(stderr, "usage: qvgeo-viewer [--data DIR] [--screenshot FILE] [PATH...] | --tour DIR [--data DIR]\n");
+            std::fprintf(stderr, "usage: qvgeo-viewer [--data DIR] [--screenshot FILE] [PATH...] | --tour DIR [--data DIR] [--plain]\n");
             return 2;
         }
     }
@@ -48,10 +52,10 @@ int main(int argc, char** argv)
         const viewer::TAtlasFiles files =
             viewer::PrepareBundledAtlas(dataDir, viewer::FindSamplesDir(QCoreApplication::applicationDirPath().toStdString()));
         if (!tourDir.empty()) {
-            const auto written = viewer::RenderTour(files, tourDir);
+            const auto written = viewer::RenderTour(files, tourDir, !plain);
             for (const auto& f : written)
                 std::printf("%s\n", f.c_str());
-            return written.size() == 5 ? 0 : 1;
+            return written.size() == 6 ? 0 : 1;
         }
         // The map folders added to the atlas are remembered in the user's settings.
         const QString settings = QSettings(QSettings::IniFormat, QSettings::UserScope, "qvgeo", "qvgeo-viewer").fileName();

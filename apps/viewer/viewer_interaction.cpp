@@ -429,7 +429,12 @@ void TViewerWindow::ViewRendered()
         // The grid's kind follows the model; setting it repaints, which must wait until this frame is done.
         // Queued calls are delivered before the repaint this frame has asked for, so the grid is on the
         // first frame the screen shows.
-        QMetaObject::invokeMethod(this, [this] { Guard([this] { ApplyGraticule(); }); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [this] {
+            Guard([this] {
+                ApplyGraticule();
+                ApplyReadableMap();  // the landmarks' scale range is the new map's
+            });
+        }, Qt::QueuedConnection);
     }
     // The map moved, changed or was calibrated otherwise under a pointer that stayed: its place is another.
     if (!(now == FShownView))

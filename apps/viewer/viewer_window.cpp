@@ -1,5 +1,7 @@
 #include "viewer_window.h"
 
+#include "overlay_labels.h"
+
 #include "guard.h"
 #include "place_dialog.h"
 
@@ -175,6 +177,7 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
     TakeCalibrationSnapshot();
     FShownView = ViewKey();
     ApplyGraticule();
+    ApplyReadableMap();
     UpdateMapInfo();
     resize(1100, 760);
 }
@@ -317,6 +320,22 @@ void TViewerWindow::BuildActions()
     FGridAction->setCheckable(true);
     FGridAction->setChecked(true);
     connect(FGridAction, &QAction::toggled, this, guarded([this] { ApplyGraticule(); }));
+    // The readable map, on from the start: each toggle repaints.
+    const auto toggle = [&](const char* Text, const char* Keys, bool& Flag) {
+        QAction* a = view->addAction(Text, QKeySequence(Keys));
+        a->setCheckable(true);
+        a->setChecked(Flag);
+        connect(a, &QAction::toggled, this, guarded([this, &Flag, a] {
+            Flag = a->isChecked();
+            ApplyReadableMap();
+        }));
+        FReadableActions.push_back(a);
+        return a;
+    };
+    FLabelsAction = toggle("Readable &labels", "Ctrl+Shift+L", FReadableLabels);
+    toggle("Grid labels at the &edges", "Ctrl+Shift+G", FGridLabels);
+    toggle("&Scale bar", "Ctrl+Shift+B", FScaleBar);
+    toggle("&North arrow", "Ctrl+Shift+N", FNorthArrow);
     QMenu* fmt = view->addMenu("&Degree format");
     auto* fmtGroup = new QActionGroup(this);
     const std::pair<const char*, qv::TDegreeFormat> formats[] = {
@@ -400,6 +419,42 @@ void TViewerWindow::SetDegreeFormat(qv::TDegreeFormat Format)
 {
     FDegFormat = Format;
     UpdatePointer(FPointer.X, FPointer.Y);  // the status bar shows the new format at once
+    ApplyReadableMap();                     // and the grid labels at the edges
+}
+
+void TViewerWindow::SetReadableMap(bool On)
+{
+    for (QAction* a : FReadableActions)
+        a->setChecked(On);
+}
+
+void TViewerWindow::ApplyReadableMap()
+{
+    qv::TGeoMap& map = Map();
+    qv::TLabelOptions labels;
+    if (FReadableLabels) {
+        labels.Placement = true;
+        labels.HaloWidth = 1;
+        labels.HaloColor = 0xFFFFFF;
+        // Landmarks are places in a town: shown from MaxLandmarkMetresPerPixel of ground a control pixel
+        // down, so that a city's landmarks are not one blot on a map of a country or the world. The range
+        // is in magnifications of this map: its metres per map pixel over the limit.
+        const double resolution = map.CalibData().Resolution;
+        if (resolution > 0)
+            for (qv::TMagRange& r : labels.ClassRange)
+                r.Min = resolution / MaxLandmarkMetresPerPixel;
+    }
+    qv::TFurnitureOptions furniture = map.Furniture();
+    furniture.GridLabels = FGridLabels;
+    furniture.ScaleBar = FScaleBar;
+    furniture.NorthArrow = FNorthArrow;
+    furniture.DegreeFormat = FDegFormat;
+    const bool held = map.SuppressPaint();
+    map.SetSuppressPaint(true);
+    map.SetLabelOptions(labels);
+    map.SetFurniture(furniture);
+    map.SetSuppressPaint(held);
+    map.Paint();
 }
 
 bool TViewerWindow::PixelToLatLong(std::int32_t X, std::int32_t Y, double& Lat, double& Long)
@@ -434,29 +489,44 @@ void TViewerWindow::DrawOverlays(qv::TCanvas& C)
 
 void TViewerWindow::DrawCapitals(qv::TCanvas& C)
 {
-    // Names only from 2x on (8 px a degree): below that Europe's capitals print over each other.
+    // Names only from 2x on (8 px a degree): below that there is room for few of them anyway.
     const bool names = Map().Magnification() >= 2.0;
     // The frame being drawn: the view, or an export or print of the map at its own scale.
     const qv::TSize frame = Map().FrameSize();
-    C.Pen = qv::TPen{0x000000, 1};
-    C.Brush = qv::TBrush{0x00D0FF, qv::bsSolid};  // amber: seen on sea, desert and forest alike
-    C.Font = qv::TFont{};
-    C.Font.Size = 8;
-    C.Font.Color = 0xFFFFFF;
+    std::vector<std::pair<qv::TPoint, std::string_view>> shown;
     for (const qv::TCountryData& c : qv::CountryData) {
         std::int32_t x = 0, y = 0;
         if (c.Capital.empty() || !Map().CalcPixelCoords(c.CapLat, c.CapLong, x, y))
             continue;
         const qv::TPoint p = Map().MapImageToControl({x, y});
-        if (p.X < -100 || p.Y < -20 || p.X > frame.cx || p.Y > frame.cy + 20)
+        if (p.X < -100 || p.Y < -20 || p.X > frame.cx + 100 || p.Y > frame.cy + 20)
             continue;
-        C.Ellipse(p.X - 2, p.Y - 2, p.X + 3, p.Y + 3);
-        if (names) {
-            C.Brush.Style = qv::bsClear;
-            C.TextOut(p.X + 4, p.Y - 6, std::string(c.Capital));
-            C.Brush.Style = qv::bsSolid;
-        }
+        shown.emplace_back(p, c.Capital);
     }
+    C.Pen = qv::TPen{0x000000, 1};
+    C.Brush = qv::TBrush{0x00D0FF, qv::bsSolid};  // amber: seen on sea, desert and forest alike
+    for (const auto& [p, name] : shown)
+        C.Ellipse(p.X - 2, p.Y - 2, p.X + 3, p.Y + 3);
+    if (!names)
+        return;
+    // White names: with readable labels on, a dark halo keeps them apart from bright land and ice, and a
+    // name that would print over another name or dot is left out (in table order, first come first placed).
+    qv::TFont font;
+    font.Size = 8;
+    font.Color = 0xFFFFFF;
+    if (FReadableLabels) {
+        TOverlayLabels labels(C, font, 1, 0x202020);
+        for (const auto& [p, name] : shown)
+            labels.Reserve({p.X - 3, p.Y - 3, p.X + 4, p.Y + 4});
+        for (const auto& [p, name] : shown)
+            labels.Place(p, 3, std::string(name));
+        return;
+    }
+    C.Font = font;
+    C.Brush.Style = qv::bsClear;
+    for (const auto& [p, name] : shown)
+        C.TextOut(p.X + 4, p.Y - 6, std::string(name));
+    C.Brush.Style = qv::bsSolid;
 }
 
 void TViewerWindow::DrawDatabase(qv::TCanvas& C)
@@ -464,6 +534,13 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
     FItemsDrawn = 0;
     if (!FDB.IsOpen() || FDB.NumEntries() == 0)
         return;
+    // A regional database on a map of the world is a smudge: drawn only where the view is finer than
+    // MaxDatabaseMetresPerPixel (the map's own scale at the view's centre, whatever the model).
+    if (FReadableLabels) {
+        const double mpp = Map().MetresPerPixel();
+        if (mpp <= 0 || mpp > MaxDatabaseMetresPerPixel)
+            return;
+    }
     // The geographic rectangle of the frame being drawn (the view, or an export or print of the map), from
     // its four corners (on a north-up map two would do).
     double latLo = 90, latHi = -90, lonLo = 180, lonHi = -180;
@@ -530,14 +607,23 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
     }
     C.Pen = qv::TPen{0x000000, 1};
     C.Brush = qv::TBrush{0x000000, qv::bsSolid};
-    C.Font = qv::TFont{};
-    C.Font.Size = 9;
-    for (const auto& [p, name] : towns) {
+    for (const auto& [p, name] : towns)
         C.Ellipse(p.X - 3, p.Y - 3, p.X + 4, p.Y + 4);
-        C.Brush.Style = qv::bsClear;
-        C.TextOut(p.X + 6, p.Y - 7, name);
-        C.Brush.Style = qv::bsSolid;
+    qv::TFont font;
+    font.Size = 9;
+    if (FReadableLabels) {
+        TOverlayLabels labels(C, font, 1, 0xFFFFFF);
+        for (const auto& [p, name] : towns)
+            labels.Reserve({p.X - 4, p.Y - 4, p.X + 5, p.Y + 5});
+        for (const auto& [p, name] : towns)
+            labels.Place(p, 4, name);
+        return;
     }
+    C.Font = font;
+    C.Brush.Style = qv::bsClear;
+    for (const auto& [p, name] : towns)
+        C.TextOut(p.X + 6, p.Y - 7, name);
+    C.Brush.Style = qv::bsSolid;
 }
 
 bool TViewerWindow::LoadLandmarkFile(const QString& File)

@@ -63,6 +63,18 @@ public:
     TTool Tool() const { return FTool; }
     QAction* ToolAction(TTool Tool) const;
     void SetDegreeFormat(qv::TDegreeFormat Format);
+    // The readable map (View menu, all on from the start): landmark captions placed without overlap and
+    // with halos and shown only where the view is finer than MaxLandmarkMetresPerPixel, capitals and towns
+    // named the same way, the database drawn only where the view is finer than MaxDatabaseMetresPerPixel
+    // (neither on the world map); grid labels at the view's edges, a scale bar,
+    // a north arrow. Off, the map is drawn as TGeoMap draws it by default.
+    static constexpr double MaxDatabaseMetresPerPixel = 2000.0;
+    static constexpr double MaxLandmarkMetresPerPixel = 2000.0;
+    bool ReadableLabels() const { return FReadableLabels; }
+    QAction* ReadableLabelsAction() const { return FLabelsAction; }
+    // All four on or off, as their menu entries would.
+    void SetReadableMap(bool On);
+    void ApplyReadableMap();
     // The status texts for the map-view pixel (X, Y) (control pixels); the labels are updated as well.
     QString PositionText(std::int32_t X, std::int32_t Y);
     QString UTMText(std::int32_t X, std::int32_t Y);
@@ -231,6 +243,9 @@ private:
     // Map interaction state.
     QLabel* FMeasureLabel = nullptr;
     QAction* FGridAction = nullptr;
+    QAction* FLabelsAction = nullptr;
+    std::vector<QAction*> FReadableActions;
+    bool FReadableLabels = true, FGridLabels = true, FScaleBar = true, FNorthArrow = true;
     QMenu* FClassMenu = nullptr;
     TBandMeasure FBand;
     qv::TPoint FBandPress;  // control pixel of the press that began or continued the band
@@ -256,7 +271,8 @@ private:
 
 // Renders the tour of views into OutDir (created): the world map, the Austria map with the database,
 // the Vienna region with database and landmarks, the UTM map with its grid, a hand-made calibration
-// with its residual vectors. Returns the files written.
-std::vector<std::string> RenderTour(const TAtlasFiles& Files, const std::string& OutDir);
+// with its residual vectors, Europe's capitals on the world map at x5.6. Returns the files written.
+// Readable false: with the readable map off (View menu), as TGeoMap draws by default.
+std::vector<std::string> RenderTour(const TAtlasFiles& Files, const std::string& OutDir, bool Readable = true);
 
 }  // namespace viewer

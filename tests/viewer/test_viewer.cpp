@@ -337,11 +337,11 @@ TEST_F(ViewerTest, LongWorkIsCancelled)
     EXPECT_NE(W->FolderReport().indexOf("cancelled"), -1);
 }
 
-TEST_F(ViewerTest, TourWritesFiveRealPictures)
+TEST_F(ViewerTest, TourWritesSixRealPictures)
 {
     W.reset();
     const auto files = viewer::RenderTour(Files, (Dir / "tour").string());
-    ASSERT_EQ(files.size(), 5u);
+    ASSERT_EQ(files.size(), 6u);
     for (const auto& f : files) {
         const QImage img(QString::fromStdString(f));
         ASSERT_FALSE(img.isNull()) << f;
