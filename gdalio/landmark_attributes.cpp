@@ -24,13 +24,6 @@ void Note(std::vector<std::string>& Messages, std::int64_t* LeftOut, std::string
 
 std::string Quoted(std::string_view S) { return "\"" + std::string(S) + "\""; }
 
-std::string Number(double V)
-{
-    char buf[32];
-    const auto [end, ec] = std::to_chars(buf, buf + sizeof buf, V);
-    return ec == std::errc() ? std::string(buf, end) : std::string("?");
-}
-
 // ------------------------------------------------------------------------------------------------
 // Times: days since 1899-12-30 <-> OGR's broken-down date-time, to the millisecond, UTC.
 

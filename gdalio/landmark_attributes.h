@@ -53,8 +53,6 @@ inline constexpr double MsPerDay = 86400000.0;
 // LeftOut when given.
 void Note(std::vector<std::string>& Messages, std::int64_t* LeftOut, std::string Text);
 std::string Quoted(std::string_view S);
-// The shortest text that reads back as V.
-std::string Number(double V);
 
 struct TOgrTime {
     int Year, Month, Day, Hour, Minute;

@@ -137,7 +137,7 @@ void ReadLayer(OGRLayer& Layer, const TLandMarkImportOptions& Options, TLandMark
         if (!latOk || !longOk) {
             ++Report.Invalid;
             Note(Report.Messages, &Report.MessagesLeftOut,
-                 where + ": " + (latOk ? "longitude " + Number(x) : "latitude " + Number(y)) +
+                 where + ": " + (latOk ? "longitude " + ShortestText(x) : "latitude " + ShortestText(y)) +
                      " is out of range; not imported");
             continue;
         }
@@ -417,8 +417,8 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
         if (!std::isfinite(lm.Latitude) || !std::isfinite(lm.Longitude) || std::fabs(lm.Latitude) > 90.0) {
             ++report.Invalid;
             Note(report.Messages, nullptr,
-                 "landmark " + std::to_string(number) + ": position " + Number(lm.Latitude) + ", " +
-                     Number(lm.Longitude) + " is not valid; not written");
+                 "landmark " + std::to_string(number) + ": position " + ShortestText(lm.Latitude) + ", " +
+                     ShortestText(lm.Longitude) + " is not valid; not written");
             continue;
         }
         double alt = lm.Altitude;
@@ -471,7 +471,7 @@ TLandMarkExportReport ExportLandMarks(std::span<const TLandMark> LandMarks, cons
         } else if (lm.Time != 0.0) {
             ++report.TimesLeftOut;
             Note(report.Messages, nullptr,
-                 "landmark " + std::to_string(number) + ": time " + Number(lm.Time) +
+                 "landmark " + std::to_string(number) + ": time " + ShortestText(lm.Time) +
                      " days is outside the years 1..9999; written without a time");
         }
         const std::string symbol = SymbolNameOf(lm.SymbolProps, Options.Symbols);

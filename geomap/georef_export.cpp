@@ -4,6 +4,7 @@
 
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
 
 #include <array>
 #include <charconv>
@@ -19,14 +20,6 @@ namespace qv {
 namespace {
 
 [[noreturn]] void Fail(const std::string& Text) { throw EXELGeoMapError("georeference: " + Text); }
-
-// Shortest text that reads back as the same double.
-std::string Exact(double v)
-{
-    std::array<char, 40> buf{};
-    const auto r = std::to_chars(buf.data(), buf.data() + buf.size(), v);
-    return std::string(buf.data(), r.ptr);
-}
 
 // Fixed point with Decimals decimals, trailing zeros and a bare "-0" dropped.
 std::string Fixed(double v, int Decimals)
@@ -150,7 +143,7 @@ std::string UTMWKT(std::int32_t Zone, bool South, TGeoEllipsoid Ellipsoid)
     const std::string geog = wgs ? "WGS 84" : "unknown datum on " + ellName;
     std::string s = "PROJCS[\"" + geog + " / UTM zone " + zone + "\",GEOGCS[\"" + geog + "\",DATUM[\"" +
                     (wgs ? "WGS_1984" : "unknown") + "\",SPHEROID[\"" + (wgs ? "WGS 84" : ellName) + "\"," +
-                    Exact(ax.a) + "," + (wgs ? std::string("298.257223563") : ax.a == ax.b ? std::string("0") : Exact(RecipFlattening(Ellipsoid))) +
+                    ShortestText(ax.a) + "," + (wgs ? std::string("298.257223563") : ax.a == ax.b ? std::string("0") : ShortestText(RecipFlattening(Ellipsoid))) +
                     "]],PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433]],"
                     "PROJECTION[\"Transverse_Mercator\"],PARAMETER[\"latitude_of_origin\",0],"
                     "PARAMETER[\"central_meridian\"," + std::to_string(6 * Zone - 183) +
@@ -248,8 +241,8 @@ void WriteGeoRefVRT(std::ostream& F, const TMapCalibration& Cal, const std::vect
       << (m == cmUTM ? "1,2" : "2,1") << "\">\n";
     int id = 0;
     for (const TGroundControlPoint& g : GCPs)
-        F << "    <GCP Id=\"" << ++id << "\" Pixel=\"" << Exact(g.Pixel) << "\" Line=\"" << Exact(g.Line)
-          << "\" X=\"" << Exact(g.X) << "\" Y=\"" << Exact(g.Y) << "\"/>\n";
+        F << "    <GCP Id=\"" << ++id << "\" Pixel=\"" << ShortestText(g.Pixel) << "\" Line=\"" << ShortestText(g.Line)
+          << "\" X=\"" << ShortestText(g.X) << "\" Y=\"" << ShortestText(g.Y) << "\"/>\n";
     F << "  </GCPList>\n";
     static const char* const kRGB[] = {"Red", "Green", "Blue"};
     static const char* const kCMYK[] = {"Cyan", "Magenta", "Yellow", "Black"};
@@ -373,7 +366,7 @@ void WriteGCPList(std::ostream& Out, const TMapCalibration& Cal, const std::vect
         << "; pixel and line put (0, 0) at the image's top-left corner: the centre of the top-left pixel is"
            " 0.5 0.5\n";
     for (const TGroundControlPoint& g : GCPs)
-        Out << Exact(g.Pixel) << ' ' << Exact(g.Line) << ' ' << Exact(g.X) << ' ' << Exact(g.Y) << '\n';
+        Out << ShortestText(g.Pixel) << ' ' << ShortestText(g.Line) << ' ' << ShortestText(g.X) << ' ' << ShortestText(g.Y) << '\n';
     if (!Out)
         Fail("writing the control-point list failed");
 }

@@ -5,6 +5,7 @@
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/calibration.h>
 #include <qvgeo/support/errors.h>
+#include <qvgeo/support/text.h>
 
 #include <array>
 #include <charconv>
@@ -19,13 +20,6 @@ const std::string_view MapFileMagic = "OziExplorer Map Data File Version 2.2";
 namespace {
 
 [[noreturn]] void Fail(const std::string& Text) { throw EXELGeoMapError("georeference: " + Text); }
-
-std::string Exact(double v)
-{
-    std::array<char, 40> buf{};
-    const auto r = std::to_chars(buf.data(), buf.data() + buf.size(), v);
-    return std::string(buf.data(), r.ptr);
-}
 
 std::string FixedText(double v, int Decimals)
 {
@@ -79,22 +73,13 @@ bool CornerPlace(const TMapCalibration& Cal, std::int32_t x, std::int32_t y, TCo
     return true;
 }
 
-std::string Trim(std::string_view s)
-{
-    const auto b = s.find_first_not_of(" \t\r");
-    if (b == std::string_view::npos)
-        return {};
-    const auto e = s.find_last_not_of(" \t\r");
-    return std::string(s.substr(b, e - b + 1));
-}
-
 std::vector<std::string> SplitCommas(std::string_view s)
 {
     std::vector<std::string> out;
     std::size_t at = 0;
     for (;;) {
         const auto comma = s.find(',', at);
-        out.push_back(Trim(s.substr(at, comma == std::string_view::npos ? std::string_view::npos : comma - at)));
+        out.emplace_back(Trim(s.substr(at, comma == std::string_view::npos ? std::string_view::npos : comma - at)));
         if (comma == std::string_view::npos)
             return out;
         at = comma + 1;
@@ -130,8 +115,8 @@ std::string GeographicWKT(TGeoEllipsoid Ellipsoid)
                "AXIS[\"Longitude\",EAST],AUTHORITY[\"EPSG\",\"4326\"]]";
     const TEllipsoidAxes ax = GeoEllipsoidData[Ellipsoid];
     const std::string name(GeoEllipsoidName[Ellipsoid]);
-    return "GEOGCS[\"unknown datum on " + name + "\",DATUM[\"unknown\",SPHEROID[\"" + name + "\"," + Exact(ax.a) +
-           "," + (ax.a == ax.b ? std::string("0") : Exact(RecipFlattening(Ellipsoid))) +
+    return "GEOGCS[\"unknown datum on " + name + "\",DATUM[\"unknown\",SPHEROID[\"" + name + "\"," + ShortestText(ax.a) +
+           "," + (ax.a == ax.b ? std::string("0") : ShortestText(RecipFlattening(Ellipsoid))) +
            "]],PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433],AXIS[\"Latitude\",NORTH],"
            "AXIS[\"Longitude\",EAST]]";
 }
@@ -213,7 +198,7 @@ void WritePointsFile(std::ostream& Out, const TMapCalibration& Cal, TGCPSource S
             dy = -(py + 0.5 - g.Line);
         }
         // Residuals to a millionth of a pixel: the fit's rounding noise below that says nothing.
-        Out << Exact(g.X) << ',' << Exact(g.Y) << ',' << Exact(g.Pixel) << ',' << Exact(-g.Line) << ",1,"
+        Out << ShortestText(g.X) << ',' << ShortestText(g.Y) << ',' << ShortestText(g.Pixel) << ',' << ShortestText(-g.Line) << ",1,"
             << Trimmed(dx, 6) << ',' << Trimmed(dy, 6) << ',' << Trimmed(std::hypot(dx, dy), 6) << '\n';
     }
     if (!Out)
@@ -232,14 +217,14 @@ bool ReadPointsFile(std::istream& In, TPointsFile& File, std::string& Error)
     };
     while (std::getline(In, line)) {
         ++lineNo;
-        const std::string t = Trim(line);
+        const std::string t(Trim(line));
         if (t.empty())
             continue;
         if (t[0] == '#') {
             if (t.rfind("#CRS:", 0) == 0) {
                 if (columns != 0)
                     return bad("the \"#CRS:\" line must come before the header");
-                File.CRS = Trim(std::string_view(t).substr(5));
+                File.CRS = std::string(Trim(std::string_view(t).substr(5)));
             }
             continue;
         }

@@ -1,5 +1,7 @@
 #include <qvgeo/support/text.h>
 
+#include <charconv>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -149,6 +151,13 @@ bool SameText(std::string_view A, std::string_view B)
         if (Lower(A[i]) != Lower(B[i]))
             return false;
     return true;
+}
+
+std::string ShortestText(double Value)
+{
+    char buf[32];  // the longest shortest form of a double is 24 characters
+    const auto r = std::to_chars(buf, buf + sizeof buf, Value);
+    return std::string(buf, r.ptr);
 }
 
 std::string DegreeToStr(double Value, TDegreeFormat Format, int Decimals)

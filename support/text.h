@@ -70,5 +70,7 @@ enum TDegreeFormat : std::uint8_t {
 // dfDegMinSec with 1 decimal gives 48°00'00.0" and never 47°59'60.0". Decimals is clamped to 0..12.
 // Non-finite values are rendered as "nan", "inf" or "-inf".
 std::string DegreeToStr(double Value, TDegreeFormat Format, int Decimals);
+// The shortest decimal text that reads back as the same double ("0.1", "1e+30", "nan", "-inf").
+std::string ShortestText(double Value);
 
 }  // namespace qv

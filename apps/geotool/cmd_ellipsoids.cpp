@@ -11,9 +11,7 @@ namespace {
 // Shortest text that reads back as the same double.
 void Shortest(geotool::RecordWriter& out, double v)
 {
-    char tmp[32];
-    const auto [end, ec] = std::to_chars(tmp, tmp + sizeof tmp, v);
-    out.Text(ec == std::errc() ? std::string_view(tmp, end - tmp) : std::string_view("nan"));
+    out.Text(qv::ShortestText(v));
 }
 
 int RunEllipsoids(geotool::Args& args)

@@ -398,9 +398,7 @@ int RunZone(geotool::Args& args)
 // Shortest text that reads back as the same double.
 RecordWriter& Shortest(RecordWriter& out, double v)
 {
-    char tmp[32];
-    const auto [end, ec] = std::to_chars(tmp, tmp + sizeof tmp, v);
-    return out.Text(ec == std::errc() ? std::string_view(tmp, end - tmp) : std::string_view("nan"));
+    return out.Text(qv::ShortestText(v));
 }
 
 int RunDatums(geotool::Args& args)

@@ -38,9 +38,7 @@ constexpr std::string_view StyleNames[] = {"bold", "italic", "underline", "strik
 
 void Shortest(geotool::RecordWriter& out, double v)
 {
-    char tmp[32];
-    const auto [end, ec] = std::to_chars(tmp, tmp + sizeof tmp, v);
-    out.Text(ec == std::errc() ? std::string_view(tmp, static_cast<std::size_t>(end - tmp)) : "nan");
+    out.Text(geotool::ShortestText(v));
 }
 
 // A text field of a tab-separated line: tabs and line breaks would split the record, so they become blanks.
@@ -54,9 +52,7 @@ std::string TimeText(double days)
 {
     if (days >= FirstIsoDate && days < EndIsoDate)
         return qv::FormatDateTime(days, IsoPicture);
-    char tmp[32];
-    const auto [end, ec] = std::to_chars(tmp, tmp + sizeof tmp, days);
-    return ec == std::errc() ? std::string(tmp, end) : "nan";
+    return geotool::ShortestText(days);
 }
 
 void ListLandMarks(const qv::TLandMarkStore& store)

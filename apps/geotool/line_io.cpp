@@ -273,13 +273,6 @@ bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* valu
     return true;
 }
 
-std::string ShortestText(double value)
-{
-    char buf[32];
-    const auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value);
-    return ec == std::errc() ? std::string(buf, end) : std::string("?");
-}
-
 bool LatLongInRange(double lat, double lon, std::string& error)
 {
     if (lat < -90.0 || lat > 90.0) {

@@ -7,6 +7,8 @@
 
 #include "command.h"
 
+#include <qvgeo/support/text.h>
+
 #include <cstdio>
 #include <fstream>
 #include <ostream>
@@ -104,7 +106,7 @@ std::string Quote(std::string_view field);
 bool Numbers(const Fields& f, std::size_t first, std::size_t count, double* values, std::string& error);
 // The shortest text that reads back as the same double ("84.0000001", "179.99999999999997"): a value
 // quoted in a message beside a range can then never look as if it lay inside it.
-std::string ShortestText(double value);
+using qv::ShortestText;
 // Latitude within −90..90 and longitude within −180..180, or a message quoting the value.
 bool LatLongInRange(double lat, double lon, std::string& error);
 
