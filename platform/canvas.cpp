@@ -61,18 +61,6 @@ inline void PutPixel(std::uint32_t& Pixel, QRgb Rgb, TPenMode Mode)
     }
 }
 
-QFont MakeQFont(const TFont& Font)
-{
-    QFont f(QString::fromStdString(Font.Name));
-    f.setPixelSize(std::max(1, static_cast<int>(std::lround(std::abs(Font.Size) * 96.0 / 72.0))));
-    f.setBold(Font.Style.Contains(fsBold));
-    f.setItalic(Font.Style.Contains(fsItalic));
-    f.setUnderline(Font.Style.Contains(fsUnderline));
-    f.setStrikeOut(Font.Style.Contains(fsStrikeOut));
-    f.setStyleStrategy(QFont::NoAntialias);
-    return f;
-}
-
 QString ToQString(std::string_view Text) { return QString::fromUtf8(Text.data(), static_cast<qsizetype>(Text.size())); }
 
 __extension__ typedef unsigned __int128 u128;
@@ -88,6 +76,18 @@ std::uint64_t ISqrt(std::uint64_t V)
 }
 
 }  // namespace
+
+QFont MakeQFont(const TFont& Font)
+{
+    QFont f(QString::fromStdString(Font.Name));
+    f.setPixelSize(std::max(1, static_cast<int>(std::lround(std::abs(Font.Size) * 96.0 / 72.0))));
+    f.setBold(Font.Style.Contains(fsBold));
+    f.setItalic(Font.Style.Contains(fsItalic));
+    f.setUnderline(Font.Style.Contains(fsUnderline));
+    f.setStrikeOut(Font.Style.Contains(fsStrikeOut));
+    f.setStyleStrategy(QFont::NoAntialias);
+    return f;
+}
 
 TCanvas::TCanvas(TBitmap& Target) : FTarget(Target) {}
 TCanvas::~TCanvas() = default;

@@ -18,6 +18,8 @@
 
 #include <qvgeo/platform/bitmap.h>
 
+#include <QFont>
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -48,6 +50,9 @@ struct TFont {
     TFontStyles Style;
     std::int32_t Orientation = 0;  // tenths of a degree, counter-clockwise
 };
+
+// The Qt font a canvas draws and measures TFont with: pixel size from points at 96 dpi, no anti-aliasing.
+QFont MakeQFont(const TFont& Font);
 
 class TCanvas {
 public:

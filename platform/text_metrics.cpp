@@ -1,5 +1,7 @@
 #include <qvgeo/platform/text_metrics.h>
 
+#include <qvgeo/platform/canvas.h>
+
 #include <QFont>
 #include <QFontMetrics>
 #include <QImage>
@@ -12,24 +14,6 @@
 #include <tuple>
 
 namespace qv {
-
-namespace {
-
-// The font TCanvas draws and measures with: pixel size from points at 96 dpi, no anti-aliasing (a test
-// compares extents with TCanvas::TextExtent, so the two cannot drift apart unnoticed).
-QFont CanvasFont(const TFont& Font)
-{
-    QFont f(QString::fromStdString(Font.Name));
-    f.setPixelSize(std::max(1, static_cast<int>(std::lround(std::abs(Font.Size) * 96.0 / 72.0))));
-    f.setBold(Font.Style.Contains(fsBold));
-    f.setItalic(Font.Style.Contains(fsItalic));
-    f.setUnderline(Font.Style.Contains(fsUnderline));
-    f.setStrikeOut(Font.Style.Contains(fsStrikeOut));
-    f.setStyleStrategy(QFont::NoAntialias);
-    return f;
-}
-
-}  // namespace
 
 struct TTextMetrics::TImpl {
     using TKey = std::tuple<std::string, std::int32_t, std::uint8_t>;
@@ -51,7 +35,7 @@ TSize TTextMetrics::Extent(const TFont& Font, std::string_view Text)
         TImpl::TKey key{Font.Name, Font.Size, Font.Style.Bits};
         auto it = d.Fonts.find(key);
         if (it == d.Fonts.end())
-            it = d.Fonts.emplace(std::move(key), QFontMetrics(CanvasFont(Font), &d.Device)).first;
+            it = d.Fonts.emplace(std::move(key), QFontMetrics(MakeQFont(Font), &d.Device)).first;
         d.LastKey = &it->first;
         d.Last = &it->second;
     }
