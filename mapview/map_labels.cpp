@@ -446,6 +446,10 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
         const std::int64_t gx = Scaled(it.MX, mag), gy = Scaled(it.MY, mag);
         x0 = std::min(x0, gx), y0 = std::min(y0, gy), x1 = std::max(x1, gx), y1 = std::max(y1, gy);
     }
+    // No landmark with a place: an empty domain (and no subtraction of the sentinels, which overflows).
+    const bool none = x1 < x0;
+    if (none)
+        x0 = y0 = x1 = y1 = 0;
     bool whole = x1 - x0 <= LabelDomainPixels && y1 - y0 <= LabelDomainPixels;
     std::int64_t dx = x0, dy = y0;
     if (!whole) {
@@ -458,8 +462,8 @@ void Place(TLabelCache::TImpl& C, const TMapViewport& View, const TLandMarkStore
     if (C.HavePlacement && C.Mag == mag && C.Options == O && C.Whole == whole &&
         (whole || (C.DomainX == dx && C.DomainY == dy)))
         return;
-    if (x1 < x0)
-        whole = true, dx = dy = x0 = y0 = x1 = y1 = 0;
+    if (none)
+        whole = true, dx = dy = 0;
     const std::int64_t dw = whole ? x1 - x0 + 1 : LabelDomainPixels, dh = whole ? y1 - y0 + 1 : LabelDomainPixels;
     C.HavePlacement = true;
     C.Mag = mag;

@@ -547,3 +547,17 @@ TEST(MapLabels, ModelScaleAndOptions)
 }
 
 }  // namespace
+
+TEST(MapLabels, NoLandmarkWithAPlaceGivesAnEmptyPlacement)
+{
+    // An empty store, and landmarks the fit cannot place (NaN): no domain to place over.
+    TLabelMap m;
+    TLabelCache cache;
+    EXPECT_TRUE(PlaceLandMarks(m.View(1.0, {0, 0}), m.Store, m.Fit, Placing(1), cache).empty());
+    m.Add(std::nan(""), std::nan(""), "nowhere");
+    TLabelCache cache2;
+    EXPECT_TRUE(PlaceLandMarks(m.View(1.0, {0, 0}), m.Store, m.Fit, Placing(1), cache2).empty());
+    m.Add(47.5, 13.0, "somewhere");
+    TLabelCache cache3;
+    EXPECT_EQ(PlaceLandMarks(m.View(0.5, {0, 0}), m.Store, m.Fit, Placing(1), cache3).size(), 1u);
+}
