@@ -487,6 +487,31 @@ void TViewerWindow::DrawOverlays(qv::TCanvas& C)
     }
 }
 
+namespace {
+
+// Names beside their dots (of half size R): placed without overlap and haloed when Readable, else each at
+// the fixed Offset from its dot, as the plain map writes them.
+template <class TNamedPoints>
+void DrawNames(qv::TCanvas& C, const TNamedPoints& Names, const qv::TFont& Font, int R, bool Readable,
+               qv::TColor Halo, qv::TPoint Offset)
+{
+    if (Readable) {
+        TOverlayLabels labels(C, Font, 1, Halo);
+        for (const auto& [p, name] : Names)
+            labels.Reserve({p.X - R, p.Y - R, p.X + R + 1, p.Y + R + 1});
+        for (const auto& [p, name] : Names)
+            labels.Place(p, R, std::string(name));
+        return;
+    }
+    C.Font = Font;
+    C.Brush.Style = qv::bsClear;
+    for (const auto& [p, name] : Names)
+        C.TextOut(p.X + Offset.X, p.Y + Offset.Y, std::string(name));
+    C.Brush.Style = qv::bsSolid;
+}
+
+}  // namespace
+
 void TViewerWindow::DrawCapitals(qv::TCanvas& C)
 {
     // Names only from 2x on (8 px a degree): below that there is room for few of them anyway.
@@ -514,19 +539,7 @@ void TViewerWindow::DrawCapitals(qv::TCanvas& C)
     qv::TFont font;
     font.Size = 8;
     font.Color = 0xFFFFFF;
-    if (FReadableLabels) {
-        TOverlayLabels labels(C, font, 1, 0x202020);
-        for (const auto& [p, name] : shown)
-            labels.Reserve({p.X - 3, p.Y - 3, p.X + 4, p.Y + 4});
-        for (const auto& [p, name] : shown)
-            labels.Place(p, 3, std::string(name));
-        return;
-    }
-    C.Font = font;
-    C.Brush.Style = qv::bsClear;
-    for (const auto& [p, name] : shown)
-        C.TextOut(p.X + 4, p.Y - 6, std::string(name));
-    C.Brush.Style = qv::bsSolid;
+    DrawNames(C, shown, font, 3, FReadableLabels, 0x202020, {4, -6});
 }
 
 void TViewerWindow::DrawDatabase(qv::TCanvas& C)
@@ -611,19 +624,7 @@ void TViewerWindow::DrawDatabase(qv::TCanvas& C)
         C.Ellipse(p.X - 3, p.Y - 3, p.X + 4, p.Y + 4);
     qv::TFont font;
     font.Size = 9;
-    if (FReadableLabels) {
-        TOverlayLabels labels(C, font, 1, 0xFFFFFF);
-        for (const auto& [p, name] : towns)
-            labels.Reserve({p.X - 4, p.Y - 4, p.X + 5, p.Y + 5});
-        for (const auto& [p, name] : towns)
-            labels.Place(p, 4, name);
-        return;
-    }
-    C.Font = font;
-    C.Brush.Style = qv::bsClear;
-    for (const auto& [p, name] : towns)
-        C.TextOut(p.X + 6, p.Y - 7, name);
-    C.Brush.Style = qv::bsSolid;
+    DrawNames(C, towns, font, 4, FReadableLabels, 0xFFFFFF, {6, -7});
 }
 
 bool TViewerWindow::LoadLandmarkFile(const QString& File)
