@@ -3,6 +3,7 @@
 #pragma once
 
 #include <qvgeo/geomap/landmark_types.h>
+#include <qvgeo/support/date_time.h>
 
 #include <gtest/gtest.h>
 
@@ -50,6 +51,14 @@ public:
 private:
     fs::path FDir;
 };
+
+// A date-time from its parts (days since 1899-12-30), failing the test when the parts are no date.
+inline double Date(int y, int mo, int d, int h, int mi, int s)
+{
+    double t = 0;
+    EXPECT_TRUE(qv::TryEncodeDateTime(y, mo, d, h, mi, s, t));
+    return t;
+}
 
 inline std::string ReadAll(const std::string& File)
 {

@@ -18,14 +18,8 @@
 namespace {
 
 using namespace qv;
+using lmtest::Date;
 using lmtest::TScratch;
-
-double Date(int y, int mo, int d, int h, int mi, int s)
-{
-    double t = 0;
-    EXPECT_TRUE(TryEncodeDateTime(y, mo, d, h, mi, s, t));
-    return t;
-}
 
 // A set with every field away from its default and the texts and numbers that break careless writers.
 std::vector<TLandMark> AwkwardSet()

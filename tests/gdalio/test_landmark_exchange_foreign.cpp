@@ -20,14 +20,8 @@
 namespace {
 
 using namespace qv;
+using lmtest::Date;
 using lmtest::TScratch;
-
-double Date(int y, int mo, int d, int h, int mi, int s)
-{
-    double t = 0;
-    EXPECT_TRUE(TryEncodeDateTime(y, mo, d, h, mi, s, t));
-    return t;
-}
 
 std::string ImportError(const std::string& File, const TLandMarkImportOptions& Options = {})
 {
