@@ -21,6 +21,8 @@ packages=(
   # qvgeo::widgets reads rasters, georeferencing and waypoint files through GDAL/OGR (QVGEO_WITH_GDAL);
   # its command-line tools are the tests' peer (gdaltransform, gdallocationinfo, gdal_translate)
   libgdal-dev gdal-bin
+  # qvgeo::widgets finds graticules in scanned maps with OpenCV's imgproc (QVGEO_WITH_OPENCV)
+  libopencv-imgproc-dev
   # benchmark peer: vipsthumbnail beside the first picture of a huge scan
   libvips-tools
   # test peer only: pdftoppm renders the viewer's printed PDF page back to pixels

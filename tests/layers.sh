@@ -14,6 +14,7 @@ declare -A allowed=(
   [geomap]="support geobasics geomap"
   [platform]="support platform"
   [gdalio]="support geobasics geomap platform gdalio"
+  [graticule]="support geobasics geomap graticule"
   [mapview]="support geobasics geomap platform gdalio mapview"
   [geoatlas]="support geobasics geomap platform gdalio mapview geoatlas"
 )
