@@ -1,0 +1,267 @@
+#include <qvgeo/geomap/graticule_grid.h>
+
+#include <qvgeo/geomap/calibration.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <set>
+
+namespace qv {
+
+namespace {
+
+// Leave-one-out refits per model: every quad up to this many, an even selection beyond (the conic
+// search costs about a millisecond per refit, and 40 left-out points estimate an rms well enough).
+constexpr int kMaxLeaveOneOut = 40;
+
+// A simpler model is kept unless a later one predicts left-out points better by more than this share
+// and this many pixels: differences within the measuring noise say nothing about the map.
+constexpr double kBetterShare = 0.05;
+constexpr double kBetterPixels = 0.02;
+
+// The smallest grid that is a calibration at all, and the one that deserves trust: 3 x 3 crossings give
+// each direction's spacing twice, so that one wrongly numbered line shows in the residuals.
+constexpr int kMinQuads = 4;
+constexpr int kMinConfidentRows = 3;
+
+std::string Format(const char* Pattern, double A, double B = 0.0)
+{
+    char text[200];
+    std::snprintf(text, sizeof text, Pattern, A, B);
+    return text;
+}
+
+// Evenly spread picks of Count out of the sorted values All, keeping the first and the last.
+std::vector<int> SpreadPick(const std::vector<int>& All, int Count)
+{
+    const int n = static_cast<int>(All.size());
+    if (Count >= n)
+        return All;
+    std::vector<int> picked;
+    for (int i = 0; i < Count; ++i) {
+        const int k = Count == 1 ? 0 : static_cast<int>(std::lround(static_cast<double>(i) * (n - 1) / (Count - 1)));
+        if (picked.empty() || picked.back() != All[static_cast<std::size_t>(k)])
+            picked.push_back(All[static_cast<std::size_t>(k)]);
+    }
+    return picked;
+}
+
+// The nodes the quads are made from: the seen ones (all when fewer than 9 are seen), thinned to at most
+// MaxCalQuads by keeping whole rows and columns of the lattice spread evenly over it, so that the quads
+// still span the grid and keep its regular pattern.
+std::vector<int> ChooseNodes(const TGratGrid& Grid)
+{
+    std::vector<int> use;
+    for (std::size_t i = 0; i < Grid.Nodes.size(); ++i)
+        if (Grid.Nodes[i].Seen)
+            use.push_back(static_cast<int>(i));
+    if (use.size() < 9) {
+        use.clear();
+        for (std::size_t i = 0; i < Grid.Nodes.size(); ++i)
+            use.push_back(static_cast<int>(i));
+    }
+    if (use.size() <= static_cast<std::size_t>(MaxCalQuads))
+        return use;
+    std::set<int> rowSet, colSet;
+    for (int i : use) {
+        rowSet.insert(Grid.Nodes[static_cast<std::size_t>(i)].Row);
+        colSet.insert(Grid.Nodes[static_cast<std::size_t>(i)].Col);
+    }
+    const std::vector<int> rows(rowSet.begin(), rowSet.end()), cols(colSet.begin(), colSet.end());
+    // Shrink rows and columns in proportion until the kept crossings fit.
+    for (double f = 1.0; f > 0.0; f -= 0.02) {
+        const int nr = std::max(2, static_cast<int>(std::floor(static_cast<double>(rows.size()) * f)));
+        const int nc = std::max(2, static_cast<int>(std::floor(static_cast<double>(cols.size()) * f)));
+        const std::vector<int> r = SpreadPick(rows, nr), c = SpreadPick(cols, nc);
+        std::vector<int> kept;
+        for (int i : use) {
+            const TGratNode& n = Grid.Nodes[static_cast<std::size_t>(i)];
+            if (std::binary_search(r.begin(), r.end(), n.Row) && std::binary_search(c.begin(), c.end(), n.Col))
+                kept.push_back(i);
+        }
+        if (kept.size() <= static_cast<std::size_t>(MaxCalQuads))
+            return kept;
+    }
+    use.resize(static_cast<std::size_t>(MaxCalQuads));
+    return use;
+}
+
+// Pixel of a quad's place under Fit, unrounded; false when the fit gives none.
+bool PredictPixel(const TCalibFit& Fit, const TCalQuad& Q, double& X, double& Y)
+{
+    const bool ok = Fit.Model() == cmUTM ? Fit.CalcPixelPositionUTM(Q.Latitude, Q.Longitude, X, Y)
+                                         : Fit.CalcPixelPosition(Q.Latitude, Q.Longitude, X, Y);
+    return ok && std::isfinite(X) && std::isfinite(Y);
+}
+
+// Root mean square distance of left-out quads from the pixel the fit made without them predicts. -1
+// when a refit gives no pixel.
+double LeaveOneOutRms(const TCalibData& Data, TCalibModel Model, std::int32_t Width, std::int32_t Height)
+{
+    const int n = ValidCalQuads(Data);
+    const int count = std::min(n, kMaxLeaveOneOut);
+    double sum = 0.0;
+    for (int k = 0; k < count; ++k) {
+        const int left = count == n ? k : static_cast<int>(static_cast<long long>(k) * n / count);
+        TCalibData d = Data;
+        d.CalQuads[static_cast<std::size_t>(left)] = d.CalQuads[static_cast<std::size_t>(n - 1)];
+        d.NumCalQuads = n - 1;
+        TCalibFit fit;
+        fit.SetModel(Model);
+        fit.SetProjection(d);
+        fit.FitModel(d, Width, Height);
+        const TCalQuad& q = Data.CalQuads[static_cast<std::size_t>(left)];
+        double x = 0.0, y = 0.0;
+        if (!PredictPixel(fit, q, x, y))
+            return -1.0;
+        sum += (x - q.MapX) * (x - q.MapX) + (y - q.MapY) * (y - q.MapY);
+    }
+    return count > 0 ? std::sqrt(sum / count) : -1.0;
+}
+
+const char* ModelName(TCalibModel M)
+{
+    return CalibModelKeywords[static_cast<std::size_t>(M)].data();
+}
+
+}  // namespace
+
+bool GratLineValue(const TGratAxisLabel& Label, int Index, double& Value)
+{
+    double spacing = Label.Spacing;
+    if (Label.HasSecond) {
+        if (Label.Index2 == Label.Index)
+            return false;
+        spacing = (Label.Value2 - Label.Value) / (Label.Index2 - Label.Index);
+    }
+    if (!std::isfinite(spacing) || spacing == 0.0 || !std::isfinite(Label.Value))
+        return false;
+    Value = Label.Value + spacing * (Index - Label.Index);
+    return true;
+}
+
+TGratCalibration FitGraticule(const TGratGrid& Grid, const TGratLabels& Labels, const TGratFitOptions& Options)
+{
+    TGratCalibration R;
+    if (!Grid.Found) {
+        R.Reason = Grid.Message.empty() ? NoGraticuleFound : Grid.Message;
+        return R;
+    }
+    const bool utm = Labels.UTMZone != 0;
+    if (utm && (Labels.UTMZone < 1 || Labels.UTMZone > 60)) {
+        R.Reason = "UTM zone must be 1 to 60";
+        return R;
+    }
+    double probe = 0.0;
+    if (!GratLineValue(Labels.Parallels, 0, probe) || !GratLineValue(Labels.Meridians, 0, probe)) {
+        R.Reason = "each family needs a line with its value and either the spacing or a second line";
+        return R;
+    }
+
+    TCalibData& d = R.Data;
+    d.UTMZone = utm ? Labels.UTMZone : -1;
+    d.UTMSouth = utm && Labels.UTMSouth;
+    d.Ellipsoid = gelWGS84;
+    for (int i : ChooseNodes(Grid)) {
+        const TGratNode& n = Grid.Nodes[static_cast<std::size_t>(i)];
+        double lat = 0.0, lon = 0.0;
+        GratLineValue(Labels.Parallels, n.Row, lat);
+        GratLineValue(Labels.Meridians, n.Col, lon);
+        const bool inRange = utm ? (lat >= 0.0 && lat <= 10000000.0 && lon >= 0.0 && lon <= 1000000.0)
+                                 : (std::fabs(lat) <= 90.0 && std::fabs(lon) <= 180.0);
+        if (!inRange || !std::isfinite(n.X) || !std::isfinite(n.Y) || std::fabs(n.X) > 1e9 || std::fabs(n.Y) > 1e9)
+            continue;
+        TCalQuad& q = d.CalQuads[static_cast<std::size_t>(d.NumCalQuads++)];
+        q.Latitude = lat;
+        q.Longitude = lon;
+        // The record holds whole pixels: half a pixel at most, which the fit over many crossings averages.
+        q.MapX = static_cast<std::int32_t>(std::nearbyint(n.X));
+        q.MapY = static_cast<std::int32_t>(std::nearbyint(n.Y));
+        R.NodeOfQuad.push_back(i);
+    }
+    if (d.NumCalQuads < kMinQuads) {
+        R.Reason = Format("only %.0f crossings have places on the earth; at least %.0f are needed",
+                          d.NumCalQuads, kMinQuads);
+        return R;
+    }
+
+    // Every candidate model, judged by how well it predicts crossings it was not fitted to: the residuals
+    // at the fitted points always favour the model with more coefficients, the left-out ones do not.
+    const std::vector<TCalibModel> models =
+        utm ? std::vector<TCalibModel>{cmUTM}
+            : std::vector<TCalibModel>(std::begin(GratCandidateModels), std::end(GratCandidateModels));
+    int best = -1;
+    for (TCalibModel m : models) {
+        TGratCandidate c;
+        c.Model = m;
+        TCalibFit fit;
+        fit.SetModel(m);
+        fit.SetProjection(d);
+        fit.FitModel(d, Grid.Width, Grid.Height);
+        const TCalibResiduals res = CalibResiduals(d, fit, Grid.Width, Grid.Height, false);
+        c.Diagnosis = res.Diagnosis;
+        c.RmsPixels = res.RmsPixels;
+        bool allValid = !res.Quads.empty();
+        for (const TQuadResidual& q : res.Quads) {
+            allValid = allValid && q.Valid;
+            c.MaxPixels = std::max(c.MaxPixels, q.Pixels);
+        }
+        if (res.Diagnosis == cdgOK && allValid)
+            c.LeaveOneOutRms = LeaveOneOutRms(d, m, Grid.Width, Grid.Height);
+        R.Candidates.push_back(c);
+        if (c.LeaveOneOutRms < 0.0 || !std::isfinite(c.LeaveOneOutRms))
+            continue;
+        const int idx = static_cast<int>(R.Candidates.size()) - 1;
+        if (best < 0) {
+            best = idx;
+            continue;
+        }
+        const double bestLoo = R.Candidates[static_cast<std::size_t>(best)].LeaveOneOutRms;
+        if (c.LeaveOneOutRms < bestLoo * (1.0 - kBetterShare) - kBetterPixels)
+            best = idx;
+    }
+    if (best < 0) {
+        R.Reason = "no model could be fitted to the crossings (too few, or all on one line)";
+        return R;
+    }
+    const TGratCandidate& chosen = R.Candidates[static_cast<std::size_t>(best)];
+    R.Model = chosen.Model;
+    R.Fit.SetModel(R.Model);
+    R.Fit.SetProjection(d);
+    R.Fit.FitModel(d, Grid.Width, Grid.Height);
+
+    // Corners and resolution as a map with this calibration would compute them.
+    TMapCalibration cal;
+    cal.SetImageSize(Grid.Width, Grid.Height);
+    cal.LoadCalibData(d, R.Model);
+    cal.CalcExtentsAndResolution();
+    d.Corners = cal.CalibData().Corners;
+    d.Resolution = cal.CalibData().Resolution;
+    R.Residuals = CalibResiduals(d, R.Fit, Grid.Width, Grid.Height, false);
+    R.Ok = true;
+
+    std::set<int> rows, cols;
+    for (int i : R.NodeOfQuad) {
+        rows.insert(Grid.Nodes[static_cast<std::size_t>(i)].Row);
+        cols.insert(Grid.Nodes[static_cast<std::size_t>(i)].Col);
+    }
+    std::string why = std::string(ModelName(R.Model)) +
+                      Format(": predicts left-out crossings to %.2f px (rms), largest residual %.2f px",
+                             chosen.LeaveOneOutRms, chosen.MaxPixels);
+    if (static_cast<int>(rows.size()) < kMinConfidentRows || static_cast<int>(cols.size()) < kMinConfidentRows)
+        R.Reason = "doubtful: fewer than 3 parallels or 3 meridians cross, so a misnumbered line cannot show; " + why;
+    else if (chosen.LeaveOneOutRms > Options.MaxLeaveOneOutRms || chosen.MaxPixels > Options.MaxResidual)
+        R.Reason = "doubtful: the crossings do not fit any model well (a line missed or taken twice, or a "
+                   "wrong spacing?); " + why;
+    else if (Grid.Confidence < 0.5)
+        R.Reason = Format("doubtful: the finder is not sure this is a graticule (confidence %.2f); ", Grid.Confidence) + why;
+    else {
+        R.Confident = true;
+        R.Reason = why;
+    }
+    return R;
+}
+
+}  // namespace qv
