@@ -5,6 +5,10 @@
 #include "guard.h"
 #include "viewer_window.h"
 
+#if defined(QVGEO_WITH_OPENCV)
+#include "graticule_dock.h"
+#endif
+
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/support/date_time.h>
@@ -191,6 +195,7 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift,
     // A drag whose release never came (a dialog opened meanwhile takes it) ends here.
     FDragged = 0;
     FDraggedCalPoint = 0;
+    FDraggedGratPoint = 0;
     if (Button == qv::mbLeft && Shift.Contains(qv::ssDouble) && FTool == TTool::DeleteLandmark)
         RestoreJustDeleted();  // the first press of a double click asked for an edit, not a deletion
     FJustDeleted.reset();
@@ -213,6 +218,14 @@ void TViewerWindow::MapMouseDown(qv::TMouseButton Button, qv::TShiftState Shift,
         QTimer::singleShot(0, this, [this, p] { Guard([&] { AddCalibPointAt(p); }); });
         break;
     }
+#if defined(QVGEO_WITH_OPENCV)
+    case TTool::GraticulePoint:
+        if (FGratDock->isVisible()) {
+            FDraggedGratPoint = FGratDock->PointAt(X, Y);  // a press on a proposed crossing selects and drags it
+            FGratDock->Select(FDraggedGratPoint);
+        }
+        break;
+#endif
     case TTool::PlaceLandmark:
         // The map has added the landmark of this press (or refused: no calibration at the pixel).
         if (Map().NumLandMarks() > FCountBeforePress)
@@ -229,7 +242,14 @@ void TViewerWindow::MapMouseMove(qv::TShiftState Shift, std::int32_t X, std::int
         // A drag lives only while the button is held.
         FDragged = 0;
         FDraggedCalPoint = 0;
+        FDraggedGratPoint = 0;
     }
+#if defined(QVGEO_WITH_OPENCV)
+    if (FDraggedGratPoint > 0) {
+        const qv::TPoint p = Map().ControlToMapImage({X, Y});
+        FGratDock->MovePoint(FDraggedGratPoint, p.X, p.Y);
+    }
+#endif
     if (FDraggedCalPoint > 0) {
         const qv::TPoint p = Map().ControlToMapImage({X, Y});
         FCalibEditor->MovePoint(FDraggedCalPoint, p.X, p.Y);
@@ -249,6 +269,7 @@ void TViewerWindow::MapMouseUp(std::int32_t X, std::int32_t Y)
 {
     FDragged = 0;
     FDraggedCalPoint = 0;
+    FDraggedGratPoint = 0;
     // The band is drawn by dragging as well as by clicks: a release away from the press ends it there,
     // a release on the spot leaves it following the pointer until the next click.
     if (FTool == TTool::RubberBand && Map().RubberBandOn() &&

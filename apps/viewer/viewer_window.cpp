@@ -1,5 +1,9 @@
 #include "viewer_window.h"
 
+#if defined(QVGEO_WITH_OPENCV)
+#include "graticule_dock.h"
+#endif
+
 #include "overlay_labels.h"
 
 #include "guard.h"
@@ -153,6 +157,16 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
                 Map().Paint();
         });
     });
+#if defined(QVGEO_WITH_OPENCV)
+    FGratDock = new TGraticuleDock(map, this);
+    addDockWidget(Qt::RightDockWidgetArea, FGratDock);
+    FGratDock->hide();
+    FGratDock->OnApplied = [this] {
+        FCalibEditor->show();
+        FCalibEditor->Refresh();
+    };
+    connect(FGratDock, &QDockWidget::visibilityChanged, this, [this](bool) { Guard([this] { Map().Paint(); }); });
+#endif
     AskPlace = [this](std::int32_t X, std::int32_t Y, double& Lat, double& Long) {
         std::optional<qv::TCoords> start;
         if (qv::TCoords c; Map().Calibration().CalcPosition({X, Y}, c))
@@ -366,7 +380,8 @@ void TViewerWindow::BuildActions()
                  {TTool::PlaceLandmark, "Place &landmark", "L"},
                  {TTool::DeleteLandmark, "D&elete landmark", "X"},
                  {TTool::MoveLandmark, "&Move landmark", "M"},
-                 {TTool::CalibPoint, "&Calibration point", "C"}};
+                 {TTool::CalibPoint, "&Calibration point", "C"},
+                 {TTool::GraticulePoint, "&Graticule point (select, drag)", "G"}};
     for (const auto& m : modes) {
         QAction* a = tools->addAction(m.name);
         a->setShortcut(QKeySequence(m.key));
@@ -377,6 +392,10 @@ void TViewerWindow::BuildActions()
         FToolActions[m.tool] = a;
         connect(a, &QAction::triggered, this, guarded([this, t = m.tool] { SetTool(t); }));
     }
+    tools->addSeparator();
+    QAction* detect = tools->addAction("Detect &graticule", QKeySequence("Ctrl+Shift+D"), this,
+                                       guarded([this] { DetectGraticule(); }));
+    detect->setEnabled(FGratDock != nullptr);
 
     QMenu* lm = menuBar()->addMenu("&Landmarks");
     lm->addAction("&Edit...", QKeySequence("F2"), this, guarded([this] { EditLandmarkUnderPointer(); }));
@@ -391,6 +410,7 @@ void TViewerWindow::SetTool(TTool Tool)
     // Nothing of the last tool's drag goes on in the new one.
     FDragged = 0;
     FDraggedCalPoint = 0;
+    FDraggedGratPoint = 0;
     if (Tool != TTool::RubberBand)
         EndBand();
     FTool = Tool;
@@ -405,7 +425,7 @@ void TViewerWindow::SetTool(TTool Tool)
         {TTool::Pan, qv::maPan},           {TTool::PanHoriz, qv::maPanHoriz},     {TTool::PanVert, qv::maPanVert},
         {TTool::RubberBand, qv::maRubberBand}, {TTool::ZoomWindow, qv::maZoomWindow}, {TTool::DragZoom, qv::maDragZoom},
         {TTool::SelectRect, qv::maSelectRect}, {TTool::PlaceLandmark, qv::maLandMark}, {TTool::DeleteLandmark, qv::maNone},
-        {TTool::CalibPoint, qv::maNone},       {TTool::MoveLandmark, qv::maNone}};
+        {TTool::CalibPoint, qv::maNone},       {TTool::MoveLandmark, qv::maNone}, {TTool::GraticulePoint, qv::maNone}};
     Map().SetMouseAction(modes.at(Tool));
 }
 
@@ -485,6 +505,10 @@ void TViewerWindow::DrawOverlays(qv::TCanvas& C)
         FCalibEditor->RefreshWhenStale();  // another map may have been loaded under the editor
         FCalibEditor->Draw(C);
     }
+#if defined(QVGEO_WITH_OPENCV)
+    if (FGratDock->isVisible())
+        FGratDock->Draw(C);
+#endif
 }
 
 namespace {
@@ -775,6 +799,18 @@ bool TViewerWindow::ImportGeoref(const QString& File, qv::TCalibModel Model, QSt
     FCalibEditor->show();
     FCalibEditor->Refresh();
     return true;
+}
+
+bool TViewerWindow::DetectGraticule()
+{
+#if defined(QVGEO_WITH_OPENCV)
+    FGratDock->show();
+    SetTool(TTool::GraticulePoint);
+    return FGratDock->Detect();
+#else
+    ReportError("this viewer was built without the graticule finder");
+    return false;
+#endif
 }
 
 }  // namespace viewer

@@ -44,7 +44,9 @@ inline bool OnEarth(double Lat, double Long) { return std::fabs(Lat) <= 90.0 && 
 // Tool modes of the toolbar: the atlas's zoom click, the map view's own mouse modes, deleting and moving
 // landmarks (a double click in either edits the landmark), calibration points.
 enum class TTool { AtlasZoom, Pan, PanHoriz, PanVert, RubberBand, ZoomWindow, DragZoom, SelectRect, PlaceLandmark,
-                   DeleteLandmark, CalibPoint, MoveLandmark };
+                   DeleteLandmark, CalibPoint, MoveLandmark, GraticulePoint };
+
+class TGraticuleDock;
 
 class TViewerWindow : public QMainWindow {
     Q_OBJECT
@@ -148,6 +150,10 @@ public:
     // (the calibration is then unchanged).
     bool ImportGeoref(const QString& File, qv::TCalibModel Model, QString& Error);
     TCalibEditor& CalibEditor() { return *FCalibEditor; }
+    // Tools -> Detect graticule: shows the graticule dock and searches the map shown (false: nothing found
+    // or no image; the dock says why). Null and false in a build without the graticule finder.
+    bool DetectGraticule();
+    TGraticuleDock* GraticuleDock() { return FGratDock; }
     // Asks for the place of a clicked pixel in the calibration tool (degrees); false: cancelled. The
     // default shows a dialog; tests put their own answer here.
     std::function<bool(std::int32_t X, std::int32_t Y, double& Lat, double& Long)> AskPlace;
@@ -227,6 +233,8 @@ private:
     QLabel* FScaleLabel = nullptr;
     QLabel* FMagLabel = nullptr;
     TCalibEditor* FCalibEditor = nullptr;
+    TGraticuleDock* FGratDock = nullptr;
+    int FDraggedGratPoint = 0;  // the proposed graticule crossing being dragged (1-based), 0 when none
     qv::TSymbolRepository FSymbols;
     std::int32_t FDragged = 0;  // the landmark being moved, 0 when none
     // The landmark the last press of the delete tool removed, with its number; until the next press.
