@@ -79,9 +79,13 @@ TGraticuleDock::TGraticuleDock(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget(
     crossing->addWidget(FCol);
     form->addRow("Crossing", crossing);
     FPlace = new QLineEdit(body);
+    FRow->setObjectName("graticule-row");
+    FCol->setObjectName("graticule-col");
+    FPlace->setObjectName("graticule-place");
     FPlace->setPlaceholderText("latitude longitude, e.g. 48 16");
     form->addRow("is at", FPlace);
     FSteps = new QLineEdit(body);
+    FSteps->setObjectName("graticule-steps");
     FSteps->setPlaceholderText("degrees between lines: south east, e.g. 0.5 1");
     form->addRow("Spacing", FSteps);
     v->addLayout(form);
@@ -100,6 +104,10 @@ TGraticuleDock::TGraticuleDock(qv::TGeoMap& Map, QWidget* Parent) : QDockWidget(
     auto* remove = new QPushButton("Remove point", body);
     auto* restore = new QPushButton("Restore points", body);
     FApply = new QPushButton("Apply", body);
+    detect->setObjectName("graticule-detect");
+    remove->setObjectName("graticule-remove");
+    restore->setObjectName("graticule-restore");
+    FApply->setObjectName("graticule-apply");
     for (QPushButton* b : {detect, remove, restore, FApply})
         buttons->addWidget(b);
     v->addLayout(buttons);
