@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <vector>
 
 namespace qv::grat_detail {
@@ -80,12 +81,15 @@ struct TRefineParams {
 // skipping samples near the running coordinates in Crossings (sorted), and fits it robustly.
 // The first pass looks CoarseError pixels further either side of the prediction.
 TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(double)>& Predict,
-                        const std::vector<double>& Crossings, const TRefineParams& Params, double CoarseError);
+                        const std::vector<double>& Crossings, const TRefineParams& Params, double CoarseError,
+                        double FixedC2 = std::numeric_limits<double>::quiet_NaN());
 
 // The robust quadratic fit of points (t, u) sampled every Step pixels of t: iteratively reweighted, then
 // least squares over the inliers (residual within MinTolerance or three robust sigmas). From and To leave
 // out small groups of inliers isolated at either end; Coverage is the share of From..To sampled.
-TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance, int Step);
+// A finite FixedC2 holds the curvature at that value.
+TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance, int Step,
+                      double FixedC2 = std::numeric_limits<double>::quiet_NaN());
 
 // The centre of the dark line nearest to u0 in the profile across the line at t, averaged along the
 // predicted curve (Shape gives u of t up to a constant), or false when there is no single clear line.

@@ -99,6 +99,10 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
         }
         if (dMax < std::max(MinContrast, 5.0 * noise))
             return false;
+        // The paper must be about as bright on both sides: a step (the edge of a filled area or of the
+        // map on its sheet) with a little darkness at its foot is no line.
+        if (std::abs(left - right) > dMax)
+            return false;
         // A second line or a letter beside this one: a dip below half the peak, then a rise above 60 %.
         for (int dir = -1; dir <= 1; dir += 2) {
             bool dipped = false;
@@ -133,7 +137,7 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
     return true;
 }
 
-TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance, int Step)
+TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance, int Step, double FixedC2)
 {
     TRefinedLine out;
     const std::size_t n = Points.size();
@@ -167,6 +171,12 @@ TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance
         }
         if (sw < 6.0)
             return false;
+        if (std::isfinite(FixedC2)) {
+            // A stiff prior on the quadratic coefficient (in the scaled variable) holds it in place.
+            const double prior = 1e9 * sw;
+            N(2, 2) += prior;
+            b[2] += prior * FixedC2 * out.Half * out.Half;
+        }
         double det = cv::determinant(N);
         if (!(std::abs(det) > 1e-12))
             return false;
@@ -249,7 +259,8 @@ TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance
 }
 
 TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(double)>& Predict,
-                        const std::vector<double>& Crossings, const TRefineParams& Params, double CoarseError)
+                        const std::vector<double>& Crossings, const TRefineParams& Params, double CoarseError,
+                        double FixedC2)
 {
     const int L = Image.RunLength(), N = Image.AcrossLength();
     std::vector<int> tried;  // sample positions not skipped at a crossing or the image's edge
@@ -277,12 +288,12 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
     TRefineParams first = Params;
     first.AcrossHalf = Params.AcrossHalf + static_cast<int>(std::ceil(CoarseError));
     first.MaxShift = CoarseError + 2.0;
-    TRefinedLine coarse = FitCurve(pass(Predict, first), 1.0, Params.Step);
+    TRefinedLine coarse = FitCurve(pass(Predict, first), 1.0, Params.Step, FixedC2);
     if (!coarse.Ok)
         return coarse;
     TRefineParams second = Params;
     second.MaxShift = std::max(1.5, 4.0 * coarse.Rms);
-    TRefinedLine fine = FitCurve(pass([&](double t) { return coarse.At(t); }, second), 0.5, Params.Step);
+    TRefinedLine fine = FitCurve(pass([&](double t) { return coarse.At(t); }, second), 0.5, Params.Step, FixedC2);
     if (fine.Ok) {
         // Coverage counts only where a measurement was tried: the stretches skipped at crossings are
         // neither seen nor missed.

@@ -60,45 +60,63 @@ bool Cross(const TP& P, const TQ& Q, double Start, double& T, double& U)
     return std::abs(Q(U) - t) < 1e-3;
 }
 
-// Drops lines whose place breaks the regularity of the family (the frame near a grid position, a road),
-// comparing each with a low-order fit through its nearest neighbours by lattice number. Positions at a
-// common running coordinate.
-void KeepRegular(TFamily& F, const std::vector<double>& Pos)
+// Prediction of Value at lattice number At from a low-order fit through up to four (Index, Value) pairs.
+double PredictFromNeighbours(const std::vector<std::pair<int, double>>& Others, int At, int MaxDegree = 2)
+{
+    const int degree = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(MaxDegree), Others.size() - 1));
+    cv::Mat A(static_cast<int>(Others.size()), degree + 1, CV_64F), b(A.rows, 1, CV_64F), x;
+    for (int r = 0; r < A.rows; ++r) {
+        const double s = Others[static_cast<std::size_t>(r)].first - At;
+        for (int c = 0; c <= degree; ++c)
+            A.at<double>(r, c) = std::pow(s, c);
+        b.at<double>(r) = Others[static_cast<std::size_t>(r)].second;
+    }
+    cv::solve(A, b, x, cv::DECOMP_SVD);
+    return x.at<double>(0);
+}
+
+// The up to four lines nearest to line A by lattice number, as (Index, Value) pairs.
+std::vector<std::pair<int, double>> Neighbours(const std::vector<int>& Index, const std::vector<double>& Value,
+                                               const std::vector<std::size_t>& Keep, std::size_t A)
+{
+    std::vector<std::size_t> others;
+    for (std::size_t b = 0; b < Keep.size(); ++b)
+        if (b != A)
+            others.push_back(Keep[b]);
+    const int ia = Index[Keep[A]];
+    std::sort(others.begin(), others.end(),
+              [&](std::size_t p, std::size_t q) { return std::abs(Index[p] - ia) < std::abs(Index[q] - ia); });
+    others.resize(std::min<std::size_t>(others.size(), 4));
+    std::vector<std::pair<int, double>> out;
+    for (std::size_t o : others)
+        out.push_back({Index[o], Value[o]});
+    return out;
+}
+
+// Drops lines whose place breaks the regularity of the family (the frame or a neatline near a grid
+// position, a road), comparing each with a low-order fit through its nearest neighbours by lattice
+// number. Pos holds the lines' places at a few common running coordinates (near both ends of the common
+// stretch, so that a line at the right place but the wrong angle is caught too). A quadratic through
+// four neighbours follows the slowly changing spacing of Mercator-like parallels and of perspective to a
+// small fraction of the spacing.
+void KeepRegular(TFamily& F, const std::vector<std::vector<double>>& Pos)
 {
     std::vector<std::size_t> keep(F.Lines.size());
     for (std::size_t i = 0; i < keep.size(); ++i)
         keep[i] = i;
+    const double tol = 1.5 + 0.01 * F.Spacing;
     while (keep.size() >= 4) {
         double worst = 0.0;
         std::size_t worstAt = keep.size();
-        for (std::size_t a = 0; a < keep.size(); ++a) {
-            // The four nearest others by lattice number.
-            std::vector<std::size_t> others;
-            for (std::size_t b = 0; b < keep.size(); ++b)
-                if (b != a)
-                    others.push_back(b);
-            const int ia = F.Index[keep[a]];
-            std::sort(others.begin(), others.end(), [&](std::size_t p, std::size_t q) {
-                return std::abs(F.Index[keep[p]] - ia) < std::abs(F.Index[keep[q]] - ia);
-            });
-            others.resize(std::min<std::size_t>(others.size(), 4));
-            const int degree = static_cast<int>(std::min<std::size_t>(2, others.size() - 1));
-            cv::Mat A(static_cast<int>(others.size()), degree + 1, CV_64F), b(A.rows, 1, CV_64F), x;
-            for (int r = 0; r < A.rows; ++r) {
-                const std::size_t o = keep[others[static_cast<std::size_t>(r)]];
-                const double s = F.Index[o] - ia;
-                for (int c = 0; c <= degree; ++c)
-                    A.at<double>(r, c) = std::pow(s, c);
-                b.at<double>(r) = Pos[o];
+        for (std::size_t a = 0; a < keep.size(); ++a)
+            for (const std::vector<double>& pos : Pos) {
+                const double err =
+                    std::abs(pos[keep[a]] - PredictFromNeighbours(Neighbours(F.Index, pos, keep, a), F.Index[keep[a]]));
+                if (err > tol && err - tol > worst) {
+                    worst = err - tol;
+                    worstAt = a;
+                }
             }
-            cv::solve(A, b, x, cv::DECOMP_SVD);
-            const double err = std::abs(Pos[keep[a]] - x.at<double>(0));
-            const double tol = 1.5 + 0.03 * F.Spacing;
-            if (err > tol && err - tol > worst) {
-                worst = err - tol;
-                worstAt = a;
-            }
-        }
         if (worstAt == keep.size())
             break;
         keep.erase(keep.begin() + static_cast<std::ptrdiff_t>(worstAt));
@@ -278,34 +296,67 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     const double f = std::max(Fx, Fy);
     p.AcrossHalf = std::clamp(static_cast<int>(std::lround(2.0 + 1.5 * f)), 4,
                               std::max(4, static_cast<int>(0.3 * fam.Spacing)));
+    std::vector<std::vector<double>> crossings;
+    std::vector<std::size_t> from;  // the candidate each measured line came from
     for (std::size_t i = 0; i < Own.size(); ++i) {
         const auto curve = FullCurve(Own[i], Transposed);
-        std::vector<double> crossings;
+        std::vector<double> cross;
         for (const TLineCandidate& o : Other) {
             const auto other = FullCurve(o, !Transposed);
             double t = 0.0, u = 0.0;
             if (Cross(other, curve, 0.5 * image.AcrossLength(), u, t))
-                crossings.push_back(t);
+                cross.push_back(t);
         }
-        std::sort(crossings.begin(), crossings.end());
-        TRefinedLine line = RefineLine(image, curve, crossings, p, 1.5 * f + 1.0);
+        std::sort(cross.begin(), cross.end());
+        TRefinedLine line = RefineLine(image, curve, cross, p, 1.5 * f + 1.0);
         if (line.Ok && line.Coverage >= MinCoverage && line.Rms <= MaxLineRms) {
             fam.Lines.push_back(std::move(line));
             fam.Index.push_back(Own[i].Index);
+            crossings.push_back(std::move(cross));
+            from.push_back(i);
         }
         Report(Done0 + (Done1 - Done0) * static_cast<double>(i + 1) / static_cast<double>(Own.size()));
     }
     if (fam.Lines.empty())
         return fam;
-    // Regularity at full resolution, at the middle of the lines' common stretch.
-    std::vector<double> mids;
-    for (const TRefinedLine& l : fam.Lines)
-        mids.push_back(0.5 * (l.From + l.To));
-    std::nth_element(mids.begin(), mids.begin() + static_cast<std::ptrdiff_t>(mids.size() / 2), mids.end());
-    const double ref = mids[mids.size() / 2];
-    std::vector<double> pos;
-    for (const TRefinedLine& l : fam.Lines)
-        pos.push_back(l.At(ref));
+    // Curvature changes slowly across a family (parallels of one cone, straight meridians). A line bent
+    // away from its neighbours' curvature has followed a road or a river along part of its length: measure
+    // it again with the curvature its neighbours give it.
+    if (fam.Lines.size() >= 4) {
+        std::vector<std::size_t> all(fam.Lines.size());
+        std::vector<double> c2(fam.Lines.size());
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            all[k] = k;
+            c2[k] = fam.Lines[k].C2;
+        }
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            TRefinedLine& l = fam.Lines[k];
+            const double want = PredictFromNeighbours(Neighbours(fam.Index, c2, all, k), fam.Index[k], 1);
+            const double half = 0.5 * (l.To - l.From);
+            if (std::abs(l.C2 - want) * half * half <= std::max(2.0, 4.0 * l.Rms))
+                continue;
+            TRefinedLine again = RefineLine(image, FullCurve(Own[from[k]], Transposed), crossings[k], p,
+                                            1.5 * f + 1.0, want);
+            if (again.Ok && again.Coverage >= MinCoverage && again.Rms <= MaxLineRms)
+                l = std::move(again);
+        }
+    }
+    // Regularity at full resolution, near both ends of the lines' common stretch.
+    std::vector<double> starts, ends;
+    for (const TRefinedLine& l : fam.Lines) {
+        starts.push_back(l.From);
+        ends.push_back(l.To);
+    }
+    const auto median = [](std::vector<double> v) {
+        std::nth_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(v.size() / 2), v.end());
+        return v[v.size() / 2];
+    };
+    const double t0 = median(starts), t1 = median(ends);
+    std::vector<std::vector<double>> pos(2);
+    for (const TRefinedLine& l : fam.Lines) {
+        pos[0].push_back(l.At(t0 + 0.15 * (t1 - t0)));
+        pos[1].push_back(l.At(t1 - 0.15 * (t1 - t0)));
+    }
     KeepRegular(fam, pos);
     if (!fam.Index.empty()) {
         const int first = fam.Index.front();
