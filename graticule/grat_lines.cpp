@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <cstdio>
+#include <cstdlib>
 
 namespace qv::grat_detail {
 
@@ -91,7 +93,24 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
                 arg[static_cast<std::size_t>(y)] = k;
             }
     }
-    std::vector<float> sorted = best;
+    // Prominence over the local background: the lower of the mean levels a few pixels above and below
+    // (a neighbouring line on one side does not hide this one; a dense patch of text or roads raises
+    // both sides and so does not pass for a line).
+    std::vector<double> cum(static_cast<std::size_t>(H) + 1, 0.0);
+    for (int y = 0; y < H; ++y)
+        cum[static_cast<std::size_t>(y) + 1] = cum[static_cast<std::size_t>(y)] + best[static_cast<std::size_t>(y)];
+    const auto mean = [&](int a, int b) {  // over [a, b), clipped to the profile
+        a = std::clamp(a, 0, H);
+        b = std::clamp(b, 0, H);
+        return b > a ? (cum[static_cast<std::size_t>(b)] - cum[static_cast<std::size_t>(a)]) / (b - a) : 1e30;
+    };
+    constexpr int R1 = 4, R2 = 12;
+    std::vector<float> prom(static_cast<std::size_t>(H));
+    for (int y = 0; y < H; ++y) {
+        const double bg = std::min(mean(y - R2, y - R1 + 1), mean(y + R1, y + R2 + 1));
+        prom[static_cast<std::size_t>(y)] = static_cast<float>(bg < 1e29 ? best[static_cast<std::size_t>(y)] - bg : 0.0);
+    }
+    std::vector<float> sorted = prom;
     const auto mid = sorted.begin() + H / 2;
     std::nth_element(sorted.begin(), mid, sorted.end());
     const float median = *mid;
@@ -99,12 +118,13 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
         v = std::abs(v - median);
     std::nth_element(sorted.begin(), mid, sorted.end());
     const double mad = 1.4826 * *mid;
-    const double threshold = std::max(1.0, 5.0 * mad);
+    const double threshold = std::max(1.0, 4.0 * mad);
+    if (std::getenv("GDBG2")) std::fprintf(stderr, "strip %.0f median %.2f mad %.2f\n", Tc, median, mad);
     // A small radius: a faint line a few pixels from the black frame must survive as its own peak.
     const int r = std::max(2, std::min(3, static_cast<int>(MinSpacing / 2.0)));
     for (int y = 1; y + 1 < H; ++y) {
         const float v = best[static_cast<std::size_t>(y)];
-        if (v - median <= threshold)
+        if (prom[static_cast<std::size_t>(y)] <= threshold)
             continue;
         bool isMax = true;
         for (int d = -r; d <= r && isMax; ++d) {
@@ -120,7 +140,7 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
         const float* a = Prof.data() + static_cast<std::ptrdiff_t>(k) * H;
         const double den = a[y - 1] - 2.0 * a[y] + a[y + 1];
         const double off = den < 0.0 ? std::clamp(0.5 * (a[y - 1] - a[y + 1]) / den, -0.5, 0.5) : 0.0;
-        Out.push_back({Tc, y + off, static_cast<double>(k - K) / Sw, v - median});
+        Out.push_back({Tc, y + off, static_cast<double>(k - K) / Sw, prom[static_cast<std::size_t>(y)]});
     }
 }
 
@@ -191,6 +211,7 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
                 a[y] *= inv;
         }
         StripPeaks(prof, H, NumSlopes, Sw, K, xc, MinSpacing, strips[static_cast<std::size_t>(s)]);
+        if (std::getenv("GDBG2")) for (auto& q : strips[static_cast<std::size_t>(s)]) std::fprintf(stderr, "   peak %.1f tau %.3f str %.1f\n", q.U, q.Tau, q.Str);
     }
 
     // Link peaks into chains, strip by strip, each chain predicting where its line crosses the next strip.
@@ -272,10 +293,14 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
     const std::size_t n = Candidates.size();
     if (n < static_cast<std::size_t>(MinGratLines))
         return {};
-    double maxStr = 0.0;
+    // Each line counts fully unless it is much fainter than the typical candidate: the lattice with the
+    // most lines wins, not the one through the few darkest (the frame, a black road).
+    std::vector<double> strengths;
     for (const TLineCandidate& c : Candidates)
-        maxStr = std::max(maxStr, c.Strength);
-    const auto weight = [&](std::size_t i) { return std::min(1.0, Candidates[i].Strength / (0.5 * maxStr)); };
+        strengths.push_back(c.Strength);
+    std::nth_element(strengths.begin(), strengths.begin() + static_cast<std::ptrdiff_t>(n / 2), strengths.end());
+    const double typical = strengths[n / 2];
+    const auto weight = [&](std::size_t i) { return std::min(1.0, Candidates[i].Strength / (0.5 * typical)); };
 
     // From the members so far (indices and positions, in walking order), the next line: the candidate
     // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.

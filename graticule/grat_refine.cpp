@@ -72,7 +72,7 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
             return false;
         for (double& p : prof)
             p /= count;
-        // Paper level: a straight line through the means of the outermost samples on either side.
+        // Paper level on either side: the means of the outermost samples.
         double left = 0.0, right = 0.0;
         for (int i = 0; i < BaselineSamples; ++i) {
             left += prof[static_cast<std::size_t>(i)];
@@ -86,12 +86,15 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
                      (prof[static_cast<std::size_t>(2 * E - i)] - right) *
                          (prof[static_cast<std::size_t>(2 * E - i)] - right);
         noise = std::sqrt(noise / (2 * BaselineSamples));
-        const double kl = -E + 0.5 * (BaselineSamples - 1), kr = -kl;
+        // Darkness below the brighter side. The centroid below weighs darkness above a share of the peak,
+        // so a constant paper level cancels out; a sloping one would pull the centre towards a second
+        // line or a letter lying among the outer samples, and the paper's own slope over a few pixels is
+        // negligible.
+        const double paper = std::max(left, right);
         int kMax = 0;
         double dMax = -1e9;
         for (int k = -E; k <= E; ++k) {
-            const double base = left + (right - left) * (k - kl) / (kr - kl);
-            dark[static_cast<std::size_t>(k + E)] = base - prof[static_cast<std::size_t>(k + E)];
+            dark[static_cast<std::size_t>(k + E)] = paper - prof[static_cast<std::size_t>(k + E)];
             if (std::abs(k) <= h && dark[static_cast<std::size_t>(k + E)] > dMax) {
                 dMax = dark[static_cast<std::size_t>(k + E)];
                 kMax = k;

@@ -11,6 +11,8 @@
 #include <cmath>
 #include <numbers>
 #include <string>
+#include <cstdio>
+#include <cstdlib>
 
 namespace qv {
 
@@ -309,6 +311,7 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
         }
         std::sort(cross.begin(), cross.end());
         TRefinedLine line = RefineLine(image, curve, cross, p, 1.5 * f + 1.0);
+        if (std::getenv("GDBG")) std::fprintf(stderr, "  refine %d idx %d ok %d cov %.2f rms %.2f n %zu from %.0f to %.0f\n", int(Transposed), Own[i].Index, int(line.Ok), line.Coverage, line.Rms, line.Samples.size(), line.From, line.To);
         if (line.Ok && line.Coverage >= MinCoverage && line.Rms <= MaxLineRms) {
             fam.Lines.push_back(std::move(line));
             fam.Index.push_back(Own[i].Index);
@@ -392,11 +395,13 @@ TGratGrid TFinder::Run()
         const double minSpacing = Opt.MinSpacing / f;
         cv::Mat turned;
         cv::transpose(work, turned);
-        const auto par = SelectLattice(
-            FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols), minSpacing);
+        const auto candP = FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols);
+        const auto par = SelectLattice(candP, minSpacing);
+        if (std::getenv("GDBG")) { std::fprintf(stderr, "f=%.2f candP=%zu par=%zu\n", f, candP.size(), par.size()); for (auto& c : candP) std::fprintf(stderr, "  P pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
         Report(0.25);
-        const auto mer = SelectLattice(
-            FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows), minSpacing);
+        const auto candM = FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows);
+        const auto mer = SelectLattice(candM, minSpacing);
+        if (std::getenv("GDBG")) { std::fprintf(stderr, "candM=%zu mer=%zu\n", candM.size(), mer.size()); for (auto& c : candM) std::fprintf(stderr, "  M pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
         Report(0.45);
         if (par.size() < static_cast<std::size_t>(MinGratLines) || mer.size() < static_cast<std::size_t>(MinGratLines))
             return grid;
