@@ -12,6 +12,9 @@
 // Truth(φ, λ) for all λ on it.
 #pragma once
 
+#include <qvgeo/geomap/calib_types.h>
+
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -58,6 +61,11 @@ struct TSyntheticScan {
     // The scan pixel of a position on the drawn graticule; false outside the base map.
     std::function<bool(double Lat, double Long, double& X, double& Y)> Truth;
     std::string Description;  // one line: base, projection, rotation, scale, perspective, quality, ...
+    // The scan transform: base-map pixel (x, y, 1) -> scan pixel (X·w, Y·w, w), row-major, pixel centres
+    // at whole numbers on both sides. Truth is the drawn graticule's base pixel sent through it.
+    std::array<double, 9> Homography{};
+    // sbEmptyMap: the calibration GenerateEmptyMap gave the base map (its nine quads); empty otherwise.
+    qv::TCalibData BaseCalib;
 };
 
 TSyntheticScan MakeScan(const TScanRecipe& Recipe);
