@@ -89,7 +89,7 @@ TEST_F(GraticuleDockTest, FindNameCorrectAndApplyAGraticule)
     // Tools > Detect graticule, by its shortcut.
     QTest::keyClick(W.get(), Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
     ASSERT_TRUE(WaitFor([&] { return Dock().isVisible() && Dock().Grid().Found; })) << Dock().MessageText().toStdString();
-    const qv::TGratGrid& g = Dock().Grid();
+    const qv::TGratGrid g = Dock().Grid();  // as found
     // Parallels 46.5 .. 48.5 and meridians 15 .. 17 are drawn inside the frame; the frame lines at 46°,
     // 49°, 14° and 18° lie on the grid too and may be taken as lines.
     EXPECT_GE(g.Parallels.size(), 5u);
