@@ -329,13 +329,15 @@ void TGraticuleDock::Refresh()
                               .arg(FCalib.Data.NumCalQuads)
                               .arg(FCalib.Residuals.RmsPixels, 0, 'f', 2)
                               .arg(QString::fromStdString(FCalib.Reason)));
+        // A model that cannot follow the grid at all (Miller on a turned map) errs by thousands of pixels.
+        const auto px = [](double v) { return v < 0 ? QString("-") : v > 9999 ? QString("> 9999") : QString::number(v, 'f', 2); };
         for (const qv::TGratCandidate& c : FCalib.Candidates)
             FModels->addItem(QString("%1%2: rms %3 px, left out %4 px, largest %5 px")
                                  .arg(c.Model == FCalib.Model ? "* " : "  ")
                                  .arg(Keyword(c.Model))
-                                 .arg(c.RmsPixels, 0, 'f', 2)
-                                 .arg(c.LeaveOneOutRms, 0, 'f', 2)
-                                 .arg(c.MaxPixels, 0, 'f', 2));
+                                 .arg(px(c.RmsPixels))
+                                 .arg(px(c.LeaveOneOutRms))
+                                 .arg(px(c.MaxPixels)));
     }
     FVerdict->setStyleSheet(FCalib.Confident ? "color: #006000" : "color: #b00000");
     FApply->setEnabled(FCalib.Ok);

@@ -160,9 +160,11 @@ TViewerWindow::TViewerWindow(const TAtlasFiles& Files, QWidget* Parent, const QS
 #if defined(QVGEO_WITH_OPENCV)
     FGratDock = new TGraticuleDock(map, this);
     addDockWidget(Qt::RightDockWidgetArea, FGratDock);
+    tabifyDockWidget(FCalibEditor, FGratDock);  // one tall panel each: the points list and the proposals
     FGratDock->hide();
     FGratDock->OnApplied = [this] {
         FCalibEditor->show();
+        FCalibEditor->raise();
         FCalibEditor->Refresh();
     };
     connect(FGratDock, &QDockWidget::visibilityChanged, this, [this](bool) { Guard([this] { Map().Paint(); }); });
@@ -805,6 +807,7 @@ bool TViewerWindow::DetectGraticule()
 {
 #if defined(QVGEO_WITH_OPENCV)
     FGratDock->show();
+    FGratDock->raise();
     SetTool(TTool::GraticulePoint);
     return FGratDock->Detect();
 #else
