@@ -23,10 +23,6 @@ namespace viewer {
 
 namespace {
 
-// The finder reads at most this many pixels: a larger picture is searched on its finest reduced level
-// below it (the lines, averaged down, stay visible; the crossings keep a fraction of a level pixel).
-constexpr double kMaxSearchPixels = 24e6;
-
 // Scales a grid found on a picture reduced by Sx across and Sy down back to the picture's pixels.
 void ScaleGrid(qv::TGratGrid& G, double Sx, double Sy, std::int32_t Width, std::int32_t Height)
 {
@@ -173,7 +169,7 @@ bool TGraticuleDock::Detect()
     }
     int level = 0;
     while (level + 1 < levels->LevelCount() &&
-           double(levels->LevelSize(level).cx) * levels->LevelSize(level).cy > kMaxSearchPixels)
+           double(levels->LevelSize(level).cx) * levels->LevelSize(level).cy > MaxSearchPixels)
         ++level;
     const qv::TSize size = levels->LevelSize(level);
     const qv::TBitmap picture = levels->ReadWindow(level, qv::TRect{0, 0, size.cx, size.cy});

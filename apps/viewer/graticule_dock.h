@@ -32,6 +32,9 @@ public:
     // Searches the map image shown. False, with the reason in MessageText ("no graticule found" among
     // them), when there is no image or no graticule; the points shown are then none.
     bool Detect();
+    // The most pixels the finder reads: a larger picture is searched on its finest reduced level below
+    // this (the lines, averaged down, stay visible; crossings keep a fraction of a level pixel).
+    double MaxSearchPixels = 24e6;
     const qv::TGratGrid& Grid() const { return FGrid; }
     const qv::TGratCalibration& Calibration() const { return FCalib; }
 

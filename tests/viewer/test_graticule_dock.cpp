@@ -159,6 +159,31 @@ TEST_F(GraticuleDockTest, FindNameCorrectAndApplyAGraticule)
     EXPECT_NEAR(c.Longit, 15.5, 1.0 / 300.0);
 }
 
+TEST_F(GraticuleDockTest, ALargePictureIsSearchedOnAReducedLevelAndTheGridScaledBack)
+{
+    const TScan scan = WriteScan(Dir, true);
+    QString error;
+    ASSERT_TRUE(W->OpenImage(QString::fromStdString(scan.File.string()), error)) << error.toStdString();
+    W->GraticuleDock()->MaxSearchPixels = 400000;  // the 1260 x 960 picture is searched at 630 x 480
+    ASSERT_TRUE(W->DetectGraticule()) << Dock().MessageText().toStdString();
+    const qv::TGratGrid& g = Dock().Grid();
+    EXPECT_EQ(g.Width, 1260);
+    EXPECT_EQ(g.Height, 960);
+    ASSERT_GE(g.Nodes.size(), 9u);
+    for (const qv::TGratNode& n : g.Nodes) {
+        const double lat = 49.0 - std::round((n.Y - 30.0) / 150.0) * 0.5, lon = 14.0 + std::round((n.X - 30.0) / 300.0);
+        double x = 0, y = 0;
+        TruePixel(lat, lon, x, y);
+        EXPECT_LT(std::hypot(n.X - x, n.Y - y), 1.5) << n.Row << " " << n.Col;
+    }
+    // The curves are scaled with them: each parallel passes through its crossings.
+    for (const qv::TGratNode& n : g.Nodes)
+        for (const qv::TGratCurve& c : g.Parallels)
+            if (c.Index == n.Row) {
+                EXPECT_NEAR(c.At(n.X), n.Y, 1.0);
+            }
+}
+
 TEST_F(GraticuleDockTest, APictureWithoutAGridGivesNoGuess)
 {
     const TScan scan = WriteScan(Dir, false);
