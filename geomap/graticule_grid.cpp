@@ -128,6 +128,36 @@ const char* ModelName(TCalibModel M)
 
 }  // namespace
 
+void ScaleGratGrid(TGratGrid& G, double Sx, double Sy, std::int32_t Width, std::int32_t Height)
+{
+    G.Width = Width;
+    G.Height = Height;
+    const auto fx = [Sx](double u) { return (u + 0.5) * Sx - 0.5; };
+    const auto fy = [Sy](double v) { return (v + 0.5) * Sy - 0.5; };
+    for (auto* family : {&G.Parallels, &G.Meridians})
+        for (TGratCurve& c : *family) {
+            const bool parallel = c.Kind == gtlParallel;
+            const double across = parallel ? Sy : Sx, along = parallel ? Sx : Sy;
+            // The running coordinate t of the picture is a·T + b in the reduced one; the curve's value
+            // then scales like a coordinate across it.
+            const double a = 1.0 / along, b = 0.5 / along - 0.5;
+            const double k0 = c.C0 + c.C1 * b + c.C2 * b * b, k1 = c.C1 * a + 2.0 * c.C2 * a * b, k2 = c.C2 * a * a;
+            c.C0 = k0 * across + 0.5 * across - 0.5;
+            c.C1 = k1 * across;
+            c.C2 = k2 * across;
+            c.From = parallel ? fx(c.From) : fy(c.From);
+            c.To = parallel ? fx(c.To) : fy(c.To);
+            c.RmsPixels *= across;
+            for (TGratPoint& p : c.Samples)
+                p = {fx(p.X), fy(p.Y)};
+        }
+    for (TGratNode& n : G.Nodes) {
+        n.X = fx(n.X);
+        n.Y = fy(n.Y);
+        n.Sigma *= std::max(Sx, Sy);
+    }
+}
+
 bool GratLineValue(const TGratAxisLabel& Label, int Index, double& Value)
 {
     double spacing = Label.Spacing;

@@ -68,6 +68,12 @@ struct TGratGrid {
 inline constexpr int MinGratLines = 3;
 inline constexpr const char* NoGraticuleFound = "no graticule found";
 
+// The grid of a picture reduced Sx times across and Sy times down (found on a reduced level of it), in
+// the pixels of the picture itself, Width x Height: crossings, curves, samples, extents and scatter.
+// A reduced pixel i covers picture pixels i·S .. (i + 1)·S, so that (pixel centres at whole numbers) a
+// reduced coordinate u becomes (u + 0.5)·S - 0.5.
+void ScaleGratGrid(TGratGrid& Grid, double Sx, double Sy, std::int32_t Width, std::int32_t Height);
+
 // The values the user gives. For each family: the lattice number of one line and its value, and either
 // the spacing (degrees from one line to the next in increasing lattice number: negative for parallels
 // of a map with north up, whose numbers run southwards) or a second line and its value.

@@ -23,31 +23,6 @@ namespace viewer {
 
 namespace {
 
-// Scales a grid found on a picture reduced by Sx across and Sy down back to the picture's pixels.
-void ScaleGrid(qv::TGratGrid& G, double Sx, double Sy, std::int32_t Width, std::int32_t Height)
-{
-    G.Width = Width;
-    G.Height = Height;
-    for (auto* family : {&G.Parallels, &G.Meridians})
-        for (qv::TGratCurve& c : *family) {
-            // A parallel y = f(x) becomes Y = Sy·f(X / Sx), a meridian X = Sx·g(Y / Sy).
-            const double across = c.Kind == qv::gtlParallel ? Sy : Sx, along = c.Kind == qv::gtlParallel ? Sx : Sy;
-            c.C0 *= across;
-            c.C1 *= across / along;
-            c.C2 *= across / (along * along);
-            c.From *= along;
-            c.To *= along;
-            c.RmsPixels *= across;
-            for (qv::TGratPoint& p : c.Samples)
-                p = {p.X * Sx, p.Y * Sy};
-        }
-    for (qv::TGratNode& n : G.Nodes) {
-        n.X *= Sx;
-        n.Y *= Sy;
-        n.Sigma *= std::max(Sx, Sy);
-    }
-}
-
 QString Keyword(qv::TCalibModel M)
 {
     return QString::fromUtf8(qv::CalibModelKeywords[M].data(), static_cast<int>(qv::CalibModelKeywords[M].size()));
@@ -172,7 +147,16 @@ bool TGraticuleDock::Detect()
            double(levels->LevelSize(level).cx) * levels->LevelSize(level).cy > MaxSearchPixels)
         ++level;
     const qv::TSize size = levels->LevelSize(level);
-    const qv::TBitmap picture = levels->ReadWindow(level, qv::TRect{0, 0, size.cx, size.cy});
+    qv::TBitmap picture = levels->ReadWindow(level, qv::TRect{0, 0, size.cx, size.cy});
+    const double pixels = double(picture.Width()) * picture.Height();
+    if (pixels > MaxSearchPixels) {
+        // No level is small enough: the finest one, reduced by averaging (a thin line stays as a fainter one).
+        const double f = std::sqrt(MaxSearchPixels / pixels);
+        qv::TBitmap reduced(std::max(32, static_cast<int>(picture.Width() * f)), std::max(32, static_cast<int>(picture.Height() * f)));
+        reduced.StretchRect({0, 0, reduced.Width(), reduced.Height()}, picture, {0, 0, picture.Width(), picture.Height()},
+                            qv::smHalftone);
+        picture = std::move(reduced);
+    }
     if (picture.Width() <= 0 || picture.Height() <= 0) {
         SetMessage("the map image cannot be read");
         Refresh();
@@ -181,8 +165,8 @@ bool TGraticuleDock::Detect()
     const std::ptrdiff_t stride = picture.Height() > 1 ? picture.ScanLine(1) - picture.ScanLine(0) : picture.Width();
     const qv::TGreyBuffer grey = qv::GreyFromRgb32(picture.ScanLine(0), picture.Width(), picture.Height(), stride);
     qv::TGratGrid g = qv::DetectGraticule(grey.View());
-    if (level > 0)
-        ScaleGrid(g, double(FMap.MapWidth()) / picture.Width(), double(FMap.MapHeight()) / picture.Height(),
+    if (picture.Width() != FMap.MapWidth() || picture.Height() != FMap.MapHeight())
+        qv::ScaleGratGrid(g, double(FMap.MapWidth()) / picture.Width(), double(FMap.MapHeight()) / picture.Height(),
                   FMap.MapWidth(), FMap.MapHeight());
     FFound = FGrid = g;
     if (!g.Found)

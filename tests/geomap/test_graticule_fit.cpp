@@ -304,3 +304,35 @@ TEST(GraticuleFit, AKilometreGridCalibratesUnderTheUTMModel)
     EXPECT_NEAR(x, 550.3, 0.5);
     EXPECT_NEAR(y, 349.8, 0.5);
 }
+
+TEST(GraticuleFit, AGridFoundOnAReducedPictureScalesBackToThePicturesPixels)
+{
+    // A reduced pixel u covers picture pixels u·S .. (u + 1)·S: its centre is (u + 0.5)·S - 0.5.
+    TGratGrid g;
+    g.Width = 400;
+    g.Height = 300;
+    g.Nodes.push_back({0, 0, 10.0, 20.0, 0.1, true});
+    g.Nodes.push_back({0, 1, 0.0, -0.5, 0.1, true});
+    g.Parallels.push_back({gtlParallel, 0, 20.0, 0.05, 2e-4, 5.0, 390.0, 0.1, 0.9, {{10.0, 20.5}}});
+    g.Meridians.push_back({gtlMeridian, 0, 10.0, -0.1, -3e-4, 2.0, 290.0, 0.2, 0.8, {}});
+    TGratGrid s = g;
+    ScaleGratGrid(s, 3.0, 2.0, 1200, 600);
+    EXPECT_EQ(s.Width, 1200);
+    EXPECT_EQ(s.Height, 600);
+    EXPECT_DOUBLE_EQ(s.Nodes[0].X, 31.0);   // (10 + 0.5)·3 - 0.5
+    EXPECT_DOUBLE_EQ(s.Nodes[0].Y, 40.5);   // (20 + 0.5)·2 - 0.5
+    EXPECT_DOUBLE_EQ(s.Nodes[1].X, 1.0);
+    EXPECT_DOUBLE_EQ(s.Nodes[1].Y, -0.5);   // the picture's own top edge stays where it is
+    EXPECT_DOUBLE_EQ(s.Parallels[0].Samples[0].Y, 41.5);
+    EXPECT_DOUBLE_EQ(s.Parallels[0].From, 16.0);
+    EXPECT_DOUBLE_EQ(s.Meridians[0].To, 580.5);
+    // Every point of a curve goes where its coordinates go: the scaled curve through the scaled point.
+    for (double t : {-3.0, 0.0, 17.25, 200.0, 390.0}) {
+        const double px = (t + 0.5) * 3.0 - 0.5, py = (g.Parallels[0].At(t) + 0.5) * 2.0 - 0.5;
+        EXPECT_NEAR(s.Parallels[0].At(px), py, 1e-9) << t;
+        const double my = (t + 0.5) * 2.0 - 0.5, mx = (g.Meridians[0].At(t) + 0.5) * 3.0 - 0.5;
+        EXPECT_NEAR(s.Meridians[0].At(my), mx, 1e-9) << t;
+    }
+    EXPECT_DOUBLE_EQ(s.Parallels[0].RmsPixels, 0.2);  // across a parallel is down: times 2
+    EXPECT_DOUBLE_EQ(s.Meridians[0].RmsPixels, 0.6);
+}
