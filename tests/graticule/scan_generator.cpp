@@ -41,7 +41,13 @@ using namespace scan;
 cv::Mat WorldImage()
 {
     static const cv::Mat world = [] {
+        // The build names the source tree: __FILE__ may be relative to a build directory that is not the
+        // working directory of the test run.
+#ifdef QVGEO_SOURCE_DIR
+        const auto path = std::filesystem::path(QVGEO_SOURCE_DIR) / "data/samples/world.jpg";
+#else
         const auto path = std::filesystem::path(__FILE__).parent_path() / "../../data/samples/world.jpg";
+#endif
         QImage img(QString::fromStdString(path.lexically_normal().string()));
         if (img.isNull())
             throw std::runtime_error("scan generator: cannot read " + path.string());
@@ -166,9 +172,9 @@ TBase EmptyMapBase(TRandom& R, int LongSide)
         Y = fy(Lat);
         return true;
     };
-    char text[96];
-    std::snprintf(text, sizeof text, "empty map %dx%d px, step %d x %d px%s", rq.Width, rq.Height, ax.P, ay.P,
-                  ax.O1 == ax.P ? ", frame on the lattice" : "");
+    char text[160];
+    std::snprintf(text, sizeof text, "empty map %dx%d px, step %d x %d px, frame %s the meridians' lattice, %s the parallels'",
+                  rq.Width, rq.Height, ax.P, ay.P, ax.O1 == ax.P ? "on" : "off", ay.O1 == ay.P ? "on" : "off");
     b.Text = text;
     return b;
 }
