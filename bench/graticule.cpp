@@ -29,6 +29,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -306,9 +307,11 @@ double Percentile(std::vector<double> V, double P)
     return V[static_cast<std::size_t>(std::lround(P * static_cast<double>(V.size() - 1)))];
 }
 
-void WriteCsv(const std::vector<TResult>& Results, const std::string& FName)
+bool WriteCsv(const std::vector<TResult>& Results, const std::string& FName)
 {
     std::ofstream out(FName);
+    if (!out)
+        return false;
     out << "n,seed,base,projection,rotation,scale,perspective,jpeg,blur,noise,stains,clutter,width,height,"
            "outcome,parallels,meridians,nodes,confidence,confident,rms_px,max_px,points,ideal_rms_px,detect_ms,what\n";
     for (const TResult& r : Results) {
@@ -324,6 +327,8 @@ void WriteCsv(const std::vector<TResult>& Results, const std::string& FName)
         std::replace(what.begin(), what.end(), '"', '\'');
         out << line << '"' << what << "\"\n";
     }
+    out.close();
+    return static_cast<bool>(out);
 }
 
 // Failures per value of one recipe property: what the failing scans share.
@@ -361,6 +366,11 @@ std::string Bin(double V, std::initializer_list<double> Edges)
 
 int Report(const std::string& Dir, int From, int To)
 {
+    std::error_code error;
+    if (!Dir.empty() && !std::filesystem::create_directories(Dir, error) && error) {
+        std::fprintf(stderr, "cannot create %s: %s\n", Dir.c_str(), error.message().c_str());
+        return 1;
+    }
     std::vector<TResult> results;
     for (int n = From; n <= To; ++n) {
         results.push_back(RunScan(n, Dir));
@@ -389,8 +399,13 @@ int Report(const std::string& Dir, int From, int To)
     std::printf("Graticule scans: %d\n", grids);
     for (TOutcome o : {oCalibrated, oWrongConfident, oLowConfidence, oNotFound, oLabelFailed, oFitFailed})
         std::printf("  %-22s %4d  %5.1f %%\n", OutcomeNames[o], count[o], share(count[o], grids));
+    int doubtedGood = 0;
+    for (const TResult& r : results)
+        doubtedGood += r.Outcome == oLowConfidence && r.Error.Rms <= 1.0;
     std::printf("  RMS <= 1 px, confident or not: %d (%.1f %%); goal: calibrated >= 95 %%, wrong but confident 0\n",
                 rmsOk, share(rmsOk, grids));
+    std::printf("  of the low-confidence ones %d were good (RMS <= 1 px), %d rightly doubted\n", doubtedGood,
+                count[oLowConfidence] - doubtedGood);
     int floorHigh = 0, floorHighFailed = 0;
     for (const TResult& r : results)
         if (r.IdealRms > 1.0) {
@@ -399,6 +414,11 @@ int Report(const std::string& Dir, int From, int To)
         }
     std::printf("  the exact crossings themselves fit worse than 1 px on %d scans (%d of them failed): the models' limit\n",
                 floorHigh, floorHighFailed);
+    int failed = 0;
+    for (const TResult& r : results)
+        failed += r.Recipe.Base != qvtest::sbNoGrid && Failed(r);
+    std::printf("  failures where the exact crossings fit to 1 px (the finder's or the fit's share): %d\n",
+                failed - floorHighFailed);
     std::printf("Scans without a graticule: %d, graticule reported in %d\n", noGrids, count[oNoGridFound]);
     if (!rms.empty()) {
         std::printf("Ground-truth RMS over %zu fits: p50 %.3f  p90 %.3f  p95 %.3f  p99 %.3f  max %.3f px\n", rms.size(),
@@ -441,7 +461,10 @@ int Report(const std::string& Dir, int From, int To)
     PrintGroups(results, "stains", [](const auto& q) { return std::to_string(q.Stains); });
     PrintGroups(results, "clutter", [](const auto& q) { return std::string(q.Clutter ? "on" : "off"); });
     if (!Dir.empty()) {
-        WriteCsv(results, Dir + "/scans.csv");
+        if (!WriteCsv(results, Dir + "/scans.csv")) {
+            std::fprintf(stderr, "cannot write %s/scans.csv\n", Dir.c_str());
+            return 1;
+        }
         std::printf("Written: %s/scans.csv and the failing scans as %s/scan_N.png\n", Dir.c_str(), Dir.c_str());
     }
     return 0;
