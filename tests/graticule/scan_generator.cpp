@@ -179,7 +179,8 @@ TBase EmptyMapBase(TRandom& R, int LongSide)
     return b;
 }
 
-// Nice spacings giving 4..15 lines strictly inside (Lo, Hi), at least 0.15 step from either end.
+// The multiples of D strictly inside (Lo, Hi), at least 0.15 step from either end (a line that close
+// to a neatline would merge with it).
 std::vector<double> LinesIn(double Lo, double Hi, double D)
 {
     std::vector<double> v;
@@ -188,6 +189,7 @@ std::vector<double> LinesIn(double Lo, double Hi, double D)
     return v;
 }
 
+// A nice spacing that gives 4..15 lines in (Lo, Hi), at random among those that do.
 double PickSpacing(TRandom& R, double Lo, double Hi)
 {
     static const double steps[] = {0.5, 1, 2, 2.5, 5, 10, 15, 20, 30};
