@@ -348,16 +348,16 @@ TBase WorldBase(TRandom& R, TRandom& Content, TScanProjection Kind, int LongSide
 
     TBase b;
     const double pale = R.Range(0.45, 0.75);
-    if (Kind == spEquiRect) {
-        // The background in the same projection: world pixel u = 4(λ + 180) - 0.5, v = 4(90 - φ) - 0.5.
+    // A piece of the world map enlarged 1..4 times; for an equirectangular graticule whose own scale
+    // allows, the very piece it frames (world pixel u = 4(λ + 180) - 0.5, v = 4(90 - φ) - 0.5).
+    const double f = R.Range(1, 4), u0 = R.Range(0, std::max(0.0, 1440 - W / f)), v0 = R.Range(0, std::max(0.0, 720 - H / f));
+    const double fx = pr.K * pr.KxOverK * Rad / 4, fy = pr.K * Rad / 4;
+    if (Kind == spEquiRect && fy >= 1 && fy <= 4) {
         const cv::Point2d o = pr(0, pr.Long0);
-        const double fx = pr.K * pr.KxOverK * Rad / 4, fy = pr.K * Rad / 4;
         const double tx = o.x + pr.K * pr.KxOverK * (-180 - pr.Long0) * Rad + fx * 0.5;
         const double ty = o.y - pr.K * 90 * Rad + fy * 0.5;
         b.Image = WorldBackground(cv::Matx23d(fx, 0, tx, 0, fy, ty), W, H, pale);
     } else {
-        const double f = R.Range(1, 4);
-        const double u0 = R.Range(0, std::max(0.0, 1440 - W / f)), v0 = R.Range(0, std::max(0.0, 720 - H / f));
         b.Image = WorldBackground(cv::Matx23d(f, 0, -f * u0, 0, f, -f * v0), W, H, pale);
     }
     b.LatSpacing = PickSpacing(R, latLo, latHi);
