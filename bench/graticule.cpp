@@ -126,8 +126,11 @@ TTruthError TruthError(const TSyntheticScan& S, const TGratGrid& G, const TLabel
     const double latLo = std::min(latA, latB), latHi = std::max(latA, latB);
     const double lonLo = std::min(lonA, lonB), lonHi = std::max(lonA, lonB);
     double sum = 0;
-    for (double lat = latLo; lat <= latHi + 1e-9; lat += S.LatSpacing / 4)
-        for (double lon = lonLo; lon <= lonHi + 1e-9; lon += S.LongSpacing / 4) {
+    const int nLat = static_cast<int>(std::lround((latHi - latLo) / S.LatSpacing * 4));
+    const int nLon = static_cast<int>(std::lround((lonHi - lonLo) / S.LongSpacing * 4));
+    for (int i = 0; i <= nLat; ++i)
+        for (int j = 0; j <= nLon; ++j) {
+            const double lat = latLo + i * S.LatSpacing / 4, lon = lonLo + j * S.LongSpacing / 4;
             double tx = 0, ty = 0, fx = 0, fy = 0;
             if (!S.Truth(lat, lon, tx, ty) || tx < 0 || ty < 0 || tx > S.Width - 1 || ty > S.Height - 1)
                 continue;
