@@ -265,6 +265,31 @@ std::string DrawGraticule(cv::Mat& Img, TRandom& R, const TBase& B, double LatLo
         layer.Stroke(curve(false, LongLo, LatLo, LatHi), neatWidth);
         layer.Stroke(curve(false, LongHi, LatLo, LatHi), neatWidth);
         layer.Composite(Img, {20, 20, 20});
+        // Values outside the neatline at both ends of every line, as printed maps have them.
+        const double scale = R.Range(0.45, 0.8);
+        auto label = [&](double Value, bool Parallel, double X, double Y, int Side) {
+            char v[32];
+            std::snprintf(v, sizeof v, "%g%c", std::fabs(Value), Parallel ? (Value < 0 ? 'S' : 'N') : (Value < 0 ? 'W' : 'E'));
+            int base = 0;
+            const cv::Size t = cv::getTextSize(v, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &base);
+            const double x = Parallel ? (Side < 0 ? X - t.width - 6 : X + 6) : X - t.width / 2.0;
+            const double y = Parallel ? Y + t.height / 2.0 : (Side < 0 ? Y - 6 : Y + t.height + 6);
+            cv::putText(Img, v, cv::Point(static_cast<int>(x), static_cast<int>(y)), cv::FONT_HERSHEY_SIMPLEX, scale,
+                        {20, 20, 20}, 1, cv::LINE_AA);
+        };
+        double x = 0, y = 0;
+        for (double phi : B.Latitudes) {
+            if (B.Pixel(phi, LongLo, x, y))
+                label(phi, true, x, y, -1);
+            if (B.Pixel(phi, LongHi, x, y))
+                label(phi, true, x, y, 1);
+        }
+        for (double lam : B.Longitudes) {
+            if (B.Pixel(LatHi, lam, x, y))
+                label(lam, false, x, y, -1);
+            if (B.Pixel(LatLo, lam, x, y))
+                label(lam, false, x, y, 1);
+        }
     }
     char text[80];
     std::snprintf(text, sizeof text, "lines %.1f px %s %s%s", width, dashed ? "dashed" : "solid",
