@@ -1,5 +1,6 @@
 // The synthetic scans' ground truth: drawn lines lie where Truth says, to a fraction of a pixel; the empty
-// map's own calibration agrees with the scan transform; recipes replay byte for byte.
+// map's own calibration agrees with the scan transform; turn, scale, perspective, noise, JPEG and stains
+// are those the recipe asks for; recipes replay byte for byte.
 #include "scan_generator.h"
 
 #include <QImage>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <map>
 #include <set>
+#include <tuple>
 
 namespace qvtest {
 namespace {
