@@ -4,18 +4,16 @@
 // - Base maps place every graticule line on known pixels. The empty map is requested with a whole
 //   number of pixels per graticule step and limits a whole number of pixels beyond the first and last
 //   line, so that the map's own rounding of rows and columns changes nothing (checked on every scan:
-//   a line that lands off its exact pixel throws). Drawn graticules are stroked by our own
-//   anti-aliasing, whose coverage is symmetric about the exact centre line (OpenCV's anti-aliased lines
-//   sit up to 0.05 px off and are wider than asked).
+//   a line that lands off its exact pixel throws). Drawn graticules are stroked by TStrokeLayer, whose
+//   coverage is symmetric about the exact centre line.
 // - Pixel centres are at whole numbers everywhere: Qt's aliased line at row y covers row y, our strokes
 //   measure distances from pixel centres, and OpenCV's warps map pixel centre to pixel centre. The
 //   scan's Truth is therefore the homography applied to the base pixel, nothing added.
 // - Everything after the warp (light, stains, blur, noise, JPEG) is either of low frequency or
-//   symmetric, so it does not move a line's centre.
-//
-// Only mt19937's integers are used from the standard library's random machinery: its distributions
-// differ between implementations, ours do not.
+//   symmetric, so it does not move a line's centre. OpenCV's warp quantises source positions to 1/32
+//   pixel: up to 0.016 px, scattered.
 #include "scan_generator.h"
+#include "scan_content.h"
 
 #include <qvgeo/mapview/empty_map.h>
 #include <qvgeo/platform/bitmap.h>
@@ -30,242 +28,26 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <random>
 #include <stdexcept>
 
 namespace qvtest {
 
 namespace {
 
-constexpr double Pi = 3.14159265358979323846;
-constexpr double Rad = Pi / 180;
-
-class TRandom {
-public:
-    explicit TRandom(std::uint32_t Seed) : FGen(Seed) {}
-    // [0, 1) with 53 random bits.
-    double Uniform()
-    {
-        const std::uint64_t a = FGen() >> 5, b = FGen() >> 6;
-        return (static_cast<double>(a) * 67108864.0 + static_cast<double>(b)) / 9007199254740992.0;
-    }
-    double Range(double Lo, double Hi) { return Lo + (Hi - Lo) * Uniform(); }
-    int Int(int Lo, int Hi) { return Lo + static_cast<int>(Uniform() * (Hi - Lo + 1)); }  // Lo..Hi
-    bool Chance(double P) { return Uniform() < P; }
-    double Gauss() { return std::sqrt(-2.0 * std::log(1.0 - Uniform())) * std::cos(2 * Pi * Uniform()); }
-    std::uint32_t Next() { return FGen(); }
-
-private:
-    std::mt19937 FGen;
-};
-
-using TLine = std::vector<cv::Point2d>;
-
-// ---- strokes with an exact centre line ---------------------------------------------------------------
-
-// Coverage of a pixel = clamp(Width / 2 + 0.5 - d, 0, 1) with d the distance of its centre from the
-// stroke's centre line: the box-filtered coverage of a straight stroke, symmetric about its centre.
-// Strokes of one layer merge by the maximum, so crossings and joints are not darker than a line.
-class TStrokeLayer {
-public:
-    TStrokeLayer(int W, int H) : FCov(H, W, CV_32F, cv::Scalar(0)) {}
-
-    void Stroke(const TLine& Line, double Width, double Dash = 0, double Gap = 0)
-    {
-        if (Dash <= 0) {
-            for (std::size_t i = 1; i < Line.size(); ++i)
-                Segment(Line[i - 1], Line[i], Width);
-            return;
-        }
-        // Dashes by arc length, the phase running on over the vertices.
-        double phase = 0;
-        for (std::size_t i = 1; i < Line.size(); ++i) {
-            const cv::Point2d a = Line[i - 1], d = Line[i] - a;
-            const double len = std::hypot(d.x, d.y);
-            double t = 0;
-            while (t < len) {
-                const bool on = phase < Dash;
-                const double step = std::min(len - t, on ? Dash - phase : Dash + Gap - phase);
-                if (on)
-                    Segment(a + d * (t / len), a + d * ((t + step) / len), Width);
-                t += step;
-                phase += step;
-                if (phase >= Dash + Gap - 1e-9)
-                    phase = 0;
-            }
-        }
-    }
-
-    // Img = Img·(1 - a) + Colour·a with a = coverage·Opacity; the layer is cleared.
-    void Composite(cv::Mat& Img, const cv::Scalar& Colour, double Opacity = 1.0)
-    {
-        for (int y = 0; y < Img.rows; ++y) {
-            float* c = FCov.ptr<float>(y);
-            auto* p = Img.ptr<cv::Vec3b>(y);
-            for (int x = 0; x < Img.cols; ++x) {
-                if (c[x] <= 0)
-                    continue;
-                const double a = c[x] * Opacity;
-                for (int k = 0; k < 3; ++k)
-                    p[x][k] = cv::saturate_cast<uchar>(p[x][k] * (1 - a) + Colour[k] * a);
-                c[x] = 0;
-            }
-        }
-    }
-
-private:
-    void Segment(cv::Point2d A, cv::Point2d B, double Width)
-    {
-        const double r = Width / 2 + 0.5;
-        const int x0 = std::max(0, static_cast<int>(std::floor(std::min(A.x, B.x) - r)));
-        const int x1 = std::min(FCov.cols - 1, static_cast<int>(std::ceil(std::max(A.x, B.x) + r)));
-        const int y0 = std::max(0, static_cast<int>(std::floor(std::min(A.y, B.y) - r)));
-        const int y1 = std::min(FCov.rows - 1, static_cast<int>(std::ceil(std::max(A.y, B.y) + r)));
-        const cv::Point2d d = B - A;
-        const double len2 = d.dot(d);
-        for (int y = y0; y <= y1; ++y) {
-            float* row = FCov.ptr<float>(y);
-            for (int x = x0; x <= x1; ++x) {
-                const cv::Point2d p(x - A.x, y - A.y);
-                const double t = len2 > 0 ? std::clamp(p.dot(d) / len2, 0.0, 1.0) : 0.0;
-                const double dist = std::hypot(p.x - t * d.x, p.y - t * d.y);
-                const auto cov = static_cast<float>(std::clamp(r - dist, 0.0, 1.0));
-                row[x] = std::max(row[x], cov);
-            }
-        }
-    }
-
-    cv::Mat FCov;
-};
-
-// ---- map content -------------------------------------------------------------------------------------
-
-std::vector<cv::Point> Fixed(const TLine& Line)  // 4 fractional bits for OpenCV's drawing
-{
-    std::vector<cv::Point> out;
-    out.reserve(Line.size());
-    for (const cv::Point2d& p : Line)
-        out.emplace_back(static_cast<int>(std::lround(p.x * 16)), static_cast<int>(std::lround(p.y * 16)));
-    return out;
-}
-
-void Polyline(cv::Mat& Img, const TLine& Line, const cv::Scalar& Colour, int Thickness)
-{
-    const std::vector<std::vector<cv::Point>> pts{Fixed(Line)};
-    cv::polylines(Img, pts, false, Colour, Thickness, cv::LINE_AA, 4);
-}
-
-// A smooth wandering curve: heading and curvature drift, a point every 6 px, until it leaves the image
-// or reaches Length.
-TLine Wander(TRandom& R, int W, int H, double Length)
-{
-    TLine line{{R.Range(0, W), R.Range(0, H)}};
-    double heading = R.Range(0, 2 * Pi), bend = 0;
-    for (double run = 0; run < Length; run += 6) {
-        bend = std::clamp(bend + R.Range(-0.0006, 0.0006), -0.005, 0.005);
-        heading += bend * 6;
-        const cv::Point2d p = line.back() + cv::Point2d(std::cos(heading), std::sin(heading)) * 6.0;
-        line.push_back(p);
-        if (p.x < -20 || p.y < -20 || p.x > W + 20 || p.y > H + 20)
-            break;
-    }
-    return line;
-}
-
-// Tinted areas (woods, lakes, built-up land), translucent so that what lies below shows through.
-void DrawAreas(cv::Mat& Img, TRandom& R)
-{
-    static const cv::Scalar tints[] = {{150, 215, 160}, {235, 205, 160}, {150, 225, 245}, {200, 190, 235},
-                                       {185, 185, 185}};
-    cv::Mat over = Img.clone();
-    const int n = R.Int(2, 6);
-    const double size = std::min(Img.cols, Img.rows);
-    for (int i = 0; i < n; ++i) {
-        const cv::Point2d c(R.Range(0, Img.cols), R.Range(0, Img.rows));
-        const double radius = R.Range(0.04, 0.18) * size;
-        const double a1 = R.Range(0, 2 * Pi), a2 = R.Range(0, 2 * Pi), w1 = R.Range(0.1, 0.3), w2 = R.Range(0.05, 0.15);
-        TLine poly;
-        for (int k = 0; k < 48; ++k) {
-            const double t = 2 * Pi * k / 48;
-            const double rr = radius * (1 + w1 * std::sin(2 * t + a1) + w2 * std::sin(5 * t + a2));
-            poly.push_back(c + cv::Point2d(std::cos(t), std::sin(t)) * rr);
-        }
-        const std::vector<std::vector<cv::Point>> pts{Fixed(poly)};
-        cv::fillPoly(over, pts, tints[R.Int(0, 4)], cv::LINE_AA, 4);
-    }
-    cv::addWeighted(Img, 0.5, over, 0.5, 0, Img);
-}
-
-std::string PlaceName(TRandom& R)
-{
-    static const char* const syllables[] = {"ber", "lin", "ska", "to", "ra", "vel", "dor", "mun", "ka",
-                                            "sen", "ol", "bro", "ny", "gar", "e", "fo", "ste", "wa"};
-    std::string s;
-    const int n = R.Int(2, 4);
-    for (int i = 0; i < n; ++i)
-        s += syllables[R.Int(0, 17)];
-    s[0] = static_cast<char>(s[0] - 'a' + 'A');
-    if (R.Chance(0.2))
-        for (char& ch : s)
-            ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-    return s;
-}
-
-// Rivers, roads (some cased), straight lines a few degrees off the image axes (a railway, a border),
-// place names and point symbols, all drawn over whatever is there.
-void DrawFeatures(cv::Mat& Img, TRandom& R)
-{
-    const int W = Img.cols, H = Img.rows;
-    const double side = std::max(W, H);
-    for (int i = R.Int(1, 4); i > 0; --i)
-        Polyline(Img, Wander(R, W, H, R.Range(0.5, 2.0) * side), {190, 120, 40}, R.Int(1, 4));
-    static const cv::Scalar roads[] = {{40, 40, 200}, {0, 140, 255}, {60, 60, 60}, {40, 80, 140}, {20, 20, 20}};
-    for (int i = R.Int(2, 8); i > 0; --i) {
-        const TLine road = Wander(R, W, H, R.Range(0.3, 1.5) * side);
-        const int width = R.Int(1, 5);
-        if (width >= 3 && R.Chance(0.5)) {
-            Polyline(Img, road, {30, 30, 30}, width + 2);
-            Polyline(Img, road, {80, 220, 250}, width);
-        } else {
-            Polyline(Img, road, roads[R.Int(0, 4)], width);
-        }
-    }
-    for (int i = R.Int(0, 3); i > 0; --i) {
-        const double angle = (R.Chance(0.5) ? 0 : Pi / 2) + (R.Chance(0.5) ? 1 : -1) * R.Range(0.4, 3.0) * Rad;
-        const cv::Point2d c(R.Range(0, W), R.Range(0, H)), d(std::cos(angle), std::sin(angle));
-        const TLine line{c - d * side * 0.6 * R.Range(0.3, 1.0), c + d * side * 0.6 * R.Range(0.3, 1.0)};
-        Polyline(Img, line, {50, 50, 50}, R.Int(1, 2));
-    }
-    static const int fonts[] = {cv::FONT_HERSHEY_SIMPLEX, cv::FONT_HERSHEY_DUPLEX, cv::FONT_HERSHEY_COMPLEX,
-                                cv::FONT_HERSHEY_TRIPLEX};
-    static const cv::Scalar inks[] = {{0, 0, 0}, {40, 50, 90}, {110, 40, 20}, {60, 60, 60}};
-    const int names = static_cast<int>(R.Range(4, 14) * W * H / 1e6);
-    for (int i = 0; i < names; ++i) {
-        const cv::Point at(R.Int(0, W - 1), R.Int(0, H - 1));
-        const cv::Scalar ink = inks[R.Int(0, 3)];
-        cv::putText(Img, PlaceName(R), at, fonts[R.Int(0, 3)], R.Range(0.5, 1.6), ink, R.Int(1, 2), cv::LINE_AA);
-        const cv::Point2d s(at.x - 8.0, at.y - 6.0);
-        const double size = R.Range(3, 7);
-        switch (R.Int(0, 2)) {
-        case 0: cv::circle(Img, cv::Point(static_cast<int>(s.x * 16), static_cast<int>(s.y * 16)),
-                           static_cast<int>(size * 16), ink, R.Chance(0.5) ? -1 : 1, cv::LINE_AA, 4); break;
-        case 1: cv::rectangle(Img, cv::Rect(static_cast<int>(s.x - size), static_cast<int>(s.y - size),
-                              static_cast<int>(2 * size), static_cast<int>(2 * size)), ink, -1); break;
-        default: {
-            const TLine tri{s + cv::Point2d(0, -size), s + cv::Point2d(size, size), s + cv::Point2d(-size, size)};
-            const std::vector<std::vector<cv::Point>> pts{Fixed(tri)};
-            cv::fillPoly(Img, pts, ink, cv::LINE_AA, 4);
-        }
-        }
-    }
-}
+using namespace scan;
 
 // ---- base maps -------------------------------------------------------------------------------------
 
 cv::Mat WorldImage()
 {
     static const cv::Mat world = [] {
+        // The build names the source tree: __FILE__ may be relative to a build directory that is not the
+        // working directory of the test run.
+#ifdef QVGEO_SOURCE_DIR
+        const auto path = std::filesystem::path(QVGEO_SOURCE_DIR) / "data/samples/world.jpg";
+#else
         const auto path = std::filesystem::path(__FILE__).parent_path() / "../../data/samples/world.jpg";
+#endif
         QImage img(QString::fromStdString(path.lexically_normal().string()));
         if (img.isNull())
             throw std::runtime_error("scan generator: cannot read " + path.string());
@@ -390,14 +172,15 @@ TBase EmptyMapBase(TRandom& R, int LongSide)
         Y = fy(Lat);
         return true;
     };
-    char text[96];
-    std::snprintf(text, sizeof text, "empty map %dx%d px, step %d x %d px%s", rq.Width, rq.Height, ax.P, ay.P,
-                  ax.O1 == ax.P ? ", frame on the lattice" : "");
+    char text[160];
+    std::snprintf(text, sizeof text, "empty map %dx%d px, step %d x %d px, frame %s the meridians' lattice, %s the parallels'",
+                  rq.Width, rq.Height, ax.P, ay.P, ax.O1 == ax.P ? "on" : "off", ay.O1 == ay.P ? "on" : "off");
     b.Text = text;
     return b;
 }
 
-// Nice spacings giving 4..15 lines strictly inside (Lo, Hi), at least 0.15 step from either end.
+// The multiples of D strictly inside (Lo, Hi), at least 0.15 step from either end (a line that close
+// to a neatline would merge with it).
 std::vector<double> LinesIn(double Lo, double Hi, double D)
 {
     std::vector<double> v;
@@ -406,6 +189,7 @@ std::vector<double> LinesIn(double Lo, double Hi, double D)
     return v;
 }
 
+// A nice spacing that gives 4..15 lines in (Lo, Hi), at random among those that do.
 double PickSpacing(TRandom& R, double Lo, double Hi)
 {
     static const double steps[] = {0.5, 1, 2, 2.5, 5, 10, 15, 20, 30};
@@ -481,6 +265,31 @@ std::string DrawGraticule(cv::Mat& Img, TRandom& R, const TBase& B, double LatLo
         layer.Stroke(curve(false, LongLo, LatLo, LatHi), neatWidth);
         layer.Stroke(curve(false, LongHi, LatLo, LatHi), neatWidth);
         layer.Composite(Img, {20, 20, 20});
+        // Values outside the neatline at both ends of every line, as printed maps have them.
+        const double scale = R.Range(0.45, 0.8);
+        auto label = [&](double Value, bool Parallel, double X, double Y, int Side) {
+            char v[32];
+            std::snprintf(v, sizeof v, "%g%c", std::fabs(Value), Parallel ? (Value < 0 ? 'S' : 'N') : (Value < 0 ? 'W' : 'E'));
+            int base = 0;
+            const cv::Size t = cv::getTextSize(v, cv::FONT_HERSHEY_SIMPLEX, scale, 1, &base);
+            const double x = Parallel ? (Side < 0 ? X - t.width - 6 : X + 6) : X - t.width / 2.0;
+            const double y = Parallel ? Y + t.height / 2.0 : (Side < 0 ? Y - 6 : Y + t.height + 6);
+            cv::putText(Img, v, cv::Point(static_cast<int>(x), static_cast<int>(y)), cv::FONT_HERSHEY_SIMPLEX, scale,
+                        {20, 20, 20}, 1, cv::LINE_AA);
+        };
+        double x = 0, y = 0;
+        for (double phi : B.Latitudes) {
+            if (B.Pixel(phi, LongLo, x, y))
+                label(phi, true, x, y, -1);
+            if (B.Pixel(phi, LongHi, x, y))
+                label(phi, true, x, y, 1);
+        }
+        for (double lam : B.Longitudes) {
+            if (B.Pixel(LatHi, lam, x, y))
+                label(lam, false, x, y, -1);
+            if (B.Pixel(LatLo, lam, x, y))
+                label(lam, false, x, y, 1);
+        }
     }
     char text[80];
     std::snprintf(text, sizeof text, "lines %.1f px %s %s%s", width, dashed ? "dashed" : "solid",
@@ -493,16 +302,36 @@ TBase WorldBase(TRandom& R, TRandom& Content, TScanProjection Kind, int LongSide
     TProjection pr;
     pr.Kind = Kind;
     double latLo = 0, latHi = 0, dLong = 0;
+    // The bounding box of the area's outline as projected (unscaled until K is set).
+    auto box = [&](double LongLo, double LongHi) {
+        cv::Point2d lo(1e300, 1e300), hi(-1e300, -1e300);
+        for (int i = 0; i <= 64; ++i) {
+            const double t = i / 64.0, lon = LongLo + t * (LongHi - LongLo), lat = latLo + t * (latHi - latLo);
+            for (const cv::Point2d& p : {pr(latLo, lon), pr(latHi, lon), pr(lat, LongLo), pr(lat, LongHi)}) {
+                lo = {std::min(lo.x, p.x), std::min(lo.y, p.y)};
+                hi = {std::max(hi.x, p.x), std::max(hi.y, p.y)};
+            }
+        }
+        return std::pair{lo, hi};
+    };
+    // The longitude span that gives the area a width of Aspect times its height.
+    auto fitAspect = [&](double Aspect, double MaxLong) {
+        for (int i = 0; i < 3; ++i) {
+            const auto [lo, hi] = box(-dLong / 2, dLong / 2);
+            dLong = std::min(MaxLong, dLong * Aspect * (hi.y - lo.y) / (hi.x - lo.x));
+        }
+    };
     if (Kind == spConic) {
         pr.Phi1 = R.Range(25, 55) * Rad;
-        pr.South = R.Chance(0.3);
+        const bool south = R.Chance(0.3);  // mirrored once the northern area is settled
         pr.N = std::sin(pr.Phi1);
         pr.Rho0 = 1 / std::tan(pr.Phi1);
         const double dLat = R.Range(0.5, 1.0) * std::min(40.0, pr.Rho0 / 3 / Rad);
-        dLong = dLat * R.Range(0.7, 1.5) / std::cos(pr.Phi1);
         const double c = pr.Phi1 / Rad + R.Range(-0.3, 0.3) * dLat;
         latLo = std::max(c - dLat / 2, 5.0);
         latHi = std::min(c + dLat / 2, 84.0);
+        dLong = dLat / std::cos(pr.Phi1);
+        fitAspect(R.Range(0.65, 1.5), 150);
         // Gently curved: the radius at the poleward edge stays at least 3 times the map's size, so that
         // a parabola follows each parallel to a small fraction of a pixel.
         for (;;) {
@@ -515,7 +344,8 @@ TBase WorldBase(TRandom& R, TRandom& Content, TScanProjection Kind, int LongSide
             latHi = mid + (latHi - mid) * 0.85;
             dLong *= 0.85;
         }
-        if (pr.South) {
+        if (south) {
+            pr.South = true;
             const double t = latLo;
             latLo = -latHi;
             latHi = -t;
@@ -525,29 +355,16 @@ TBase WorldBase(TRandom& R, TRandom& Content, TScanProjection Kind, int LongSide
         const double c = R.Range(-1, 1) * (80 - dLat / 2);
         latLo = c - dLat / 2;
         latHi = c + dLat / 2;
-        dLong = std::min(350.0, dLat * R.Range(0.7, 1.6));
+        dLong = dLat;
         if (Kind == spEquiRect && R.Chance(0.5))
             pr.KxOverK = std::cos((latLo + latHi) / 2 * Rad);
+        fitAspect(R.Range(0.65, 1.5), 350);
     }
     pr.Long0 = R.Range(-1, 1) * (180 - dLong / 2);
     const double longLo = pr.Long0 - dLong / 2, longHi = pr.Long0 + dLong / 2;
 
-    // Scale and shift from the outline of the area (every projection here scales linearly with K).
-    TLine outline;
-    for (int i = 0; i <= 64; ++i) {
-        const double t = i / 64.0, lon = longLo + t * dLong, lat = latLo + t * (latHi - latLo);
-        for (const cv::Point2d& p : {pr(latLo, lon), pr(latHi, lon), pr(lat, longLo), pr(lat, longHi)})
-            outline.push_back(p);
-    }
-    auto bounds = [&] {
-        cv::Point2d lo = outline[0], hi = outline[0];
-        for (const cv::Point2d& p : outline) {
-            lo = {std::min(lo.x, p.x), std::min(lo.y, p.y)};
-            hi = {std::max(hi.x, p.x), std::max(hi.y, p.y)};
-        }
-        return std::pair{lo, hi};
-    };
-    auto [lo, hi] = bounds();
+    // Scale and shift (every projection here scales linearly with K).
+    const auto [lo, hi] = box(longLo, longHi);
     const double inset = R.Range(15, 60);
     pr.K = (LongSide - 2 * inset) / std::max(hi.x - lo.x, hi.y - lo.y);
     pr.Shift = {inset - lo.x * pr.K, inset - lo.y * pr.K};
@@ -556,16 +373,16 @@ TBase WorldBase(TRandom& R, TRandom& Content, TScanProjection Kind, int LongSide
 
     TBase b;
     const double pale = R.Range(0.45, 0.75);
-    if (Kind == spEquiRect) {
-        // The background in the same projection: world pixel u = 4(λ + 180) - 0.5, v = 4(90 - φ) - 0.5.
+    // A piece of the world map enlarged 1..4 times; for an equirectangular graticule whose own scale
+    // allows, the very piece it frames (world pixel u = 4(λ + 180) - 0.5, v = 4(90 - φ) - 0.5).
+    const double f = R.Range(1, 4), u0 = R.Range(0, std::max(0.0, 1440 - W / f)), v0 = R.Range(0, std::max(0.0, 720 - H / f));
+    const double fx = pr.K * pr.KxOverK * Rad / 4, fy = pr.K * Rad / 4;
+    if (Kind == spEquiRect && fy >= 1 && fy <= 4) {
         const cv::Point2d o = pr(0, pr.Long0);
-        const double fx = pr.K * pr.KxOverK * Rad / 4, fy = pr.K * Rad / 4;
         const double tx = o.x + pr.K * pr.KxOverK * (-180 - pr.Long0) * Rad + fx * 0.5;
         const double ty = o.y - pr.K * 90 * Rad + fy * 0.5;
         b.Image = WorldBackground(cv::Matx23d(fx, 0, tx, 0, fy, ty), W, H, pale);
     } else {
-        const double f = R.Range(1, 4);
-        const double u0 = R.Range(0, std::max(0.0, 1440 - W / f)), v0 = R.Range(0, std::max(0.0, 720 - H / f));
         b.Image = WorldBackground(cv::Matx23d(f, 0, -f * u0, 0, f, -f * v0), W, H, pale);
     }
     b.LatSpacing = PickSpacing(R, latLo, latHi);

@@ -1,5 +1,6 @@
 // The synthetic scans' ground truth: drawn lines lie where Truth says, to a fraction of a pixel; the empty
-// map's own calibration agrees with the scan transform; recipes replay byte for byte.
+// map's own calibration agrees with the scan transform; turn, scale, perspective, noise, JPEG and stains
+// are those the recipe asks for; recipes replay byte for byte.
 #include "scan_generator.h"
 
 #include <QImage>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <map>
 #include <set>
+#include <tuple>
 
 namespace qvtest {
 namespace {
@@ -111,6 +113,12 @@ struct TTruthCase {
     std::uint32_t Seed;
 };
 
+std::string CaseName(const ::testing::TestParamInfo<TTruthCase>& I)
+{
+    static const char* const names[] = {"EquiRect", "Miller", "Conic"};
+    return std::string(I.param.Base == sbEmptyMap ? "EmptyMap" : names[I.param.Projection]) + std::to_string(I.param.Seed);
+}
+
 class ScanTruth : public ::testing::TestWithParam<TTruthCase> {};
 
 TEST_P(ScanTruth, EveryDrawnLineIsCentredOnItsTruth)
@@ -131,14 +139,16 @@ TEST_P(ScanTruth, EveryDrawnLineIsCentredOnItsTruth)
         }
 }
 
+// Empty maps 15 and 17 have their frame on the lattice in both directions and off it in both.
 INSTANTIATE_TEST_SUITE_P(Bases, ScanTruth,
-                         ::testing::Values(TTruthCase{sbEmptyMap, spEquiRect, 11}, TTruthCase{sbEmptyMap, spEquiRect, 12},
+                         ::testing::Values(TTruthCase{sbEmptyMap, spEquiRect, 15}, TTruthCase{sbEmptyMap, spEquiRect, 17},
                                            TTruthCase{sbWorld, spEquiRect, 21}, TTruthCase{sbWorld, spMiller, 22},
-                                           TTruthCase{sbWorld, spConic, 23}, TTruthCase{sbWorld, spConic, 24}));
+                                           TTruthCase{sbWorld, spConic, 23}, TTruthCase{sbWorld, spConic, 24}),
+                         CaseName);
 
 TEST(ScanGenerator, EmptyMapQuadsAreTheWarpOfTheirPixels)
 {
-    const TSyntheticScan& s = Cached(CleanRecipe(sbEmptyMap, spEquiRect, 11));
+    const TSyntheticScan& s = Cached(CleanRecipe(sbEmptyMap, spEquiRect, 17));
     ASSERT_EQ(s.BaseCalib.NumCalQuads, 9);
     const auto& h = s.Homography;
     // Inverse of the homography by its adjugate.
@@ -154,6 +164,106 @@ TEST(ScanGenerator, EmptyMapQuadsAreTheWarpOfTheirPixels)
         EXPECT_LE(std::fabs(x - q.MapX), 0.5 + 1e-9) << i;
         EXPECT_LE(std::fabs(y - q.MapY), 0.5 + 1e-9) << i;
     }
+}
+
+// The recipe's turn is counter-clockwise as seen and its scale is scan pixels per base pixel: read off
+// the empty map's top edge, whose base pixels its calibration gives.
+TEST(ScanGenerator, TurnAndScaleAreThoseOfTheRecipe)
+{
+    for (double rotation : {6.0, -9.0}) {
+        TScanRecipe r = CleanRecipe(sbEmptyMap, spEquiRect, 17);
+        r.Rotation = rotation;
+        r.Perspective = 0;
+        r.TargetPixels = 0;
+        r.Scale = 0.9;
+        const TSyntheticScan s = MakeScan(r);
+        const qv::TCalQuad& nw = s.BaseCalib.CalQuads[6];  // top row of the 3 x 3 quads: west, middle, east
+        const qv::TCalQuad& ne = s.BaseCalib.CalQuads[8];
+        double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+        ASSERT_TRUE(s.Truth(nw.Latitude, nw.Longitude, x0, y0) && s.Truth(ne.Latitude, ne.Longitude, x1, y1));
+        EXPECT_NEAR(std::atan2(y0 - y1, x1 - x0) * 180 / 3.14159265358979, rotation, 1e-6);
+        EXPECT_NEAR(std::hypot(x1 - x0, y1 - y0) / (ne.MapX - nw.MapX), 0.9, 1e-3);
+    }
+}
+
+// Perspective: the local scale at the base map's corners spreads by about the recipe's share.
+TEST(ScanGenerator, PerspectiveChangesTheScaleAcrossTheMap)
+{
+    for (double p : {0.0, 0.02}) {
+        TScanRecipe r = CleanRecipe(sbEmptyMap, spEquiRect, 15);
+        r.Perspective = p;
+        const TSyntheticScan s = MakeScan(r);
+        const qv::TCalibData& c = s.BaseCalib;
+        const double dLat = (c.CalQuads[6].Latitude - c.CalQuads[0].Latitude) * 1e-4;
+        const double dLon = (c.CalQuads[2].Longitude - c.CalQuads[0].Longitude) * 1e-4;
+        std::vector<double> scales;  // square root of the area a small geographic step covers
+        for (int q : {0, 2, 6, 8}) {  // the four corners, stepping inwards
+            const qv::TCalQuad& k = c.CalQuads[static_cast<std::size_t>(q)];
+            const double sLat = q < 6 ? dLat : -dLat, sLon = q % 3 == 0 ? dLon : -dLon;
+            double x = 0, y = 0, xa = 0, ya = 0, xb = 0, yb = 0;
+            ASSERT_TRUE(s.Truth(k.Latitude, k.Longitude, x, y));
+            ASSERT_TRUE(s.Truth(k.Latitude + sLat, k.Longitude, xa, ya));
+            ASSERT_TRUE(s.Truth(k.Latitude, k.Longitude + sLon, xb, yb));
+            scales.push_back(std::sqrt(std::fabs((xa - x) * (yb - y) - (ya - y) * (xb - x))));
+        }
+        const auto [lo, hi] = std::minmax_element(scales.begin(), scales.end());
+        const double spread = *hi / *lo - 1;
+        if (p == 0)
+            EXPECT_LT(spread, 1e-6);
+        else
+            EXPECT_TRUE(spread > 0.5 * p && spread < 2.5 * p) << spread;
+    }
+}
+
+// The photographic steps do what the recipe asks: noise of its sigma on blank paper, JPEG losses that
+// grow as the quality drops, stains that darken.
+TEST(ScanGenerator, NoiseJpegAndStainsFollowTheRecipe)
+{
+    TScanRecipe r = CleanRecipe(sbEmptyMap, spEquiRect, 15);
+    r.TargetPixels = 1e6;
+    r.Noise = 4;
+    const TSyntheticScan noisy = MakeScan(r);
+    // The paper in the four corners of the canvas (the margin is at least 10 px), each corner about its
+    // own mean: the light differs between them.
+    double variance = 0;
+    for (int cx : {0, noisy.Width - 8})
+        for (int cy : {0, noisy.Height - 8}) {
+            double sum = 0, sum2 = 0;
+            for (int y = cy; y < cy + 8; ++y)
+                for (int x = cx; x < cx + 8; ++x) {
+                    const double g = noisy.Grey[static_cast<std::size_t>(y) * static_cast<std::size_t>(noisy.Width) +
+                                                static_cast<std::size_t>(x)];
+                    sum += g;
+                    sum2 += g * g;
+                }
+            variance += (sum2 / 64 - (sum / 64) * (sum / 64)) * 64 / 63 / 4;
+        }
+    EXPECT_NEAR(std::sqrt(variance), 4.0, 0.6);
+
+    r.Noise = 0;
+    const TSyntheticScan plain = MakeScan(r);
+    auto meanDiff = [&](const TSyntheticScan& a) {
+        double d = 0;
+        for (std::size_t i = 0; i < a.Grey.size(); ++i)
+            d += std::abs(int{a.Grey[i]} - int{plain.Grey[i]});
+        return d / static_cast<double>(a.Grey.size());
+    };
+    r.JpegQuality = 90;
+    const double loss90 = meanDiff(MakeScan(r));
+    r.JpegQuality = 40;
+    const double loss40 = meanDiff(MakeScan(r));
+    EXPECT_GT(loss90, 0.05);
+    EXPECT_GT(loss40, 1.3 * loss90);
+
+    r.JpegQuality = 0;
+    r.Stains = 4;
+    const TSyntheticScan stained = MakeScan(r);
+    double before = 0, after = 0;
+    for (std::size_t i = 0; i < plain.Grey.size(); ++i) {
+        before += plain.Grey[i];
+        after += stained.Grey[i];
+    }
+    EXPECT_LT(after, before * 0.995);
 }
 
 TEST(ScanGenerator, SameRecipeSameBytes)
