@@ -150,9 +150,9 @@ TGratCurve ToCurve(const TRefinedLine& L, TGratLineKind Kind, int Index)
     return c;
 }
 
-// The line near running coordinate t: a fit to its samples within Reach when there are enough on both
-// sides (a quadratic over the whole line misses the quartic part of a strongly curved parallel by a few
-// tenths of a pixel), else the whole line.
+// The line near running coordinate t: a fit of place and slope, with the whole line's curvature, to its
+// samples within Reach when there are enough on both sides (a quadratic over the whole line misses the
+// quartic part of a strongly curved parallel by a few tenths of a pixel), else the whole line.
 TRefinedLine LocalLine(const TRefinedLine& L, double t, double Reach, int Step)
 {
     std::vector<TGratPoint> pts;
@@ -163,7 +163,7 @@ TRefinedLine LocalLine(const TRefinedLine& L, double t, double Reach, int Step)
             (p.X < t ? before : after) += 1;
         }
     if (before >= 4 && after >= 4) {
-        TRefinedLine local = FitCurve(pts, 0.5, Step);
+        TRefinedLine local = FitCurve(pts, 0.5, Step, L.C2);
         if (local.Ok)
             return local;
     }
