@@ -293,15 +293,12 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
     const std::size_t n = Candidates.size();
     if (n < static_cast<std::size_t>(MinGratLines))
         return {};
-    // Each line counts fully unless it is much fainter than the typical candidate: the lattice with the
-    // most lines wins, not the one through the few darkest (the frame, a black road).
-    std::vector<double> strengths;
+    // Every line counts alike: the lattice with the most lines wins, not the one through the few darkest
+    // (the frame, a black road, the coastline); strength only breaks ties.
+    double maxStr = 0.0;
     for (const TLineCandidate& c : Candidates)
-        strengths.push_back(c.Strength);
-    std::nth_element(strengths.begin(), strengths.begin() + static_cast<std::ptrdiff_t>(n / 2), strengths.end());
-    const double typical = strengths[n / 2];
-    const auto weight = [&](std::size_t i) { return std::min(1.0, Candidates[i].Strength / (0.5 * typical)); };
-
+        maxStr = std::max(maxStr, c.Strength);
+    const auto weight = [&](std::size_t i) { return 1.0 + 0.01 * Candidates[i].Strength / maxStr; };
     // From the members so far (indices and positions, in walking order), the next line: the candidate
     // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.
     struct TMember {
@@ -364,7 +361,9 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
             for (const TMember& m : all)
                 score += weight(m.Cand);
             const int missing = all.back().Index - all.front().Index + 1 - static_cast<int>(all.size());
-            score -= 0.5 * missing;
+            // A number left out costs more than half a line, so that half the true spacing with one stray
+            // line between two true ones does not tie with the true lattice.
+            score -= 0.75 * missing;
             if (score > bestScore) {
                 bestScore = score;
                 bestSet = all;

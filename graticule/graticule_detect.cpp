@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <string>
 #include <cstdio>
 #include <cstdlib>
@@ -322,6 +323,21 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     }
     if (fam.Lines.empty())
         return fam;
+    // A line seen over much less than the others' length is a piece of something else.
+    {
+        std::vector<double> spans;
+        for (const TRefinedLine& l : fam.Lines)
+            spans.push_back(l.To - l.From);
+        std::nth_element(spans.begin(), spans.begin() + static_cast<std::ptrdiff_t>(spans.size() / 2), spans.end());
+        const double typical = spans[spans.size() / 2];
+        for (std::size_t k = fam.Lines.size(); k-- > 0;)
+            if (fam.Lines[k].To - fam.Lines[k].From < 0.5 * typical) {
+                fam.Lines.erase(fam.Lines.begin() + static_cast<std::ptrdiff_t>(k));
+                fam.Index.erase(fam.Index.begin() + static_cast<std::ptrdiff_t>(k));
+                crossings.erase(crossings.begin() + static_cast<std::ptrdiff_t>(k));
+                from.erase(from.begin() + static_cast<std::ptrdiff_t>(k));
+            }
+    }
     // Curvature changes slowly across a family (parallels of one cone, straight meridians). A line bent
     // away from its neighbours' curvature has followed a road or a river along part of its length: measure
     // it again with the curvature its neighbours give it.
@@ -362,9 +378,19 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     }
     KeepRegular(fam, pos);
     if (!fam.Index.empty()) {
+        // Numbers from 0, and counting the spacing that is left: when only every second line of a
+        // lattice at half the spacing held up, the numbers step by 2 and are divided.
         const int first = fam.Index.front();
-        for (int& i : fam.Index)
+        int step = 0;
+        for (int& i : fam.Index) {
             i -= first;
+            step = std::gcd(step, i);
+        }
+        if (step > 1) {
+            for (int& i : fam.Index)
+                i /= step;
+            fam.Spacing *= step;
+        }
     }
     return fam;
 }
@@ -397,7 +423,7 @@ TGratGrid TFinder::Run()
         cv::transpose(work, turned);
         const auto candP = FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols);
         const auto par = SelectLattice(candP, minSpacing);
-        if (std::getenv("GDBG")) { std::fprintf(stderr, "f=%.2f candP=%zu par=%zu\n", f, candP.size(), par.size()); for (auto& c : candP) std::fprintf(stderr, "  P pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        if (std::getenv("GDBG")) { for (auto& c : par) std::fprintf(stderr, "  chosen P %.1f idx %d\n", c.Pos, c.Index); std::fprintf(stderr, "f=%.2f candP=%zu par=%zu\n", f, candP.size(), par.size()); for (auto& c : candP) std::fprintf(stderr, "  P pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
         Report(0.25);
         const auto candM = FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows);
         const auto mer = SelectLattice(candM, minSpacing);
