@@ -323,7 +323,8 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     }
     if (fam.Lines.empty())
         return fam;
-    // A line seen over much less than the others' length is a piece of something else.
+    // A line seen over much less than the others' length is a piece of something else, unless the
+    // image's edge cuts it short.
     {
         std::vector<double> spans;
         for (const TRefinedLine& l : fam.Lines)
@@ -331,7 +332,7 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
         std::nth_element(spans.begin(), spans.begin() + static_cast<std::ptrdiff_t>(spans.size() / 2), spans.end());
         const double typical = spans[spans.size() / 2];
         for (std::size_t k = fam.Lines.size(); k-- > 0;)
-            if (fam.Lines[k].To - fam.Lines[k].From < 0.5 * typical) {
+            if (fam.Lines[k].To - fam.Lines[k].From < 0.5 * std::min(typical, fam.Lines[k].Open)) {
                 fam.Lines.erase(fam.Lines.begin() + static_cast<std::ptrdiff_t>(k));
                 fam.Index.erase(fam.Index.begin() + static_cast<std::ptrdiff_t>(k));
                 crossings.erase(crossings.begin() + static_cast<std::ptrdiff_t>(k));
