@@ -290,21 +290,39 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
 
 std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates, double MinSpacing)
 {
+    // Chains of noise peaks that happen to line up are far fainter than any drawn line: below a tenth of
+    // the strong candidates they take no part (else a few of them, at random places, find a lattice).
+    if (!Candidates.empty()) {
+        std::vector<double> s;
+        for (const TLineCandidate& c : Candidates)
+            s.push_back(c.Strength);
+        const auto at = s.begin() + static_cast<std::ptrdiff_t>((s.size() * 9) / 10);
+        std::nth_element(s.begin(), at, s.end());
+        const double floor = 0.1 * *at;
+        std::erase_if(Candidates, [&](const TLineCandidate& c) { return c.Strength < floor; });
+    }
     const std::size_t n = Candidates.size();
     if (n < static_cast<std::size_t>(MinGratLines))
         return {};
-    // Every line counts alike: the lattice with the most lines wins, not the one through the few darkest
-    // (the frame, a black road, the coastline); strength only breaks ties.
-    double maxStr = 0.0;
-    for (const TLineCandidate& c : Candidates)
-        maxStr = std::max(maxStr, c.Strength);
-    const auto weight = [&](std::size_t i) { return 1.0 + 0.01 * Candidates[i].Strength / maxStr; };
-    // From the members so far (indices and positions, in walking order), the next line: the candidate
-    // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.
     struct TMember {
         std::size_t Cand;
         int Index;
     };
+    // A graticule's lines of one family are drawn with one pen: lines much fainter than the lattice's
+    // typical line (noise, a faint fold) count less, lines much darker (the frame, a black road) no more.
+    const auto Score = [&](const std::vector<TMember>& Members) {
+        std::vector<double> s;
+        for (const auto& m : Members)
+            s.push_back(Candidates[m.Cand].Strength);
+        std::nth_element(s.begin(), s.begin() + static_cast<std::ptrdiff_t>(s.size() / 2), s.end());
+        const double typical = s[s.size() / 2];
+        double sum = 0.0;
+        for (const auto& m : Members)
+            sum += std::min(1.0, Candidates[m.Cand].Strength / (0.5 * typical));
+        return sum;
+    };
+    // From the members so far (indices and positions, in walking order), the next line: the candidate
+    // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.
     const auto extend = [&](std::vector<TMember>& m, int dir, std::vector<char>& used) {
         for (;;) {
             const std::size_t k = m.size();
@@ -319,7 +337,10 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
             bool found = false;
             for (int steps = 1; steps <= 3 && !found; ++steps) {
                 const double want = pLast + steps * g;
-                const double tol = 1.0 + 0.06 * std::abs(g) * steps;
+                // Once the spacing is extrapolated from the last two gaps, Mercator-like spacing and
+                // perspective leave only a small error, and a loose tolerance would let noise form
+                // lattices; from one gap, the next may differ by a tenth.
+                const double tol = 1.0 + (k >= 3 ? 0.03 : 0.1) * std::abs(g) * steps;
                 std::size_t best = n;
                 double bestErr = tol;
                 for (std::size_t c = 0; c < n; ++c) {
@@ -357,9 +378,7 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
             all.insert(all.end(), fwd.begin(), fwd.end());
             if (all.size() < static_cast<std::size_t>(MinGratLines))
                 continue;
-            double score = 0.0;
-            for (const TMember& m : all)
-                score += weight(m.Cand);
+            double score = Score(all);
             const int missing = all.back().Index - all.front().Index + 1 - static_cast<int>(all.size());
             // A number left out costs more than half a line, so that half the true spacing with one stray
             // line between two true ones does not tie with the true lattice.

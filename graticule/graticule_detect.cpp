@@ -428,7 +428,7 @@ TGratGrid TFinder::Run()
         Report(0.25);
         const auto candM = FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows);
         const auto mer = SelectLattice(candM, minSpacing);
-        if (std::getenv("GDBG")) { std::fprintf(stderr, "candM=%zu mer=%zu\n", candM.size(), mer.size()); for (auto& c : candM) std::fprintf(stderr, "  M pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        if (std::getenv("GDBG")) { for (auto& c : mer) std::fprintf(stderr, "  chosen M %.1f idx %d\n", c.Pos, c.Index); std::fprintf(stderr, "candM=%zu mer=%zu\n", candM.size(), mer.size()); for (auto& c : candM) std::fprintf(stderr, "  M pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
         Report(0.45);
         if (par.size() < static_cast<std::size_t>(MinGratLines) || mer.size() < static_cast<std::size_t>(MinGratLines))
             return grid;
