@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <cstdio>
-#include <cstdlib>
 
 namespace qv::grat_detail {
 
@@ -119,7 +117,6 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
     std::nth_element(sorted.begin(), mid, sorted.end());
     const double mad = 1.4826 * *mid;
     const double threshold = std::max(1.0, 4.0 * mad);
-    if (std::getenv("GDBG2")) std::fprintf(stderr, "strip %.0f median %.2f mad %.2f\n", Tc, median, mad);
     // A small radius: a faint line a few pixels from the black frame must survive as its own peak.
     const int r = std::max(2, std::min(3, static_cast<int>(MinSpacing / 2.0)));
     for (int y = 1; y + 1 < H; ++y) {
@@ -211,7 +208,6 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
                 a[y] *= inv;
         }
         StripPeaks(prof, H, NumSlopes, Sw, K, xc, MinSpacing, strips[static_cast<std::size_t>(s)]);
-        if (std::getenv("GDBG2")) for (auto& q : strips[static_cast<std::size_t>(s)]) std::fprintf(stderr, "   peak %.1f tau %.3f str %.1f\n", q.U, q.Tau, q.Str);
     }
 
     // Link peaks into chains, strip by strip, each chain predicting where its line crosses the next strip.
@@ -300,6 +296,15 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
         std::nth_element(s.begin(), at, s.end());
         const double floor = 0.1 * *at;
         std::erase_if(Candidates, [&](const TLineCandidate& c) { return c.Strength < floor; });
+    }
+    // The search below is cubic in the candidates: a hatched or densely written sheet keeps its strongest.
+    constexpr std::size_t MaxCandidates = 200;
+    if (Candidates.size() > MaxCandidates) {
+        std::nth_element(Candidates.begin(), Candidates.begin() + MaxCandidates, Candidates.end(),
+                         [](const TLineCandidate& a, const TLineCandidate& b) { return a.Strength > b.Strength; });
+        Candidates.resize(MaxCandidates);
+        std::sort(Candidates.begin(), Candidates.end(),
+                  [](const TLineCandidate& a, const TLineCandidate& b) { return a.Pos < b.Pos; });
     }
     const std::size_t n = Candidates.size();
     if (n < static_cast<std::size_t>(MinGratLines))

@@ -12,8 +12,6 @@
 #include <numbers>
 #include <numeric>
 #include <string>
-#include <cstdio>
-#include <cstdlib>
 
 namespace qv {
 
@@ -312,7 +310,6 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
         }
         std::sort(cross.begin(), cross.end());
         TRefinedLine line = RefineLine(image, curve, cross, p, 1.5 * f + 1.0);
-        if (std::getenv("GDBG")) std::fprintf(stderr, "  refine %d idx %d ok %d cov %.2f rms %.2f n %zu from %.0f to %.0f\n", int(Transposed), Own[i].Index, int(line.Ok), line.Coverage, line.Rms, line.Samples.size(), line.From, line.To);
         if (line.Ok && line.Coverage >= MinCoverage && line.Rms <= MaxLineRms) {
             fam.Lines.push_back(std::move(line));
             fam.Index.push_back(Own[i].Index);
@@ -422,13 +419,11 @@ TGratGrid TFinder::Run()
         const double minSpacing = Opt.MinSpacing / f;
         cv::Mat turned;
         cv::transpose(work, turned);
-        const auto candP = FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols);
-        const auto par = SelectLattice(candP, minSpacing);
-        if (std::getenv("GDBG")) { for (auto& c : par) std::fprintf(stderr, "  chosen P %.1f idx %d\n", c.Pos, c.Index); std::fprintf(stderr, "f=%.2f candP=%zu par=%zu\n", f, candP.size(), par.size()); for (auto& c : candP) std::fprintf(stderr, "  P pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        const auto par = SelectLattice(
+            FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols), minSpacing);
         Report(0.25);
-        const auto candM = FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows);
-        const auto mer = SelectLattice(candM, minSpacing);
-        if (std::getenv("GDBG")) { for (auto& c : mer) std::fprintf(stderr, "  chosen M %.1f idx %d\n", c.Pos, c.Index); std::fprintf(stderr, "candM=%zu mer=%zu\n", candM.size(), mer.size()); for (auto& c : candM) std::fprintf(stderr, "  M pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        const auto mer = SelectLattice(
+            FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows), minSpacing);
         Report(0.45);
         if (par.size() < static_cast<std::size_t>(MinGratLines) || mer.size() < static_cast<std::size_t>(MinGratLines))
             return grid;
@@ -471,7 +466,12 @@ TGratGrid DetectGraticule(const TGreyImage& Image, const TGratDetectOptions& Opt
     if (Image.Stride < Image.Width)
         throw EXELGeoMapError("DetectGraticule: stride " + std::to_string(Image.Stride) +
                               " is shorter than a row of " + std::to_string(Image.Width) + " pixels");
-    return TFinder(Image, Options).Run();
+    // Options out of range are taken as the nearest sensible ones rather than refused: a search over
+    // more than 30° either way would take the other family for this one.
+    TGratDetectOptions o = Options;
+    o.MaxRotation = std::isfinite(o.MaxRotation) ? std::clamp(o.MaxRotation, 0.0, 30.0) : 12.0;
+    o.MinSpacing = std::isfinite(o.MinSpacing) ? std::max(o.MinSpacing, 4.0) : 20.0;
+    return TFinder(Image, o).Run();
 }
 
 }  // namespace qv
