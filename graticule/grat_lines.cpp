@@ -366,8 +366,10 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
         }
     };
 
+    // Three lines with a number left out between them are too little evidence of a lattice: the least
+    // accepted is three lines in a row, or more lines with a gap.
     std::vector<TMember> bestSet;
-    double bestScore = 0.0;
+    double bestScore = MinGratLines - 0.5;
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = i + 1; j < n; ++j) {
             const double g = Candidates[j].Pos - Candidates[i].Pos;
