@@ -60,6 +60,7 @@ struct TRefinedLine {
     bool Ok = false;
     double C0 = 0.0, C1 = 0.0, C2 = 0.0;      // u = C0 + C1·t + C2·t², full-resolution pixels
     double From = 0.0, To = 0.0, Rms = 0.0, Coverage = 0.0;
+    double Open = 0.0;  // length of t over which the line could be measured inside the image
     std::vector<TGratPoint> Samples;          // (t, u) of the inlier centre points
     // For the standard error of the curve at t: the fit was made in s = (t - Mid) / Half, and the
     // curve's variance at t is Rms² · vᵀ·Cov·v with v = (1, s, s²).

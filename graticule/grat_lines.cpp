@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <cstdio>
-#include <cstdlib>
 
 namespace qv::grat_detail {
 
@@ -119,7 +117,6 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
     std::nth_element(sorted.begin(), mid, sorted.end());
     const double mad = 1.4826 * *mid;
     const double threshold = std::max(1.0, 4.0 * mad);
-    if (std::getenv("GDBG2")) std::fprintf(stderr, "strip %.0f median %.2f mad %.2f\n", Tc, median, mad);
     // A small radius: a faint line a few pixels from the black frame must survive as its own peak.
     const int r = std::max(2, std::min(3, static_cast<int>(MinSpacing / 2.0)));
     for (int y = 1; y + 1 < H; ++y) {
@@ -211,7 +208,6 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
                 a[y] *= inv;
         }
         StripPeaks(prof, H, NumSlopes, Sw, K, xc, MinSpacing, strips[static_cast<std::size_t>(s)]);
-        if (std::getenv("GDBG2")) for (auto& q : strips[static_cast<std::size_t>(s)]) std::fprintf(stderr, "   peak %.1f tau %.3f str %.1f\n", q.U, q.Tau, q.Str);
     }
 
     // Link peaks into chains, strip by strip, each chain predicting where its line crosses the next strip.
@@ -290,24 +286,48 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
 
 std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates, double MinSpacing)
 {
+    // Chains of noise peaks that happen to line up are far fainter than any drawn line: below a tenth of
+    // the strong candidates they take no part (else a few of them, at random places, find a lattice).
+    if (!Candidates.empty()) {
+        std::vector<double> s;
+        for (const TLineCandidate& c : Candidates)
+            s.push_back(c.Strength);
+        const auto at = s.begin() + static_cast<std::ptrdiff_t>((s.size() * 9) / 10);
+        std::nth_element(s.begin(), at, s.end());
+        const double floor = 0.1 * *at;
+        std::erase_if(Candidates, [&](const TLineCandidate& c) { return c.Strength < floor; });
+    }
+    // The search below is cubic in the candidates: a hatched or densely written sheet keeps its strongest.
+    constexpr std::size_t MaxCandidates = 200;
+    if (Candidates.size() > MaxCandidates) {
+        std::nth_element(Candidates.begin(), Candidates.begin() + MaxCandidates, Candidates.end(),
+                         [](const TLineCandidate& a, const TLineCandidate& b) { return a.Strength > b.Strength; });
+        Candidates.resize(MaxCandidates);
+        std::sort(Candidates.begin(), Candidates.end(),
+                  [](const TLineCandidate& a, const TLineCandidate& b) { return a.Pos < b.Pos; });
+    }
     const std::size_t n = Candidates.size();
     if (n < static_cast<std::size_t>(MinGratLines))
         return {};
-    // Each line counts fully unless it is much fainter than the typical candidate: the lattice with the
-    // most lines wins, not the one through the few darkest (the frame, a black road).
-    std::vector<double> strengths;
-    for (const TLineCandidate& c : Candidates)
-        strengths.push_back(c.Strength);
-    std::nth_element(strengths.begin(), strengths.begin() + static_cast<std::ptrdiff_t>(n / 2), strengths.end());
-    const double typical = strengths[n / 2];
-    const auto weight = [&](std::size_t i) { return std::min(1.0, Candidates[i].Strength / (0.5 * typical)); };
-
-    // From the members so far (indices and positions, in walking order), the next line: the candidate
-    // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.
     struct TMember {
         std::size_t Cand;
         int Index;
     };
+    // A graticule's lines of one family are drawn with one pen: lines much fainter than the lattice's
+    // typical line (noise, a faint fold) count less, lines much darker (the frame, a black road) no more.
+    const auto Score = [&](const std::vector<TMember>& Members) {
+        std::vector<double> s;
+        for (const auto& m : Members)
+            s.push_back(Candidates[m.Cand].Strength);
+        std::nth_element(s.begin(), s.begin() + static_cast<std::ptrdiff_t>(s.size() / 2), s.end());
+        const double typical = s[s.size() / 2];
+        double sum = 0.0;
+        for (const auto& m : Members)
+            sum += std::min(1.0, Candidates[m.Cand].Strength / (0.5 * typical));
+        return sum;
+    };
+    // From the members so far (indices and positions, in walking order), the next line: the candidate
+    // nearest to where 1, 2 or 3 further spacings put it, the spacing extrapolated from the last gaps.
     const auto extend = [&](std::vector<TMember>& m, int dir, std::vector<char>& used) {
         for (;;) {
             const std::size_t k = m.size();
@@ -322,7 +342,10 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
             bool found = false;
             for (int steps = 1; steps <= 3 && !found; ++steps) {
                 const double want = pLast + steps * g;
-                const double tol = 1.0 + 0.06 * std::abs(g) * steps;
+                // Once the spacing is extrapolated from the last two gaps, Mercator-like spacing and
+                // perspective leave only a small error, and a loose tolerance would let noise form
+                // lattices; from one gap, the next may differ by a tenth.
+                const double tol = 1.0 + (k >= 3 ? 0.03 : 0.1) * std::abs(g) * steps;
                 std::size_t best = n;
                 double bestErr = tol;
                 for (std::size_t c = 0; c < n; ++c) {
@@ -343,8 +366,10 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
         }
     };
 
+    // Three lines with a number left out between them are too little evidence of a lattice: the least
+    // accepted is three lines in a row, or more lines with a gap.
     std::vector<TMember> bestSet;
-    double bestScore = 0.0;
+    double bestScore = MinGratLines - 0.5;
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = i + 1; j < n; ++j) {
             const double g = Candidates[j].Pos - Candidates[i].Pos;
@@ -360,11 +385,11 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
             all.insert(all.end(), fwd.begin(), fwd.end());
             if (all.size() < static_cast<std::size_t>(MinGratLines))
                 continue;
-            double score = 0.0;
-            for (const TMember& m : all)
-                score += weight(m.Cand);
+            double score = Score(all);
             const int missing = all.back().Index - all.front().Index + 1 - static_cast<int>(all.size());
-            score -= 0.5 * missing;
+            // A number left out costs more than half a line, so that half the true spacing with one stray
+            // line between two true ones does not tie with the true lattice.
+            score -= 0.75 * missing;
             if (score > bestScore) {
                 bestScore = score;
                 bestSet = all;

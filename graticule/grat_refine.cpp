@@ -53,20 +53,26 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
 {
     const int A = Params.AlongHalf, h = Params.AcrossHalf, E = h + BaselineSamples;
     const int L = Image.RunLength();
-    std::vector<double> prof(static_cast<std::size_t>(2 * E + 1)), dark(prof.size());
+    std::vector<double> prof(static_cast<std::size_t>(2 * E + 1)), dark(prof.size()), before(prof.size());
     double c = u0;
     for (int iter = 0; iter < 4; ++iter) {
         // The profile across the line, averaged along the predicted curve.
         std::fill(prof.begin(), prof.end(), 0.0);
-        int count = 0;
+        std::fill(before.begin(), before.end(), 0.0);
+        int count = 0, countBefore = 0;
         for (int v = -A; v <= A; ++v) {
             const int tt = t + v;
             if (tt < 0 || tt >= L)
                 continue;
             const double base = c + Shape[static_cast<std::size_t>(v + A)];
-            for (int k = -E; k <= E; ++k)
-                prof[static_cast<std::size_t>(k + E)] += Image.Value(tt, base + k);
+            for (int k = -E; k <= E; ++k) {
+                const double value = Image.Value(tt, base + k);
+                prof[static_cast<std::size_t>(k + E)] += value;
+                if (v < 0)
+                    before[static_cast<std::size_t>(k + E)] += value;
+            }
             ++count;
+            countBefore += v < 0 ? 1 : 0;
         }
         if (count == 0)
             return false;
@@ -116,16 +122,21 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
                     return false;
             }
         }
-        // Centroid of the darkness above a quarter of the peak, over the run that holds the peak.
-        const double floor = 0.25 * dMax;
+        // The line's core: the run about the peak darker than half the peak (a second line a few pixels
+        // away, such as a dotted frame, lies beyond it). The centroid of the darkness over the core and one
+        // sample either side: with the profile sampled at the current estimate plus whole pixels, the
+        // linear interpolation keeps the centroid of even a 1-pixel line exact, where weights above a
+        // floor would stop short of the centre.
         int k0 = kMax, k1 = kMax;
-        while (k0 - 1 >= -E && dark[static_cast<std::size_t>(k0 - 1 + E)] > floor)
+        while (k0 - 1 >= -E && dark[static_cast<std::size_t>(k0 - 1 + E)] > 0.5 * dMax)
             --k0;
-        while (k1 + 1 <= E && dark[static_cast<std::size_t>(k1 + 1 + E)] > floor)
+        while (k1 + 1 <= E && dark[static_cast<std::size_t>(k1 + 1 + E)] > 0.5 * dMax)
             ++k1;
+        k0 = std::max(-E, k0 - 1);
+        k1 = std::min(E, k1 + 1);
         double sw = 0.0, swk = 0.0;
         for (int k = k0; k <= k1; ++k) {
-            const double w = dark[static_cast<std::size_t>(k + E)] - floor;
+            const double w = std::max(0.0, dark[static_cast<std::size_t>(k + E)]);
             sw += w;
             swk += w * k;
         }
@@ -133,8 +144,26 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
         c += off;
         if (std::abs(c - u0) > Params.MaxShift)
             return false;
-        if (std::abs(off) < 0.01)
+        if (std::abs(off) < 0.01 || iter == 3) {
+            // The two halves of the stretch must agree: an edge or a letter crossing the stretch at a slant
+            // moves the centre of one half only.
+            const int countAfter = count - countBefore;
+            if (countBefore > 0 && countAfter > 0) {
+                double sa = 0.0, sak = 0.0, sb = 0.0, sbk = 0.0;
+                for (int k = k0; k <= k1; ++k) {
+                    const double total = prof[static_cast<std::size_t>(k + E)] * count;
+                    const double db = paper - before[static_cast<std::size_t>(k + E)] / countBefore;
+                    const double da = paper - (total - before[static_cast<std::size_t>(k + E)]) / countAfter;
+                    sb += std::max(0.0, db);
+                    sbk += std::max(0.0, db) * k;
+                    sa += std::max(0.0, da);
+                    sak += std::max(0.0, da) * k;
+                }
+                if (!(sa > 0.0 && sb > 0.0) || std::abs(sak / sa - sbk / sb) > 0.6)
+                    return false;
+            }
             break;
+        }
     }
     Centre = c;
     return true;
@@ -302,6 +331,7 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
         // neither seen nor missed.
         const auto n = std::count_if(tried.begin(), tried.end(), [&](int t) { return t >= fine.From && t <= fine.To; });
         fine.Coverage = std::min(1.0, static_cast<double>(fine.Samples.size()) / static_cast<double>(std::max<long>(1, n)));
+        fine.Open = tried.empty() ? 0.0 : static_cast<double>(tried.back() - tried.front());
     }
     return fine;
 }

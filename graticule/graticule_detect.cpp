@@ -10,9 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <string>
-#include <cstdio>
-#include <cstdlib>
 
 namespace qv {
 
@@ -150,9 +149,9 @@ TGratCurve ToCurve(const TRefinedLine& L, TGratLineKind Kind, int Index)
     return c;
 }
 
-// The line near running coordinate t: a fit to its samples within Reach when there are enough on both
-// sides (a quadratic over the whole line misses the quartic part of a strongly curved parallel by a few
-// tenths of a pixel), else the whole line.
+// The line near running coordinate t: a fit of place and slope, with the whole line's curvature, to its
+// samples within Reach when there are enough on both sides (a quadratic over the whole line misses the
+// quartic part of a strongly curved parallel by a few tenths of a pixel), else the whole line.
 TRefinedLine LocalLine(const TRefinedLine& L, double t, double Reach, int Step)
 {
     std::vector<TGratPoint> pts;
@@ -163,7 +162,7 @@ TRefinedLine LocalLine(const TRefinedLine& L, double t, double Reach, int Step)
             (p.X < t ? before : after) += 1;
         }
     if (before >= 4 && after >= 4) {
-        TRefinedLine local = FitCurve(pts, 0.5, Step);
+        TRefinedLine local = FitCurve(pts, 0.5, Step, L.C2);
         if (local.Ok)
             return local;
     }
@@ -311,7 +310,6 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
         }
         std::sort(cross.begin(), cross.end());
         TRefinedLine line = RefineLine(image, curve, cross, p, 1.5 * f + 1.0);
-        if (std::getenv("GDBG")) std::fprintf(stderr, "  refine %d idx %d ok %d cov %.2f rms %.2f n %zu from %.0f to %.0f\n", int(Transposed), Own[i].Index, int(line.Ok), line.Coverage, line.Rms, line.Samples.size(), line.From, line.To);
         if (line.Ok && line.Coverage >= MinCoverage && line.Rms <= MaxLineRms) {
             fam.Lines.push_back(std::move(line));
             fam.Index.push_back(Own[i].Index);
@@ -322,6 +320,22 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     }
     if (fam.Lines.empty())
         return fam;
+    // A line seen over much less than the others' length is a piece of something else, unless the
+    // image's edge cuts it short.
+    {
+        std::vector<double> spans;
+        for (const TRefinedLine& l : fam.Lines)
+            spans.push_back(l.To - l.From);
+        std::nth_element(spans.begin(), spans.begin() + static_cast<std::ptrdiff_t>(spans.size() / 2), spans.end());
+        const double typical = spans[spans.size() / 2];
+        for (std::size_t k = fam.Lines.size(); k-- > 0;)
+            if (fam.Lines[k].To - fam.Lines[k].From < 0.5 * std::min(typical, fam.Lines[k].Open)) {
+                fam.Lines.erase(fam.Lines.begin() + static_cast<std::ptrdiff_t>(k));
+                fam.Index.erase(fam.Index.begin() + static_cast<std::ptrdiff_t>(k));
+                crossings.erase(crossings.begin() + static_cast<std::ptrdiff_t>(k));
+                from.erase(from.begin() + static_cast<std::ptrdiff_t>(k));
+            }
+    }
     // Curvature changes slowly across a family (parallels of one cone, straight meridians). A line bent
     // away from its neighbours' curvature has followed a road or a river along part of its length: measure
     // it again with the curvature its neighbours give it.
@@ -362,9 +376,19 @@ TFamily TFinder::Measure(const std::vector<TLineCandidate>& Own, const std::vect
     }
     KeepRegular(fam, pos);
     if (!fam.Index.empty()) {
+        // Numbers from 0, and counting the spacing that is left: when only every second line of a
+        // lattice at half the spacing held up, the numbers step by 2 and are divided.
         const int first = fam.Index.front();
-        for (int& i : fam.Index)
+        int step = 0;
+        for (int& i : fam.Index) {
             i -= first;
+            step = std::gcd(step, i);
+        }
+        if (step > 1) {
+            for (int& i : fam.Index)
+                i /= step;
+            fam.Spacing *= step;
+        }
     }
     return fam;
 }
@@ -395,13 +419,11 @@ TGratGrid TFinder::Run()
         const double minSpacing = Opt.MinSpacing / f;
         cv::Mat turned;
         cv::transpose(work, turned);
-        const auto candP = FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols);
-        const auto par = SelectLattice(candP, minSpacing);
-        if (std::getenv("GDBG")) { std::fprintf(stderr, "f=%.2f candP=%zu par=%zu\n", f, candP.size(), par.size()); for (auto& c : candP) std::fprintf(stderr, "  P pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        const auto par = SelectLattice(
+            FindLineCandidates(LineRidges(work, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.cols), minSpacing);
         Report(0.25);
-        const auto candM = FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows);
-        const auto mer = SelectLattice(candM, minSpacing);
-        if (std::getenv("GDBG")) { std::fprintf(stderr, "candM=%zu mer=%zu\n", candM.size(), mer.size()); for (auto& c : candM) std::fprintf(stderr, "  M pos %.1f str %.0f from %.0f to %.0f\n", c.Pos, c.Strength, c.From, c.To); }
+        const auto mer = SelectLattice(
+            FindLineCandidates(LineRidges(turned, kernel), Opt.MaxRotation, minSpacing, 0.3 * work.rows), minSpacing);
         Report(0.45);
         if (par.size() < static_cast<std::size_t>(MinGratLines) || mer.size() < static_cast<std::size_t>(MinGratLines))
             return grid;
@@ -444,7 +466,12 @@ TGratGrid DetectGraticule(const TGreyImage& Image, const TGratDetectOptions& Opt
     if (Image.Stride < Image.Width)
         throw EXELGeoMapError("DetectGraticule: stride " + std::to_string(Image.Stride) +
                               " is shorter than a row of " + std::to_string(Image.Width) + " pixels");
-    return TFinder(Image, Options).Run();
+    // Options out of range are taken as the nearest sensible ones rather than refused: a search over
+    // more than 30° either way would take the other family for this one.
+    TGratDetectOptions o = Options;
+    o.MaxRotation = std::isfinite(o.MaxRotation) ? std::clamp(o.MaxRotation, 0.0, 30.0) : 12.0;
+    o.MinSpacing = std::isfinite(o.MinSpacing) ? std::max(o.MinSpacing, 4.0) : 20.0;
+    return TFinder(Image, o).Run();
 }
 
 }  // namespace qv

@@ -133,6 +133,32 @@ TEST(DetectGraticule, StraightGridsTurnedBlurredAndCompressed)
     }
 }
 
+// A scan beyond the coarse search's working size: the lines are found on a reduced image and measured
+// at full resolution, so both coordinate systems must meet exactly.
+TEST(DetectGraticule, LargeScanSearchedReduced)
+{
+    TDetectScene s;
+    s.Width = 2600;
+    s.Height = 1900;
+    s.CX = 1290.0;
+    s.CY = 960.0;
+    s.SpacingX = 330.0;
+    s.SpacingY = 270.0;
+    s.Rotation = -7.0;
+    s.LineWidth = 2.5;
+    s.Blur = 1.0;
+    s.Noise = 3.0;
+    s.Dashed = true;
+    const TDrawnScene D = DrawScene(s);
+    const qv::TGratGrid G = qv::DetectGraticule(D.Image());
+    ASSERT_TRUE(G.Found) << G.Message;
+    EXPECT_EQ(G.Parallels.size(), 6u);
+    EXPECT_EQ(G.Meridians.size(), 7u);
+    EXPECT_NEAR(G.Rotation, -7.0, 0.05);
+    const TMatch m = Compare(G, D.Nodes, D.RowDrawn, 0.3, s.Width, s.Height);
+    EXPECT_EQ(m.Nodes, 42);
+}
+
 TEST(DetectGraticule, CurvedParallelsAndConvergingMeridians)
 {
     struct TConic {

@@ -163,6 +163,36 @@ TEST(DetectGraticule, StrideIsHonoured)
     }
 }
 
+// Options out of range neither crash nor lose a plain grid.
+TEST(DetectGraticule, OptionsOutOfRange)
+{
+    qvtest::TDetectScene s;
+    s.Rotation = 5.0;
+    s.Blur = 0.7;
+    const qvtest::TDrawnScene D = qvtest::DrawScene(s);
+    const double nan = std::nan("");
+    // A search narrowed to 0° does not see lines turned by 5°, and a minimum spacing beyond the image
+    // leaves nothing; values that are no numbers fall back to the defaults.
+    struct TCase {
+        double Rotation, Spacing;
+        bool Findable;
+    };
+    const TCase cases[] = {{nan, 20.0, true},  {1e300, 20.0, true}, {-5.0, 20.0, false}, {12.0, nan, true},
+                           {12.0, -1.0, true}, {12.0, 0.0, true},   {-1e300, 1e300, false}};
+    for (const auto& [rot, spacing, findable] : cases) {
+        SCOPED_TRACE(std::to_string(rot) + " " + std::to_string(spacing));
+        qv::TGratDetectOptions o;
+        o.MaxRotation = rot;
+        o.MinSpacing = spacing;
+        const qv::TGratGrid G = qv::DetectGraticule(D.Image(), o);
+        EXPECT_EQ(G.Found, findable);
+        if (G.Found)
+            EXPECT_EQ(G.Nodes.size(), 42u);
+        else
+            EXPECT_EQ(G.Message, qv::NoGraticuleFound);
+    }
+}
+
 TEST(DetectGraticule, ProgressRisesAndCancelStops)
 {
     qvtest::TDetectScene s;
