@@ -288,6 +288,10 @@ TResult RunScan(int N, const std::string& Dir)
         r.Confident = c.Confident;
         r.Error = TruthError(s, g, l, c);
         r.What = std::string(CalibModelKeywords[c.Model]) + (c.Confident ? "" : ": " + c.Reason);
+        // Every candidate's expected error between crossings and largest residual, for choosing thresholds.
+        for (const TGratCandidate& k : c.Candidates)
+            r.What += " | " + std::string(CalibModelKeywords[k.Model]) + " " + std::to_string(k.LeaveOneOutRms).substr(0, 6) +
+                      " " + std::to_string(k.MaxPixels).substr(0, 6);
         if (r.Error.Points == 0) {
             r.Outcome = oFitFailed;
             r.What = "no position of the lattice's area inside the image and the drawn graticule";

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <limits>
 #include <set>
+#include <tuple>
+#include <utility>
 
 namespace qv {
 
@@ -25,6 +27,9 @@ constexpr double kBetterPixels = 0.02;
 // each direction's spacing twice, so that one wrongly numbered line shows in the residuals.
 constexpr int kMinQuads = 4;
 constexpr int kMinConfidentRows = 3;
+// Below this the finder itself doubts that its lines form a graticule (it scores regularity, coverage
+// and contrast); above it the residuals decide.
+constexpr double kMinFinderConfidence = 0.3;
 
 std::string Format(const char* Pattern, double A, double B = 0.0)
 {
@@ -98,8 +103,9 @@ bool PredictPixel(const TCalibFit& Fit, const TCalQuad& Q, double& X, double& Y)
 
 // Root mean square distance of left-out quads from the pixel the fit made without them predicts. -1
 // when a refit gives no pixel.
-double LeaveOneOutRms(const TCalibData& Data, TCalibModel Model, std::int32_t Width, std::int32_t Height)
+double LeaveOneOutRms(const TCalibData& Data, TCalibModel Model, const TGratGrid& Grid, const std::vector<int>& NodeOfQuad)
 {
+    const std::int32_t Width = Grid.Width, Height = Grid.Height;
     const int n = ValidCalQuads(Data);
     const int count = std::min(n, kMaxLeaveOneOut);
     double sum = 0.0;
@@ -116,7 +122,109 @@ double LeaveOneOutRms(const TCalibData& Data, TCalibModel Model, std::int32_t Wi
         double x = 0.0, y = 0.0;
         if (!PredictPixel(fit, q, x, y))
             return -1.0;
-        sum += (x - q.MapX) * (x - q.MapX) + (y - q.MapY) * (y - q.MapY);
+        // Against the crossing as found, not its whole-pixel quad: the rounding is the record's, not the
+        // model's, and would hide the model's own error under half a pixel of noise.
+        const TGratNode& n = Grid.Nodes[static_cast<std::size_t>(NodeOfQuad[static_cast<std::size_t>(left)])];
+        sum += (x - n.X) * (x - n.X) + (y - n.Y) * (y - n.Y);
+    }
+    return count > 0 ? std::sqrt(sum / count) : -1.0;
+}
+
+// The found curves as graticule lines of Data, each with 10 whole-pixel points spread over its extent:
+// each point is taken where the curve passes closest to a whole pixel within a few pixels of its even
+// spot, so that rounding costs the line almost nothing. At most MaxCalLines, both families kept in
+// proportion and spread evenly (first and last kept). Returns the lattice number of each line added.
+std::vector<std::pair<TGratLineKind, int>> AddGratLines(const TGratGrid& Grid, const TGratLabels& Labels,
+                                                        TCalibData& Data)
+{
+    std::vector<std::pair<TGratLineKind, int>> added;
+    Data.NumCalLines = 0;
+    const int np = static_cast<int>(Grid.Parallels.size()), nm = static_cast<int>(Grid.Meridians.size());
+    if (np + nm == 0)
+        return added;
+    int keepP = np, keepM = nm;
+    while (keepP + keepM > MaxCalLines)
+        (keepP * nm > keepM * np ? keepP : keepM) -= 1;
+    for (const auto& [curves, keep, label] :
+         {std::tuple{&Grid.Parallels, keepP, &Labels.Parallels}, std::tuple{&Grid.Meridians, keepM, &Labels.Meridians}}) {
+        std::vector<int> all(curves->size());
+        for (std::size_t i = 0; i < all.size(); ++i)
+            all[i] = static_cast<int>(i);
+        for (int i : SpreadPick(all, keep)) {
+            const TGratCurve& c = (*curves)[static_cast<std::size_t>(i)];
+            double value = 0.0;
+            if (!GratLineValue(*label, c.Index, value) || c.To <= c.From)
+                continue;
+            TCalibLine& line = Data.CalLines[static_cast<std::size_t>(Data.NumCalLines++)];
+            line.LineType = c.Kind;
+            line.LineValue = value;
+            line.NumPoints = 0;
+            for (int k = 0; k < MaxCalLinePoints; ++k) {
+                const double even = c.From + (c.To - c.From) * k / (MaxCalLinePoints - 1);
+                double bestT = std::round(even), bestOff = 1.0;
+                for (int d = -4; d <= 4; ++d) {
+                    const double t = std::round(even) + d, v = c.At(t);
+                    if (t < c.From - 0.5 || t > c.To + 0.5)
+                        continue;
+                    const double off = std::fabs(v - std::nearbyint(v));
+                    if (off < bestOff)
+                        bestOff = off, bestT = t;
+                }
+                const auto along = static_cast<std::int32_t>(bestT);
+                const auto across = static_cast<std::int32_t>(std::nearbyint(c.At(bestT)));
+                line.CalPoints[static_cast<std::size_t>(line.NumPoints++)] =
+                    c.Kind == gtlParallel ? TPoint{along, across} : TPoint{across, along};
+            }
+            added.emplace_back(c.Kind, c.Index);
+        }
+    }
+    return added;
+}
+
+// The parabolic model's expected error between crossings: each line left out in turn and its crossings
+// predicted from the lines either side of it, or, for an outermost line, extrapolated from the two
+// next to it. The error of interpolating linearly grows with the square of the gap: over the double
+// gap of a left-out inner line it is four times, and extrapolating one spacing eight times, the largest
+// error within one cell, so each distance is divided by 4 or 8. The rms of those over all crossings,
+// and their largest in Max; -1 when no line can be left out or a prediction fails.
+double LeaveOneLineOutRms(const TCalibData& Data, const std::vector<std::pair<TGratLineKind, int>>& Lines,
+                          const TGratGrid& Grid, const TGratLabels& Labels, double& Max)
+{
+    Max = 0.0;
+    double sum = 0.0;
+    int count = 0;
+    const int n = ValidCalLines(Data);
+    for (int l = 0; l < n; ++l) {
+        const TGratLineKind kind = Data.CalLines[static_cast<std::size_t>(l)].LineType;
+        const double value = Data.CalLines[static_cast<std::size_t>(l)].LineValue;
+        bool below = false, above = false;
+        for (int o = 0; o < n; ++o)
+            if (o != l && Data.CalLines[static_cast<std::size_t>(o)].LineType == kind) {
+                const double v = Data.CalLines[static_cast<std::size_t>(o)].LineValue;
+                below = below || v < value;
+                above = above || v > value;
+            }
+        const double scale = below && above ? 4.0 : 8.0;
+        TCalibData d = Data;
+        d.CalLines[static_cast<std::size_t>(l)] = d.CalLines[static_cast<std::size_t>(n - 1)];
+        d.NumCalLines = n - 1;
+        TCalibFit fit;
+        fit.SetModel(cmParabolicIp);
+        if (!fit.FitGratMat(d))
+            return -1.0;
+        for (const TGratNode& node : Grid.Nodes) {
+            if ((kind == gtlParallel ? node.Row : node.Col) != Lines[static_cast<std::size_t>(l)].second || !node.Seen)
+                continue;
+            double lat = 0.0, lon = 0.0, x = 0.0, y = 0.0;
+            GratLineValue(Labels.Parallels, node.Row, lat);
+            GratLineValue(Labels.Meridians, node.Col, lon);
+            if (!fit.CalcPixelPosition(lat, lon, x, y) || !std::isfinite(x) || !std::isfinite(y))
+                return -1.0;
+            const double e = std::hypot(x - node.X, y - node.Y) / scale;
+            Max = std::max(Max, e);
+            sum += e * e;
+            ++count;
+        }
     }
     return count > 0 ? std::sqrt(sum / count) : -1.0;
 }
@@ -222,10 +330,38 @@ TGratCalibration FitGraticule(const TGratGrid& Grid, const TGratLabels& Labels, 
     const std::vector<TCalibModel> models =
         utm ? std::vector<TCalibModel>{cmUTM}
             : std::vector<TCalibModel>(std::begin(GratCandidateModels), std::end(GratCandidateModels));
+    std::vector<std::pair<TGratLineKind, int>> lines;
+    if (!utm && Options.Parabolic)
+        lines = AddGratLines(Grid, Labels, d);
     int best = -1;
     for (TCalibModel m : models) {
         TGratCandidate c;
         c.Model = m;
+        if (m == cmParabolicIp) {
+            if (!Options.Parabolic || utm)
+                continue;
+            TCalibFit fit;
+            fit.SetModel(m);
+            if (fit.FitGratMat(d)) {
+                c.LeaveOneOutRms = LeaveOneLineOutRms(d, lines, Grid, Labels, c.MaxPixels);
+                // Residuals at the crossings themselves: the lines pass through them by construction.
+                double sum = 0.0;
+                for (std::size_t q = 0; q < R.NodeOfQuad.size(); ++q) {
+                    const TGratNode& n = Grid.Nodes[static_cast<std::size_t>(R.NodeOfQuad[q])];
+                    double x = 0.0, y = 0.0;
+                    if (PredictPixel(fit, d.CalQuads[q], x, y))
+                        sum += (x - n.X) * (x - n.X) + (y - n.Y) * (y - n.Y);
+                }
+                c.RmsPixels = R.NodeOfQuad.empty() ? 0.0 : std::sqrt(sum / static_cast<double>(R.NodeOfQuad.size()));
+            } else {
+                c.Diagnosis = cdgTooFewPoints;
+            }
+            R.Candidates.push_back(c);
+            if (c.LeaveOneOutRms >= 0.0 && std::isfinite(c.LeaveOneOutRms) &&
+                (best < 0 || c.LeaveOneOutRms < R.Candidates[static_cast<std::size_t>(best)].LeaveOneOutRms * (1.0 - kBetterShare) - kBetterPixels))
+                best = static_cast<int>(R.Candidates.size()) - 1;
+            continue;
+        }
         TCalibFit fit;
         fit.SetModel(m);
         fit.SetProjection(d);
@@ -239,7 +375,7 @@ TGratCalibration FitGraticule(const TGratGrid& Grid, const TGratLabels& Labels, 
             c.MaxPixels = std::max(c.MaxPixels, q.Pixels);
         }
         if (res.Diagnosis == cdgOK && allValid)
-            c.LeaveOneOutRms = LeaveOneOutRms(d, m, Grid.Width, Grid.Height);
+            c.LeaveOneOutRms = LeaveOneOutRms(d, m, Grid, R.NodeOfQuad);
         R.Candidates.push_back(c);
         if (c.LeaveOneOutRms < 0.0 || !std::isfinite(c.LeaveOneOutRms))
             continue;
@@ -260,6 +396,7 @@ TGratCalibration FitGraticule(const TGratGrid& Grid, const TGratLabels& Labels, 
     R.Model = chosen.Model;
     R.Fit.SetModel(R.Model);
     R.Fit.SetProjection(d);
+    R.Fit.FitGratMat(d);
     R.Fit.FitModel(d, Grid.Width, Grid.Height);
 
     // Corners and resolution as a map with this calibration would compute them.
@@ -285,7 +422,7 @@ TGratCalibration FitGraticule(const TGratGrid& Grid, const TGratLabels& Labels, 
     else if (chosen.LeaveOneOutRms > Options.MaxLeaveOneOutRms || chosen.MaxPixels > Options.MaxResidual)
         R.Reason = "doubtful: the crossings do not fit any model well (a line missed or taken twice, or a "
                    "wrong spacing?); " + why;
-    else if (Grid.Confidence < 0.5)
+    else if (Grid.Confidence < kMinFinderConfidence)
         R.Reason = Format("doubtful: the finder is not sure this is a graticule (confidence %.2f); ", Grid.Confidence) + why;
     else {
         R.Confident = true;

@@ -99,23 +99,31 @@ struct TGratLabels {
 // label cannot give one (two lines with one number, a spacing of 0 or not finite).
 bool GratLineValue(const TGratAxisLabel& Label, int Index, double& Value);
 
-// The models FitGraticule tries, in the order tried; on equal merit the earlier (simpler) one wins.
+// The models FitGraticule tries, in the order tried; on equal merit the earlier (simpler) one wins. The
+// parabolic model, last, is made from the found lines themselves (TGratFitOptions::Parabolic).
 inline constexpr TCalibModel GratCandidateModels[] = {cmEquiRect, cmMillerCylindrical, cmConicConformal,
-                                                      cmBiquadraticPn};
+                                                      cmBiquadraticPn, cmParabolicIp};
 
 struct TGratCandidate {
     TCalibModel Model = cmUndefined;
     TCalibDiagnosis Diagnosis = cdgOK;
     double RmsPixels = 0.0;        // residuals of the fit at the quads it was made from
-    double LeaveOneOutRms = -1.0;  // rms distance of each quad from the fit made without it; -1: none
-    double MaxPixels = 0.0;        // largest residual
+    // How far the model is expected to err between the crossings, pixels; -1: not fitted. Quad models: the
+    // rms distance of each crossing (as found, unrounded) from the fit made without it. Parabolic: the
+    // rms distance of the crossings of each line from the fit made without that line, divided by 4 for
+    // an inner line (interpolating over two spacings errs four times as much as over one) and by 8 for
+    // an outermost one (extrapolated).
+    double LeaveOneOutRms = -1.0;
+    double MaxPixels = 0.0;        // largest residual (parabolic: largest scaled left-out distance)
 };
 
 struct TGratCalibration {
     bool Ok = false;               // a calibration was made (false: Reason says why)
     bool Confident = false;        // and it deserves trust (false: Reason says what is doubtful)
     std::string Reason;
-    TCalibData Data;               // the quads (at most MaxCalQuads, spread over the grid), WGS 84
+    // The quads (at most MaxCalQuads, spread over the grid) and, when the parabolic model was tried,
+    // the found lines as graticule lines (at most MaxCalLines, 10 points each); WGS 84.
+    TCalibData Data;
     TCalibModel Model = cmUndefined;
     std::vector<TGratCandidate> Candidates;  // in the order of GratCandidateModels
     TCalibFit Fit;                 // Model fitted from Data (with the grid image's size)
@@ -124,9 +132,15 @@ struct TGratCalibration {
 };
 
 struct TGratFitOptions {
-    // Accepted as good: leave-one-out rms and largest residual of the chosen model, pixels.
-    double MaxLeaveOneOutRms = 1.5;
-    double MaxResidual = 4.0;
+    // Accepted as good: the chosen model's expected error between crossings (LeaveOneOutRms) within a
+    // pixel, and no crossing further than 2.5 pixels from it (a crossing found wrong, or one the model
+    // cannot follow).
+    double MaxLeaveOneOutRms = 1.0;
+    double MaxResidual = 2.5;
+    // Whether the parabolic model is tried: it follows lines that no quad model does (a turned Miller
+    // map, a conic one under perspective), but TGeoMap's calibration reader takes "parabolicip" for an
+    // undefined model, so a map that must be saved and shown again had better not use it.
+    bool Parabolic = true;
 };
 
 // The calibration of the grid under Labels. Nodes that are not Seen are used only when too few are.
