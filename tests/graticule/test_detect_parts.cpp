@@ -60,6 +60,33 @@ TEST(DetectGraticuleParts, LatticeChoice)
     }
 }
 
+TEST(DetectGraticuleParts, RegularityAtFullResolution)
+{
+    // Parallels of a cylindrical map towards the pole (each gap 6 % wider), a neatline one step beyond the
+    // last line but 3 pixels off it, a road in place of a missing line 6 pixels off, and a line at the
+    // right place at one end of the common stretch but turned away from its neighbours at the other.
+    std::vector<double> p{0};
+    for (int k = 0; k < 7; ++k)
+        p.push_back(p.back() + 100.0 * std::pow(1.06, k));
+    struct TCase {
+        const char* Name;
+        std::vector<int> Index;
+        std::vector<std::vector<double>> Pos;
+        std::vector<std::size_t> Want;
+    };
+    const TCase cases[] = {
+        {"growing spacing", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5]}}, {0, 1, 2, 3, 4, 5}},
+        {"neatline", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5] + 3.0}}, {0, 1, 2, 3, 4}},
+        {"road", {0, 1, 3, 4, 5, 6}, {{p[0], p[1], p[3], p[4] - 6.0, p[5], p[6]}}, {0, 1, 2, 4, 5}},
+        {"turned", {0, 1, 2, 3, 4}, {{p[0], p[1], p[2], p[3], p[4]}, {p[0], p[1], p[2] + 4.0, p[3], p[4]}}, {0, 1, 3, 4}},
+        {"three lines", {0, 1, 2}, {{0.0, 100.0, 150.0}}, {0, 1, 2}},
+    };
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        EXPECT_EQ(RegularLines(c.Index, c.Pos, 100.0), c.Want);
+    }
+}
+
 TEST(DetectGraticuleParts, RobustCurveFit)
 {
     // u = 40 + 0.05 t - 2e-5 t², sampled every 4 pixels with a small alternating scatter, a stretch
