@@ -457,21 +457,40 @@ std::vector<std::size_t> RegularLines(const std::vector<int>& Index, const std::
     std::vector<std::size_t> keep(Index.size());
     for (std::size_t i = 0; i < keep.size(); ++i)
         keep[i] = i;
-    // A line off its place also spoils the predictions of its neighbours (an end line's the most, being
-    // extrapolated): drop the line without which the rest is most regular, not the worst-looking one.
     while (keep.size() >= 4 && excess(keep) > 0.0) {
-        double best = std::numeric_limits<double>::max();
-        std::size_t bestAt = 0;
-        for (std::size_t a = 0; a < keep.size(); ++a) {
-            std::vector<std::size_t> rest = keep;
-            rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(a));
-            const double e = rest.size() >= 4 ? excess(rest) : 0.0;
-            if (e < best) {
-                best = e;
-                bestAt = a;
+        std::size_t drop = 0;
+        if (keep.size() > 4) {
+            // The line that lies worst goes.
+            double worst = -1.0;
+            for (std::size_t a = 0; a < keep.size(); ++a)
+                for (const std::vector<double>& pos : Pos) {
+                    const double err = std::abs(pos[keep[a]] -
+                                                PredictFromNeighbours(Neighbours(Index, pos, keep, a), Index[keep[a]]));
+                    if (err > worst) {
+                        worst = err;
+                        drop = a;
+                    }
+                }
+        } else {
+            // Of four lines, a quadratic through three says nothing about the fourth's place but an
+            // extrapolated end line looks worst whichever is off: keep the three that lie most evenly.
+            double best = std::numeric_limits<double>::max();
+            for (std::size_t a = 0; a < keep.size(); ++a) {
+                std::vector<std::size_t> rest = keep;
+                rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(a));
+                double e = 0.0;
+                for (const std::vector<double>& pos : Pos) {
+                    const double s =
+                        static_cast<double>(Index[rest[1]] - Index[rest[0]]) / (Index[rest[2]] - Index[rest[0]]);
+                    e = std::max(e, std::abs(pos[rest[1]] - (pos[rest[0]] + s * (pos[rest[2]] - pos[rest[0]]))));
+                }
+                if (e < best) {
+                    best = e;
+                    drop = a;
+                }
             }
         }
-        keep.erase(keep.begin() + static_cast<std::ptrdiff_t>(bestAt));
+        keep.erase(keep.begin() + static_cast<std::ptrdiff_t>(drop));
     }
     return keep;
 }

@@ -50,6 +50,10 @@ TEST(DetectGraticuleParts, LatticeChoice)
         // Faint noise chains at random places do not make a lattice of their own.
         {"noise", {{37, 3}, {90, 2}, {100, 50}, {151, 2}, {200, 60}, {300, 55}, {333, 3}},
          {{100, 0}, {200, 1}, {300, 2}}},
+        // Many faint chains spaced as regularly as the four true lines, and one more of them.
+        {"faint lattice", {{100, 10}, {200, 300}, {290, 10}, {450, 300}, {480, 10}, {670, 12}, {700, 300},
+                           {860, 10}, {950, 300}},
+         {{200, 0}, {450, 1}, {700, 2}, {950, 3}}},
         {"two lines", {{100, 50}, {200, 60}}, {}},
         {"three with a gap", {{100, 50}, {170, 50}, {300, 50}}, {}},
         {"irregular", {{100, 50}, {150, 50}, {300, 50}, {330, 50}, {420, 50}}, {}},
@@ -79,6 +83,8 @@ TEST(DetectGraticuleParts, RegularityAtFullResolution)
         {"neatline", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5] + 3.0}}, {0, 1, 2, 3, 4}},
         {"road", {0, 1, 3, 4, 5, 6}, {{p[0], p[1], p[3], p[4] - 6.0, p[5], p[6]}}, {0, 1, 2, 4, 5}},
         {"turned", {0, 1, 2, 3, 4}, {{p[0], p[1], p[2], p[3], p[4]}, {p[0], p[1], p[2] + 4.0, p[3], p[4]}}, {0, 1, 3, 4}},
+        // Four lines leave three, which can only be judged by how evenly they lie.
+        {"four lines, one off", {0, 1, 2, 3}, {{0.0, 100.0, 205.0, 300.0}}, {0, 1, 3}},
         {"three lines", {0, 1, 2}, {{0.0, 100.0, 150.0}}, {0, 1, 2}},
     };
     for (const TCase& c : cases) {
