@@ -107,7 +107,8 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
     std::vector<float> prom(static_cast<std::size_t>(H));
     for (int y = 0; y < H; ++y) {
         const double bg = std::min(mean(y - R2, y - R1 + 1), mean(y + R1, y + R2 + 1));
-        prom[static_cast<std::size_t>(y)] = static_cast<float>(bg < 1e29 ? best[static_cast<std::size_t>(y)] - bg : 0.0);
+        const double v = best[static_cast<std::size_t>(y)];
+        prom[static_cast<std::size_t>(y)] = static_cast<float>(bg < 1e29 ? v - bg : 0.0);
     }
     std::vector<float> sorted = prom;
     const auto mid = sorted.begin() + H / 2;

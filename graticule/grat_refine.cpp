@@ -330,7 +330,8 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
         // Coverage counts only where a measurement was tried: the stretches skipped at crossings are
         // neither seen nor missed.
         const auto n = std::count_if(tried.begin(), tried.end(), [&](int t) { return t >= fine.From && t <= fine.To; });
-        fine.Coverage = std::min(1.0, static_cast<double>(fine.Samples.size()) / static_cast<double>(std::max<long>(1, n)));
+        fine.Coverage =
+            std::min(1.0, static_cast<double>(fine.Samples.size()) / static_cast<double>(std::max<long>(1, n)));
         fine.Open = tried.empty() ? 0.0 : static_cast<double>(tried.back() - tried.front());
     }
     return fine;

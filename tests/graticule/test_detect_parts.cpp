@@ -82,7 +82,8 @@ TEST(DetectGraticuleParts, RegularityAtFullResolution)
         {"growing spacing", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5]}}, {0, 1, 2, 3, 4, 5}},
         {"neatline", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5] + 3.0}}, {0, 1, 2, 3, 4}},
         {"road", {0, 1, 3, 4, 5, 6}, {{p[0], p[1], p[3], p[4] - 6.0, p[5], p[6]}}, {0, 1, 2, 4, 5}},
-        {"turned", {0, 1, 2, 3, 4}, {{p[0], p[1], p[2], p[3], p[4]}, {p[0], p[1], p[2] + 4.0, p[3], p[4]}}, {0, 1, 3, 4}},
+        {"turned", {0, 1, 2, 3, 4}, {{p[0], p[1], p[2], p[3], p[4]}, {p[0], p[1], p[2] + 4.0, p[3], p[4]}},
+         {0, 1, 3, 4}},
         // Four lines leave three, which can only be judged by how evenly they lie.
         {"four lines, one off", {0, 1, 2, 3}, {{0.0, 100.0, 205.0, 300.0}}, {0, 1, 3}},
         {"three lines", {0, 1, 2}, {{0.0, 100.0, 150.0}}, {0, 1, 2}},
@@ -144,7 +145,8 @@ TEST(DetectGraticuleParts, CentreOfAThinLine)
                 for (int y = 0; y < H; ++y)
                     for (int x = 0; x < W; ++x)
                         t[static_cast<std::size_t>(x) * H + y] = img[static_cast<std::size_t>(y) * W + x];
-            const TFamilyImage fi = turned ? TFamilyImage{t.data(), H, H, W, true} : TFamilyImage{img.data(), W, W, H, false};
+            const TFamilyImage fi =
+                turned ? TFamilyImage{t.data(), H, H, W, true} : TFamilyImage{img.data(), W, W, H, false};
             TRefineParams p;
             p.AlongHalf = 6;
             p.AcrossHalf = 5;
