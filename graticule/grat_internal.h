@@ -113,7 +113,8 @@ TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance
 
 // The centre of the dark line nearest to u0 in the profile across the line at t, averaged along the
 // predicted curve (Shape gives u of t up to a constant), or false when there is no single clear line.
+// Width, when given, receives the number of profile samples darker than half the peak.
 bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vector<double>& Shape,
-                   const TRefineParams& Params, double& Centre);
+                   const TRefineParams& Params, double& Centre, int* Width = nullptr);
 
 }  // namespace qv::grat_detail
