@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace qv::grat_detail {
@@ -41,6 +42,24 @@ std::vector<TLineCandidate> FindLineCandidates(const cv::Mat& Ridge, double MaxR
 // The largest regularly spaced subset of Candidates (spacing varying slowly, missing lines allowed and
 // numbered), ordered by Pos with Index set from 0; empty when fewer than MinGratLines fit.
 std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates, double MinSpacing);
+
+// Value at lattice number At predicted by a fit of degree up to MaxDegree through (Index, Value) pairs.
+double PredictFromNeighbours(const std::vector<std::pair<int, double>>& Others, int At, int MaxDegree = 2);
+
+// The up to four lines nearest to line Keep[A] by lattice number, among the lines Keep, as (Index,
+// Value) pairs.
+std::vector<std::pair<int, double>> Neighbours(const std::vector<int>& Index, const std::vector<double>& Value,
+                                               const std::vector<std::size_t>& Keep, std::size_t A);
+
+// The lines (positions into Index) whose places keep the regularity of the family, the worst offender
+// dropped first while four or more lines remain (the frame or a neatline near a grid position, a road).
+// Each line is compared with a quadratic in the lattice number through its four nearest neighbours,
+// which follows the slowly changing spacing of Mercator-like parallels and of perspective to a small
+// fraction of the spacing; tolerance 1.5 pixels and 1 % of Spacing. Pos holds the lines' places at a few
+// common running coordinates (near both ends of their common stretch, so that a line at the right place
+// but at the wrong angle is caught too).
+std::vector<std::size_t> RegularLines(const std::vector<int>& Index, const std::vector<std::vector<double>>& Pos,
+                                      double Spacing);
 
 // Read access to the caller's image along one family: Value(t, u) is the grey value at running
 // coordinate t (a whole pixel) and fractional across coordinate u, linearly interpolated across.
@@ -94,7 +113,8 @@ TRefinedLine FitCurve(const std::vector<TGratPoint>& Points, double MinTolerance
 
 // The centre of the dark line nearest to u0 in the profile across the line at t, averaged along the
 // predicted curve (Shape gives u of t up to a constant), or false when there is no single clear line.
+// Width, when given, receives the number of profile samples darker than half the peak.
 bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vector<double>& Shape,
-                   const TRefineParams& Params, double& Centre);
+                   const TRefineParams& Params, double& Centre, int* Width = nullptr);
 
 }  // namespace qv::grat_detail

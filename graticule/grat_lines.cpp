@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace qv::grat_detail {
@@ -106,7 +107,8 @@ void StripPeaks(const std::vector<float>& Prof, int H, int NumSlopes, int Sw, in
     std::vector<float> prom(static_cast<std::size_t>(H));
     for (int y = 0; y < H; ++y) {
         const double bg = std::min(mean(y - R2, y - R1 + 1), mean(y + R1, y + R2 + 1));
-        prom[static_cast<std::size_t>(y)] = static_cast<float>(bg < 1e29 ? best[static_cast<std::size_t>(y)] - bg : 0.0);
+        const double v = best[static_cast<std::size_t>(y)];
+        prom[static_cast<std::size_t>(y)] = static_cast<float>(bg < 1e29 ? v - bg : 0.0);
     }
     std::vector<float> sorted = prom;
     const auto mid = sorted.begin() + H / 2;
@@ -403,6 +405,95 @@ std::vector<TLineCandidate> SelectLattice(std::vector<TLineCandidate> Candidates
         out.back().Index = m.Index - bestSet.front().Index;
     }
     return out;
+}
+
+// Prediction of Value at lattice number At from a low-order fit through up to four (Index, Value) pairs.
+double PredictFromNeighbours(const std::vector<std::pair<int, double>>& Others, int At, int MaxDegree)
+{
+    const int degree = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(MaxDegree), Others.size() - 1));
+    cv::Mat A(static_cast<int>(Others.size()), degree + 1, CV_64F), b(A.rows, 1, CV_64F), x;
+    for (int r = 0; r < A.rows; ++r) {
+        const double s = Others[static_cast<std::size_t>(r)].first - At;
+        for (int c = 0; c <= degree; ++c)
+            A.at<double>(r, c) = std::pow(s, c);
+        b.at<double>(r) = Others[static_cast<std::size_t>(r)].second;
+    }
+    cv::solve(A, b, x, cv::DECOMP_SVD);
+    return x.at<double>(0);
+}
+
+// The up to four lines nearest to line A by lattice number, as (Index, Value) pairs.
+std::vector<std::pair<int, double>> Neighbours(const std::vector<int>& Index, const std::vector<double>& Value,
+                                               const std::vector<std::size_t>& Keep, std::size_t A)
+{
+    std::vector<std::size_t> others;
+    for (std::size_t b = 0; b < Keep.size(); ++b)
+        if (b != A)
+            others.push_back(Keep[b]);
+    const int ia = Index[Keep[A]];
+    std::sort(others.begin(), others.end(),
+              [&](std::size_t p, std::size_t q) { return std::abs(Index[p] - ia) < std::abs(Index[q] - ia); });
+    others.resize(std::min<std::size_t>(others.size(), 4));
+    std::vector<std::pair<int, double>> out;
+    for (std::size_t o : others)
+        out.push_back({Index[o], Value[o]});
+    return out;
+}
+
+std::vector<std::size_t> RegularLines(const std::vector<int>& Index, const std::vector<std::vector<double>>& Pos,
+                                      double Spacing)
+{
+    const double tol = 1.5 + 0.01 * Spacing;
+    // How far the worst line of Keep lies beyond the tolerance (0: all regular).
+    const auto excess = [&](const std::vector<std::size_t>& Keep) {
+        double worst = 0.0;
+        for (std::size_t a = 0; a < Keep.size(); ++a)
+            for (const std::vector<double>& pos : Pos) {
+                const double err =
+                    std::abs(pos[Keep[a]] - PredictFromNeighbours(Neighbours(Index, pos, Keep, a), Index[Keep[a]]));
+                worst = std::max(worst, err - tol);
+            }
+        return worst;
+    };
+    std::vector<std::size_t> keep(Index.size());
+    for (std::size_t i = 0; i < keep.size(); ++i)
+        keep[i] = i;
+    while (keep.size() >= 4 && excess(keep) > 0.0) {
+        std::size_t drop = 0;
+        if (keep.size() > 4) {
+            // The line that lies worst goes.
+            double worst = -1.0;
+            for (std::size_t a = 0; a < keep.size(); ++a)
+                for (const std::vector<double>& pos : Pos) {
+                    const double err = std::abs(pos[keep[a]] -
+                                                PredictFromNeighbours(Neighbours(Index, pos, keep, a), Index[keep[a]]));
+                    if (err > worst) {
+                        worst = err;
+                        drop = a;
+                    }
+                }
+        } else {
+            // Of four lines, a quadratic through three says nothing about the fourth's place but an
+            // extrapolated end line looks worst whichever is off: keep the three that lie most evenly.
+            double best = std::numeric_limits<double>::max();
+            for (std::size_t a = 0; a < keep.size(); ++a) {
+                std::vector<std::size_t> rest = keep;
+                rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(a));
+                double e = 0.0;
+                for (const std::vector<double>& pos : Pos) {
+                    const double s =
+                        static_cast<double>(Index[rest[1]] - Index[rest[0]]) / (Index[rest[2]] - Index[rest[0]]);
+                    e = std::max(e, std::abs(pos[rest[1]] - (pos[rest[0]] + s * (pos[rest[2]] - pos[rest[0]]))));
+                }
+                if (e < best) {
+                    best = e;
+                    drop = a;
+                }
+            }
+        }
+        keep.erase(keep.begin() + static_cast<std::ptrdiff_t>(drop));
+    }
+    return keep;
 }
 
 }  // namespace qv::grat_detail

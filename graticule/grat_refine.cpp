@@ -49,12 +49,13 @@ double TRefinedLine::SigmaAt(double t) const
 }
 
 bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vector<double>& Shape,
-                   const TRefineParams& Params, double& Centre)
+                   const TRefineParams& Params, double& Centre, int* Width)
 {
     const int A = Params.AlongHalf, h = Params.AcrossHalf, E = h + BaselineSamples;
     const int L = Image.RunLength();
     std::vector<double> prof(static_cast<std::size_t>(2 * E + 1)), dark(prof.size()), before(prof.size());
     double c = u0;
+    int core = 0;
     for (int iter = 0; iter < 4; ++iter) {
         // The profile across the line, averaged along the predicted curve.
         std::fill(prof.begin(), prof.end(), 0.0);
@@ -132,6 +133,7 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
             --k0;
         while (k1 + 1 <= E && dark[static_cast<std::size_t>(k1 + 1 + E)] > 0.5 * dMax)
             ++k1;
+        core = k1 - k0 + 1;
         k0 = std::max(-E, k0 - 1);
         k1 = std::min(E, k1 + 1);
         double sw = 0.0, swk = 0.0;
@@ -166,6 +168,8 @@ bool MeasureCentre(const TFamilyImage& Image, int t, double u0, const std::vecto
         }
     }
     Centre = c;
+    if (Width)
+        *Width = core;
     return true;
 }
 
@@ -298,6 +302,7 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
     std::vector<int> tried;  // sample positions not skipped at a crossing or the image's edge
     const auto pass = [&](const std::function<double(double)>& P, const TRefineParams& Q) {
         std::vector<TGratPoint> pts;
+        std::vector<int> widths;
         tried.clear();
         std::vector<double> shape(static_cast<std::size_t>(2 * Q.AlongHalf + 1));
         const int edge = Q.AcrossHalf + BaselineSamples + 1;
@@ -312,8 +317,24 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
             for (int v = -Q.AlongHalf; v <= Q.AlongHalf; ++v)
                 shape[static_cast<std::size_t>(v + Q.AlongHalf)] = P(t + v) - u0;
             double c = 0.0;
-            if (MeasureCentre(Image, t, u0, shape, Q, c))
+            int w = 0;
+            if (MeasureCentre(Image, t, u0, shape, Q, c, &w)) {
                 pts.push_back({static_cast<double>(t), c});
+                widths.push_back(w);
+            }
+        }
+        // A line keeps its width; a label set on the line, or a letter touching it, is wider. Such samples
+        // sit a pixel or two off in runs too long for the robust fit to see them as outliers.
+        if (!widths.empty()) {
+            std::vector<int> sorted = widths;
+            std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2),
+                             sorted.end());
+            const int limit = std::max(2 * sorted[sorted.size() / 2], sorted[sorted.size() / 2] + 2);
+            std::vector<TGratPoint> kept;
+            for (std::size_t i = 0; i < pts.size(); ++i)
+                if (widths[i] <= limit)
+                    kept.push_back(pts[i]);
+            pts = std::move(kept);
         }
         return pts;
     };
@@ -330,7 +351,8 @@ TRefinedLine RefineLine(const TFamilyImage& Image, const std::function<double(do
         // Coverage counts only where a measurement was tried: the stretches skipped at crossings are
         // neither seen nor missed.
         const auto n = std::count_if(tried.begin(), tried.end(), [&](int t) { return t >= fine.From && t <= fine.To; });
-        fine.Coverage = std::min(1.0, static_cast<double>(fine.Samples.size()) / static_cast<double>(std::max<long>(1, n)));
+        fine.Coverage =
+            std::min(1.0, static_cast<double>(fine.Samples.size()) / static_cast<double>(std::max<long>(1, n)));
         fine.Open = tried.empty() ? 0.0 : static_cast<double>(tried.back() - tried.front());
     }
     return fine;

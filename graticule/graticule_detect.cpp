@@ -61,71 +61,13 @@ bool Cross(const TP& P, const TQ& Q, double Start, double& T, double& U)
     return std::abs(Q(U) - t) < 1e-3;
 }
 
-// Prediction of Value at lattice number At from a low-order fit through up to four (Index, Value) pairs.
-double PredictFromNeighbours(const std::vector<std::pair<int, double>>& Others, int At, int MaxDegree = 2)
-{
-    const int degree = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(MaxDegree), Others.size() - 1));
-    cv::Mat A(static_cast<int>(Others.size()), degree + 1, CV_64F), b(A.rows, 1, CV_64F), x;
-    for (int r = 0; r < A.rows; ++r) {
-        const double s = Others[static_cast<std::size_t>(r)].first - At;
-        for (int c = 0; c <= degree; ++c)
-            A.at<double>(r, c) = std::pow(s, c);
-        b.at<double>(r) = Others[static_cast<std::size_t>(r)].second;
-    }
-    cv::solve(A, b, x, cv::DECOMP_SVD);
-    return x.at<double>(0);
-}
-
-// The up to four lines nearest to line A by lattice number, as (Index, Value) pairs.
-std::vector<std::pair<int, double>> Neighbours(const std::vector<int>& Index, const std::vector<double>& Value,
-                                               const std::vector<std::size_t>& Keep, std::size_t A)
-{
-    std::vector<std::size_t> others;
-    for (std::size_t b = 0; b < Keep.size(); ++b)
-        if (b != A)
-            others.push_back(Keep[b]);
-    const int ia = Index[Keep[A]];
-    std::sort(others.begin(), others.end(),
-              [&](std::size_t p, std::size_t q) { return std::abs(Index[p] - ia) < std::abs(Index[q] - ia); });
-    others.resize(std::min<std::size_t>(others.size(), 4));
-    std::vector<std::pair<int, double>> out;
-    for (std::size_t o : others)
-        out.push_back({Index[o], Value[o]});
-    return out;
-}
-
-// Drops lines whose place breaks the regularity of the family (the frame or a neatline near a grid
-// position, a road), comparing each with a low-order fit through its nearest neighbours by lattice
-// number. Pos holds the lines' places at a few common running coordinates (near both ends of the common
-// stretch, so that a line at the right place but the wrong angle is caught too). A quadratic through
-// four neighbours follows the slowly changing spacing of Mercator-like parallels and of perspective to a
-// small fraction of the spacing.
+// Keeps the lines of F that RegularLines keeps.
 void KeepRegular(TFamily& F, const std::vector<std::vector<double>>& Pos)
 {
-    std::vector<std::size_t> keep(F.Lines.size());
-    for (std::size_t i = 0; i < keep.size(); ++i)
-        keep[i] = i;
-    const double tol = 1.5 + 0.01 * F.Spacing;
-    while (keep.size() >= 4) {
-        double worst = 0.0;
-        std::size_t worstAt = keep.size();
-        for (std::size_t a = 0; a < keep.size(); ++a)
-            for (const std::vector<double>& pos : Pos) {
-                const double err =
-                    std::abs(pos[keep[a]] - PredictFromNeighbours(Neighbours(F.Index, pos, keep, a), F.Index[keep[a]]));
-                if (err > tol && err - tol > worst) {
-                    worst = err - tol;
-                    worstAt = a;
-                }
-            }
-        if (worstAt == keep.size())
-            break;
-        keep.erase(keep.begin() + static_cast<std::ptrdiff_t>(worstAt));
-    }
     TFamily out;
     out.Spacing = F.Spacing;
     out.Step = F.Step;
-    for (std::size_t k : keep) {
+    for (std::size_t k : RegularLines(F.Index, Pos, F.Spacing)) {
         out.Lines.push_back(std::move(F.Lines[k]));
         out.Index.push_back(F.Index[k]);
     }

@@ -159,7 +159,8 @@ std::vector<std::uint8_t> DrawClutter(std::vector<std::uint8_t> Grey, int Width,
             river.emplace_back(x, static_cast<int>(Height * 0.4 + 40 * std::sin(x / 60.0)));
         cv::polylines(m, river, false, cv::Scalar(90), 2, cv::LINE_AA);
         for (int k = 0; k < 4; ++k) {
-            const cv::Point a(rng.uniform(0, Width), rng.uniform(0, Height)), b(rng.uniform(0, Width), rng.uniform(0, Height));
+            const cv::Point a(rng.uniform(0, Width), rng.uniform(0, Height));
+            const cv::Point b(rng.uniform(0, Width), rng.uniform(0, Height));
             cv::line(m, a, b, cv::Scalar(60), 3, cv::LINE_AA);
         }
     }

@@ -224,6 +224,35 @@ TEST(DetectGraticule, FrameIsALineOnlyWhereItLiesOnTheGrid)
     }
 }
 
+// Labels set on the parallels just inside the outer meridians, as our own maps place them: the crossings
+// at the ends of the parallels must not be pulled towards the letters.
+TEST(DetectGraticule, LabelsOnTheLinesEnds)
+{
+    TDetectScene s;
+    s.Rotation = 1.5;
+    s.Blur = 0.8;
+    s.Noise = 2.0;
+    s.Darkness = 63;  // dashed silver on white, the ink of the labels black
+    s.Dashed = true;
+    s.LineWidth = 1.0;
+    TDrawnScene D = DrawScene(s);
+    cv::Mat m(s.Height, s.Width, CV_8U, D.Grey.data());
+    for (std::size_t i = 0; i < D.Nodes.size(); ++i) {
+        const auto [x0, y0] = D.Nodes[i].front();
+        const auto [x1, y1] = D.Nodes[i].back();
+        // Text 13 pixels tall whose ink lies mostly above the baseline's midpoint: off-centre on the line.
+        const std::string label = " 4" + std::to_string(i) + "'30 N";
+        cv::putText(m, label, cv::Point(static_cast<int>(x0) + 6, static_cast<int>(y0) + 5), cv::FONT_HERSHEY_SIMPLEX,
+                    0.45, cv::Scalar(40), 1, cv::LINE_AA);
+        cv::putText(m, label, cv::Point(static_cast<int>(x1) - 80, static_cast<int>(y1) + 5), cv::FONT_HERSHEY_SIMPLEX,
+                    0.45, cv::Scalar(40), 1, cv::LINE_AA);
+    }
+    const qv::TGratGrid G = qv::DetectGraticule(D.Image());
+    ASSERT_TRUE(G.Found) << G.Message;
+    const TMatch r = Compare(G, D.Nodes, D.RowDrawn, 0.3, s.Width, s.Height);
+    EXPECT_EQ(r.Nodes, 42);
+}
+
 TEST(DetectGraticule, ClutterAcrossTheLines)
 {
     TDetectScene s;

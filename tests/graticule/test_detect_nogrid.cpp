@@ -18,7 +18,8 @@ std::vector<std::uint8_t> Paper(int W, int H, double Noise, std::uint64_t Seed, 
     if (Uneven)
         for (int y = 0; y < H; ++y)
             for (int x = 0; x < W; ++x)
-                m.at<std::uint8_t>(y, x) = static_cast<std::uint8_t>(200 + 40 * std::sin(x / 300.0) * std::cos(y / 250.0));
+                m.at<std::uint8_t>(y, x) =
+                    static_cast<std::uint8_t>(200 + 40 * std::sin(x / 300.0) * std::cos(y / 250.0));
     if (Noise > 0.0) {
         cv::Mat n(H, W, CV_16S), m16;
         cv::RNG rng(Seed);
@@ -107,7 +108,8 @@ TEST(DetectGraticule, ImagesThatAreNotImagesRaise)
         {px.data(), 0, 0, 0},     {px.data(), -5, 100, 100},
     };
     for (const qv::TGreyImage& b : bad) {
-        SCOPED_TRACE(std::to_string(b.Width) + " x " + std::to_string(b.Height) + " stride " + std::to_string(b.Stride));
+        SCOPED_TRACE(std::to_string(b.Width) + " x " + std::to_string(b.Height) + " stride " +
+                     std::to_string(b.Stride));
         EXPECT_THROW(qv::DetectGraticule(b), qv::EXELGeoMapError);
     }
 }

@@ -50,6 +50,10 @@ TEST(DetectGraticuleParts, LatticeChoice)
         // Faint noise chains at random places do not make a lattice of their own.
         {"noise", {{37, 3}, {90, 2}, {100, 50}, {151, 2}, {200, 60}, {300, 55}, {333, 3}},
          {{100, 0}, {200, 1}, {300, 2}}},
+        // Many faint chains spaced as regularly as the four true lines, and one more of them.
+        {"faint lattice", {{100, 10}, {200, 300}, {290, 10}, {450, 300}, {480, 10}, {670, 12}, {700, 300},
+                           {860, 10}, {950, 300}},
+         {{200, 0}, {450, 1}, {700, 2}, {950, 3}}},
         {"two lines", {{100, 50}, {200, 60}}, {}},
         {"three with a gap", {{100, 50}, {170, 50}, {300, 50}}, {}},
         {"irregular", {{100, 50}, {150, 50}, {300, 50}, {330, 50}, {420, 50}}, {}},
@@ -57,6 +61,36 @@ TEST(DetectGraticuleParts, LatticeChoice)
     for (const TCase& c : cases) {
         SCOPED_TRACE(c.Name);
         EXPECT_EQ(PosIndex(SelectLattice(Candidates(c.In), 20.0)), c.Want);
+    }
+}
+
+TEST(DetectGraticuleParts, RegularityAtFullResolution)
+{
+    // Parallels of a cylindrical map towards the pole (each gap 6 % wider), a neatline one step beyond the
+    // last line but 3 pixels off it, a road in place of a missing line 6 pixels off, and a line at the
+    // right place at one end of the common stretch but turned away from its neighbours at the other.
+    std::vector<double> p{0};
+    for (int k = 0; k < 7; ++k)
+        p.push_back(p.back() + 100.0 * std::pow(1.06, k));
+    struct TCase {
+        const char* Name;
+        std::vector<int> Index;
+        std::vector<std::vector<double>> Pos;
+        std::vector<std::size_t> Want;
+    };
+    const TCase cases[] = {
+        {"growing spacing", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5]}}, {0, 1, 2, 3, 4, 5}},
+        {"neatline", {0, 1, 2, 3, 4, 5}, {{p[0], p[1], p[2], p[3], p[4], p[5] + 3.0}}, {0, 1, 2, 3, 4}},
+        {"road", {0, 1, 3, 4, 5, 6}, {{p[0], p[1], p[3], p[4] - 6.0, p[5], p[6]}}, {0, 1, 2, 4, 5}},
+        {"turned", {0, 1, 2, 3, 4}, {{p[0], p[1], p[2], p[3], p[4]}, {p[0], p[1], p[2] + 4.0, p[3], p[4]}},
+         {0, 1, 3, 4}},
+        // Four lines leave three, which can only be judged by how evenly they lie.
+        {"four lines, one off", {0, 1, 2, 3}, {{0.0, 100.0, 205.0, 300.0}}, {0, 1, 3}},
+        {"three lines", {0, 1, 2}, {{0.0, 100.0, 150.0}}, {0, 1, 2}},
+    };
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        EXPECT_EQ(RegularLines(c.Index, c.Pos, 100.0), c.Want);
     }
 }
 
@@ -111,7 +145,8 @@ TEST(DetectGraticuleParts, CentreOfAThinLine)
                 for (int y = 0; y < H; ++y)
                     for (int x = 0; x < W; ++x)
                         t[static_cast<std::size_t>(x) * H + y] = img[static_cast<std::size_t>(y) * W + x];
-            const TFamilyImage fi = turned ? TFamilyImage{t.data(), H, H, W, true} : TFamilyImage{img.data(), W, W, H, false};
+            const TFamilyImage fi =
+                turned ? TFamilyImage{t.data(), H, H, W, true} : TFamilyImage{img.data(), W, W, H, false};
             TRefineParams p;
             p.AlongHalf = 6;
             p.AcrossHalf = 5;
