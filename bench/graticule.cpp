@@ -2,7 +2,8 @@
 // - benchmarks: DetectGraticule on a 4 MP and a 20 MP scan, beside OpenCV's Canny + HoughLinesP on the
 //   same image as a reference for what a plain line search costs (it finds segments, not a graticule);
 //   FitGraticule on the grid found;
-// - with --report [DIR] [--scans A..B] the accuracy report instead: the fixed set of 200 graticule scans
+// - with --report [DIR] [--scans A..B] [--quads-only] the accuracy report instead (--quads-only: without
+//   the parabolic model, as the viewer and geotool fit by default): the fixed set of 200 graticule scans
 //   and 20 without one, each detected, labelled as a user would (one crossing near the centre, the two
 //   spacings), fitted, and the calibration compared with the ground truth. DIR receives scans.csv and
 //   the failing scans as PNG.
@@ -108,6 +109,9 @@ TLabelled LabelCentralNode(const TSyntheticScan& S, const TGratGrid& G)
     return l;
 }
 
+// The report's fit options (--quads-only).
+TGratFitOptions FitOptions;
+
 struct TTruthError {
     int Points = 0;
     double Rms = 0, Max = 0;
@@ -175,7 +179,7 @@ double IdealFitRms(const TSyntheticScan& S)
     l.Node = &g.Nodes.front();
     l.Labels.Parallels = {l.Node->Row, S.Latitudes[static_cast<std::size_t>(rows - 1 - l.Node->Row)], false, 0, 0.0, -S.LatSpacing};
     l.Labels.Meridians = {l.Node->Col, S.Longitudes[static_cast<std::size_t>(l.Node->Col)], false, 0, 0.0, S.LongSpacing};
-    const TGratCalibration c = FitGraticule(g, l.Labels);
+    const TGratCalibration c = FitGraticule(g, l.Labels, FitOptions);
     return c.Ok ? TruthError(S, g, l, c).Rms : -1;
 }
 
@@ -280,7 +284,7 @@ TResult RunScan(int N, const std::string& Dir)
     } else if (const TLabelled l = LabelCentralNode(s, g); !l.Ok) {
         r.Outcome = oLabelFailed;
         r.What = l.Why;
-    } else if (const TGratCalibration c = FitGraticule(g, l.Labels); !c.Ok) {
+    } else if (const TGratCalibration c = FitGraticule(g, l.Labels, FitOptions); !c.Ok) {
         r.Outcome = oFitFailed;
         r.What = c.Reason;
     } else {
@@ -491,7 +495,9 @@ int main(int argc, char** argv)
             std::string dir;
             int from = 0, to = 219;
             for (int k = i + 1; k < argc; ++k) {
-                if (std::strcmp(argv[k], "--scans") == 0 && k + 1 < argc &&
+                if (std::strcmp(argv[k], "--quads-only") == 0) {
+                    FitOptions.Parabolic = false;
+                } else if (std::strcmp(argv[k], "--scans") == 0 && k + 1 < argc &&
                     std::sscanf(argv[k + 1], "%d..%d", &from, &to) >= 1) {
                     if (std::strchr(argv[k + 1], '.') == nullptr)
                         to = from;

@@ -182,11 +182,10 @@ std::vector<std::pair<TGratLineKind, int>> AddGratLines(const TGratGrid& Grid, c
 }
 
 // The parabolic model's expected error between crossings: each line left out in turn and its crossings
-// predicted from the lines either side of it, or, for an outermost line, extrapolated from the two
-// next to it. The error of interpolating linearly grows with the square of the gap: over the double
-// gap of a left-out inner line it is four times, and extrapolating one spacing eight times, the largest
-// error within one cell, so each distance is divided by 4 or 8. The rms of those over all crossings,
-// and their largest in Max; -1 when no line can be left out or a prediction fails.
+// predicted from the lines either side of it, or, for an outermost line, extrapolated from the two next
+// to it. The error of interpolating linearly grows with the square of the gap, so each distance is
+// scaled to the widest cell the model will use (below). The rms of those over all crossings, and their
+// largest in Max; -1 when no line can be left out or a prediction fails.
 double LeaveOneLineOutRms(const TCalibData& Data, const std::vector<std::pair<TGratLineKind, int>>& Lines,
                           const TGratGrid& Grid, const TGratLabels& Labels, double& Max)
 {
@@ -196,15 +195,34 @@ double LeaveOneLineOutRms(const TCalibData& Data, const std::vector<std::pair<TG
     const int n = ValidCalLines(Data);
     for (int l = 0; l < n; ++l) {
         const TGratLineKind kind = Data.CalLines[static_cast<std::size_t>(l)].LineType;
-        const double value = Data.CalLines[static_cast<std::size_t>(l)].LineValue;
-        bool below = false, above = false;
+        const int index = Lines[static_cast<std::size_t>(l)].second;
+        // The lattice numbers of this family's other lines, and the widest gap between neighbours (a
+        // missing line makes a cell of two spacings, which errs four times as much as a single one).
+        std::vector<int> others, family;
         for (int o = 0; o < n; ++o)
-            if (o != l && Data.CalLines[static_cast<std::size_t>(o)].LineType == kind) {
-                const double v = Data.CalLines[static_cast<std::size_t>(o)].LineValue;
-                below = below || v < value;
-                above = above || v > value;
+            if (Lines[static_cast<std::size_t>(o)].first == kind) {
+                family.push_back(Lines[static_cast<std::size_t>(o)].second);
+                if (o != l)
+                    others.push_back(Lines[static_cast<std::size_t>(o)].second);
             }
-        const double scale = below && above ? 4.0 : 8.0;
+        std::sort(others.begin(), others.end());
+        std::sort(family.begin(), family.end());
+        if (others.size() < 2)
+            continue;
+        double widest = 1.0;
+        for (std::size_t k = 1; k < family.size(); ++k)
+            widest = std::max(widest, double(family[k] - family[k - 1]));
+        // With c the change of the spacing from one spacing to the next: interpolating over gaps a and
+        // b misses the left-out line by c·a·b/2, extrapolating a beyond two lines b apart by
+        // c·a·(a + b)/2, while the widest cell in use errs at most c·G²/8.
+        const auto up = std::upper_bound(others.begin(), others.end(), index);
+        double scale = 0.0;
+        if (up != others.begin() && up != others.end())
+            scale = 4.0 * (index - *(up - 1)) * (*up - index) / (widest * widest);
+        else if (up == others.end())
+            scale = 4.0 * (index - others.back()) * (index - others[others.size() - 2]) / (widest * widest);
+        else
+            scale = 4.0 * (others.front() - index) * (others[1] - index) / (widest * widest);
         TCalibData d = Data;
         d.CalLines[static_cast<std::size_t>(l)] = d.CalLines[static_cast<std::size_t>(n - 1)];
         d.NumCalLines = n - 1;
@@ -220,7 +238,7 @@ double LeaveOneLineOutRms(const TCalibData& Data, const std::vector<std::pair<TG
             GratLineValue(Labels.Meridians, node.Col, lon);
             if (!fit.CalcPixelPosition(lat, lon, x, y) || !std::isfinite(x) || !std::isfinite(y))
                 return -1.0;
-            const double e = std::hypot(x - node.X, y - node.Y) / scale;
+            const double e = std::hypot(x - node.X, y - node.Y) / std::max(scale, 1.0);
             Max = std::max(Max, e);
             sum += e * e;
             ++count;

@@ -9,6 +9,7 @@
 #include "graticule_dock.h"
 #endif
 
+#include <qvgeo/geomap/calibration_file.h>
 #include <qvgeo/geobasics/transverse_mercator.h>
 #include <qvgeo/geomap/calib_residuals.h>
 #include <qvgeo/support/date_time.h>
@@ -452,6 +453,7 @@ void TViewerWindow::ViewRendered()
         // first frame the screen shows.
         QMetaObject::invokeMethod(this, [this] {
             Guard([this] {
+                RestoreParabolicModel();
                 ApplyGraticule();
                 ApplyReadableMap();  // the landmarks' scale range is the new map's
             });
@@ -462,6 +464,21 @@ void TViewerWindow::ViewRendered()
         UpdatePointer(FPointer.X, FPointer.Y);
     FShownView = now;
     UpdateMapInfo();
+}
+
+void TViewerWindow::RestoreParabolicModel()
+{
+    // The map's calibration reader takes "parabolicip" for an undefined model; a map calibrated from its
+    // own graticule lines (Tools > Detect graticule) is shown with the model its file names.
+    if (Map().Calibration().CalibModel() != qv::cmUndefined || qv::ValidCalLines(Map().CalibData()) < 4)
+        return;
+    const std::string file = FAtlas->MapFileName(FAtlas->CurrentMap());
+    qv::TCalibData d;
+    qv::TCalibModel m = qv::cmUndefined;
+    if (file.empty() || !qv::ParseCalibData(file, "", d, m) || m != qv::cmParabolicIp)
+        return;
+    Map().SetCalibModel(qv::cmParabolicIp);
+    TakeCalibrationSnapshot();  // as its file has it: nothing to save
 }
 
 void TViewerWindow::ApplyGraticule()

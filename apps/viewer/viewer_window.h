@@ -207,6 +207,7 @@ private:
     // Called by every frame the map renders: the status bar, and what follows a change of map or view.
     void ViewRendered();
     void ApplyGraticule();
+    void RestoreParabolicModel();
     void MapResized();
     // The template of the next placed landmark: the time now, a new identifier, the next caption.
     void PrepareLandmarkTemplate();

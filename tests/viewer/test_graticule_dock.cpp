@@ -157,6 +157,19 @@ TEST_F(GraticuleDockTest, FindNameCorrectAndApplyAGraticule)
     ASSERT_TRUE(W->Map().Calibration().CalcPosition({static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)}, c));
     EXPECT_NEAR(c.Latit, 47.25, 1.0 / 300.0);
     EXPECT_NEAR(c.Longit, 15.5, 1.0 / 300.0);
+
+    // Saved beside the scan and opened again as a map of the atlas: the same model and places (a
+    // calibration from the found lines included, which the map's reader alone would take as undefined).
+    const qv::TCalibModel applied = W->Map().CalibModel();
+    const fs::path saved = Dir / "graticule-scan.xml";
+    ASSERT_TRUE(W->CalibEditor().SaveFile(QString::fromStdString(saved.string())))
+        << W->CalibEditor().MessageText().toStdString();
+    ASSERT_TRUE(W->OpenCalibrationFile(QString::fromStdString(saved.string()), error)) << error.toStdString();
+    ASSERT_TRUE(WaitFor([&] { return W->Map().CalibModel() == applied; })) << int(W->Map().CalibModel());
+    EXPECT_FALSE(W->CalibrationModified());
+    ASSERT_TRUE(W->Map().Calibration().CalcPosition({static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)}, c));
+    EXPECT_NEAR(c.Latit, 47.25, 1.0 / 300.0);
+    EXPECT_NEAR(c.Longit, 15.5, 1.0 / 300.0);
 }
 
 TEST_F(GraticuleDockTest, ALargePictureIsSearchedOnAReducedLevelAndTheGridScaledBack)
