@@ -172,6 +172,34 @@ TEST_F(GraticuleDockTest, FindNameCorrectAndApplyAGraticule)
     EXPECT_NEAR(c.Longit, 15.5, 1.0 / 300.0);
 }
 
+// A calibration made from the found lines (the parabolic model) is shown with that model when its file is
+// opened, although the map's own reader takes "parabolicip" for undefined.
+TEST_F(GraticuleDockTest, ACalibrationFromTheFoundLinesOpensWithItsModel)
+{
+    const TScan scan = WriteScan(Dir, true);
+    QString error;
+    ASSERT_TRUE(W->OpenImage(QString::fromStdString(scan.File.string()), error)) << error.toStdString();
+    ASSERT_TRUE(W->DetectGraticule());
+    ASSERT_TRUE(Dock().SetValuesFromText("49 14", "0.5 1"));  // the top-left crossing, lattice (0, 0)
+    qv::TCalibData d = Dock().Calibration().Data;
+    ASSERT_GE(d.NumCalLines, 8);
+    d.MapFName = scan.File.filename().string();
+    const fs::path file = Dir / "lines.xml";
+    {
+        std::ofstream out(file);
+        qv::WriteRawCalDataToOpenXMLFile(out, true, "lines", d, qv::cmParabolicIp);
+    }
+    ASSERT_TRUE(W->OpenCalibrationFile(QString::fromStdString(file.string()), error)) << error.toStdString();
+    ASSERT_TRUE(WaitFor([&] { return W->Map().CalibModel() == qv::cmParabolicIp; })) << int(W->Map().CalibModel());
+    EXPECT_FALSE(W->CalibrationModified());
+    double x = 0, y = 0;
+    TruePixel(47.25, 15.5, x, y);
+    qv::TCoords c;
+    ASSERT_TRUE(W->Map().Calibration().CalcPosition({static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)}, c));
+    EXPECT_NEAR(c.Latit, 47.25, 1.0 / 300.0);
+    EXPECT_NEAR(c.Longit, 15.5, 1.0 / 300.0);
+}
+
 TEST_F(GraticuleDockTest, ALargePictureIsSearchedOnAReducedLevelAndTheGridScaledBack)
 {
     const TScan scan = WriteScan(Dir, true);
