@@ -100,6 +100,8 @@ int RunDetect(Args& args)
     const std::string outFile = args.Option("--out", "", &outGiven);
     const std::string id = args.Option("--id", "XEL_geomap_caldata");
     const std::string caption = args.Option("--caption", "");
+    qv::TGratFitOptions fitOptions;
+    fitOptions.Parabolic = !args.Flag("--quads-only");
     const std::vector<std::string> pos = args.Positional();
     if (pos.size() != 1)
         throw UsageError{"one image file is needed"};
@@ -136,7 +138,7 @@ int RunDetect(Args& args)
     if (!lat)
         return 0;
 
-    qv::TGratCalibration c = qv::FitGraticule(grid, labels);
+    qv::TGratCalibration c = qv::FitGraticule(grid, labels, fitOptions);
     if (!c.Ok) {
         std::fprintf(stderr, "geotool calib detect: %s\n", c.Reason.c_str());
         return 1;
@@ -167,7 +169,7 @@ const Registrar reg(
     {"calib detect", "find the graticule of a scanned map and calibrate it from two given values",
      "usage: geotool calib detect IMAGE [--parallel N=LAT (--parallel M=LAT | --lat-step DEG)\n"
      "                                  --meridian N=LONG (--meridian M=LONG | --long-step DEG)]\n"
-     "                                  [--utm ZONE[N|S]] [--out FILE] [--id ID] [--caption TEXT]\n\n"
+     "                                  [--utm ZONE[N|S]] [--quads-only] [--out FILE] [--id ID] [--caption TEXT]\n\n"
      "Finds the drawn parallels and meridians of IMAGE (BMP, JPEG or PNG) and their crossings. The lines\n"
      "are numbered in a lattice: parallels 0, 1, ... from the top, meridians 0, 1, ... from the left,\n"
      "with a number left out where a line of the regular spacing is missing.\n\n"
@@ -176,8 +178,10 @@ const Registrar reg(
      "With values it numbers every crossing: --parallel N=LAT names parallel N; a second --parallel M=LAT\n"
      "or --lat-step DEG (degrees from one parallel to the next, negative when north is up) gives the\n"
      "spacing; likewise --meridian and --long-step. The calibration is fitted with every model\n"
-     "(equirect, millercylindrical, conicconformal, biquadraticpn) and the one that best predicts\n"
-     "crossings left out of its fit is chosen. With --utm the lines are a kilometre grid: values are\n"
+     "(equirect, millercylindrical, conicconformal, biquadraticpn from the crossings, parabolicip from\n"
+     "the found lines) and the one expected to err least between crossings (judged by leaving crossings,\n"
+     "or lines, out of its fit) is chosen. --quads-only leaves out parabolicip, which TGeoMap's own\n"
+     "calibration reader takes for an undefined model. With --utm the lines are a kilometre grid: values are\n"
      "northings and eastings in metres of that zone, and the model is utm. The calibration file goes to\n"
      "--out (the image named by its bare name) or standard output; the report to standard output (or\n"
      "standard error).\n\n"
