@@ -19,7 +19,8 @@ declare -A allowed=(
   [geoatlas]="support geobasics geomap platform gdalio mapview geoatlas"
 )
 core="support geobasics geodb geomap"
-private=$(sed -n '/^set(QVGEO_PRIVATE_HEADERS/,/)/p' CMakeLists.txt | tr ' ()' '\n\n\n' | grep '\.h$')
+private=$( (sed -n '/^set(QVGEO_PRIVATE_HEADERS/,/)/p' CMakeLists.txt; grep '^ *list(APPEND QVGEO_PRIVATE_HEADERS' CMakeLists.txt) |
+          tr ' ()' '\n\n\n' | grep '\.h$')
 
 status=0
 for folder in "${!allowed[@]}"; do
