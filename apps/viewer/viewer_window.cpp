@@ -204,6 +204,10 @@ TViewerWindow::~TViewerWindow()
     // may call back into it, as hiding the dock or a last repaint would.
     disconnect(FCalibEditor, nullptr, this, nullptr);
     FCalibEditor->OnSaved = {};
+    if (FGratDock) {
+        disconnect(FGratDock, nullptr, this, nullptr);
+        FGratDock->OnApplied = {};
+    }
     Map().OnBeforeRenderData = {};
     Map().OnZoomPan = {};
     Map().OnSelectRect = {};

@@ -64,7 +64,8 @@ std::string Str(QPoint P)
 const char* ToolName(viewer::TTool T)
 {
     static const char* names[] = {"atlas-zoom", "pan",   "pan-h",     "pan-v",    "rubber",    "zoom-window", "drag-zoom",
-                                  "select",     "place", "delete-lm", "calib-pt", "move-lm"};
+                                  "select",     "place", "delete-lm", "calib-pt", "move-lm",     "grat-pt"};
+    static_assert(std::size(names) == static_cast<int>(viewer::TTool::GraticulePoint) + 1, "a name for every tool");
     return names[static_cast<int>(T)];
 }
 
