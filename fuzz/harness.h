@@ -46,6 +46,9 @@ void DatabaseXelgi4(TBytes Data);
 // a compaction marker left with or without temporary files. Layout: see harness_database.cpp.
 void DatabaseDamage(TBytes Data);
 
+// The graticule calibration (FitGraticule, ScaleGratGrid) over a grid and values decoded from the bytes.
+void GraticuleFit(TBytes Data);
+
 // geotool's GeoJSON import (only where nlohmann-json is installed: QVGEO_FUZZ_HAVE_GEOJSON).
 void GeoJSON(TBytes Data);
 

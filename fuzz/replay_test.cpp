@@ -26,7 +26,7 @@ const TTarget Targets[] = {
     {"db_xelgdd", qvfuzz::DatabaseXelgdd}, {"db_xelgi0", qvfuzz::DatabaseXelgi0},
     {"db_xelgi1", qvfuzz::DatabaseXelgi1}, {"db_xelgi2", qvfuzz::DatabaseXelgi2},
     {"db_xelgi3", qvfuzz::DatabaseXelgi3}, {"db_xelgi4", qvfuzz::DatabaseXelgi4},
-    {"db_damage", qvfuzz::DatabaseDamage},
+    {"db_damage", qvfuzz::DatabaseDamage}, {"graticule_fit", qvfuzz::GraticuleFit},
 #ifdef QVGEO_FUZZ_HAVE_GEOJSON
     {"geojson", qvfuzz::GeoJSON},
 #endif

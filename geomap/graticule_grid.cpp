@@ -153,7 +153,9 @@ std::vector<std::pair<TGratLineKind, int>> AddGratLines(const TGratGrid& Grid, c
         for (int i : SpreadPick(all, keep)) {
             const TGratCurve& c = (*curves)[static_cast<std::size_t>(i)];
             double value = 0.0;
-            if (!GratLineValue(*label, c.Index, value) || c.To <= c.From)
+            // Whole-pixel points need a curve within the 32-bit pixel range (a caller's curve may hold anything).
+            constexpr double kFar = 1e8;
+            if (!GratLineValue(*label, c.Index, value) || !(c.To > c.From) || !(c.From > -kFar) || !(c.To < kFar))
                 continue;
             TCalibLine& line = Data.CalLines[static_cast<std::size_t>(Data.NumCalLines++)];
             line.LineType = c.Kind;
@@ -170,8 +172,11 @@ std::vector<std::pair<TGratLineKind, int>> AddGratLines(const TGratGrid& Grid, c
                     if (off < bestOff)
                         bestOff = off, bestT = t;
                 }
+                const double at = c.At(bestT);
+                if (!(std::fabs(at) < kFar))
+                    continue;
                 const auto along = static_cast<std::int32_t>(bestT);
-                const auto across = static_cast<std::int32_t>(std::nearbyint(c.At(bestT)));
+                const auto across = static_cast<std::int32_t>(std::nearbyint(at));
                 line.CalPoints[static_cast<std::size_t>(line.NumPoints++)] =
                     c.Kind == gtlParallel ? TPoint{along, across} : TPoint{across, along};
             }
@@ -211,18 +216,18 @@ double LeaveOneLineOutRms(const TCalibData& Data, const std::vector<std::pair<TG
             continue;
         double widest = 1.0;
         for (std::size_t k = 1; k < family.size(); ++k)
-            widest = std::max(widest, double(family[k] - family[k - 1]));
+            widest = std::max(widest, double(family[k]) - double(family[k - 1]));
         // With c the change of the spacing from one spacing to the next: interpolating over gaps a and
         // b misses the left-out line by c·a·b/2, extrapolating a beyond two lines b apart by
         // c·a·(a + b)/2, while the widest cell in use errs at most c·G²/8.
         const auto up = std::upper_bound(others.begin(), others.end(), index);
         double scale = 0.0;
         if (up != others.begin() && up != others.end())
-            scale = 4.0 * (index - *(up - 1)) * (*up - index) / (widest * widest);
+            scale = 4.0 * (double(index) - *(up - 1)) * (double(*up) - index) / (widest * widest);
         else if (up == others.end())
-            scale = 4.0 * (index - others.back()) * (index - others[others.size() - 2]) / (widest * widest);
+            scale = 4.0 * (double(index) - others.back()) * (double(index) - others[others.size() - 2]) / (widest * widest);
         else
-            scale = 4.0 * (others.front() - index) * (others[1] - index) / (widest * widest);
+            scale = 4.0 * (double(others.front()) - index) * (double(others[1]) - index) / (widest * widest);
         TCalibData d = Data;
         d.CalLines[static_cast<std::size_t>(l)] = d.CalLines[static_cast<std::size_t>(n - 1)];
         d.NumCalLines = n - 1;
@@ -286,15 +291,19 @@ void ScaleGratGrid(TGratGrid& G, double Sx, double Sy, std::int32_t Width, std::
 
 bool GratLineValue(const TGratAxisLabel& Label, int Index, double& Value)
 {
+    // Lattice numbers are subtracted as doubles: any two 32-bit numbers may come from a caller.
     double spacing = Label.Spacing;
     if (Label.HasSecond) {
         if (Label.Index2 == Label.Index)
             return false;
-        spacing = (Label.Value2 - Label.Value) / (Label.Index2 - Label.Index);
+        spacing = (Label.Value2 - Label.Value) / (double(Label.Index2) - double(Label.Index));
     }
     if (!std::isfinite(spacing) || spacing == 0.0 || !std::isfinite(Label.Value))
         return false;
-    Value = Label.Value + spacing * (Index - Label.Index);
+    const double v = Label.Value + spacing * (double(Index) - double(Label.Index));
+    if (!std::isfinite(v))
+        return false;
+    Value = v;
     return true;
 }
 

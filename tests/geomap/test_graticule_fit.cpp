@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <random>
 
@@ -135,6 +136,10 @@ TEST(GraticuleFit, LineValuesFromOneLineAndSpacingOrFromTwoLines)
         {{1, 16.0, true, 1, 17.5, 0.0}, 3, false, 0.0},   // the same line twice gives no spacing
         {{1, 16.0, false, 0, 0.0, 0.0}, 3, false, 0.0},   // no spacing
         {{1, NAN, false, 0, 0.0, 1.0}, 3, false, 0.0},
+        // Any 32-bit numbers: no overflow, and no value that is not finite.
+        {{INT32_MAX, 0.0, false, 0, 0.0, 1.0}, INT32_MIN, true, -4294967295.0},
+        {{INT32_MIN, 0.0, true, INT32_MAX, 4294967295.0, 0.0}, 0, true, 2147483648.0},
+        {{0, 0.0, false, 0, 0.0, 1e308}, 1000, false, 0.0},
     };
     for (const auto& c : cases) {
         double v = -999.0;
